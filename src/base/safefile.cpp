@@ -1,0 +1,113 @@
+#include "base/safefile.h"
+
+#include "base/platform.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFileInfo>
+
+#include <atomic>
+
+namespace {
+
+const QLatin1String temporaryMark(".norvex-tmp");
+
+QString temporaryName(const QString &path)
+{
+    static std::atomic<unsigned> counter{0};
+    return QStringLiteral("%1.%2-%3%4")
+        .arg(path)
+        .arg(QCoreApplication::applicationPid())
+        .arg(counter.fetch_add(1))
+        .arg(temporaryMark);
+}
+
+} // namespace
+
+SafeFile::SafeFile(const QString &path) : m_path(path), m_temporary(temporaryName(path)) {}
+
+SafeFile::~SafeFile()
+{
+    if (m_temporary.isOpen()) {
+        m_temporary.close();
+        m_temporary.remove();
+    }
+}
+
+bool SafeFile::isTemporaryName(const QString &fileName)
+{
+    return fileName.endsWith(temporaryMark);
+}
+
+bool SafeFile::fail(const QString &reason)
+{
+    if (m_error.isEmpty())
+        m_error = reason;
+    return false;
+}
+
+bool SafeFile::open()
+{
+    const QFileInfo target(m_path);
+    if (target.isSymLink())
+        return fail(QStringLiteral("%1 is a symbolic link").arg(m_path));
+    if (target.isDir())
+        return fail(QStringLiteral("%1 is a folder").arg(m_path));
+    if (!m_temporary.open(QIODevice::WriteOnly | QIODevice::NewOnly | QIODevice::Unbuffered))
+        return fail(m_temporary.errorString());
+    return true;
+}
+
+bool SafeFile::write(const char *data, qint64 size)
+{
+    if (!m_error.isEmpty())
+        return false;
+    if (m_temporary.write(data, size) != size)
+        return fail(m_temporary.errorString());
+    return true;
+}
+
+bool SafeFile::commit()
+{
+    if (!m_error.isEmpty() || !m_temporary.isOpen())
+        return fail(QStringLiteral("the file was not written"));
+    if (!m_temporary.flush() || !platform::syncFile(m_temporary))
+        return fail(QStringLiteral("cannot sync %1").arg(m_temporary.fileName()));
+    m_temporary.close();
+    if (!platform::replaceFile(m_temporary.fileName(), m_path)) {
+        m_temporary.remove();
+        return fail(QStringLiteral("cannot rename %1 to %2").arg(m_temporary.fileName(), m_path));
+    }
+    if (!platform::syncFolder(QFileInfo(m_path).absolutePath()))
+        return fail(QStringLiteral("cannot sync the folder of %1").arg(m_path));
+    return true;
+}
+
+bool writeFileSafely(const QString &path, const QByteArray &bytes, QString *error)
+{
+    SafeFile file(path);
+    const bool ok = file.open() && file.write(bytes) && file.commit();
+    if (!ok && error)
+        *error = file.error();
+    return ok;
+}
+
+bool readWholeFile(const QString &path, QByteArray &bytes, qint64 maximumSize, QString *error)
+{
+    QFile file(path);
+    const auto fail = [&](const QString &reason) {
+        if (error)
+            *error = reason;
+        return false;
+    };
+    if (!file.open(QIODevice::ReadOnly))
+        return fail(file.errorString());
+    if (file.size() > maximumSize)
+        return fail(QStringLiteral("%1 is larger than %2 bytes").arg(path).arg(maximumSize));
+    bytes = file.read(maximumSize + 1);
+    if (file.error() != QFileDevice::NoError)
+        return fail(file.errorString());
+    if (bytes.size() > maximumSize)
+        return fail(QStringLiteral("%1 is larger than %2 bytes").arg(path).arg(maximumSize));
+    return true;
+}

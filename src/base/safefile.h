@@ -1,0 +1,48 @@
+#pragma once
+
+#include <QByteArray>
+#include <QFile>
+#include <QString>
+
+/// The one way a file of a session is replaced: the new content goes to a temporary name in the same folder, every
+/// write, the flush and the sync are checked, then the temporary takes the file's name and the folder is synced. At any
+/// moment the file is either the old one or the new one. A symbolic link at the target is refused.
+///
+/// Used from one thread at a time. Dropping the object without commit() removes the temporary.
+class SafeFile
+{
+public:
+    explicit SafeFile(const QString &path);
+    ~SafeFile();
+    SafeFile(const SafeFile &) = delete;
+    SafeFile &operator=(const SafeFile &) = delete;
+
+    /// Creates the temporary file. False when that fails; error() says why.
+    bool open();
+
+    /// Appends bytes. False after the first failure, and from then on.
+    bool write(const char *data, qint64 size);
+    bool write(const QByteArray &bytes) { return write(bytes.constData(), bytes.size()); }
+
+    /// Makes the new content the file's. False when any step failed: the old file is then untouched.
+    bool commit();
+
+    /// The first failure in words ("No space left on device"), empty while all is well.
+    QString error() const { return m_error; }
+
+    /// Names that a killed program may leave behind; ignored by readers and removed when a folder is loaded.
+    static bool isTemporaryName(const QString &fileName);
+
+private:
+    bool fail(const QString &reason);
+
+    QString m_path;
+    QFile m_temporary;
+    QString m_error;
+};
+
+/// Replaces the file at `path` by `bytes` with a SafeFile. On failure `error` (when given) says why.
+bool writeFileSafely(const QString &path, const QByteArray &bytes, QString *error = nullptr);
+
+/// Reads a whole file of at most `maximumSize` bytes. False and a reason when it cannot be opened, read or is larger.
+bool readWholeFile(const QString &path, QByteArray &bytes, qint64 maximumSize, QString *error = nullptr);

@@ -1,0 +1,104 @@
+#pragma once
+
+#include "data/eventrecord.h"
+#include "data/samplepoint.h"
+
+#include <QMutex>
+#include <QString>
+#include <QVector>
+
+#include <atomic>
+#include <optional>
+#include <unordered_set>
+
+class SampleSink;
+
+/// A stretch of consecutive samples of one sensor with its own lock, its own file and the ability to leave memory and
+/// come back on demand. Shared between the download (inserts), the saving thread (saves, unloads) and the windows
+/// (searches): every operation on the samples waits at most 200 ms for the block's lock, then writes one log line and
+/// returns false with nothing changed. No thread holds two block locks.
+///
+/// firstTime and lastTime are those of the list's first and last element, not a minimum and maximum (samples may arrive
+/// out of order); minimumTime and maximumTime are the true range. All four, the count and the flags are atomic and
+/// survive an unload. fromFile() and clear() are for a block that is not shared yet.
+class dataBlock
+{
+public:
+    dataBlock();
+    dataBlock(const dataBlock &) = delete;
+    dataBlock &operator=(const dataBlock &) = delete;
+
+    /// A block that knows its file and times but has not read its samples.
+    void describe(const QString &folder, const QString &fileName, quint64 first, quint64 last);
+
+    /// Appends every sample with from <= time < to to `out`, in list order. False at once when the range lies outside
+    /// firstTime..lastTime.
+    bool searchData(QVector<SamplePoint> &out, quint64 from, quint64 to);
+    /// The same by the true range, for samples that arrived out of order.
+    bool searchRange(QVector<SamplePoint> &out, quint64 from, quint64 to);
+    /// Appends new samples in the order given, refuses exact duplicates in time, and hands each accepted one to `sink`.
+    /// All or nothing: false means that nothing was taken.
+    bool insert(const QVector<SamplePoint> &samples, SampleSink *sink);
+    /// Whether a sample of exactly this time is held. False also when the block cannot be locked or reloaded: `ok`.
+    bool contains(quint64 time, bool *ok = nullptr);
+    /// Writes the block to folder/fileName unless it is unchanged there. On failure the old file and the flag stay.
+    bool toFile(const QString &folder, const QString &fileName);
+    /// Replaces the samples by the content of a block file and sorts them. A file that cannot be opened leaves an empty,
+    /// loaded block and gives false; so does one that ends early, with the samples read so far.
+    bool fromFile(const QString &folder, const QString &path);
+    /// Saves the block if it is modified and drops the samples from memory; false for a block never saved or one that
+    /// cannot be saved, which keeps its samples.
+    bool unload();
+    /// Appends one entry for each period from a sample at or above `threshold` to the first one below it.
+    bool searchRFONEvents(QVector<RunStretch> &out, double threshold);
+    void clear();
+
+    quint64 firstTime() const { return m_firstTime; }
+    quint64 lastTime() const { return m_lastTime; }
+    quint64 minimumTime() const { return m_minimumTime; }
+    quint64 maximumTime() const { return m_maximumTime; }
+    int count() const { return m_count; }
+    bool isLoaded() const { return m_loaded; }
+    bool isModified() const { return m_modified; }
+    /// The file ended early or was unreadable when it was loaded; it is never written back to the same name.
+    bool isDamaged() const { return m_damaged; }
+    qint64 lastAccessMs() const { return m_lastAccessMs; }
+
+    QString fileName() const;
+    QString folder() const;
+    QString loadedName() const;
+
+    friend bool operator<(const dataBlock &a, const dataBlock &b) { return a.firstTime() < b.firstTime(); }
+
+private:
+    friend class BlockLock;
+
+    bool ensureLoadedLocked();
+    bool writeLocked(const QString &folder, const QString &fileName);
+    bool holdsTimeLocked(quint64 time);
+    void appendLocked(const SamplePoint &sample);
+    void updateTimesLocked();
+    void appendRangeLocked(QVector<SamplePoint> &out, quint64 from, quint64 to) const;
+
+    // Guarded by m_lock.
+    QMutex m_lock;
+    QVector<SamplePoint> m_samples; // in insertion order; sorted by time after a load
+    bool m_sorted = true;           // the list is in strictly rising order of time
+    std::optional<std::unordered_set<quint64>> m_times; // built when the first late sample comes
+
+    // Guarded by m_nameLock, a leaf.
+    mutable QMutex m_nameLock;
+    QString m_fileName;
+    QString m_folder;
+    QString m_loadedName;
+
+    std::atomic<qint64> m_lastAccessMs{0}; // UTC
+    std::atomic<bool> m_loaded{true};
+    std::atomic<bool> m_modified{false};
+    std::atomic<bool> m_damaged{false};
+    std::atomic<int> m_count{0};
+    std::atomic<quint64> m_firstTime{0};
+    std::atomic<quint64> m_lastTime{0};
+    std::atomic<quint64> m_minimumTime{0};
+    std::atomic<quint64> m_maximumTime{0};
+};

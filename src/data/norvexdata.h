@@ -1,0 +1,135 @@
+#pragma once
+
+#include "base/clock.h"
+#include "data/abstractnorvexdata.h"
+#include "data/datablock.h"
+#include "data/durability.h"
+#include "data/rfondetector.h"
+#include "recipe/sensorconfiguration.h"
+
+#include <QMutex>
+#include <QSet>
+
+#include <atomic>
+#include <memory>
+
+struct IndexContent;
+
+/// How a load went; the window or the command line says it.
+enum class LoadOutcome {
+    Loaded,
+    MissingBlocks,   // loaded, but fewer blocks than announced
+    Recreated,       // no index file: rebuilt from the folder and saved at once
+    RestoreFailed,   // a save had been interrupted and its backup could not be put back; loaded as far as possible
+    Failed,          // the folder cannot be read
+};
+
+/// Where a sensor's clock stands on the time line of its samples.
+struct SensorTimeLine
+{
+    bool known = false;
+    qint64 baseUs = 0;   // added to every sample and event time of the sensor
+    qint64 uptimeMs = 0; // of the sensor when the base was last confirmed
+};
+
+/// Everything one sensor has produced in a session: sample blocks, events, the run detector, last configuration and
+/// recipe, and their files in the sensor folder.
+///
+/// Threads: the recording operations belong to one thread (that of its arcSensor); reading, saving and unloading may
+/// come from any other. `dataLock` is a leaf: it is never held together with a block's lock, across a file write or a
+/// call outside; lists are copied under it.
+class norvexData final : public abstractNorvexData
+{
+public:
+    explicit norvexData(const Clock &clock = systemClock());
+    ~norvexData() override;
+
+    // --- identity
+    QString sensorSerial() const override;
+    QString chamberSerial() const override;
+    void setSensorSerial(const QString &serial);
+    void setChamberSerial(const QString &chamber);
+    /// Name of the sensor folder inside the session folder.
+    QString folderName() const;
+    void setFolderName(const QString &name);
+
+    // --- recording
+    /// Takes a page of samples, all or nothing. False when a block could not be locked or reloaded: ask for it again.
+    bool addSamples(const QVector<SamplePoint> &samples);
+    /// Takes an event with its waveform; fills the snapshots when they are empty. False for one that is stored already.
+    bool addEvent(EventRecord event);
+    /// Turns finished runs into E_ON events; returns how many.
+    int takeFinishedRuns();
+    void setConfiguration(const SensorConfiguration &configuration);
+    void setRecipe(const Recipe &recipe);
+    /// A changed base starts a new time line: the newest block is closed and an open run dropped.
+    void setTimeLine(const SensorTimeLine &line);
+    void setConnected(bool connected) { m_connected = connected; }
+    /// The session's log, not owned; nullptr for none.
+    void setDurableLog(DurableLog *log);
+    /// Calls `done(ok)` in context's thread when everything taken so far is on disk (at once without a log).
+    void whenDurable(QObject *context, std::function<void(bool)> done);
+
+    // --- reading
+    quint64 firstTime() const override;
+    quint64 lastTime() const override;
+    bool samplesInRange(quint64 from, quint64 to, QVector<SamplePoint> &out) const override;
+    QVector<EventRecord> eventsInRange(quint64 from, quint64 to) const override;
+    QVector<RunRecord> runsInRange(quint64 from, quint64 to) const override;
+    QVector<SamplePoint> waveform(const EventKey &event) const override;
+
+    SensorConfiguration configuration() const;
+    Recipe recipe() const;
+    SensorTimeLine timeLine() const;
+    bool isConnected() const { return m_connected; }
+    bool isInsideRun() const;
+    int currentStep() const;
+    quint64 sampleCount() const;
+    int blockCount() const;
+    int eventCount() const; // runs excluded
+    int runCount() const;
+    /// Rises with every change of samples, events or runs; displays compare it.
+    quint64 revision() const { return m_revision; }
+    QVector<std::shared_ptr<dataBlock>> blocks() const;
+
+    // --- files
+    bool hasUnsavedData() const;
+    /// Writes modified blocks, new events, the configuration and the index into sessionFolder/folderName(). False when
+    /// any part failed; what failed stays unsaved.
+    bool save(const QString &sessionFolder);
+    /// Reads an index and remembers its blocks without reading them. Only before the store is shared.
+    LoadOutcome load(const QString &sessionFolder);
+    /// Drops from memory the blocks that are saved, not the newest, and not read for 60 s (or at all when `now`).
+    void unloadIdleBlocks(bool now = false);
+
+private:
+    friend class StoreSaver;
+    friend class StoreLoader;
+
+    struct Stored;
+    bool append(const QVector<SamplePoint> &samples);
+    std::shared_ptr<dataBlock> blockForInsertLocked();
+    void configureDetectorLocked();
+
+    const Clock &m_clock;
+    rfOnDetector m_detector; // process() under the block lock, setters on the recording thread
+
+    mutable QMutex m_dataLock; // guards everything below
+    QString m_sensorSerial;
+    QString m_chamberSerial;
+    QString m_folderName;
+    SensorConfiguration m_configuration;
+    Recipe m_recipe;
+    SensorTimeLine m_timeLine;
+    QVector<std::shared_ptr<dataBlock>> m_blocks; // oldest first
+    QVector<std::shared_ptr<const EventRecord>> m_events; // in detection order, runs included
+    QSet<EventKey> m_eventKeys;
+    QSet<EventKey> m_savedEvents;
+    bool m_closeNewestBlock = false;
+    DurableLog *m_log = nullptr;
+    quint64 m_changes = 0;      // generation of the index content
+    quint64 m_savedChanges = 0; // generation that the index file holds
+
+    std::atomic<quint64> m_revision{0};
+    std::atomic<bool> m_connected{false};
+};

@@ -1,0 +1,63 @@
+#pragma once
+
+#include "sensor/arcsensor.h"
+#include "session/session.h"
+
+#include <QLockFile>
+#include <QObject>
+
+#include <memory>
+#include <vector>
+
+class savingThread;
+
+/// Records sensors into a session: owns one arcSensor per address and the saving thread, gives a sensor its store once
+/// it has said its serial, and ends everything in the right order. The command line and the desktop both stand on it.
+/// Main thread only.
+class Recorder : public QObject
+{
+    Q_OBJECT
+
+public:
+    struct Options
+    {
+        LinkTimings timings;
+        int savePeriodMs = 10000;
+        QString lockFolder; // of the per-address locks; empty for the user's own
+    };
+
+    /// The session must outlive the recorder.
+    Recorder(Session *session, const Options &options, const Clock &clock = systemClock(), QObject *parent = nullptr);
+    ~Recorder() override;
+
+    enum class AddOutcome { Added, AlreadyThere, LockedByOther };
+    /// Connects to a sensor. When it answers it is found in or added to the session under its serial and `chamber`.
+    /// LockedByOther: another program of this user downloads it; `holder` says which.
+    AddOutcome addSensor(const QString &address, quint16 port, const QString &chamber, QString *holder = nullptr);
+    /// Ends a connection; the sensor stays in the session.
+    void removeConnection(arcSensor *sensor);
+    /// Connects every sensor of the session that has an address.
+    void connectAll();
+
+    QVector<arcSensor *> connections() const;
+    arcSensor *connectionOf(const QString &serial) const;
+
+    /// Stops every connection, then the saving thread, which makes the last save. True when nothing is left unsaved.
+    bool stop();
+
+signals:
+    /// The sensor at a connection has said its serial and records into its store.
+    void sensorReady(arcSensor *sensor, const QString &serial);
+    /// Another serial than the session knows for this address answered, or the serial is connected twice.
+    void sensorRefused(arcSensor *sensor, const QString &reason);
+
+private:
+    struct Connection;
+    void sensorAnswered(Connection &connection);
+
+    Session *const m_session;
+    const Options m_options;
+    const Clock &m_clock;
+    std::vector<std::unique_ptr<Connection>> m_connections;
+    std::unique_ptr<savingThread> m_saver;
+};
