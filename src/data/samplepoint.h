@@ -12,25 +12,25 @@ struct SamplePoint
 {
     static constexpr int currentVersion = 4;
 
-    quint64 time = 0;             // us since the epoch, UTC
-    double frequency = 0;         // Hz; 0 when the sensor does not measure it
-    double voltage = 0;           // V
-    double currentReal = 0;       // A
-    double currentImaginary = 0;  // A
-    qint32 numberOfPulses = 0;    // in the sample interval
-    double pulsePeriod = 0;       // us
-    qint32 slot1OnTime = 0;       // us
-    qint32 slot2OnTime = 0;       // us
-    double slot1VoltageAvg = 0;   // V
+    quint64 time = 0;            // us since the epoch, UTC
+    double frequency = 0;        // Hz; 0 when the sensor does not measure it
+    double voltage = 0;          // V
+    double currentReal = 0;      // A
+    double currentImaginary = 0; // A
+    qint32 numberOfPulses = 0;   // in the sample interval
+    double pulsePeriod = 0;      // us
+    qint32 slot1OnTime = 0;      // us
+    qint32 slot2OnTime = 0;      // us
+    double slot1VoltageAvg = 0;  // V
     double slot1VoltageMax = 0;
     double slot1VoltageMin = 0;
-    double slot1CurrentAvg = 0;   // A
+    double slot1CurrentAvg = 0; // A
     double slot1CurrentMax = 0;
     double slot1CurrentMin = 0;
-    double slot2VoltageAvg = 0;   // V
+    double slot2VoltageAvg = 0; // V
     double slot2VoltageMax = 0;
     double slot2VoltageMin = 0;
-    double slot2CurrentAvg = 0;   // A
+    double slot2CurrentAvg = 0; // A
     double slot2CurrentMax = 0;
     double slot2CurrentMin = 0;
     /// Events of each detector class in the sample interval: E11, E12, E13, E21, E22, E23, E31, E32, E33, EPE.
@@ -39,6 +39,8 @@ struct SamplePoint
     friend bool operator==(const SamplePoint &a, const SamplePoint &b);
     friend bool operator!=(const SamplePoint &a, const SamplePoint &b) { return !(a == b); }
 };
+
+Q_DECLARE_TYPEINFO(SamplePoint, Q_PRIMITIVE_TYPE); // all zero bytes are a default sample; lists move it by memcpy
 
 /// Bytes of one serialised sample: 40, 104, 156 or 196 for versions 1 to 4; any other version has the version 1 prefix.
 constexpr int sampleRecordSize(int version)
