@@ -16,3 +16,9 @@ void appendStreamNumber(QByteArray &out, float value);
 /// A whole number in decimal.
 void appendInteger(QByteArray &out, qint64 value);
 void appendInteger(QByteArray &out, quint64 value);
+
+/// The same into a caller's buffer of at least numberBufferSize bytes, without a terminating zero. They return the end
+/// of what was written.
+constexpr int numberBufferSize = 32;
+char *writeStreamNumber(char *out, double value);
+char *writeInteger(char *out, quint64 value);
