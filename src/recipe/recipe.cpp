@@ -1,5 +1,6 @@
 #include "recipe/recipe.h"
 
+#include "base/json.h"
 #include "base/log.h"
 #include "base/safefile.h"
 
@@ -227,7 +228,7 @@ QByteArray Recipe::toCompactJSON() const
 bool Recipe::fromJSON(const QByteArray &bytes)
 {
     QJsonParseError error{};
-    const QJsonDocument document = QJsonDocument::fromJson(bytes, &error);
+    const QJsonDocument document = parseJson(bytes, &error);
     if (document.isNull() || document.isEmpty()) {
         logDebug(QStringLiteral("Recipe::fromJSON Error reading recipe. %1").arg(error.errorString()));
         return false;

@@ -1,5 +1,6 @@
 #include "recipe/sensorconfiguration.h"
 
+#include "base/json.h"
 #include "base/safefile.h"
 #include "recipe/configurationfields.h"
 
@@ -185,7 +186,7 @@ QJsonObject withReadKeys(QJsonObject object)
 
 bool SensorConfiguration::configFromJSON(const QByteArray &bytes)
 {
-    const QJsonDocument document = QJsonDocument::fromJson(bytes);
+    const QJsonDocument document = parseJson(bytes);
     return document.isObject() && readObject(*this, document.object());
 }
 
@@ -225,7 +226,7 @@ bool SensorConfiguration::loadFromFile(const QString &path, QString *error)
         return false;
     SensorConfiguration read = *this;
     bool ok = false;
-    const QJsonDocument document = QJsonDocument::fromJson(bytes);
+    const QJsonDocument document = parseJson(bytes);
     if (document.isObject()) {
         ok = readObject(read, withReadKeys(document.object()));
     } else {

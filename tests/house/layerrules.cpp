@@ -56,6 +56,7 @@ SourceTree::File SourceTree::read(const QString &path)
     if (!file.open(QIODevice::ReadOnly))
         return found;
     const QString text = QString::fromUtf8(file.readAll()).replace(QLatin1String("\\\n"), QLatin1String(" "));
+    found.parsesJson = text.contains(QLatin1String("QJsonDocument::fromJson("));
     for (const QString &line : text.split(QLatin1Char('\n'))) {
         const auto included = include.match(line);
         if (included.hasMatch())
@@ -165,6 +166,17 @@ QStringList SourceTree::widgetBreaches(const QStringList &core, const QSet<QStri
                 breaches.append(QStringLiteral("%1 includes <%2>%3").arg(start, header, through));
             }
         }
+    }
+    breaches.sort();
+    return breaches;
+}
+
+QStringList SourceTree::parserBreaches() const
+{
+    QStringList breaches;
+    for (auto file = m_files.cbegin(); file != m_files.cend(); ++file) {
+        if (file->parsesJson && file.key() != QLatin1String("base/json.cpp"))
+            breaches.append(file.key() + QStringLiteral(" calls QJsonDocument::fromJson instead of parseJson"));
     }
     breaches.sort();
     return breaches;
