@@ -39,16 +39,16 @@ struct FrequencyRange
 };
 
 /// One connected sensor: keeps the connection alive, polls status and frame, downloads every sample and event record
-/// into the sensor's store, tells the sensor what it may drop, and uploads configuration, recipes and triggers. All HTTP
-/// goes through its own SensorWorker thread; everything else runs in the thread that made it, driven by the event loop,
-/// and never blocks it. It emits last, after its own bookkeeping, so a receiver may call stop() or deleteLater().
+/// into the sensor's store, tells the sensor what it may drop, and uploads configuration, recipes and triggers. All
+/// HTTP goes through its own SensorWorker thread; everything else runs in the thread that made it, driven by the event
+/// loop, and never blocks it. It emits last, after its own bookkeeping, so a receiver may call stop() or deleteLater().
 class arcSensor : public QObject
 {
     Q_OBJECT
 
 public:
-    arcSensor(const QString &address, quint16 port, const LinkTimings &timings = {},
-              const Clock &clock = systemClock(), QObject *parent = nullptr);
+    arcSensor(const QString &address, quint16 port, const LinkTimings &timings = {}, const Clock &clock = systemClock(),
+              QObject *parent = nullptr);
     ~arcSensor() override;
 
     /// The store that takes the data, nullptr while the sensor is only verified. Attaching one to a connected sensor
