@@ -1,5 +1,6 @@
 #include "sensor/webservice.h"
 
+#include "base/json.h"
 #include "sensor/linepage.h"
 #include "sensor/sensorrequest.h"
 
@@ -53,7 +54,7 @@ qint32 count(const QJsonValue &json)
 
 bool parseObject(const QByteArray &reply, QJsonObject &object)
 {
-    const QJsonDocument document = QJsonDocument::fromJson(reply);
+    const QJsonDocument document = parseJson(reply);
     object = document.object();
     return document.isObject();
 }
