@@ -9,8 +9,11 @@
 #include <QString>
 #include <QVector>
 
+#include <atomic>
 #include <functional>
 #include <memory>
+
+struct SessionFileSensor;
 
 /// One sensor of a session.
 struct SensorEntry
@@ -24,13 +27,14 @@ struct SensorEntry
 /// Why a session could not be opened.
 struct SessionError
 {
-    enum Kind { None, MissingFile, Unreadable, Locked, CannotWrite } kind = None;
+    enum Kind { None, MissingFile, Unreadable, Locked, CannotWrite, AlreadyThere, Cancelled } kind = None;
     QString text; // for the user
 };
 
 /// The set of sensors of one session folder, and its files. Lives in the main thread; hasUnsavedData(), save() and
-/// unloadIdleBlocks() may be called from the saving thread. `sessionLock` guards the list and the path and is not held
-/// while files are written. Open sessions hold a lock file, so two programs never record into one folder.
+/// unloadIdleBlocks() may be called from the saving thread. `saveLock` is held across a whole save, so two never
+/// overlap; `sessionLock` guards the list and the path and is not held while files are written. Open sessions hold a
+/// lock file, so two programs never record into one folder.
 class Session : public QObject
 {
     Q_OBJECT
@@ -38,8 +42,10 @@ class Session : public QObject
 public:
     ~Session() override;
 
-    /// A new session in `folder`, created when missing. The session file is written at the first save.
-    static std::unique_ptr<Session> create(const QString &folder, SessionError *error, const Clock &clock = systemClock());
+    /// A new session in `folder`, created when missing. The session file is written at the first save. Refused when the
+    /// folder holds a session already.
+    static std::unique_ptr<Session> create(const QString &folder, SessionError *error,
+                                           const Clock &clock = systemClock());
     /// Opens the session of `folder`. `progress(done, total, name)` is called from the loading thread; returning false
     /// cancels.
     using Progress = std::function<bool(int done, int total, const QString &name)>;
@@ -63,11 +69,13 @@ public:
     /// nullptr when the folder cannot be created.
     std::shared_ptr<norvexData> addSensor(const QString &serial, const QString &chamber, const QString &address,
                                           quint16 port);
-    /// Takes a sensor out of the list; its files stay.
+    /// Saves a sensor and takes it out of the list; its files stay. False when it is not there or could not be saved:
+    /// it then stays, so that nothing recorded is dropped.
     bool removeSensor(const QString &serial);
     void setSensorAddress(const QString &serial, const QString &address, quint16 port);
     void setSensorColour(const QString &serial, const QString &colour);
 
+    /// True while the session file or any store differs from what is on disk; never for one opened read-only.
     bool hasUnsavedData() const;
     /// Session file and every sensor; true only when all succeeded.
     bool save();
@@ -80,15 +88,26 @@ signals:
     void sensorRemoved(const QString &serial);
 
 private:
-    explicit Session(const QString &folder, const Clock &clock);
+    Session(const QString &folder, bool readOnly, const Clock &clock);
+
+    bool takeFolderLock(SessionError *error);
+    bool readSessionFile(SessionError *error, const Progress &progress);
+    void loadSensor(const SessionFileSensor &line);
+    void attachLog(const std::shared_ptr<norvexData> &data) const;
+    std::shared_ptr<norvexData> newStore(const QString &serial, const QString &chamber, const QString &path) const;
+    bool isFolderTakenLocked(const QString &folder) const;
+    QString freeColourLocked() const;
+    static QByteArray fileBytes(const QVector<SensorEntry> &sensors);
 
     const Clock &m_clock;
+    const bool m_readOnly;
     std::unique_ptr<QLockFile> m_folderLock;
     QStringList m_loadProblems;
     std::atomic<qint64> m_lastSaveMs{0};
+    QMutex m_saveLock; // held for a whole save; taken before sessionLock
 
     mutable QMutex m_sessionLock; // guards the rest
     QString m_path;
     QVector<SensorEntry> m_sensors;
-    bool m_modified = false;
+    QByteArray m_fileOnDisk; // what the session file holds
 };
