@@ -9,6 +9,8 @@
 #include <QMetaObject>
 #include <QObject>
 
+#include <winsock2.h>
+
 #include <io.h>
 #include <psapi.h>
 #include <windows.h>
@@ -18,6 +20,7 @@
 #include <cstdio>
 #include <fcntl.h>
 #include <sys/ioctl.h>
+#include <sys/socket.h>
 #include <unistd.h>
 #endif
 
@@ -62,6 +65,13 @@ void onInterrupt(std::function<void()> handler)
     static QObject receiver;
     interruptReceiver = &receiver;
     SetConsoleCtrlHandler(consoleEvent, TRUE);
+}
+
+void resetOnClose(qintptr socket)
+{
+    const linger atOnce{1, 0};
+    setsockopt(static_cast<SOCKET>(socket), SOL_SOCKET, SO_LINGER, reinterpret_cast<const char *>(&atOnce),
+               sizeof atOnce);
 }
 
 int terminalWidth()
@@ -135,6 +145,12 @@ void onInterrupt(std::function<void()> handler)
     });
     std::signal(SIGINT, interrupted);
     std::signal(SIGTERM, interrupted);
+}
+
+void resetOnClose(qintptr socket)
+{
+    const linger atOnce{1, 0};
+    ::setsockopt(static_cast<int>(socket), SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
 }
 
 int terminalWidth()

@@ -22,6 +22,9 @@ bool replaceFile(const QString &from, const QString &to);
 /// terminate; a second one ends the program at once.
 void onInterrupt(std::function<void()> handler);
 
+/// Makes closing this socket reset the connection instead of ending it in order. For servers that simulate failures.
+void resetOnClose(qintptr socket);
+
 /// Columns of the terminal behind stderr, or 0 when stderr is not a terminal.
 int terminalWidth();
 

@@ -1,0 +1,45 @@
+#include "base/platform.h"
+#include "simulator/sensorsimulator.h"
+#include "simulator/simulatorcommand.h"
+
+#include <QCoreApplication>
+#include <QTextStream>
+
+#include <memory>
+#include <vector>
+
+int main(int argc, char **argv)
+{
+    QCoreApplication application(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("norvex-sensor-sim"));
+    QTextStream out(stdout);
+    QTextStream err(stderr);
+
+    const SimulatorCommand command = parseSimulatorCommand(QCoreApplication::arguments());
+    if (command.outcome == SimulatorCommand::Outcome::ShowText) {
+        out << command.text;
+        return 0;
+    }
+    if (command.outcome == SimulatorCommand::Outcome::BadArguments) {
+        err << "norvex-sensor-sim: " << command.text << "\nTry 'norvex-sensor-sim --help'.\n";
+        return 2;
+    }
+
+    std::vector<std::unique_ptr<SensorSimulator>> sensors;
+    for (const SimulatorOptions &options : command.sensors) {
+        sensors.push_back(std::make_unique<SensorSimulator>(options));
+        QString error;
+        if (!sensors.back()->start(&error)) {
+            err << "norvex-sensor-sim: " << error << '\n';
+            return 1;
+        }
+        if (command.preloadSamples > 0)
+            sensors.back()->preload(command.preloadSamples, command.preloadEvents);
+        out << "listening on " << options.host << ':' << sensors.back()->port() << '\n';
+        out.flush();
+    }
+    err << "Press Ctrl+C to end.\n";
+    err.flush();
+    platform::onInterrupt([] { QCoreApplication::quit(); });
+    return QCoreApplication::exec();
+}
