@@ -1,5 +1,6 @@
 #include "simulator/simulatedsensor.h"
 
+#include "base/json.h"
 #include "data/eventtypelist.h"
 
 #include <QDateTime>
@@ -30,7 +31,7 @@ ProcessSettings processSettings(const SimulatorOptions &options)
 
 QByteArray renamedKey(const QByteArray &json, const QString &from, const QString &to)
 {
-    QJsonObject object = QJsonDocument::fromJson(json).object();
+    QJsonObject object = parseJson(json).object();
     if (object.contains(from))
         object.insert(to, object.take(from));
     return QJsonDocument(object).toJson();
@@ -271,7 +272,7 @@ bool SimulatedSensor::takeConfiguration(const QByteArray &json)
 
 bool SimulatedSensor::takeRecipe(const QByteArray &json)
 {
-    const QJsonObject object = QJsonDocument::fromJson(json).object();
+    const QJsonObject object = parseJson(json).object();
     if (!object.contains(QStringLiteral("recipe_name")) && !object.contains(QStringLiteral("step_01")))
         return false;
     Recipe uploaded;
