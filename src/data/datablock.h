@@ -1,15 +1,15 @@
 #pragma once
 
+#include "base/clock.h"
 #include "data/eventrecord.h"
 #include "data/samplepoint.h"
+#include "data/timeset.h"
 
 #include <QMutex>
 #include <QString>
 #include <QVector>
 
 #include <atomic>
-#include <optional>
-#include <unordered_set>
 
 class SampleSink;
 
@@ -20,11 +20,14 @@ class SampleSink;
 ///
 /// firstTime and lastTime are those of the list's first and last element, not a minimum and maximum (samples may arrive
 /// out of order); minimumTime and maximumTime are the true range. All four, the count and the flags are atomic and
-/// survive an unload. fromFile() and clear() are for a block that is not shared yet.
+/// survive an unload. describe(), fromFile() and clear() are for a block that is not shared yet.
+///
+/// A save copies the list under the lock and writes the copy without it, so that a slow disk never holds up an insert.
+/// What is inserted meanwhile leaves the block modified.
 class dataBlock
 {
 public:
-    dataBlock();
+    explicit dataBlock(const Clock &clock = systemClock());
     dataBlock(const dataBlock &) = delete;
     dataBlock &operator=(const dataBlock &) = delete;
 
@@ -37,14 +40,14 @@ public:
     /// The same by the true range, for samples that arrived out of order.
     bool searchRange(QVector<SamplePoint> &out, quint64 from, quint64 to);
     /// Appends new samples in the order given, refuses exact duplicates in time, and hands each accepted one to `sink`.
-    /// All or nothing: false means that nothing was taken.
+    /// All or nothing: false means that nothing was taken. A damaged block takes no more samples.
     bool insert(const QVector<SamplePoint> &samples, SampleSink *sink);
     /// Whether a sample of exactly this time is held. False also when the block cannot be locked or reloaded: `ok`.
     bool contains(quint64 time, bool *ok = nullptr);
     /// Writes the block to folder/fileName unless it is unchanged there. On failure the old file and the flag stay.
     bool toFile(const QString &folder, const QString &fileName);
-    /// Replaces the samples by the content of a block file and sorts them. A file that cannot be opened leaves an empty,
-    /// loaded block and gives false; so does one that ends early, with the samples read so far.
+    /// Replaces the samples by the content of a block file and sorts them. A file that cannot be opened leaves an
+    /// empty, loaded block and gives false; so does one that ends early, with the samples read so far.
     bool fromFile(const QString &folder, const QString &path);
     /// Saves the block if it is modified and drops the samples from memory; false for a block never saved or one that
     /// cannot be saved, which keeps its samples.
@@ -60,7 +63,8 @@ public:
     int count() const { return m_count; }
     bool isLoaded() const { return m_loaded; }
     bool isModified() const { return m_modified; }
-    /// The file ended early or was unreadable when it was loaded; it is never written back to the same name.
+    /// The file ended early or was unreadable when it was loaded. What could be read of it is never written over an
+    /// existing file.
     bool isDamaged() const { return m_damaged; }
     qint64 lastAccessMs() const { return m_lastAccessMs; }
 
@@ -71,20 +75,30 @@ public:
     friend bool operator<(const dataBlock &a, const dataBlock &b) { return a.firstTime() < b.firstTime(); }
 
 private:
-    friend class BlockLock;
-
     bool ensureLoadedLocked();
-    bool writeLocked(const QString &folder, const QString &fileName);
-    bool holdsTimeLocked(quint64 time);
+    bool writeCopy(const QString &folder, const QString &fileName, const QVector<SamplePoint> &samples);
+    void savedAs(const QString &folder, const QString &fileName);
+    bool holdsTimeLocked(quint64 time) const;
     void appendLocked(const SamplePoint &sample);
-    void updateTimesLocked();
+    void publishTimesLocked();
+    void takeLocked(QVector<SamplePoint> samples);
     void appendRangeLocked(QVector<SamplePoint> &out, quint64 from, quint64 to) const;
+    bool search(QVector<SamplePoint> &out, quint64 from, quint64 to);
+    void touch();
+
+    const Clock &m_clock;
+
+    // Held while the block's file is written; taken before m_lock.
+    QMutex m_fileLock;
 
     // Guarded by m_lock.
     QMutex m_lock;
     QVector<SamplePoint> m_samples; // in insertion order; sorted by time after a load
-    bool m_sorted = true;           // the list is in strictly rising order of time
-    std::optional<std::unordered_set<quint64>> m_times; // built when the first late sample comes
+    bool m_sorted = true;           // no sample is earlier than the one before it
+    TimeSet m_times;                // the list's times, while it is not sorted
+    quint64 m_minimum = 0;          // of the list's times, unless it is empty
+    quint64 m_maximum = 0;
+    quint64 m_insertions = 0; // tells a save whether its copy is still the whole list
 
     // Guarded by m_nameLock, a leaf.
     mutable QMutex m_nameLock;

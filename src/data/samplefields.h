@@ -5,7 +5,7 @@
 /// The one list of a sample's fields. Calls visit(&SamplePoint::field) for each field that a record of `Version`
 /// carries, in the record's order; version 4 carries them all. Codec, equality and sums walk this list.
 template <int Version = SamplePoint::currentVersion, typename Visit>
-constexpr void visitSampleFields(Visit &&visit)
+Q_ALWAYS_INLINE constexpr void visitSampleFields(Visit &&visit)
 {
     visit(&SamplePoint::time);
     visit(&SamplePoint::frequency);

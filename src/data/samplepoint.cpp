@@ -5,6 +5,7 @@
 #include <QDataStream>
 #include <QtEndian>
 
+#include <cstddef>
 #include <cstring>
 
 namespace {
@@ -70,13 +71,20 @@ void encode(const SamplePoint &sample, uchar *out)
 }
 
 template <int Version>
-SamplePoint decode(const uchar *in)
+void decode(const uchar *in, SamplePoint &sample)
 {
-    SamplePoint sample;
+    if constexpr (Version < SamplePoint::currentVersion)
+        sample = SamplePoint();
     RecordReader read{in};
     visitSampleFields<Version>([&](auto field) { read(sample.*field); });
     Q_ASSERT(read.in == in + sampleRecordSize(Version));
-    return sample;
+}
+
+template <int Version>
+void decodeMany(const uchar *in, int count, SamplePoint *out)
+{
+    for (int i = 0; i < count; ++i)
+        decode<Version>(in + std::ptrdiff_t(i) * sampleRecordSize(Version), out[i]);
 }
 
 bool isKnownVersion(int version)
@@ -109,15 +117,29 @@ void encodeSample(const SamplePoint &sample, int version, uchar *out)
 
 SamplePoint decodeSample(const uchar *in, int version)
 {
+    SamplePoint sample;
+    decodeSamples(in, 1, version, &sample);
+    return sample;
+}
+
+void encodeSamples(const SamplePoint *samples, int count, uchar *out)
+{
+    constexpr int version = SamplePoint::currentVersion;
+    for (int i = 0; i < count; ++i)
+        encode<version>(samples[i], out + std::ptrdiff_t(i) * sampleRecordSize(version));
+}
+
+void decodeSamples(const uchar *in, int count, int version, SamplePoint *out)
+{
     switch (version) {
     case 2:
-        return decode<2>(in);
+        return decodeMany<2>(in, count, out);
     case 3:
-        return decode<3>(in);
+        return decodeMany<3>(in, count, out);
     case 4:
-        return decode<4>(in);
+        return decodeMany<4>(in, count, out);
     default:
-        return decode<1>(in);
+        return decodeMany<1>(in, count, out);
     }
 }
 

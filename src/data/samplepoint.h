@@ -54,6 +54,10 @@ void encodeSample(const SamplePoint &sample, int version, uchar *out);
 /// The reverse; fields that the version does not carry are zero.
 SamplePoint decodeSample(const uchar *in, int version);
 
+/// The same for `count` samples and their records one after the other.
+void encodeSamples(const SamplePoint *samples, int count, uchar *out);
+void decodeSamples(const uchar *in, int count, int version, SamplePoint *out);
+
 /// The same on a stream. False for a version outside 1..4 (only the version 1 prefix is then written or read) and when
 /// the stream ends early or fails.
 bool writeSample(QDataStream &stream, const SamplePoint &sample, int version = SamplePoint::currentVersion);
