@@ -128,13 +128,17 @@ void EventWebservice::decodeBinary(const QByteArray &reply)
     const QByteArray name = reply.mid(headerSize, nameLength);
     typeName = QString::fromLatin1(name.constData(), int(qstrnlen(name.constData(), uint(name.size()))));
     missingBytes = std::max(headerSize + nameLength + 6 * samples - reply.size(), 0);
-    voltage.reserve(std::size_t(samples));
-    currentReal.reserve(std::size_t(samples));
-    currentImaginary.reserve(std::size_t(samples));
-    for (int i = 0, at = headerSize + nameLength; i < samples; ++i, at += 6) {
-        voltage.push_back(finite(float(bytes.at<qint16>(at)) * voltageScale));
-        currentReal.push_back(finite(float(bytes.at<qint16>(at + 2)) * currentScale));
-        currentImaginary.push_back(finite(float(bytes.at<qint16>(at + 4)) * currentScale));
+    voltage.assign(std::size_t(samples), 0.0F);
+    currentReal.assign(std::size_t(samples), 0.0F);
+    currentImaginary.assign(std::size_t(samples), 0.0F);
+    const int start = headerSize + nameLength;
+    const int present = std::clamp((reply.size() - start + 5) / 6, 0, samples); // the last one may be cut
+    for (int i = 0; i < present; ++i) {
+        const auto sample = std::size_t(i);
+        const int at = start + 6 * i;
+        voltage[sample] = finite(float(bytes.at<qint16>(at)) * voltageScale);
+        currentReal[sample] = finite(float(bytes.at<qint16>(at + 2)) * currentScale);
+        currentImaginary[sample] = finite(float(bytes.at<qint16>(at + 4)) * currentScale);
     }
 }
 
