@@ -31,7 +31,8 @@ QString folderOf(const QString &file)
 bool isGenerated(const QString &include)
 {
     return !include.contains(QLatin1Char('/')) &&
-           (include.startsWith(QLatin1String("ui_")) || include.endsWith(QLatin1String(".moc")));
+           (include.startsWith(QLatin1String("ui_")) || include.startsWith(QLatin1String("moc_")) ||
+            include.endsWith(QLatin1String(".moc")));
 }
 
 } // namespace

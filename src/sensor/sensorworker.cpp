@@ -1,0 +1,310 @@
+#include "sensor/sensorworker.h"
+
+#include "base/log.h"
+#include "sensor/sensorrequest.h"
+
+#include <QIODevice>
+#include <QMutexLocker>
+#include <QNetworkAccessManager>
+#include <QNetworkProxy>
+#include <QNetworkRequest>
+#include <QTimer>
+
+namespace {
+
+constexpr qint64 readBufferSize = 64 * 1024;
+constexpr unsigned long stopWaitMs = 2000;
+
+/// A body that can be read once. The access manager silently sends a request again when the peer closes without an
+/// answer, and no header stops it; a body that cannot be rewound does: the request then fails instead.
+class OnceBody final : public QIODevice
+{
+public:
+    OnceBody(const QByteArray &body, QObject *parent) : QIODevice(parent), m_body(body) { open(QIODevice::ReadOnly); }
+
+    bool isSequential() const override { return true; }
+    bool reset() override { return false; }
+    bool atEnd() const override { return m_at == m_body.size(); }
+    qint64 bytesAvailable() const override { return m_body.size() - m_at + QIODevice::bytesAvailable(); }
+
+protected:
+    qint64 readData(char *data, qint64 most) override
+    {
+        const qint64 size = qMin<qint64>(most, m_body.size() - m_at);
+        std::copy_n(m_body.constData() + m_at, size, data);
+        m_at += int(size);
+        return size == 0 && most > 0 ? -1 : size;
+    }
+    qint64 writeData(const char *, qint64) override { return -1; }
+
+private:
+    const QByteArray m_body;
+    int m_at = 0;
+};
+
+QNetworkRequest requestFor(const QUrl &url)
+{
+    QNetworkRequest request(url);
+    request.setRawHeader("Accept-Encoding", "identity");
+    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
+    request.setAttribute(QNetworkRequest::CacheLoadControlAttribute, QNetworkRequest::AlwaysNetwork);
+    request.setAttribute(QNetworkRequest::CacheSaveControlAttribute, false);
+    request.setAttribute(QNetworkRequest::CookieLoadControlAttribute, QNetworkRequest::Manual);
+    request.setAttribute(QNetworkRequest::CookieSaveControlAttribute, QNetworkRequest::Manual);
+    return request;
+}
+
+/// Whether the body is the one that the header announced. A body without a length cannot be judged here.
+bool hasAnnouncedLength(const QNetworkReply &reply, qint64 received)
+{
+    if (!reply.hasRawHeader("Content-Length"))
+        return true;
+    bool ok = false;
+    const qint64 announced = reply.rawHeader("Content-Length").trimmed().toLongLong(&ok);
+    return ok && announced == received;
+}
+
+} // namespace
+
+/// The network side, alive while the thread runs.
+struct SensorWorker::Exchange
+{
+    QNetworkAccessManager manager;
+    QTimer replyTimer;
+    QTimer dispatchTimer;
+    QNetworkReply *reply = nullptr; // nullptr when idle
+    QByteArray body;                // read so far
+    qint64 limit = 0;
+};
+
+SensorWorker::SensorWorker(int replyTimeoutMs, int dispatchIntervalMs, QObject *parent)
+    : QThread(parent), m_replyTimeout(replyTimeoutMs), m_dispatchInterval(dispatchIntervalMs)
+{}
+
+SensorWorker::~SensorWorker()
+{
+    if (isRunning())
+        stop();
+    logDebug(QStringLiteral("SensorWorker Deleted"));
+}
+
+int SensorWorker::queuePost(const QUrl &url, const QByteArray &body)
+{
+    const QMutexLocker lock(&m_mutex);
+    m_posts.enqueue({url, body});
+    return m_posts.size();
+}
+
+int SensorWorker::queueGet(const QUrl &url)
+{
+    const QMutexLocker lock(&m_mutex);
+    m_gets.enqueue(url);
+    return m_gets.size();
+}
+
+int SensorWorker::pendingCount() const
+{
+    const QMutexLocker lock(&m_mutex);
+    return m_posts.size() + m_gets.size();
+}
+
+bool SensorWorker::busy() const
+{
+    const QMutexLocker lock(&m_mutex);
+    return m_inFlight || !m_posts.isEmpty() || !m_gets.isEmpty();
+}
+
+int SensorWorker::dropQueuedGets()
+{
+    const QMutexLocker lock(&m_mutex);
+    const int dropped = m_gets.size();
+    m_gets.clear();
+    return dropped;
+}
+
+QUrl SensorWorker::takeTimedOutUrl()
+{
+    const QMutexLocker lock(&m_mutex);
+    return m_timedOut.isEmpty() ? QUrl() : m_timedOut.dequeue();
+}
+
+QString SensorWorker::lastErrorText() const
+{
+    const QMutexLocker lock(&m_mutex);
+    return m_lastErrorText;
+}
+
+void SensorWorker::stop()
+{
+    logDebug(QStringLiteral("SensorWorker: stopping thread"));
+    quit();
+    if (!wait(stopWaitMs)) {
+        terminate();
+        wait();
+    }
+    const QMutexLocker lock(&m_mutex);
+    m_posts.clear();
+    m_gets.clear();
+    m_timedOut.clear();
+    m_inFlight = false;
+}
+
+void SensorWorker::run()
+{
+    Exchange exchange;
+    m_exchange = &exchange;
+    exchange.manager.setProxy(QNetworkProxy::NoProxy);
+    exchange.replyTimer.setSingleShot(true);
+    exchange.replyTimer.setTimerType(Qt::PreciseTimer);
+    exchange.dispatchTimer.setTimerType(Qt::PreciseTimer);
+    connect(&exchange.replyTimer, &QTimer::timeout, &exchange.manager, [this] { replyTimeout(); });
+    connect(&exchange.dispatchTimer, &QTimer::timeout, &exchange.manager, [this] { dispatchQueuedRequests(); });
+    exchange.dispatchTimer.start(m_dispatchInterval);
+    logDebug(QStringLiteral("SensorWorker: starting thread"));
+    exec();
+    if (exchange.reply)
+        dropReply();
+    m_exchange = nullptr;
+}
+
+void SensorWorker::dispatchQueuedRequests()
+{
+    if (m_exchange->reply)
+        return;
+    Post post;
+    QUrl get;
+    {
+        const QMutexLocker lock(&m_mutex);
+        if (!m_posts.isEmpty())
+            post = m_posts.dequeue();
+        else if (!m_gets.isEmpty())
+            get = m_gets.dequeue();
+        else
+            return;
+        m_inFlight = true;
+    }
+    if (post.url.isEmpty())
+        sendGet(get);
+    else
+        sendPost(post);
+}
+
+void SensorWorker::sendGet(const QUrl &url)
+{
+    QNetworkRequest request = requestFor(url);
+    if (!sensorrequest::runsOnce(url)) {
+        follow(m_exchange->manager.get(request));
+        return;
+    }
+    request.setHeader(QNetworkRequest::ContentLengthHeader, 0);
+    request.setAttribute(QNetworkRequest::DoNotBufferUploadDataAttribute, true);
+    auto *const body = new OnceBody({}, nullptr);
+    QNetworkReply *const reply = m_exchange->manager.sendCustomRequest(request, "GET", body);
+    body->setParent(reply);
+    follow(reply);
+}
+
+void SensorWorker::sendPost(const Post &post)
+{
+    QNetworkRequest request = requestFor(post.url);
+    request.setHeader(QNetworkRequest::ContentTypeHeader, QByteArrayLiteral("application/json"));
+    request.setHeader(QNetworkRequest::ContentLengthHeader, post.body.size());
+    if (!sensorrequest::runsOnce(post.url)) {
+        follow(m_exchange->manager.post(request, post.body));
+        return;
+    }
+    request.setAttribute(QNetworkRequest::DoNotBufferUploadDataAttribute, true);
+    auto *const body = new OnceBody(post.body, nullptr);
+    QNetworkReply *const reply = m_exchange->manager.post(request, body);
+    body->setParent(reply);
+    follow(reply);
+}
+
+void SensorWorker::follow(QNetworkReply *reply)
+{
+    QObject *const context = &m_exchange->manager;
+    m_exchange->reply = reply;
+    m_exchange->body.clear();
+    m_exchange->limit = sensorrequest::replyLimit(sensorrequest::classify(reply->url()));
+    reply->setReadBufferSize(readBufferSize);
+    connect(reply, &QNetworkReply::readyRead, context, [this] { collect(); });
+    connect(reply, &QNetworkReply::finished, context, [this] { replyReceived(); });
+    connect(reply, &QNetworkReply::errorOccurred, context,
+            [this](QNetworkReply::NetworkError error) { replyError(error); });
+    m_exchange->replyTimer.start(m_replyTimeout);
+}
+
+void SensorWorker::collect()
+{
+    Exchange &exchange = *m_exchange;
+    exchange.body += exchange.reply->read(exchange.limit + 1 - exchange.body.size());
+    if (exchange.body.size() <= exchange.limit)
+        return;
+    exchange.body.clear();
+    exchange.limit = 0;
+    replyError(QNetworkReply::UnknownContentError);
+}
+
+/// Ends the exchange: no late outcome of this reply reaches anybody.
+void SensorWorker::dropReply()
+{
+    Exchange &exchange = *m_exchange;
+    QNetworkReply *const reply = exchange.reply;
+    exchange.reply = nullptr;
+    exchange.replyTimer.stop();
+    reply->disconnect(&exchange.manager);
+    if (reply->isRunning() && reply->error() == QNetworkReply::NoError)
+        reply->abort();
+    reply->deleteLater();
+    const QMutexLocker lock(&m_mutex);
+    m_inFlight = false;
+}
+
+void SensorWorker::replyReceived()
+{
+    Exchange &exchange = *m_exchange;
+    QNetworkReply *const reply = exchange.reply;
+    collect();
+    if (exchange.reply != reply)
+        return;
+    if (reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt() != 200) {
+        replyError(QNetworkReply::UnknownContentError);
+        return;
+    }
+    if (!hasAnnouncedLength(*reply, exchange.body.size())) {
+        replyError(QNetworkReply::RemoteHostClosedError);
+        return;
+    }
+    const QUrl url = reply->url();
+    const QByteArray data = std::move(exchange.body);
+    dropReply();
+    emit processReply(data, url);
+}
+
+void SensorWorker::replyError(QNetworkReply::NetworkError err)
+{
+    Exchange &exchange = *m_exchange;
+    logDebug(QStringLiteral("SensorWorker::replyError: %1").arg(int(err)));
+    QNetworkReply *const reply = exchange.reply;
+    const qint64 room = exchange.limit - exchange.body.size();
+    const QByteArray data = exchange.body + reply->read(room);
+    const QUrl url = reply->url();
+    {
+        const QMutexLocker lock(&m_mutex);
+        m_lastErrorText = reply->errorString();
+    }
+    dropReply();
+    emit processReplyError(data, url);
+}
+
+void SensorWorker::replyTimeout()
+{
+    {
+        const QMutexLocker lock(&m_mutex);
+        m_timedOut.enqueue(m_exchange->reply->url());
+    }
+    dropReply();
+    emit replyTimedOut();
+}
+
+#include "moc_sensorworker.cpp"
