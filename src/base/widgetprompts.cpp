@@ -1,0 +1,100 @@
+#include "base/widgetprompts.h"
+
+#include <QAbstractButton>
+#include <QDesktopServices>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QInputDialog>
+#include <QMessageBox>
+#include <QProcess>
+#include <QPushButton>
+
+namespace {
+
+void fill(QMessageBox &box, const QString &title, const QString &text, const Prompts::More &more)
+{
+    box.setWindowTitle(title);
+    box.setTextFormat(Qt::PlainText);
+    box.setText(text);
+    box.setInformativeText(more.informative);
+    box.setDetailedText(more.details);
+}
+
+} // namespace
+
+void WidgetPrompts::warn(QWidget *parent, const QString &title, const QString &text, const More &more)
+{
+    QMessageBox box(QMessageBox::Warning, title, text, QMessageBox::Ok, parent);
+    fill(box, title, text, more);
+    box.exec();
+}
+
+void WidgetPrompts::inform(QWidget *parent, const QString &title, const QString &text, const More &more)
+{
+    QMessageBox box(QMessageBox::Information, title, text, QMessageBox::Ok, parent);
+    fill(box, title, text, more);
+    box.exec();
+}
+
+bool WidgetPrompts::ask(QWidget *parent, const QString &title, const QString &text, const More &more)
+{
+    QMessageBox box(QMessageBox::Question, title, text, QMessageBox::Yes | QMessageBox::No, parent);
+    fill(box, title, text, more);
+    box.setDefaultButton(QMessageBox::No);
+    box.setEscapeButton(QMessageBox::No);
+    return box.exec() == QMessageBox::Yes;
+}
+
+int WidgetPrompts::choose(QWidget *parent, const QString &title, const QString &text, const QStringList &buttons,
+                          const More &more)
+{
+    QMessageBox box(QMessageBox::Warning, title, text, QMessageBox::NoButton, parent);
+    fill(box, title, text, more);
+    QVector<QAbstractButton *> added;
+    for (const QString &button : buttons)
+        added.append(box.addButton(button, added.isEmpty() ? QMessageBox::RejectRole : QMessageBox::AcceptRole));
+    if (!added.isEmpty())
+        box.setEscapeButton(added.first());
+    box.exec();
+    return qMax(0, added.indexOf(box.clickedButton()));
+}
+
+QString WidgetPrompts::openFile(QWidget *parent, const QString &title, const QString &folder, const QString &filter)
+{
+    return QFileDialog::getOpenFileName(parent, title, folder, filter);
+}
+
+QString WidgetPrompts::saveFile(QWidget *parent, const QString &title, const QString &proposedPath,
+                                const QString &filter, const QString &defaultSuffix)
+{
+    QFileDialog dialog(parent, title, QFileInfo(proposedPath).absolutePath(), filter);
+    dialog.setAcceptMode(QFileDialog::AcceptSave);
+    dialog.setFileMode(QFileDialog::AnyFile);
+    dialog.setDefaultSuffix(defaultSuffix);
+    dialog.selectFile(QFileInfo(proposedPath).fileName());
+    return dialog.exec() == QDialog::Accepted ? dialog.selectedFiles().value(0) : QString();
+}
+
+QString WidgetPrompts::chooseFolder(QWidget *parent, const QString &title, const QString &start)
+{
+    return QFileDialog::getExistingDirectory(parent, title, start);
+}
+
+std::optional<double> WidgetPrompts::askNumber(QWidget *parent, const QString &title, const QString &label,
+                                               const Number &number)
+{
+    bool ok = false;
+    const double value = QInputDialog::getDouble(parent, title, label, number.value, number.minimum, number.maximum,
+                                                 number.decimals, &ok);
+    return ok ? std::optional<double>(value) : std::nullopt;
+}
+
+bool WidgetPrompts::openUrl(const QUrl &url)
+{
+    return QDesktopServices::openUrl(url);
+}
+
+bool WidgetPrompts::startProgram(const QString &path, const QStringList &arguments)
+{
+    return QProcess::startDetached(path, arguments);
+}
