@@ -1,0 +1,31 @@
+#pragma once
+
+#include "recipe/sensorconfiguration.h"
+
+#include <QString>
+#include <QVector>
+
+#include <array>
+
+/// What people see of a configuration field: its words, unit and sensible range. One entry for each of
+/// configurationFields(), in the same order; the dialog and the guide read it.
+struct ConfigurationText
+{
+    const char *title;
+    const char *unit; // UTF-8, empty for none
+    double minimum;
+    double maximum;
+    const char *help;
+};
+
+const std::array<ConfigurationText, 25> &configurationTexts();
+
+/// A value that makes no sense to the sensor.
+struct ConfigurationProblem
+{
+    int field = 0; // index into configurationFields()
+    QString reason;
+};
+
+/// Every field outside its range, and every pair that contradicts itself, in the order of the fields.
+QVector<ConfigurationProblem> configurationProblems(const SensorConfiguration &configuration);
