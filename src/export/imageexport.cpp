@@ -1,0 +1,55 @@
+#include "export/imageexport.h"
+
+#include "base/prompts.h"
+#include "base/safefile.h"
+
+#include <QBuffer>
+#include <QDateTime>
+#include <QDir>
+#include <QImage>
+
+namespace {
+
+const QString fileFilter = QStringLiteral("Portable Network Graphics file (*.png);;JPEG file (*.jpeg);;"
+                                          "Bitmap file (*.bmp)");
+
+QString proposedName(const QString &folder)
+{
+    // Made once: whoever exports several pictures in a row only changes the name's end.
+    static const QString first = folder + QLatin1Char('/')
+                                 + QDateTime::currentDateTime().toString(QStringLiteral("yyyy_MM_dd-HH_mm_ss"));
+    return first;
+}
+
+} // namespace
+
+QByteArray imageexport::formatOf(const QString &fileName)
+{
+    if (fileName.contains(QLatin1String(".jpeg")))
+        return QByteArrayLiteral("JPEG");
+    if (fileName.contains(QLatin1String(".png")))
+        return QByteArrayLiteral("PNG");
+    if (fileName.contains(QLatin1String(".bmp")))
+        return QByteArrayLiteral("BMP");
+    return {};
+}
+
+bool imageexport::saveImage(QWidget *parent, Prompts &prompts, const QString &folder,
+                            const std::function<QImage()> &render)
+{
+    QDir().mkpath(folder);
+    const QString path = prompts.saveFile(parent, QStringLiteral("Save Image"), proposedName(folder), fileFilter,
+                                          QStringLiteral("png"));
+    const QByteArray format = formatOf(path);
+    if (format.isEmpty())
+        return false;
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    QString error = QStringLiteral("the picture could not be encoded");
+    const bool encoded = render().save(&buffer, format.constData());
+    if (encoded && writeFileSafely(path, bytes, &error))
+        return true;
+    prompts.warn(parent, QStringLiteral("Unable to create file"), QStringLiteral("Unable to create file:") + path,
+                 {error, QString()});
+    return false;
+}
