@@ -42,7 +42,6 @@ public:
 
 private:
     std::unique_ptr<RunTracker> m_tracker;
-    qint32 m_eventCounter = 0;
 
     QMutex m_queueLock; // guards m_queue
     QVector<RunSummary> m_queue;
