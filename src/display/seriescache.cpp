@@ -353,14 +353,16 @@ TimeRange SeriesCache::range() const
 QVector<TimeRange> SeriesCache::unread(const TimeRange &range) const
 {
     QVector<TimeRange> result;
+    bool continues = false; // the stretch before waits, too
     for (const Entry *entry : m_order) {
-        if (entry->known || !entry->overlaps(range.from, range.to))
+        if (!entry->overlaps(range.from, range.to))
             continue;
         const TimeRange part{std::max(range.from, entry->stretch.first), std::min(range.to, entry->stretch.last + 1)};
-        if (!result.isEmpty() && result.last().to >= part.from)
+        if (!entry->known && continues)
             result.last().to = std::max(result.last().to, part.to);
-        else
+        else if (!entry->known)
             result.append(part);
+        continues = !entry->known;
     }
     return result;
 }
