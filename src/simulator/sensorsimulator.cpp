@@ -1,6 +1,7 @@
 #include "simulator/sensorsimulator.h"
 
 #include "simulator/discoveryresponder.h"
+#include "simulator/faultplan.h"
 #include "simulator/httpengine.h"
 #include "simulator/simulatedsensor.h"
 #include "simulator/wireserver.h"
@@ -24,18 +25,29 @@ class SimulatorCore : public QObject
     Q_OBJECT
 
 public:
-    SimulatorCore(SimulatedSensor &sensor, const SimulatorOptions &options, std::atomic<qint64> &requests)
-        : m_sensor(sensor), m_options(options), m_requests(requests),
-          m_engine([this](const PageRequest &request) { return answerPage(m_sensor, request); }),
+    /// What others may ask for while it runs.
+    struct Counters
+    {
+        std::atomic<qint64> requests{0};
+        std::atomic<qint64> faults{0};
+    };
+
+    SimulatorCore(SimulatedSensor &sensor, const SimulatorOptions &options, Counters &counters)
+        : m_sensor(sensor), m_options(options), m_counters(counters),
+          m_engine([this](const PageRequest &request) { return answer(request); }),
           m_server([this](const RequestHead &head, const QByteArray &request) { return respond(head, request); }),
           m_discovery([this] { return m_sensor.serial().toUtf8(); })
     {
-        connect(&m_tick, &QTimer::timeout, this, [this] { m_sensor.advance(); });
+        connect(&m_tick, &QTimer::timeout, this, [this] {
+            m_sensor.advance();
+            followPlan();
+            m_server.keepListening();
+        });
     }
 
     bool start(QString *error)
     {
-        if (!m_server.listen(m_options.host, m_options.port, error))
+        if (!setPlan(m_options.faultPlan, error) || !m_server.listen(m_options.host, m_options.port, error))
             return false;
         if (m_options.discovery && !m_discovery.listen(m_options.discoveryPort, error))
             return false;
@@ -43,23 +55,78 @@ public:
         return true;
     }
 
+    bool setPlan(const QString &text, QString *error)
+    {
+        m_planBeganMs = m_options.clock->steadyMs();
+        return m_plan.parse(text.toUtf8(), m_options.seed, error);
+    }
+
     WireServer &server() { return m_server; }
     quint16 discoveryPort() const { return m_discovery.port(); }
 
 private:
-    WireScript respond(const RequestHead &, const QByteArray &request)
+    qint64 elapsedMs() const { return m_options.clock->steadyMs() - m_planBeganMs; }
+
+    PageReply answer(const PageRequest &request)
     {
-        ++m_requests;
+        PageReply reply = answerPage(m_sensor, request);
+        if (m_bodyFault.type)
+            reply.body = m_bodyFault.type->spoil(m_bodyFault.argument, reply.body);
+        return reply;
+    }
+
+    WireScript respond(const RequestHead &head, const QByteArray &request)
+    {
+        ++m_counters.requests;
+        const PageKind page = pageKind(head.path, head.query.contains("clear_index="));
+        const Fault fault = m_plan.next(page, head.method == "POST", elapsedMs());
+        if (fault.type)
+            ++m_counters.faults;
+        if (fault.type && fault.type->layer == FaultType::Layer::Instead)
+            return fault.type->script(fault.argument, {});
+
+        const bool spoilsBody = fault.type && fault.type->layer == FaultType::Layer::Body;
+        m_bodyFault = spoilsBody ? fault : Fault();
         const HttpEngine::Reply reply = m_engine.process(request);
+        m_bodyFault = {};
+        if (fault.type && !spoilsBody)
+            return fault.type->script(fault.argument, reply.bytes);
         WireScript script{{WireStep::Action::Send, reply.bytes, 0}};
         if (reply.close)
             script.append({WireStep::Action::Close, {}, 0});
         return script;
     }
 
+    void followPlan()
+    {
+        const QVector<PlannedAction> due = m_plan.takeDue(elapsedMs());
+        for (const PlannedAction &action : due) {
+            switch (action.kind) {
+            case PlannedAction::Kind::PowerOff:
+                m_server.setPower(false);
+                break;
+            case PlannedAction::Kind::PowerOn:
+                m_server.setPower(true);
+                break;
+            case PlannedAction::Kind::RebootLosing:
+                m_sensor.reboot(false);
+                break;
+            case PlannedAction::Kind::RebootKeeping:
+                m_sensor.reboot(true);
+                break;
+            case PlannedAction::Kind::Serial:
+                m_sensor.setSerial(QString::fromUtf8(action.text));
+                break;
+            }
+        }
+    }
+
     SimulatedSensor &m_sensor;
     const SimulatorOptions &m_options;
-    std::atomic<qint64> &m_requests;
+    Counters &m_counters;
+    FaultPlan m_plan;
+    qint64 m_planBeganMs = 0;
+    Fault m_bodyFault; // of the request that is being answered
     HttpEngine m_engine;
     WireServer m_server;
     DiscoveryResponder m_discovery;
@@ -112,14 +179,14 @@ public:
 
     const SimulatorOptions options;
     SimulatedSensor sensor;
-    std::atomic<qint64> requests{0};
+    SimulatorCore::Counters counters;
     std::atomic<quint16> port{0};
     std::atomic<quint16> discoveryPort{0};
 
 protected:
     void run() override
     {
-        SimulatorCore core(sensor, options, requests);
+        SimulatorCore core(sensor, options, counters);
         QString error;
         const bool started = core.start(&error);
         port = core.server().port();
@@ -263,7 +330,24 @@ int SensorSimulator::storedEvents() const
 
 qint64 SensorSimulator::requestCount() const
 {
-    return m_thread->requests;
+    return m_thread->counters.requests;
+}
+
+qint64 SensorSimulator::faultCount() const
+{
+    return m_thread->counters.faults;
+}
+
+bool SensorSimulator::setFaultPlan(const QString &plan, QString *error)
+{
+    bool taken = false;
+    QString reason;
+    const auto work = [&](SimulatorCore &core) { taken = core.setPlan(plan, &reason); };
+    if (!m_thread->call(work))
+        reason = QStringLiteral("the simulator does not run");
+    if (error)
+        *error = reason;
+    return taken;
 }
 
 #include "sensorsimulator.moc"

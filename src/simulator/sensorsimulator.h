@@ -30,6 +30,10 @@ public:
     void reboot(bool keepData = false);
     void setSerial(const QString &serial);
 
+    /// Replaces the fault plan of a running simulator and begins it now; an empty text ends all faults. False and a
+    /// reason when it makes no sense; the old one then stays. The language is described at FaultPlan.
+    bool setFaultPlan(const QString &plan, QString *error = nullptr);
+
     /// Makes this many samples and events exist at once, spread over the time the samples need.
     void preload(int samples, int events);
     /// Generates what is due by the clock; also happens by itself before each page and every 50 ms.
@@ -42,6 +46,8 @@ public:
     int storedEvents() const;
     /// Requests answered so far, faulty answers included.
     qint64 requestCount() const;
+    /// How many of them went wrong by plan.
+    qint64 faultCount() const;
 
 private:
     class Thread;

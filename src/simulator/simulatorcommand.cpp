@@ -1,5 +1,7 @@
 #include "simulator/simulatorcommand.h"
 
+#include "simulator/faultplan.h"
+
 #include <QCommandLineParser>
 #include <QHostAddress>
 
@@ -24,6 +26,19 @@ const char examples[] = "\nExamples:\n"
                         "      Four sensors on ports 8080 to 8083.\n"
                         "  norvex-sensor-sim --host 0.0.0.0 --port 80 --discovery\n"
                         "      Found by a network scan from other computers (port 80 needs the right to use it).\n";
+
+const char planHelp[] = "\nFault plan: rules separated by ';', the first that fits a request decides.\n"
+                        "  PAGE@WHEN=FAULT\n"
+                        "    PAGE   info, frame, clear (a frame request that clears), status, data, events, config,\n"
+                        "           recipe, trigger, post (any upload) or all\n"
+                        "    WHEN   counted per rule: 3, 10-12, 5+, /4 (every fourth), * (each); a chance: 5%;\n"
+                        "           or a time since the start: 10s-20s\n"
+                        "    FAULT  one of the list\n"
+                        "  reboot@30s, reboot@30s=kept   the sensor restarts and loses, or keeps, its data\n"
+                        "  off@10s=2s                    the sensor cannot be reached for two seconds\n"
+                        "  serial@20s=SN2                another sensor answers from then on\n"
+                        "  Example: --fault 'data@3=reset;events@/10=delay:1500;status@5s-8s=404;reboot@30s'\n"
+                        "\nFaults:\n";
 
 /// Reads option values and remembers the first that makes no sense.
 class Values
@@ -106,6 +121,7 @@ void addOptions(QCommandLineParser &parser)
         option("capacity", QStringLiteral("Samples the sensor can hold; one more resets its memory (default 60000)."),
                "N"),
         option("preload", QStringLiteral("Samples, and events, that are waiting from the start."), "SAMPLES[,EVENTS]"),
+        option("fault", QStringLiteral("What goes wrong, and when; see below."), "PLAN"),
         option("ledger", QStringLiteral("Append what was generated, handed out, cleared and lost to FILE."), "FILE"),
     });
 }
@@ -145,6 +161,10 @@ SimulatorOptions readOptions(const QCommandLineParser &parser, Values &values)
     options.arcsPerMinute = values.real("arcs", 0, 60000, options.arcsPerMinute);
     options.speed = values.real("speed", 0.01, 10000, options.speed);
     options.sampleCapacity = int(values.whole("capacity", 1, 10000000, options.sampleCapacity));
+    options.faultPlan = parser.value(QStringLiteral("fault"));
+    QString planError;
+    if (!FaultPlan().parse(options.faultPlan.toUtf8(), options.seed, &planError))
+        values.refuse(planError);
     options.ledgerPath = parser.value(QStringLiteral("ledger"));
     options.ledgerInMemory = false;
     return options;
@@ -171,13 +191,14 @@ SimulatorCommand parseSimulatorCommand(const QStringList &arguments)
     SimulatorCommand command;
     QCommandLineParser parser;
     parser.setApplicationDescription(QLatin1String(introduction));
-    const QCommandLineOption help = parser.addHelpOption();
+    const QCommandLineOption help({QStringLiteral("h"), QStringLiteral("help")}, QStringLiteral("Show this help."));
+    parser.addOption(help);
     addOptions(parser);
 
     const bool parsed = parser.parse(arguments);
     if (parser.isSet(help)) {
         command.outcome = SimulatorCommand::Outcome::ShowText;
-        command.text = parser.helpText() + QLatin1String(examples);
+        command.text = parser.helpText() + QLatin1String(examples) + QLatin1String(planHelp) + faultHelp();
         return command;
     }
     Values values(parser);

@@ -25,16 +25,24 @@ bool WireServer::listen(const QString &host, quint16 port, QString *error)
         return false;
     }
     m_port = m_server.serverPort();
+    m_power = true;
     return true;
 }
 
 bool WireServer::setPower(bool on)
 {
+    m_power = on;
     if (on)
         return m_server.isListening() || m_server.listen(QHostAddress(m_host), m_port);
     m_server.close();
     resetConnections();
     return true;
+}
+
+void WireServer::keepListening()
+{
+    if (m_power)
+        setPower(true);
 }
 
 void WireServer::resetConnections()

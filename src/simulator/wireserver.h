@@ -23,6 +23,8 @@ public:
 
     /// Without power new connections are refused and the open ones reset. With power again it listens on the same port.
     bool setPower(bool on);
+    /// Tries again when the port could not be had back with the power.
+    void keepListening();
     void resetConnections();
 
 private:
@@ -32,4 +34,5 @@ private:
     QTcpServer m_server;
     QString m_host;
     quint16 m_port = 0;
+    bool m_power = false;
 };

@@ -23,7 +23,7 @@ private slots:
     {
         const SimulatorCommand command = parse(
             "--host 0.0.0.0 --port 8080 --serial S7 --rate 500 --generation 1 --seed 9 --discovery --run-length 2.5 "
-            "--pause-length 0.5 --arcs 12 --speed 4 --capacity 77 --preload 100,5 --ledger l.txt");
+            "--pause-length 0.5 --arcs 12 --speed 4 --capacity 77 --preload 100,5 --ledger l.txt --fault data@3=reset");
         QCOMPARE(command.text, QString());
         QCOMPARE(command.outcome, Outcome::Run);
         QCOMPARE(command.sensors.size(), 1);
@@ -43,6 +43,7 @@ private slots:
         QCOMPARE(command.preloadSamples, 100);
         QCOMPARE(command.preloadEvents, 5);
         QCOMPARE(options.ledgerPath, QStringLiteral("l.txt"));
+        QCOMPARE(options.faultPlan, QStringLiteral("data@3=reset"));
     }
 
     void severalSensorsDiffer()
@@ -69,6 +70,7 @@ private slots:
         QTest::newRow("--speed nan") << QStringLiteral("--speed");
         QTest::newRow("--preload 1,2,3") << QStringLiteral("--preload");
         QTest::newRow("--preload -1") << QStringLiteral("--preload");
+        QTest::newRow("--fault data@3=resett") << QStringLiteral("'resett'");
         QTest::newRow("--unknown") << QStringLiteral("unknown");
         QTest::newRow("8080") << QStringLiteral("8080");
     }
@@ -85,7 +87,8 @@ private slots:
     {
         const SimulatorCommand command = parse("--help --rate 0");
         QCOMPARE(command.outcome, Outcome::ShowText);
-        for (const char *name : {"--port", "--serial", "--rate", "--generation", "--seed", "--discovery", "--ledger"})
+        for (const char *name :
+             {"--port", "--serial", "--rate", "--generation", "--seed", "--discovery", "--fault", "--ledger"})
             QVERIFY2(command.text.contains(QLatin1String(name)), name);
     }
 };
