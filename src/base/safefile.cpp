@@ -67,7 +67,7 @@ bool SafeFile::write(const char *data, qint64 size)
     return true;
 }
 
-bool SafeFile::commit()
+bool SafeFile::commit(SyncFolder syncFolder)
 {
     if (!m_error.isEmpty() || !m_temporary.isOpen())
         return fail(QStringLiteral("the file was not written"));
@@ -78,7 +78,7 @@ bool SafeFile::commit()
         m_temporary.remove();
         return fail(QStringLiteral("cannot rename %1 to %2").arg(m_temporary.fileName(), m_path));
     }
-    if (!platform::syncFolder(QFileInfo(m_path).absolutePath()))
+    if (syncFolder == SyncFolder::Now && !platform::syncFolder(QFileInfo(m_path).absolutePath()))
         return fail(QStringLiteral("cannot sync the folder of %1").arg(m_path));
     return true;
 }

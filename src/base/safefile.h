@@ -24,8 +24,10 @@ public:
     bool write(const char *data, qint64 size);
     bool write(const QByteArray &bytes) { return write(bytes.constData(), bytes.size()); }
 
-    /// Makes the new content the file's. False when any step failed: the old file is then untouched.
-    bool commit();
+    /// Makes the new content the file's. False when any step failed: the old file is then untouched. One who writes
+    /// many files into one folder may sync it once, after the last.
+    enum class SyncFolder { Now, Later };
+    bool commit(SyncFolder syncFolder = SyncFolder::Now);
 
     /// The first failure in words ("No space left on device"), empty while all is well.
     QString error() const { return m_error; }
