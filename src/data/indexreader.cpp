@@ -1,0 +1,348 @@
+#include "data/datanames.h"
+#include "data/eventfile.h"
+#include "data/indexfile.h"
+
+#include <charconv>
+#include <string_view>
+#include <system_error>
+
+namespace {
+
+using Text = std::string_view;
+
+constexpr int maximumProblems = 20;
+
+QString toString(Text text)
+{
+    return QString::fromUtf8(text.data(), static_cast<int>(text.size()));
+}
+
+bool startsWith(Text text, Text prefix)
+{
+    return text.substr(0, prefix.size()) == prefix;
+}
+
+bool contains(Text text, Text part)
+{
+    return text.find(part) != Text::npos;
+}
+
+Text trimmed(Text text)
+{
+    while (!text.empty() && (text.front() == ' ' || text.front() == '\t'))
+        text.remove_prefix(1);
+    while (!text.empty() && (text.back() == ' ' || text.back() == '\t'))
+        text.remove_suffix(1);
+    return text;
+}
+
+template <typename T>
+bool toNumber(Text text, T &value)
+{
+    text = trimmed(text);
+    const auto result = std::from_chars(text.data(), text.data() + text.size(), value);
+    return result.ec == std::errc() && result.ptr == text.data() + text.size();
+}
+
+/// Everything after the first ";".
+Text valueOf(Text line)
+{
+    const std::size_t end = line.find(';');
+    return end == Text::npos ? Text() : line.substr(end + 1);
+}
+
+/// The ";"-separated fields of one line, one after the other.
+class Fields
+{
+public:
+    explicit Fields(Text line) : m_rest(line) {}
+
+    bool next(Text &field)
+    {
+        if (m_done)
+            return false;
+        const std::size_t end = m_rest.find(';');
+        m_done = end == Text::npos;
+        field = m_rest.substr(0, end);
+        if (!m_done)
+            m_rest.remove_prefix(end + 1);
+        return true;
+    }
+
+    template <typename T>
+    bool nextNumber(T &value)
+    {
+        Text field;
+        return next(field) && toNumber(field, value);
+    }
+
+private:
+    Text m_rest;
+    bool m_done = false;
+};
+
+bool takeSnapshot(Fields &fields, SnapshotSummary &snapshot)
+{
+    return fields.nextNumber(snapshot.time) && fields.nextNumber(snapshot.frequency) &&
+           fields.nextNumber(snapshot.voltage) && fields.nextNumber(snapshot.currentReal) &&
+           fields.nextNumber(snapshot.currentImaginary);
+}
+
+int builtInCode(Text name)
+{
+    // The names are compared as bytes: this runs once for each of a hundred thousand lines.
+    static const std::vector<QByteArray> names = [] {
+        std::vector<QByteArray> list;
+        for (const QString &text : eventtype::names())
+            list.push_back(text.toUtf8());
+        return list;
+    }();
+    for (std::size_t code = 0; code < names.size(); ++code) {
+        if (name == Text(names[code].constData(), static_cast<std::size_t>(names[code].size())))
+            return static_cast<int>(code);
+    }
+    return -1;
+}
+
+void setType(EventSummary &event, Text name, bool named, qint32 effectiveCode)
+{
+    const int code = named ? -1 : builtInCode(name);
+    event.named = named;
+    if (named)
+        event.name = toString(name);
+    event.typeCode = code < 0 ? effectiveCode : code;
+    event.isOverridden = event.typeCode != effectiveCode || event.typeCode == eventtype::RfOn;
+    event.overrideCode = event.isOverridden ? effectiveCode : 0;
+}
+
+bool setEventFile(EventSummary &event, Text file)
+{
+    static const QByteArray extension = datanames::eventExtension().toUtf8();
+    constexpr Text prefix = eventfile::namePrefix;
+    const Text suffix(extension.constData(), static_cast<std::size_t>(extension.size()));
+    if (file.size() > prefix.size() + suffix.size() && startsWith(file, prefix) &&
+        file.substr(file.size() - suffix.size()) == suffix) {
+        const Text digits = file.substr(prefix.size(), file.size() - prefix.size() - suffix.size());
+        if (digits.front() != '0' && digits.front() != '-' && toNumber(digits, event.fileNumber) &&
+            event.fileNumber > 0)
+            return true;
+        event.fileNumber = 0;
+    }
+    event.otherFile = toString(file);
+    return datanames::isPlainFileName(event.otherFile);
+}
+
+const char *takeEvent(Text line, EventSummary &event)
+{
+    Fields fields(line);
+    Text field;
+    Text file;
+    Text name;
+    int attribute = 0;
+    qint32 code = 0;
+    if (!fields.next(field) || !fields.next(field) || !fields.next(file))
+        return "too few fields";
+    if (!setEventFile(event, file))
+        return "its file lies outside the folder";
+    if (!fields.nextNumber(event.time) || !fields.next(name) || !fields.nextNumber(attribute) ||
+        !fields.nextNumber(code))
+        return "time, type attribute or code is missing or not a number";
+    setType(event, name, attribute == 1, code);
+    if (!takeSnapshot(fields, event.snapshot2) || !takeSnapshot(fields, event.snapshot1) ||
+        !takeSnapshot(fields, event.snapshot3))
+        return "a snapshot is missing or not a number";
+    return nullptr;
+}
+
+const char *takeBlock(Text line, IndexBlock &block)
+{
+    Fields fields(line);
+    Text keyword;
+    Text folder;
+    Text file;
+    Text first;
+    Text last;
+    if (!fields.next(keyword) || !fields.next(folder) || !fields.next(file))
+        return "too few fields";
+    block.folder = toString(folder);
+    block.file = toString(file);
+    if (!datanames::isPlainFileName(block.file))
+        return "its file lies outside the folder";
+    if (!fields.next(first) || !fields.next(last))
+        return nullptr;
+    if (!toNumber(first, block.firstTime) || !toNumber(last, block.lastTime))
+        return "a time is not a number";
+    block.timesKnown = true;
+    return nullptr;
+}
+
+enum class Keyword { None, Recipe, Configuration, EndConfiguration, Chamber, Sensor, Blocks, Events, EndEvents };
+
+struct KeywordText
+{
+    Text text;
+    Keyword keyword;
+};
+
+// Longest first: a line is what it starts with, and only a line that starts with none may contain one. The recipe comes
+// before all others because its value is free text.
+constexpr KeywordText keywords[] = {
+    {"Recipe Last Data", Keyword::Recipe},
+    {"Configuration Data", Keyword::Configuration},
+    {"End Block Config", Keyword::EndConfiguration},
+    {"Chamber Serial", Keyword::Chamber},
+    {"Sensor Serial", Keyword::Sensor},
+    {"Block Data", Keyword::Blocks},
+    {"Event Data", Keyword::Events},
+    {"End Events", Keyword::EndEvents},
+};
+
+Keyword keywordOf(Text line)
+{
+    for (const KeywordText &entry : keywords) {
+        if (startsWith(line, entry.text))
+            return entry.keyword;
+    }
+    for (const KeywordText &entry : keywords) {
+        if (contains(line, entry.text))
+            return entry.keyword;
+    }
+    return Keyword::None;
+}
+
+class Reader
+{
+public:
+    explicit Reader(IndexContent &content) : m_content(content) {}
+
+    void takeLine(Text line)
+    {
+        switch (m_section) {
+        case Section::Head:
+            return takeHeadLine(line);
+        case Section::Configuration:
+            return takeConfigurationLine(line);
+        case Section::Blocks:
+            return takeBlockLine(line);
+        case Section::Events:
+            return takeEventLine(line);
+        }
+    }
+
+private:
+    enum class Section { Head, Configuration, Blocks, Events };
+
+    void takeHeadLine(Text line)
+    {
+        switch (keywordOf(line)) {
+        case Keyword::Recipe:
+            m_content.recipe = QByteArray(valueOf(line).data(), static_cast<int>(valueOf(line).size()));
+            break;
+        case Keyword::Configuration:
+            m_section = Section::Configuration;
+            break;
+        case Keyword::Chamber:
+            m_content.chamberSerial = toString(valueOf(line));
+            break;
+        case Keyword::Sensor:
+            m_content.sensorSerial = toString(valueOf(line));
+            break;
+        case Keyword::Blocks:
+            toNumber(valueOf(line), m_content.announcedBlocks);
+            m_section = Section::Blocks;
+            break;
+        case Keyword::Events:
+            toNumber(valueOf(line), m_content.announcedEvents);
+            m_section = Section::Events;
+            break;
+        case Keyword::EndEvents:
+        case Keyword::EndConfiguration:
+        case Keyword::None:
+            break;
+        }
+    }
+
+    void takeConfigurationLine(Text line)
+    {
+        const bool next = startsWith(line, "Recipe Last Data;") || startsWith(line, "Block Data;");
+        if (next || contains(line, "End Block Config")) {
+            m_section = Section::Head;
+            if (next)
+                takeHeadLine(line);
+            return;
+        }
+        m_content.configurationText.append(line.data(), static_cast<int>(line.size())).append('\n');
+    }
+
+    void takeBlockLine(Text line)
+    {
+        if (contains(line, "End Blocks") || startsWith(line, "Event Data;")) {
+            m_section = Section::Head;
+            if (startsWith(line, "Event Data;"))
+                takeHeadLine(line);
+            return;
+        }
+        if (!contains(line, "block"))
+            return;
+        ++m_content.foundBlocks;
+        IndexBlock block;
+        if (const char *reason = takeBlock(line, block))
+            return skip(line, reason);
+        // Every line names the same folder: one text serves them all.
+        if (!m_content.blocks.isEmpty() && m_content.blocks.constLast().folder == block.folder)
+            block.folder = m_content.blocks.constLast().folder;
+        m_content.blocks.append(block);
+    }
+
+    void takeEventLine(Text line)
+    {
+        if (startsWith(line, "End Events")) {
+            m_content.complete = true;
+            m_section = Section::Head;
+            return;
+        }
+        if (!startsWith(line, "Event;")) {
+            if (contains(line, "End Events")) {
+                m_content.complete = true;
+                m_section = Section::Head;
+            }
+            return;
+        }
+        ++m_content.foundEvents;
+        m_content.events.emplace_back();
+        if (const char *reason = takeEvent(line, m_content.events.back())) {
+            m_content.events.pop_back();
+            skip(line, reason);
+        }
+    }
+
+    void skip(Text line, const char *reason)
+    {
+        ++m_content.skippedLines;
+        if (m_content.problems.size() < maximumProblems) {
+            m_content.problems.append(
+                QStringLiteral("%1: %2").arg(QLatin1String(reason), toString(line.substr(0, 200))));
+        }
+    }
+
+    IndexContent &m_content;
+    Section m_section = Section::Head;
+};
+
+} // namespace
+
+IndexContent indexfile::read(const QByteArray &bytes)
+{
+    IndexContent content;
+    Reader reader(content);
+    Text rest(bytes.constData(), static_cast<std::size_t>(bytes.size()));
+    while (!rest.empty()) {
+        const std::size_t end = rest.find('\n');
+        Text line = rest.substr(0, end);
+        rest.remove_prefix(end == Text::npos ? rest.size() : end + 1);
+        if (!line.empty() && line.back() == '\r')
+            line.remove_suffix(1);
+        reader.takeLine(line);
+    }
+    return content;
+}
