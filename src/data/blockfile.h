@@ -31,6 +31,13 @@ namespace blockfile {
 constexpr int headerSize = 12;
 constexpr int maximumCount = 2000000;
 
+/// The records in a whole file of the current version with this many bytes.
+constexpr int countFromSize(qint64 size)
+{
+    constexpr int recordSize = sampleRecordSize(SamplePoint::currentVersion);
+    return size < headerSize ? 0 : static_cast<int>(qMin<qint64>((size - headerSize) / recordSize, maximumCount));
+}
+
 struct Content
 {
     QVector<SamplePoint> samples; // in the order of the file

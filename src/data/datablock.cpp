@@ -58,14 +58,17 @@ dataBlock::dataBlock(const Clock &clock) : m_clock(clock)
     touch();
 }
 
-void dataBlock::describe(const QString &folder, const QString &fileName, quint64 first, quint64 last)
+void dataBlock::describe(const QString &folder, const QString &fileName, quint64 first, quint64 last, int count)
 {
     clear();
     m_loaded = false;
     savedAs(folder, fileName);
     m_loadedName = fileName;
-    m_firstTime = m_minimumTime = first;
-    m_lastTime = m_maximumTime = last;
+    m_firstTime = first;
+    m_lastTime = last;
+    m_minimumTime = std::min(first, last);
+    m_maximumTime = std::max(first, last);
+    m_count = count;
 }
 
 bool dataBlock::searchData(QVector<SamplePoint> &out, quint64 from, quint64 to)

@@ -31,8 +31,8 @@ public:
     dataBlock(const dataBlock &) = delete;
     dataBlock &operator=(const dataBlock &) = delete;
 
-    /// A block that knows its file and times but has not read its samples.
-    void describe(const QString &folder, const QString &fileName, quint64 first, quint64 last);
+    /// A block that knows its file, times and size but has not read its samples.
+    void describe(const QString &folder, const QString &fileName, quint64 first, quint64 last, int count = 0);
 
     /// Appends every sample with from <= time < to to `out`, in list order. False at once when the range lies outside
     /// firstTime..lastTime.

@@ -4,24 +4,42 @@
 #include "data/abstractnorvexdata.h"
 #include "data/datablock.h"
 #include "data/durability.h"
+#include "data/eventlist.h"
 #include "data/rfondetector.h"
+#include "data/runcollector.h"
 #include "recipe/sensorconfiguration.h"
 
+#include <QHash>
 #include <QMutex>
-#include <QSet>
+#include <QStringList>
 
 #include <atomic>
 #include <memory>
 
-struct IndexContent;
+struct SaveState;
 
 /// How a load went; the window or the command line says it.
 enum class LoadOutcome {
     Loaded,
-    MissingBlocks,   // loaded, but fewer blocks than announced
-    Recreated,       // no index file: rebuilt from the folder and saved at once
-    RestoreFailed,   // a save had been interrupted and its backup could not be put back; loaded as far as possible
-    Failed,          // the folder cannot be read
+    MissingBlocks, // loaded, but fewer blocks than announced
+    Recreated,     // no index file: rebuilt from the folder and saved at once
+    RestoreFailed, // a save had been interrupted and its backup could not be put back; loaded as far as possible
+    Failed,        // the folder cannot be read
+};
+
+/// ReadOnly writes, restores and removes nothing: what a load would repair is taken as it is.
+enum class LoadMode { Normal, ReadOnly };
+
+/// What a reconciliation found in the folder beyond the index.
+struct ReconcileReport
+{
+    int refreshedBlocks = 0; // listed, but written after the index
+    int addedBlocks = 0;
+    int addedSamples = 0; // from files that hold some samples the store has already, or that are damaged
+    int addedEvents = 0;
+    QStringList damagedFiles; // left as they are
+
+    bool changedSomething() const { return refreshedBlocks + addedBlocks + addedSamples + addedEvents > 0; }
 };
 
 /// Where a sensor's clock stands on the time line of its samples.
@@ -71,8 +89,8 @@ public:
     void whenDurable(QObject *context, std::function<void(bool)> done);
 
     // --- reading
-    quint64 firstTime() const override;
-    quint64 lastTime() const override;
+    quint64 firstTime() const override { return m_firstTime; }
+    quint64 lastTime() const override { return m_lastTime; }
     bool samplesInRange(quint64 from, quint64 to, QVector<SamplePoint> &out) const override;
     QVector<EventRecord> eventsInRange(quint64 from, quint64 to) const override;
     QVector<RunRecord> runsInRange(quint64 from, quint64 to) const override;
@@ -82,8 +100,8 @@ public:
     Recipe recipe() const;
     SensorTimeLine timeLine() const;
     bool isConnected() const { return m_connected; }
-    bool isInsideRun() const;
-    int currentStep() const;
+    bool isInsideRun() const { return m_insideRun; }
+    int currentStep() const { return m_currentStep; }
     quint64 sampleCount() const;
     int blockCount() const;
     int eventCount() const; // runs excluded
@@ -97,39 +115,59 @@ public:
     /// Writes modified blocks, new events, the configuration and the index into sessionFolder/folderName(). False when
     /// any part failed; what failed stays unsaved.
     bool save(const QString &sessionFolder);
-    /// Reads an index and remembers its blocks without reading them. Only before the store is shared.
-    LoadOutcome load(const QString &sessionFolder);
+    /// Reads the index and remembers its blocks without reading them; an interrupted save is undone first, and without
+    /// an index the folder is scanned and a new one saved. Only before the store is shared.
+    LoadOutcome load(const QString &sessionFolder, LoadMode mode = LoadMode::Normal);
+    /// Adds what an interrupted save wrote after the index, without doubling anything, and logs what was found. After
+    /// load() and before the journal is replayed; only before the store is shared.
+    ReconcileReport reconcile();
     /// Drops from memory the blocks that are saved, not the newest, and not read for 60 s (or at all when `now`).
     void unloadIdleBlocks(bool now = false);
 
 private:
     friend class StoreSaver;
     friend class StoreLoader;
+    friend class StoreReconciler;
 
-    struct Stored;
-    bool append(const QVector<SamplePoint> &samples);
-    std::shared_ptr<dataBlock> blockForInsertLocked();
-    void configureDetectorLocked();
+    using Blocks = QVector<std::shared_ptr<dataBlock>>;
+
+    bool dropKnown(QVector<SamplePoint> &samples, const Blocks &blocks, const dataBlock *except) const;
+    std::shared_ptr<dataBlock> blockForInsert() const;
+    bool insertAll(std::shared_ptr<dataBlock> block, const QVector<SamplePoint> &samples, SampleSink *sink);
+    void widenTimes(const dataBlock &block);
+    void takeBlock(const std::shared_ptr<dataBlock> &block);
+    bool storeEvent(const EventRecord &event);
+    void configureDetector();
+    void logChange(DurableLog::Record type, const std::function<QByteArray()> &payload) const;
+    void limitLoadedBlocks(const Blocks &blocks) const;
 
     const Clock &m_clock;
-    rfOnDetector m_detector; // process() under the block lock, setters on the recording thread
+    rfOnDetector m_detector;  // fed under the block lock, set and asked on the recording thread
+    RunCollector m_collector; // recording thread
 
-    mutable QMutex m_dataLock; // guards everything below
+    mutable QMutex m_dataLock; // guards everything down to m_savedChanges
     QString m_sensorSerial;
     QString m_chamberSerial;
     QString m_folderName;
+    QString m_folderPath; // of the sensor folder last saved to or loaded from
     SensorConfiguration m_configuration;
     Recipe m_recipe;
     SensorTimeLine m_timeLine;
-    QVector<std::shared_ptr<dataBlock>> m_blocks; // oldest first
-    QVector<std::shared_ptr<const EventRecord>> m_events; // in detection order, runs included
-    QSet<EventKey> m_eventKeys;
-    QSet<EventKey> m_savedEvents;
+    Blocks m_blocks; // oldest first, none empty
+    EventList m_events;
+    mutable QHash<int, RunRecord> m_runs; // by position in m_events, as far as their files were read
     bool m_closeNewestBlock = false;
     DurableLog *m_log = nullptr;
     quint64 m_changes = 0;      // generation of the index content
     quint64 m_savedChanges = 0; // generation that the index file holds
 
+    QMutex m_saveLock; // held for a whole save; taken before m_dataLock; guards m_saveState
+    std::unique_ptr<SaveState> m_saveState;
+
+    std::atomic<quint64> m_firstTime{0};
+    std::atomic<quint64> m_lastTime{0};
     std::atomic<quint64> m_revision{0};
     std::atomic<bool> m_connected{false};
+    std::atomic<bool> m_insideRun{false};
+    std::atomic<int> m_currentStep{-1};
 };

@@ -1,0 +1,564 @@
+#include "data/norvexdata.h"
+
+#include "base/bytes.h"
+#include "base/log.h"
+#include "data/eventfile.h"
+#include "data/storeloader.h"
+#include "data/storesaver.h"
+
+#include <QFile>
+#include <QSet>
+#include <QThread>
+
+#include <algorithm>
+#include <cmath>
+
+namespace {
+
+constexpr int samplesPerBlock = 10000;
+constexpr int maximumLoadedBlocks = 16; // that readers may leave in memory, besides what is being recorded
+constexpr qint64 idleMs = 60000;
+constexpr quint64 defaultConfirmationMs = 3000;
+
+QByteArray samplePayload(const QVector<SamplePoint> &samples)
+{
+    constexpr int size = sampleRecordSize(SamplePoint::currentVersion);
+    QByteArray payload(samples.size() * size, Qt::Uninitialized);
+    auto *at = reinterpret_cast<uchar *>(payload.data());
+    for (const SamplePoint &sample : samples) {
+        encodeSample(sample, SamplePoint::currentVersion, at);
+        at += size;
+    }
+    return payload;
+}
+
+/// The block cannot take or tell anything and waiting does not help: its file is damaged or gone.
+bool isLost(const dataBlock &block)
+{
+    if (block.isDamaged())
+        return true;
+    return !block.isLoaded() && !QFile::exists(block.folder() + QLatin1Char('/') + block.fileName());
+}
+
+bool isRising(const QVector<SamplePoint> &samples)
+{
+    return std::is_sorted(samples.begin(), samples.end(),
+                          [](const SamplePoint &a, const SamplePoint &b) { return a.time < b.time; });
+}
+
+/// Code outside the list: the code of its name, else "NOTANEVENT".
+void normaliseType(EventRecord &event)
+{
+    if (event.typeCode >= 0 && event.typeCode < eventtype::builtInCount)
+        return;
+    const int code = eventtype::code(event.name);
+    logDebug(QStringLiteral("norvexData::addEvent: event type code %1 is unknown, \"%2\" is used")
+                 .arg(event.typeCode)
+                 .arg(event.name));
+    event.typeCode = code < 0 ? int(eventtype::NotAnEvent) : code;
+}
+
+void fillSnapshots(EventRecord &event)
+{
+    const SamplePoint empty;
+    if (event.snapshot1 != empty || event.snapshot2 != empty || event.snapshot3 != empty)
+        return;
+    if (event.samples.isEmpty()) {
+        for (SamplePoint *snapshot : {&event.snapshot1, &event.snapshot2, &event.snapshot3})
+            snapshot->time = event.time;
+        return;
+    }
+    const SamplePoint &first = event.samples.constFirst();
+    event.snapshot2 = first;
+    event.snapshot3 = event.samples.constLast();
+    event.snapshot1 = *std::max_element(
+        event.samples.constBegin(), event.samples.constEnd(), [&first](const SamplePoint &a, const SamplePoint &b) {
+            return std::abs(a.voltage - first.voltage) < std::abs(b.voltage - first.voltage);
+        });
+}
+
+} // namespace
+
+norvexData::norvexData(const Clock &clock)
+    : m_clock(clock), m_collector(m_detector), m_chamberSerial(QStringLiteral("Default")),
+      m_saveState(std::make_unique<SaveState>())
+{
+    configureDetector();
+}
+
+norvexData::~norvexData() = default;
+
+QString norvexData::sensorSerial() const
+{
+    const QMutexLocker locker(&m_dataLock);
+    return m_sensorSerial;
+}
+
+QString norvexData::chamberSerial() const
+{
+    const QMutexLocker locker(&m_dataLock);
+    return m_chamberSerial;
+}
+
+void norvexData::setSensorSerial(const QString &serial)
+{
+    const QMutexLocker locker(&m_dataLock);
+    if (m_sensorSerial != serial)
+        ++m_changes;
+    m_sensorSerial = serial;
+}
+
+void norvexData::setChamberSerial(const QString &chamber)
+{
+    const QMutexLocker locker(&m_dataLock);
+    if (m_chamberSerial != chamber)
+        ++m_changes;
+    m_chamberSerial = chamber;
+}
+
+QString norvexData::folderName() const
+{
+    const QMutexLocker locker(&m_dataLock);
+    return m_folderName;
+}
+
+void norvexData::setFolderName(const QString &name)
+{
+    const QMutexLocker locker(&m_dataLock);
+    m_folderName = name;
+}
+
+bool norvexData::addSamples(const QVector<SamplePoint> &samples)
+{
+    QVector<SamplePoint> fresh = samples;
+    while (!fresh.isEmpty()) {
+        const std::shared_ptr<dataBlock> block = blockForInsert();
+        // Only what is not later than everything stored, or not in order, can be there already. The block that takes
+        // the samples refuses its own duplicates, unless the page goes on into the next one.
+        if (fresh.constFirst().time <= m_lastTime || !isRising(fresh)) {
+            const bool split = block->count() + fresh.size() > samplesPerBlock;
+            if (!dropKnown(fresh, blocks(), split ? nullptr : block.get()))
+                return false;
+        }
+        if (insertAll(block, fresh, &m_collector))
+            break;
+        if (!isLost(*block))
+            return false;
+        logWarning(QStringLiteral("norvexData::addSamples: a new block is begun after %1").arg(block->fileName()));
+        const QMutexLocker locker(&m_dataLock);
+        m_closeNewestBlock = true;
+    }
+    m_insideRun = m_detector.isInsideRun();
+    m_currentStep = m_detector.currentStep();
+    return true;
+}
+
+std::shared_ptr<dataBlock> norvexData::blockForInsert() const
+{
+    const QMutexLocker locker(&m_dataLock);
+    if (m_blocks.isEmpty() || m_closeNewestBlock || m_blocks.constLast()->count() >= samplesPerBlock ||
+        m_blocks.constLast()->isDamaged())
+        return std::make_shared<dataBlock>(m_clock);
+    return m_blocks.constLast();
+}
+
+/// Takes out the samples that a block holds already. False when a block could not be asked within its bounded wait.
+/// With no exception a time that comes twice in the page is taken once.
+bool norvexData::dropKnown(QVector<SamplePoint> &samples, const Blocks &blocks, const dataBlock *except) const
+{
+    const auto range = std::minmax_element(samples.constBegin(), samples.constEnd(),
+                                           [](const SamplePoint &a, const SamplePoint &b) { return a.time < b.time; });
+    const quint64 first = range.first->time;
+    const quint64 last = range.second->time;
+    Blocks candidates;
+    std::copy_if(blocks.constBegin(), blocks.constEnd(), std::back_inserter(candidates), [&](const auto &block) {
+        return block.get() != except && block->minimumTime() <= last && block->maximumTime() >= first;
+    });
+    QSet<quint64> seen;
+    QVector<SamplePoint> fresh;
+    for (const SamplePoint &sample : std::as_const(samples)) {
+        bool known = !except && seen.contains(sample.time);
+        for (int i = 0; i < candidates.size() && !known; ++i) {
+            dataBlock &block = *candidates[i];
+            if (sample.time < block.minimumTime() || sample.time > block.maximumTime())
+                continue;
+            bool asked = true;
+            known = block.contains(sample.time, &asked);
+            if (!asked && !isLost(block))
+                return false;
+        }
+        if (!except)
+            seen.insert(sample.time);
+        if (!known)
+            fresh.append(sample);
+    }
+    samples = fresh;
+    return true;
+}
+
+/// Fills the block, then new ones. A block that is not shared yet cannot refuse, so only the first insert can fail, with
+/// nothing taken.
+bool norvexData::insertAll(std::shared_ptr<dataBlock> block, const QVector<SamplePoint> &samples, SampleSink *sink)
+{
+    bool grown = false;
+    int taken = 0;
+    while (taken < samples.size()) {
+        grown = grown || !block->isLoaded(); // its count may be a guess
+        const int held = block->count();
+        const int room = std::max(samplesPerBlock - held, 1);
+        const QVector<SamplePoint> part = taken == 0 && samples.size() <= room ? samples : samples.mid(taken, room);
+        if (!block->insert(part, sink))
+            return false;
+        takeBlock(block);
+        grown = grown || block->count() != held;
+        taken += part.size();
+        block = blockForInsert();
+    }
+    if (grown)
+        logChange(DurableLog::Record::Samples, [&samples] { return samplePayload(samples); });
+    return true;
+}
+
+/// The block holds new samples; it is the newest one or comes after it.
+void norvexData::takeBlock(const std::shared_ptr<dataBlock> &block)
+{
+    widenTimes(*block);
+    const QMutexLocker locker(&m_dataLock);
+    if (m_blocks.isEmpty() || m_blocks.constLast() != block) {
+        m_blocks.append(block);
+        m_closeNewestBlock = false;
+    }
+    ++m_changes;
+    ++m_revision;
+}
+
+void norvexData::widenTimes(const dataBlock &block)
+{
+    const bool first = m_lastTime == 0;
+    m_firstTime = first ? block.minimumTime() : std::min<quint64>(m_firstTime, block.minimumTime());
+    m_lastTime = std::max<quint64>(m_lastTime, block.maximumTime());
+}
+
+bool norvexData::addEvent(EventRecord event)
+{
+    normaliseType(event);
+    if (!event.named)
+        event.name.clear();
+    event.filePath.clear();
+    event.loaded = true;
+    fillSnapshots(event);
+    return storeEvent(event);
+}
+
+bool norvexData::storeEvent(const EventRecord &event)
+{
+    {
+        const QMutexLocker locker(&m_dataLock);
+        if (!m_events.add(std::make_shared<const EventRecord>(event)))
+            return false;
+        ++m_changes;
+        ++m_revision;
+    }
+    logChange(DurableLog::Record::Event, [&event] { return eventfile::encode(event); });
+    return true;
+}
+
+int norvexData::takeFinishedRuns()
+{
+    int stored = 0;
+    const QVector<FinishedRun> runs = m_collector.take();
+    for (const FinishedRun &run : runs)
+        stored += storeEvent(eventOf(run)) ? 1 : 0;
+    return stored;
+}
+
+void norvexData::setConfiguration(const SensorConfiguration &configuration)
+{
+    {
+        const QMutexLocker locker(&m_dataLock);
+        if (m_configuration == configuration)
+            return;
+        m_configuration = configuration;
+        ++m_changes;
+    }
+    configureDetector();
+    logChange(DurableLog::Record::Configuration, [&configuration] { return configuration.configToJSON(); });
+}
+
+void norvexData::setRecipe(const Recipe &recipe)
+{
+    {
+        const QMutexLocker locker(&m_dataLock);
+        if (m_recipe == recipe)
+            return;
+        m_recipe = recipe;
+        ++m_changes;
+    }
+    configureDetector();
+    logChange(DurableLog::Record::Recipe, [&recipe] { return recipe.toCompactJSON(); });
+}
+
+void norvexData::configureDetector()
+{
+    const SensorConfiguration settings = configuration();
+    const Recipe steps = recipe();
+    quint64 confirmationMs = settings.minSwitchOffLength;
+    if (confirmationMs == 0 && steps.rfonoffSwitchTime(0) > 0)
+        confirmationMs = static_cast<quint64>(steps.rfonoffSwitchTime(0));
+    if (confirmationMs == 0)
+        confirmationMs = defaultConfirmationMs;
+    m_detector.setThreshold(static_cast<float>(settings.signalBaseThreshold));
+    m_collector.setThreshold(static_cast<float>(settings.signalBaseThreshold));
+    m_detector.setConfirmationTime(confirmationMs * 1000);
+    m_detector.setRecipe(steps);
+}
+
+void norvexData::setTimeLine(const SensorTimeLine &line)
+{
+    bool restarted = false;
+    {
+        const QMutexLocker locker(&m_dataLock);
+        const SensorTimeLine &old = m_timeLine;
+        if (old.known == line.known && old.baseUs == line.baseUs && old.uptimeMs == line.uptimeMs)
+            return;
+        restarted = old.known && old.baseUs != line.baseUs;
+        m_closeNewestBlock = m_closeNewestBlock || restarted;
+        m_timeLine = line;
+        ++m_changes;
+    }
+    if (restarted) {
+        m_collector.restart();
+        m_insideRun = false;
+        m_currentStep = -1;
+    }
+    logChange(DurableLog::Record::TimeLine, [&line] {
+        QByteArray payload;
+        appendBigEndian<qint64>(payload, line.baseUs);
+        appendBigEndian<qint64>(payload, line.uptimeMs);
+        return payload;
+    });
+}
+
+void norvexData::setDurableLog(DurableLog *log)
+{
+    const QMutexLocker locker(&m_dataLock);
+    m_log = log;
+}
+
+void norvexData::logChange(DurableLog::Record type, const std::function<QByteArray()> &payload) const
+{
+    DurableLog *log = nullptr;
+    QString folder;
+    {
+        const QMutexLocker locker(&m_dataLock);
+        log = m_log;
+        folder = m_folderName;
+    }
+    if (log)
+        log->append(folder, type, payload());
+}
+
+void norvexData::whenDurable(QObject *context, std::function<void(bool)> done)
+{
+    DurableLog *log = nullptr;
+    {
+        const QMutexLocker locker(&m_dataLock);
+        log = m_log;
+    }
+    if (log)
+        log->whenDurable(context, std::move(done));
+    else if (context->thread() == QThread::currentThread())
+        done(true);
+    else
+        QMetaObject::invokeMethod(
+            context, [done = std::move(done)] { done(true); }, Qt::QueuedConnection);
+}
+
+bool norvexData::samplesInRange(quint64 from, quint64 to, QVector<SamplePoint> &out) const
+{
+    const int start = out.size();
+    const Blocks list = blocks();
+    bool complete = true;
+    int visited = 0;
+    for (const auto &block : list) {
+        if (block->minimumTime() >= to || block->maximumTime() < from)
+            continue;
+        complete = block->searchRange(out, from, to) && complete;
+        if (++visited % maximumLoadedBlocks == 0)
+            limitLoadedBlocks(list);
+    }
+    if (visited > 1)
+        limitLoadedBlocks(list);
+    const auto earlier = [](const SamplePoint &a, const SamplePoint &b) { return a.time < b.time; };
+    if (!std::is_sorted(out.constBegin() + start, out.constEnd(), earlier))
+        std::stable_sort(out.begin() + start, out.end(), earlier);
+    return complete;
+}
+
+/// Lets go of the blocks read longest ago when readers have brought too many into memory.
+void norvexData::limitLoadedBlocks(const Blocks &blocks) const
+{
+    Blocks loaded;
+    for (int i = 0; i + 1 < blocks.size(); ++i) {
+        if (blocks[i]->isLoaded() && !blocks[i]->isModified())
+            loaded.append(blocks[i]);
+    }
+    if (loaded.size() <= maximumLoadedBlocks)
+        return;
+    std::sort(loaded.begin(), loaded.end(),
+              [](const auto &a, const auto &b) { return a->lastAccessMs() < b->lastAccessMs(); });
+    for (int i = 0; i < loaded.size() - maximumLoadedBlocks; ++i)
+        loaded[i]->unload();
+}
+
+QVector<EventRecord> norvexData::eventsInRange(quint64 from, quint64 to) const
+{
+    const QMutexLocker locker(&m_dataLock);
+    const QVector<int> positions = m_events.eventsInRange(from, to);
+    QVector<EventRecord> events;
+    events.reserve(positions.size());
+    for (const int position : positions) {
+        const EventList::Entry &entry = m_events.at(position);
+        events.append(entry.record ? *entry.record : recordOf(entry.summary, m_folderPath));
+    }
+    return events;
+}
+
+QVector<RunRecord> norvexData::runsInRange(quint64 from, quint64 to) const
+{
+    QVector<RunRecord> runs;
+    QVector<QPair<int, EventRecord>> unread; // place in runs, event
+    QVector<int> positions;
+    {
+        const QMutexLocker locker(&m_dataLock);
+        positions = m_events.runsInRange(from, to);
+        for (const int position : std::as_const(positions)) {
+            const EventList::Entry &entry = m_events.at(position);
+            const EventRecord event = entry.record ? *entry.record : recordOf(entry.summary, m_folderPath);
+            const bool known = entry.record || m_runs.contains(position);
+            if (!known)
+                unread.append({runs.size(), event});
+            runs.append(entry.record ? runOf(event) : m_runs.value(position, runOf(event)));
+        }
+    }
+    for (const auto &[place, event] : std::as_const(unread)) {
+        EventRecord stored;
+        if (eventfile::read(event.filePath, stored))
+            runs[place] = runOf(stored);
+        // Runs that follow the same recipe share it.
+        if (place > 0 && runs[place].recipe == runs[place - 1].recipe)
+            runs[place].recipe = runs[place - 1].recipe;
+        const QMutexLocker locker(&m_dataLock);
+        m_runs.insert(positions[place], runs[place]);
+    }
+    return runs;
+}
+
+QVector<SamplePoint> norvexData::waveform(const EventKey &key) const
+{
+    QString path;
+    {
+        const QMutexLocker locker(&m_dataLock);
+        const int position = m_events.find(key);
+        if (position < 0)
+            return {};
+        const EventList::Entry &entry = m_events.at(position);
+        if (entry.record)
+            return entry.record->samples;
+        path = recordOf(entry.summary, m_folderPath).filePath;
+    }
+    EventRecord event;
+    QString reason;
+    if (!eventfile::read(path, event, &reason))
+        logWarning(QStringLiteral("norvexData::waveform: %1: %2").arg(path, reason));
+    return event.samples;
+}
+
+SensorConfiguration norvexData::configuration() const
+{
+    const QMutexLocker locker(&m_dataLock);
+    return m_configuration;
+}
+
+Recipe norvexData::recipe() const
+{
+    const QMutexLocker locker(&m_dataLock);
+    return m_recipe;
+}
+
+SensorTimeLine norvexData::timeLine() const
+{
+    const QMutexLocker locker(&m_dataLock);
+    return m_timeLine;
+}
+
+quint64 norvexData::sampleCount() const
+{
+    quint64 count = 0;
+    for (const auto &block : blocks())
+        count += static_cast<quint64>(block->count());
+    return count;
+}
+
+int norvexData::blockCount() const
+{
+    const QMutexLocker locker(&m_dataLock);
+    return m_blocks.size();
+}
+
+int norvexData::eventCount() const
+{
+    const QMutexLocker locker(&m_dataLock);
+    return m_events.eventCount();
+}
+
+int norvexData::runCount() const
+{
+    const QMutexLocker locker(&m_dataLock);
+    return m_events.runCount();
+}
+
+QVector<std::shared_ptr<dataBlock>> norvexData::blocks() const
+{
+    const QMutexLocker locker(&m_dataLock);
+    return m_blocks;
+}
+
+bool norvexData::hasUnsavedData() const
+{
+    Blocks list;
+    {
+        const QMutexLocker locker(&m_dataLock);
+        if (m_changes != m_savedChanges || m_events.hasUnsaved())
+            return true;
+        list = m_blocks;
+    }
+    return std::any_of(list.constBegin(), list.constEnd(), [](const auto &block) { return block->isModified(); });
+}
+
+bool norvexData::save(const QString &sessionFolder)
+{
+    const QMutexLocker saving(&m_saveLock);
+    return StoreSaver(*this, *m_saveState, sessionFolder).save();
+}
+
+LoadOutcome norvexData::load(const QString &sessionFolder, LoadMode mode)
+{
+    return StoreLoader(*this, sessionFolder, mode).load();
+}
+
+ReconcileReport norvexData::reconcile()
+{
+    return StoreReconciler(*this).run();
+}
+
+void norvexData::unloadIdleBlocks(bool now)
+{
+    const Blocks list = blocks();
+    const qint64 limit = m_clock.utcMs() - idleMs;
+    for (int i = 0; i + 1 < list.size(); ++i) {
+        dataBlock &block = *list[i];
+        if (block.isLoaded() && !block.isModified() && (now || block.lastAccessMs() <= limit))
+            block.unload();
+    }
+}
