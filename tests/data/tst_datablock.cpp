@@ -3,10 +3,10 @@
 #include "data/datablock.h"
 #include "data/samples.h"
 #include "data/samplesink.h"
+#include "data/worker.h"
 
 #include <QDir>
 #include <QTemporaryDir>
-#include <QThread>
 #include <QtTest>
 
 #include <limits>
@@ -45,18 +45,6 @@ public:
     qint64 utcMs() const override { return now; }
     qint64 steadyMs() const override { return now; }
     qint64 now = 1000;
-};
-
-/// Does something else while `work` runs in its own thread.
-class Thread final : public QThread
-{
-public:
-    explicit Thread(std::function<void()> work) : m_work(std::move(work)) { start(); }
-    ~Thread() override { wait(); }
-
-private:
-    void run() override { m_work(); }
-    std::function<void()> m_work;
 };
 
 /// A sink that keeps the block locked inside an insert until it is let go.
@@ -569,7 +557,7 @@ void tst_DataBlock::aBusyBlockRefusesAfterTheWait()
     QVERIFY(block.toFile(m_folder->path(), QStringLiteral("b")));
     QVERIFY(block.insert(samples("3"), nullptr));
     Gate gate;
-    const Thread inserting([&] { block.insert(samples("4"), &gate); });
+    const Worker inserting([&] { block.insert(samples("4"), &gate); });
     gate.entered.acquire();
 
     QTest::ignoreMessage(
@@ -608,7 +596,7 @@ void tst_DataBlock::anInsertDuringASaveIsNotTakenForSaved()
     for (int round = 0; round < 20; ++round) {
         bool saved = false;
         {
-            const Thread saving([&] { saved = block.toFile(m_folder->path(), QStringLiteral("b")); });
+            const Worker saving([&] { saved = block.toFile(m_folder->path(), QStringLiteral("b")); });
             for (int i = 0; i < 50; ++i) {
                 page[0].time += 1000;
                 QVERIFY(block.insert(page, nullptr));
