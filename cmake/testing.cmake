@@ -1,8 +1,7 @@
-# norvex_test(NAME [SOURCES ...] [LIBRARIES ...] [LABELS ...] [TIMEOUT s])
+# norvex_test(NAME [SOURCES ...] [LIBRARIES ...] [TIMEOUT s])
 # One QtTest program: NAME.cpp plus SOURCES, linked with the core, registered with CTest and run without a display.
-# LABELS threads marks a test that the thread sanitizer's run includes.
 function(norvex_test NAME)
-    cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;LIBRARIES;LABELS" ${ARGN})
+    cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;LIBRARIES" ${ARGN})
     if(NOT ARG_TIMEOUT)
         set(ARG_TIMEOUT 60)
     endif()
@@ -13,6 +12,5 @@ function(norvex_test NAME)
     add_test(NAME ${NAME} COMMAND ${NAME})
     set_tests_properties(${NAME} PROPERTIES
         TIMEOUT ${ARG_TIMEOUT}
-        LABELS "${ARG_LABELS}"
         ENVIRONMENT "QT_QPA_PLATFORM=offscreen;TZ=Europe/Berlin;LC_ALL=C.UTF-8")
 endfunction()
