@@ -42,7 +42,11 @@ public:
     QVector<arcSensor *> connections() const;
     arcSensor *connectionOf(const QString &serial) const;
 
+    /// True when a sensor at this connection has said its serial and records into the session.
+    bool isRecording(const arcSensor *sensor) const;
+
     /// Stops every connection, then the saving thread, which makes the last save. True when nothing is left unsaved.
+    /// The stopped connections stay until the recorder is destroyed.
     bool stop();
 
 signals:
@@ -53,7 +57,11 @@ signals:
 
 private:
     struct Connection;
+    AddOutcome connectTo(const QString &address, quint16 port, const QString &chamber, const QString &expectedSerial,
+                         QString *holder);
     void sensorAnswered(Connection &connection);
+    void refuse(Connection &connection, const QString &reason);
+    QString lockPath(const QString &address, quint16 port) const;
 
     Session *const m_session;
     const Options m_options;

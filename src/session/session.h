@@ -21,7 +21,8 @@ struct SensorEntry
     std::shared_ptr<norvexData> data; // serial, chamber, folder and time line live there
     QString address;                  // empty for a sensor without a connection
     quint16 port = 80;
-    QString colour; // "#rrggbb"
+    QString colour;      // "#rrggbb"
+    QString loadProblem; // what its load did not find, in words; empty when all was well
 };
 
 /// Why a session could not be opened.
@@ -62,7 +63,8 @@ public:
     QVector<SensorEntry> sensors() const;
     QStringList chambers() const;
     std::shared_ptr<norvexData> store(const QString &serial) const;
-    /// Sensors whose last load did not find everything, in words.
+    /// What the last load did not find, in words: of the session file, and of it and every sensor.
+    QStringList fileProblems() const { return m_fileProblems; }
     QStringList loadProblems() const { return m_loadProblems; }
 
     /// Adds a sensor and creates its folder, or finds the one with this serial and gives it the address. Returns
@@ -102,6 +104,7 @@ private:
     const Clock &m_clock;
     const bool m_readOnly;
     std::unique_ptr<QLockFile> m_folderLock;
+    QStringList m_fileProblems;
     QStringList m_loadProblems;
     std::atomic<qint64> m_lastSaveMs{0};
     QMutex m_saveLock; // held for a whole save; taken before sessionLock

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "cli/exitcode.h"
+
+#include <QStringList>
+#include <QTextStream>
+
+class CommandLine;
+
+/// Where a command writes: results to `out`, everything else to `err`.
+struct Console
+{
+    QTextStream out{stdout};
+    QTextStream err{stderr};
+
+    Console();
+    /// "norvex-cli: <text>" on err.
+    void complain(const QString &text);
+    /// Prints the help or the complaint of arguments that do not run; the exit code for them.
+    ExitCode stopped(const CommandLine &line, bool help);
+};
+
+/// One entry of the table of commands. `run` gets the arguments from the command's name on and may run the event loop.
+struct Command
+{
+    const char *name;
+    const char *summary;
+    ExitCode (*run)(const QStringList &arguments, Console &console);
+};
+
+ExitCode runRecord(const QStringList &arguments, Console &console);
+ExitCode runInfo(const QStringList &arguments, Console &console);
+ExitCode runExport(const QStringList &arguments, Console &console);

@@ -1,0 +1,100 @@
+#include "cli/recordoptions.h"
+
+#include <QtTest>
+
+using Outcome = CommandLine::Outcome;
+
+namespace {
+
+QStringList words(const QString &text)
+{
+    return text.split(QLatin1Char(' '));
+}
+
+} // namespace
+
+class tst_options : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void recordTakesSensorsAndTime()
+    {
+        RecordCommandLine line;
+        RecordOptions options;
+        const QStringList arguments = QStringLiteral("record|--sensor|10.0.0.5,Etch 1|--session|/tmp/s|"
+                                                     "--sensor|b:81|--for|2.5|--json")
+                                          .split(QLatin1Char('|'));
+        QCOMPARE(int(line.parse(arguments, options)), int(Outcome::Run));
+        QCOMPARE(options.session, QStringLiteral("/tmp/s"));
+        QCOMPARE(options.durationMs, qint64(2500));
+        QVERIFY(options.json);
+        QCOMPARE(options.sensors.size(), 2);
+        QCOMPARE(options.sensors.at(0).chamber, QStringLiteral("Etch 1"));
+        QCOMPARE(options.sensors.at(1).port, quint16(81));
+    }
+
+    void withoutTimeItRunsUntilInterrupted()
+    {
+        RecordCommandLine line;
+        RecordOptions options;
+        QCOMPARE(int(line.parse(words(QStringLiteral("record --session=s")), options)), int(Outcome::Run));
+        QCOMPARE(options.durationMs, qint64(0));
+        QVERIFY(options.sensors.isEmpty());
+    }
+
+    void helpExplains()
+    {
+        RecordCommandLine line;
+        RecordOptions options;
+        QCOMPARE(int(line.parse(words(QStringLiteral("record --help")), options)), int(Outcome::ShowHelp));
+        QVERIFY2(line.text().startsWith(QStringLiteral("Usage: norvex-cli record --session DIR")),
+                 qPrintable(line.text()));
+        for (const char *option : {"--sensor", "--for", "--json", "--verbose", "--help", "Example:"})
+            QVERIFY2(line.text().contains(QLatin1String(option)), option);
+    }
+
+    void wrongUsage_data()
+    {
+        QTest::addColumn<QString>("arguments");
+        QTest::addColumn<QString>("says");
+        QTest::newRow("no session") << "record --sensor a"
+                                    << "--session";
+        QTest::newRow("unknown option") << "record --session s --fast"
+                                        << "fast";
+        QTest::newRow("a stray word") << "record --session s now"
+                                      << "'now'";
+        QTest::newRow("session twice") << "record --session s --session t"
+                                       << "twice";
+        QTest::newRow("session empty") << "record --session="
+                                       << "value";
+        QTest::newRow("option without its value") << "record --session"
+                                                  << "session";
+        QTest::newRow("bad sensor") << "record --session s --sensor a:0"
+                                    << "port";
+        QTest::newRow("sensor twice") << "record --session s --sensor a:80 --sensor A"
+                                      << "twice";
+        QTest::newRow("no time") << "record --session s --for 0"
+                                 << "--for";
+        QTest::newRow("negative time") << "record --session s --for=-3"
+                                       << "--for";
+        QTest::newRow("endless time") << "record --session s --for inf"
+                                      << "--for";
+        QTest::newRow("no number") << "record --session s --for 5s"
+                                   << "--for";
+    }
+
+    void wrongUsage()
+    {
+        QFETCH(QString, arguments);
+        QFETCH(QString, says);
+        RecordCommandLine line;
+        RecordOptions options;
+        QCOMPARE(int(line.parse(words(arguments), options)), int(Outcome::BadUsage));
+        QVERIFY2(line.text().contains(says), qPrintable(line.text()));
+        QVERIFY2(line.text().contains(QStringLiteral("'norvex-cli record --help'")), qPrintable(line.text()));
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_options)
+#include "tst_options.moc"
