@@ -1,0 +1,371 @@
+#include "base/log.h"
+#include "data/eventtypelist.h"
+#include "data/norvexdata.h"
+#include "sensor/arcsensorprivate.h"
+#include "sensor/samplepage.h"
+
+namespace {
+
+constexpr qint64 timeLineRefreshMs = 60'000;
+
+} // namespace
+
+void arcSensor::Private::takeReply(const QByteArray &data, const QUrl &url)
+{
+    const eMessage kind = sensorrequest::classify(url);
+    if (data == sensorrequest::notFoundPage()) {
+        pageNotFound(kind, url);
+        return; // the watchdog goes on
+    }
+    if (kind == eMessage::Unknown || kind == eMessage::TimedOut || kind == eMessage::ConnectionError) {
+        retryConnection();
+        return;
+    }
+    if (sensorrequest::isUpload(url))
+        uploadDone(kind, data);
+    if (!isUp())
+        takeDisconnected(kind, data);
+    else if (!sensorrequest::isUpload(url))
+        takeConnected(kind, data, url);
+    chooseNext();
+}
+
+void arcSensor::Private::takeError(const QByteArray &data, const QUrl &url)
+{
+    const eMessage kind = sensorrequest::classify(url);
+    const bool upload = sensorrequest::isUpload(url);
+    if (data == sensorrequest::notFoundPage()) {
+        pageNotFound(kind, url);
+        return;
+    }
+    const bool costly = costsConnection(kind, upload);
+    if (costly || !isUp())
+        later([this] { emit q->statusUpdate(QStringLiteral("Disconnected")); });
+    if (upload)
+        uploadFailed(kind, m_worker ? m_worker->lastErrorText() : QString());
+    else if (kind == eMessage::Data)
+        useOldDataPage();
+    else
+        useDefaults(kind);
+    if (costly || !isUp())
+        retryConnection();
+    else
+        chooseNext();
+}
+
+void arcSensor::Private::takeTimeOut()
+{
+    const QUrl url = m_worker ? m_worker->takeTimedOutUrl() : QUrl();
+    const eMessage kind = sensorrequest::classify(url);
+    const bool upload = sensorrequest::isUpload(url);
+    later([this] { emit q->statusUpdate(QStringLiteral("Connection timed out")); });
+    const bool costly = costsConnection(kind, upload);
+    if (upload)
+        uploadFailed(kind, QStringLiteral("No answer in time"));
+    else if (!costly)
+        useDefaults(kind);
+    if (costly || !isUp())
+        retryConnection();
+    else
+        chooseNext();
+}
+
+/// Configuration, recipe and uploads are not needed for a download. The first failure of such a page may mean that the
+/// connection is gone and costs it; the next one is the page's own.
+bool arcSensor::Private::costsConnection(eMessage kind, bool upload)
+{
+    if (!upload && kind != eMessage::Config && kind != eMessage::Recipe)
+        return true;
+    const int page = int(kind) + (upload ? 100 : 0);
+    const bool again = m_failedPages.contains(page);
+    m_failedPages.insert(page);
+    return !again;
+}
+
+void arcSensor::Private::takeDisconnected(eMessage kind, const QByteArray &data)
+{
+    if (kind == eMessage::Info)
+        takeInfo(data);
+    else if (!m_infoAsked)
+        requestInfo();
+}
+
+void arcSensor::Private::takeInfo(const QByteArray &data)
+{
+    m_infoAsked = false;
+    if (!m_info.decode(data)) {
+        retryConnection();
+        return;
+    }
+    if (!m_expectedSerial.isEmpty() && m_info.serial_number != m_expectedSerial) {
+        m_retryTimer.start();
+        later([this, found = m_info.serial_number] { emit q->wrongSerial(found); });
+        return;
+    }
+    m_retryTimer.stop();
+    m_plan.connected();
+    queueStatus();
+    if (m_store) {
+        m_store->setConnected(true);
+        requestRecord(eMessage::Config);
+        requestRecord(eMessage::Recipe);
+    }
+    later([this] { emit q->stateChange(1); });
+    later([this] { emit q->statusUpdate(QStringLiteral("Connected")); });
+    logDebug(QStringLiteral("arcSensor::processDisconnectedState: Got Info, State changed to Connected."));
+}
+
+void arcSensor::Private::takeConnected(eMessage kind, const QByteArray &data, const QUrl &url)
+{
+    switch (kind) {
+    case eMessage::Status:
+        takeStatus(data);
+        break;
+    case eMessage::Frame:
+        takeFrame(data);
+        break;
+    case eMessage::Data:
+        takeSamples(data, url);
+        break;
+    case eMessage::Events:
+        takeEvent(data, url);
+        break;
+    case eMessage::Config:
+        takeConfiguration(data);
+        break;
+    case eMessage::Recipe:
+        takeRecipe(data);
+        break;
+    default:
+        break;
+    }
+}
+
+void arcSensor::Private::takeStatus(const QByteArray &data)
+{
+    if (!m_status.decode(data))
+        return;
+    const bool restarted = m_uptimeMs >= 0 && m_status.uptimeMs >= 0 && m_status.uptimeMs < m_uptimeMs;
+    m_uptimeMs = m_status.uptimeMs;
+    m_statusArrivedMs = m_clock.steadyMs();
+    later([this] { emit q->statusUpdate(QStringLiteral("New Status")); });
+    if (restarted) {
+        logInfo(QStringLiteral("arcSensor: the sensor has restarted"));
+        connectionLost();
+        return;
+    }
+    if (m_fifoResets && *m_fifoResets != m_status.fifo_resets && m_plan.frameValid()) {
+        logInfo(QStringLiteral("arcSensor: the sensor has reset its memory, the frame is dropped"));
+        if (m_plan.state() == DownloadPlan::Downloading)
+            later([this] { emit q->stateChange(1); });
+        m_plan.dropFrame();
+    }
+    m_fifoResets = m_status.fifo_resets;
+    confirmTimeLine();
+}
+
+void arcSensor::Private::takeFrame(const QByteArray &data)
+{
+    if (m_plan.state() != DownloadPlan::Connected)
+        return;
+    if (!m_frame.decode(data)) {
+        retryConnection();
+        return;
+    }
+    m_plan.frameArrived(m_frame.number_of_points, m_frame.number_of_events);
+    later([this] { emit q->statusUpdate(QStringLiteral("New Frame")); });
+}
+
+void arcSensor::Private::takeSamples(const QByteArray &data, const QUrl &url)
+{
+    const auto index = sensorrequest::index(url);
+    if (!index || !m_plan.expectsData(*index) || !m_store)
+        return;
+    const auto parse = [&] { return parseSamplePage(data.constData(), std::size_t(data.size()), m_timeLine.baseUs); };
+    SamplePage page = parse();
+    if (!page.ok()) {
+        logWarning(page.fault == SamplePage::Fault::UnequalColumns
+                       ? QStringLiteral("arcSensor::parseData: ERROR - Check the JSON headers of the data received")
+                       : QStringLiteral("arcSensor::parseData: ERROR - A sample time of the data received is no time"));
+        nothingTaken();
+        return;
+    }
+    if (!m_timeLine.known && !page.points.isEmpty()) {
+        settleTimeBase(page.newestRawUs);
+        page = parse();
+    }
+    if (page.ignoredColumns > 0)
+        logDebug(QStringLiteral("arcSensor::parseData: %1 columns of another length are taken as 0")
+                     .arg(page.ignoredColumns));
+    if (page.clampedTimes > 0)
+        logDebug(QStringLiteral("arcSensor::parseData: %1 sample times before 1970").arg(page.clampedTimes));
+    if (page.points.isEmpty() || !m_store->addSamples(page.points)) {
+        nothingTaken();
+        return;
+    }
+    m_store->takeFinishedRuns();
+    const quint64 first = page.points.first().time;
+    m_plan.pageStored(page.points.size(), first);
+    later([this, first] { emit q->dataUpdated(first); });
+}
+
+void arcSensor::Private::takeEvent(const QByteArray &data, const QUrl &url)
+{
+    const auto index = sensorrequest::index(url);
+    if (!index || !m_plan.expectsEvent(*index) || !m_store)
+        return;
+    m_event.decode(data, m_timeLine.baseUs);
+    if (m_event.missingBytes > 0)
+        logDebug(QStringLiteral("arcSensor: event record %1 is %2 bytes short").arg(*index).arg(m_event.missingBytes));
+    if (eventtype::code(m_event.typeName) < 0) {
+        logDebug(QStringLiteral("Invalid event type received: %1").arg(m_event.typeName));
+    } else {
+        if (!m_timeLine.known) {
+            settleTimeBase(m_event.rawTimeUs);
+            m_event.decode(data, m_timeLine.baseUs);
+        }
+        storeEvent();
+    }
+    m_plan.eventTaken(m_event.time);
+}
+
+void arcSensor::Private::storeEvent()
+{
+    EventRecord record;
+    record.time = m_event.time;
+    record.typeCode = m_event.typeCode;
+    if (eventtype::name(m_event.typeCode).isEmpty()) {
+        record.typeCode = eventtype::code(m_event.typeName);
+        logDebug(
+            QStringLiteral("arcSensor: event type %1 came with code %2").arg(m_event.typeName).arg(m_event.typeCode));
+    }
+    record.loaded = true;
+    record.samples.resize(int(m_event.voltage.size()));
+    for (int i = 0; i < record.samples.size(); ++i) {
+        SamplePoint &sample = record.samples[i];
+        const auto at = std::size_t(i);
+        sample.time = m_event.time + quint64(i) * m_event.increment;
+        sample.voltage = double(m_event.voltage[at]);
+        sample.currentReal = double(m_event.currentReal[at]);
+        sample.currentImaginary = double(m_event.currentImaginary[at]);
+    }
+    m_store->addEvent(std::move(record));
+}
+
+void arcSensor::Private::takeConfiguration(const QByteArray &data)
+{
+    m_failedPages.remove(int(eMessage::Config));
+    takeCandidate();
+    SensorConfiguration configuration = m_store ? m_store->configuration() : SensorConfiguration();
+    if (!configuration.configFromJSON(data)) {
+        logDebug(QStringLiteral("arcSensor: error reading Config"));
+        return;
+    }
+    if (m_store)
+        m_store->setConfiguration(configuration);
+    logDebug(QStringLiteral("arcSensor: Config received successfully"));
+    later([this] { emit q->configUpdated(); });
+}
+
+void arcSensor::Private::takeRecipe(const QByteArray &data)
+{
+    m_failedPages.remove(int(eMessage::Recipe));
+    Recipe recipe;
+    if (!holdsRecipe(data) || !recipe.fromJSON(data)) {
+        logDebug(QStringLiteral("arcSensor: error reading Recipe"));
+        return;
+    }
+    m_recipe = recipe;
+    if (m_store)
+        m_store->setRecipe(recipe);
+    logDebug(QStringLiteral("arcSensor: Recipe received successfully"));
+    later([this] { emit q->recipeUpdated(); });
+}
+
+/// The sensor does not have the page. The connection itself is fine, except that nothing can be had without data.
+void arcSensor::Private::pageNotFound(eMessage kind, const QUrl &url)
+{
+    logDebug(
+        QStringLiteral("arcSensor::processDownloadState: sensor page for eMessage=%1 does not exist").arg(int(kind)));
+    if (sensorrequest::isUpload(url)) {
+        uploadFailed(kind, QStringLiteral("The sensor does not have this page"));
+    } else if (!isUp()) {
+        retryConnection();
+    } else if (kind == eMessage::Data && url.path().contains(sensorrequest::oldDataPage(), Qt::CaseInsensitive)) {
+        // One glitch of the current page must not lock a sensor out for good that does not have the older one.
+        m_dataPage = sensorrequest::dataPage();
+        retryConnection();
+    } else if (kind == eMessage::Data) {
+        useOldDataPage();
+    } else if (kind == eMessage::Config || kind == eMessage::Recipe) {
+        useDefaults(kind);
+    } else {
+        nothingTaken();
+    }
+}
+
+void arcSensor::Private::nothingTaken()
+{
+    m_plan.nothingTaken();
+    if (m_plan.isStuck())
+        retryConnection();
+}
+
+void arcSensor::Private::useOldDataPage()
+{
+    logDebug(
+        QStringLiteral("arcSensor::replyError: data recieve error. Webservice %1 did not reply, probably because an "
+                       "old norvex is being used. Switching to alternative data webservice: %2")
+            .arg(m_dataPage, sensorrequest::oldDataPage()));
+    m_dataPage = sensorrequest::oldDataPage();
+}
+
+void arcSensor::Private::useDefaults(eMessage kind)
+{
+    if (kind == eMessage::Config) {
+        logDebug(QStringLiteral("arcSensor::replyError: configuration receive error.  Using Default."));
+        if (isUp())
+            takeCandidate();
+        if (m_store)
+            m_store->setConfiguration(SensorConfiguration());
+        later([this] { emit q->configUpdated(); });
+    } else if (kind == eMessage::Recipe) {
+        logDebug(QStringLiteral("arcSensor::replyError: recipe receive error.  Using Default."));
+        m_recipe.initDefault(1);
+        if (m_store)
+            m_store->setRecipe(m_recipe);
+        later([this] { emit q->recipeUpdated(); });
+    }
+}
+
+void arcSensor::Private::takeCandidate()
+{
+    if (m_candidate.known || !isUp())
+        return;
+    m_candidate.known = true;
+    m_candidate.utcMs = m_clock.utcMs();
+    m_candidate.uptimeMs = m_uptimeMs < 0 ? -1 : m_uptimeMs + m_clock.steadyMs() - m_statusArrivedMs;
+}
+
+void arcSensor::Private::settleTimeBase(qint64 newestRawUs)
+{
+    const SensorTimeLine last = m_store->timeLine();
+    m_timeLine = timebase::settle(last, m_candidate, newestRawUs, m_clock.utcMs());
+    if (!last.known || last.baseUs != m_timeLine.baseUs)
+        logInfo(QStringLiteral("arcSensor: time base of sensor %1 is %2 us")
+                    .arg(m_info.serial_number)
+                    .arg(m_timeLine.baseUs));
+    m_store->setTimeLine(m_timeLine);
+}
+
+/// Remembers now and then how long the sensor has been up; a later fall of it tells that it has restarted.
+void arcSensor::Private::confirmTimeLine()
+{
+    if (!m_timeLine.known || !m_store || m_uptimeMs < 0)
+        return;
+    const qint64 step = qMin(qMax<qint64>(m_timeLine.uptimeMs, 1000), timeLineRefreshMs);
+    if (m_uptimeMs - m_timeLine.uptimeMs < step)
+        return;
+    m_timeLine.uptimeMs = m_uptimeMs;
+    m_store->setTimeLine(m_timeLine);
+}

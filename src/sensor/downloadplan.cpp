@@ -1,0 +1,146 @@
+#include "sensor/downloadplan.h"
+
+#include <algorithm>
+
+void DownloadPlan::connected()
+{
+    disconnected();
+    m_state = Connected;
+}
+
+void DownloadPlan::disconnected()
+{
+    const bool hasStore = m_hasStore;
+    *this = DownloadPlan();
+    m_hasStore = hasStore;
+}
+
+void DownloadPlan::setHasStore(bool hasStore)
+{
+    m_hasStore = hasStore;
+    if (!hasStore)
+        dropFrame();
+}
+
+void DownloadPlan::frameArrived(qint32 points, qint32 events)
+{
+    if (m_state != Connected || m_closing != Closing::No)
+        return;
+    m_points = points;
+    m_events = events;
+    m_dataIndex = 0;
+    m_eventIndex = 0;
+    m_allowance = 0;
+    m_givenUp = false;
+    m_frameValid = true;
+}
+
+void DownloadPlan::pageStored(int n, quint64 firstTime)
+{
+    if (n <= 0) {
+        nothingTaken();
+        return;
+    }
+    m_withoutProgress = 0;
+    m_dataIndex += quint64(n);
+    if (firstTime > m_lastEventTime)
+        raiseAllowance();
+}
+
+void DownloadPlan::eventTaken(quint64 time)
+{
+    m_withoutProgress = 0;
+    ++m_eventIndex;
+    m_lastEventTime = time;
+}
+
+void DownloadPlan::durable(bool ok)
+{
+    if (m_closing != Closing::WaitsForDisk)
+        return;
+    m_closing = ok ? Closing::MayClear : Closing::No;
+    m_frameValid = ok;
+    m_pause = !ok;
+}
+
+void DownloadPlan::dropFrame()
+{
+    m_frameValid = false;
+    m_closing = Closing::No;
+    if (m_state == Downloading)
+        m_state = Connected;
+}
+
+qint32 DownloadPlan::giveUpFrame()
+{
+    if (!m_frameValid || m_closing != Closing::No)
+        return 0;
+    const qint32 left = m_points - qint32(std::min<quint64>(m_dataIndex, quint64(m_points)));
+    m_dataIndex = quint64(m_points);
+    m_eventIndex = m_events;
+    m_allowance = m_events;
+    m_givenUp = true;
+    return left;
+}
+
+DownloadStep DownloadPlan::next()
+{
+    switch (m_state) {
+    case Connected:
+        return nextConnected();
+    case Downloading:
+        return nextDownloading();
+    case Disconnected:
+        break;
+    }
+    return {};
+}
+
+DownloadStep DownloadPlan::nextConnected()
+{
+    if (m_closing == Closing::WaitsForDisk)
+        return {};
+    if (m_closing == Closing::MayClear) {
+        m_closing = Closing::No;
+        m_frameValid = false;
+        return {DownloadStep::Clear, quint64(m_points - 1), 0};
+    }
+    if (m_frameValid && m_givenUp && m_points > 0)
+        return closeFrame();
+    if (!m_hasStore || m_pause) {
+        m_pause = false;
+        return {DownloadStep::FrameLater, 0, 0};
+    }
+    if (!m_frameValid || m_points < smallestFrame)
+        return {DownloadStep::Frame, 0, 0};
+    m_state = Downloading;
+    if (m_eventIndex < m_events)
+        m_allowance = std::min(m_events, eventStep);
+    return nextDownloading();
+}
+
+DownloadStep DownloadPlan::nextDownloading()
+{
+    if (m_eventIndex < m_allowance)
+        return {DownloadStep::Event, quint64(m_eventIndex), 0};
+    if (m_dataIndex < quint64(m_points))
+        return {DownloadStep::Data, m_dataIndex, std::min(pageLimit, quint64(m_points) - m_dataIndex)};
+    // Events later than every sample of the frame belong to it as well.
+    if (m_eventIndex < m_events) {
+        raiseAllowance();
+        return {DownloadStep::Event, quint64(m_eventIndex), 0};
+    }
+    return closeFrame();
+}
+
+DownloadStep DownloadPlan::closeFrame()
+{
+    m_state = Connected;
+    m_closing = Closing::WaitsForDisk;
+    return {DownloadStep::MakeDurable, 0, 0};
+}
+
+void DownloadPlan::raiseAllowance()
+{
+    m_allowance = m_events - m_allowance > eventStep ? m_allowance + eventStep : m_events;
+}
