@@ -224,6 +224,15 @@ bool SensorConfiguration::loadFromFile(const QString &path, QString *error)
     QByteArray bytes;
     if (!readWholeFile(path, bytes, maximumFileSize, error))
         return false;
+    if (fromFileContent(bytes))
+        return true;
+    if (error)
+        *error = QStringLiteral("%1 does not hold a sensor configuration").arg(path);
+    return false;
+}
+
+bool SensorConfiguration::fromFileContent(const QByteArray &bytes)
+{
     SensorConfiguration read = *this;
     bool ok = false;
     const QJsonDocument document = parseJson(bytes);
@@ -236,8 +245,6 @@ bool SensorConfiguration::loadFromFile(const QString &path, QString *error)
     }
     if (ok)
         *this = read;
-    else if (error)
-        *error = QStringLiteral("%1 does not hold a sensor configuration").arg(path);
     return ok;
 }
 

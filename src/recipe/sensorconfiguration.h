@@ -51,6 +51,8 @@ struct SensorConfiguration
     /// The ".norvexconfig" file: the JSON form. The reader also takes the text form, and either name of the signal lock.
     bool saveToFile(const QString &path, QString *error = nullptr) const;
     bool loadFromFile(const QString &path, QString *error = nullptr);
+    /// The same from the bytes of such a file.
+    bool fromFileContent(const QByteArray &bytes);
 
     friend bool operator==(const SensorConfiguration &a, const SensorConfiguration &b);
     friend bool operator!=(const SensorConfiguration &a, const SensorConfiguration &b) { return !(a == b); }
