@@ -12,7 +12,7 @@ class DurableLog
 {
 public:
     /// What a record holds. The numbers are part of the file format.
-    enum class Record : quint8 { Samples = 1, Event = 2, Configuration = 3, Recipe = 4, TimeLine = 5 };
+    enum class Record : quint8 { Samples = 1, Event = 2, Configuration = 3, Recipe = 4, TimeLine = 5, Sensor = 6 };
 
     virtual ~DurableLog() = default;
 

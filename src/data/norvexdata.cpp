@@ -102,18 +102,24 @@ QString norvexData::chamberSerial() const
 
 void norvexData::setSensorSerial(const QString &serial)
 {
-    const QMutexLocker locker(&m_dataLock);
-    if (m_sensorSerial != serial)
-        ++m_changes;
-    m_sensorSerial = serial;
+    setIdentity(m_sensorSerial, serial);
 }
 
 void norvexData::setChamberSerial(const QString &chamber)
 {
-    const QMutexLocker locker(&m_dataLock);
-    if (m_chamberSerial != chamber)
+    setIdentity(m_chamberSerial, chamber);
+}
+
+void norvexData::setIdentity(QString &field, const QString &value)
+{
+    {
+        const QMutexLocker locker(&m_dataLock);
+        if (field == value)
+            return;
+        field = value;
         ++m_changes;
-    m_chamberSerial = chamber;
+    }
+    logIdentity();
 }
 
 QString norvexData::folderName() const
@@ -341,8 +347,25 @@ void norvexData::setTimeLine(const SensorTimeLine &line)
 
 void norvexData::setDurableLog(DurableLog *log)
 {
-    const QMutexLocker locker(&m_dataLock);
-    m_log = log;
+    {
+        const QMutexLocker locker(&m_dataLock);
+        m_log = log;
+    }
+    logIdentity();
+}
+
+/// Lets the log find or make the sensor of this folder when nothing else on disk names it yet.
+void norvexData::logIdentity() const
+{
+    logChange(DurableLog::Record::Sensor, [this] {
+        QByteArray payload;
+        for (const QString &text : {sensorSerial(), chamberSerial()}) {
+            const QByteArray bytes = text.toUtf8().left(1000);
+            appendBigEndian<quint16>(payload, static_cast<quint16>(bytes.size()));
+            payload.append(bytes);
+        }
+        return payload;
+    });
 }
 
 void norvexData::logChange(DurableLog::Record type, const std::function<QByteArray()> &payload) const

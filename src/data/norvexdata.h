@@ -138,6 +138,8 @@ private:
     void takeBlock(const std::shared_ptr<dataBlock> &block);
     bool storeEvent(const EventRecord &event);
     void configureDetector();
+    void setIdentity(QString &field, const QString &value);
+    void logIdentity() const;
     void logChange(DurableLog::Record type, const std::function<QByteArray()> &payload) const;
     void limitLoadedBlocks(const Blocks &blocks) const;
 

@@ -1,0 +1,229 @@
+#include "data/journalreplay.h"
+
+#include "base/bytes.h"
+#include "base/log.h"
+#include "base/platform.h"
+#include "data/datanames.h"
+#include "data/eventfile.h"
+#include "data/journalfile.h"
+
+#include <QDir>
+#include <QFile>
+#include <QMap>
+#include <QSet>
+
+#include <algorithm>
+
+namespace {
+
+using journalfile::Entry;
+using journalfile::Found;
+
+QVector<SamplePoint> samplesOf(const QByteArray &payload)
+{
+    constexpr int size = sampleRecordSize(SamplePoint::currentVersion);
+    QVector<SamplePoint> samples;
+    samples.reserve(payload.size() / size);
+    const auto *at = reinterpret_cast<const uchar *>(payload.constData());
+    for (int i = 0; i < payload.size() / size; ++i, at += size)
+        samples.append(decodeSample(at, SamplePoint::currentVersion));
+    return samples;
+}
+
+QString takeText(ByteReader &reader)
+{
+    const quint16 length = reader.take<quint16>();
+    const char *text = reader.takeBytes(length);
+    return text ? QString::fromUtf8(text, length) : QString();
+}
+
+class Replay
+{
+public:
+    Replay(const QString &sessionFolder, const std::function<norvexData *(const JournalSensor &)> &storeOf,
+           LoadMode mode)
+        : m_folder(journalfile::folderOf(sessionFolder)), m_storeOf(storeOf), m_mode(mode)
+    {}
+
+    ReplayReport run()
+    {
+        QMap<quint64, QString> files;
+        const QStringList names = QDir(m_folder).entryList(QDir::Files | QDir::NoSymLinks);
+        for (const QString &name : names) {
+            if (journalfile::numberOf(name) > 0)
+                files.insert(journalfile::numberOf(name), name);
+        }
+        for (auto file = files.cbegin(); file != files.cend(); ++file)
+            replayFile(file.value(), std::next(file) == files.cend());
+        for (norvexData *store : qAsConst(m_touched))
+            store->takeFinishedRuns();
+        for (const QString &problem : qAsConst(m_report.problems))
+            logWarning(QStringLiteral("Journal: %1").arg(problem));
+        if (m_report.entries > 0) {
+            logInfo(
+                QStringLiteral("Journal: %1 records of %2 files replayed, %3 samples and %4 events were not saved yet")
+                    .arg(m_report.entries)
+                    .arg(m_report.files)
+                    .arg(m_report.addedSamples)
+                    .arg(m_report.addedEvents));
+        }
+        return m_report;
+    }
+
+private:
+    void replayFile(const QString &name, bool newest);
+    /// Returns where the good records end; the file's size when all are good.
+    qint64 replayEntries(const char *bytes, qint64 size, const journalfile::Header &header, QString *problem);
+    void replayEntry(const Entry &entry, QString *problem);
+    void setAside(const QString &name, const QString &problem);
+    norvexData *storeOf(const Entry &entry);
+
+    const QString m_folder;
+    const std::function<norvexData *(const JournalSensor &)> &m_storeOf;
+    const LoadMode m_mode;
+    ReplayReport m_report;
+    QMap<QByteArray, norvexData *> m_stores;
+    QSet<norvexData *> m_touched;
+};
+
+void Replay::replayFile(const QString &name, bool newest)
+{
+    ++m_report.files;
+    QFile file(m_folder + QLatin1Char('/') + name);
+    if (!file.open(QIODevice::ReadOnly))
+        return setAside(name, file.errorString());
+    const qint64 size = file.size();
+    uchar *mapped = size > 0 ? file.map(0, size) : nullptr;
+    if (size > 0 && !mapped)
+        return setAside(name, file.errorString());
+    const char *bytes = reinterpret_cast<const char *>(mapped);
+    journalfile::Header header;
+    QString problem;
+    qint64 end = 0;
+    // A file that never got its header synced holds nothing that anybody was promised.
+    if (journalfile::decodeHeader(bytes, size, header, &problem))
+        end = replayEntries(bytes, size, header, &problem);
+    else if (newest && size <= journalfile::headerSize)
+        problem.clear();
+    file.unmap(mapped);
+    file.close();
+    if (!problem.isEmpty())
+        return setAside(name, problem);
+    if (end == size)
+        return;
+    if (!newest)
+        return setAside(name, QStringLiteral("it ends in the middle of a record at %1 of %2 bytes").arg(end).arg(size));
+    logInfo(QStringLiteral("Journal: %1 was being written when the program ended, %2 bytes are cut off")
+                .arg(name)
+                .arg(size - end));
+    if (m_mode == LoadMode::Normal && end < journalfile::headerSize)
+        file.remove();
+    else if (m_mode == LoadMode::Normal)
+        file.resize(end);
+}
+
+qint64 Replay::replayEntries(const char *bytes, qint64 size, const journalfile::Header &header, QString *problem)
+{
+    qint64 offset = journalfile::headerSize;
+    qint64 goodEnd = offset;
+    qint64 firstBad = -1;
+    while (true) {
+        Entry entry;
+        qint64 next = size;
+        const Found found = journalfile::decodeEntry(bytes, size, offset, header, entry, next);
+        if (found == Found::End)
+            return goodEnd;
+        if (found == Found::Invalid) {
+            if (firstBad < 0)
+                firstBad = offset;
+        } else {
+            if (firstBad >= 0)
+                *problem = QStringLiteral("it is damaged at %1 of %2 bytes").arg(firstBad).arg(size);
+            replayEntry(entry, problem);
+            goodEnd = next;
+        }
+        offset = next;
+    }
+}
+
+void Replay::replayEntry(const Entry &entry, QString *problem)
+{
+    ++m_report.entries;
+    norvexData *store = storeOf(entry);
+    if (!store) {
+        *problem = QStringLiteral("it holds records of the unknown sensor %1").arg(QString::fromUtf8(entry.sensor));
+        return;
+    }
+    m_touched.insert(store);
+    const quint64 samplesBefore = store->sampleCount();
+    EventRecord event;
+    Recipe recipe;
+    SensorConfiguration configuration;
+    ByteReader reader(entry.payload.constData(), entry.payload.size());
+    switch (entry.type) {
+    case DurableLog::Record::Samples:
+        if (!store->addSamples(samplesOf(entry.payload)))
+            *problem = QStringLiteral("samples of %1 were refused").arg(QString::fromUtf8(entry.sensor));
+        m_report.addedSamples += store->sampleCount() - samplesBefore;
+        break;
+    case DurableLog::Record::Event:
+        if (!eventfile::decode(entry.payload, event, problem))
+            break;
+        m_report.addedEvents += store->addEvent(event) ? 1 : 0;
+        break;
+    case DurableLog::Record::Configuration:
+        if (configuration.fromFileContent(entry.payload))
+            store->setConfiguration(configuration);
+        break;
+    case DurableLog::Record::Recipe:
+        if (recipe.fromJSON(entry.payload))
+            store->setRecipe(recipe);
+        break;
+    case DurableLog::Record::TimeLine: {
+        const qint64 base = reader.take<qint64>();
+        const qint64 uptime = reader.take<qint64>();
+        if (reader.ok())
+            store->setTimeLine({true, base, uptime});
+        break;
+    }
+    case DurableLog::Record::Sensor:
+        break;
+    }
+}
+
+norvexData *Replay::storeOf(const Entry &entry)
+{
+    const auto known = m_stores.constFind(entry.sensor);
+    const bool named = entry.type == DurableLog::Record::Sensor;
+    if (known != m_stores.cend() && (known.value() || !named))
+        return known.value();
+    JournalSensor sensor{QString::fromUtf8(entry.sensor), {}, {}};
+    if (!datanames::isPlainFileName(sensor.folder))
+        return nullptr;
+    if (named) {
+        ByteReader reader(entry.payload.constData(), entry.payload.size());
+        sensor.serial = takeText(reader);
+        sensor.chamber = takeText(reader);
+    }
+    norvexData *store = m_storeOf(sensor);
+    m_stores.insert(entry.sensor, store);
+    return store;
+}
+
+void Replay::setAside(const QString &name, const QString &problem)
+{
+    m_report.problems.append(QStringLiteral("%1: %2").arg(name, problem));
+    if (m_mode == LoadMode::Normal) {
+        platform::replaceFile(m_folder + QLatin1Char('/') + name,
+                              m_folder + QLatin1Char('/') + name + journalfile::keptExtension());
+        platform::syncFolder(m_folder);
+    }
+}
+
+} // namespace
+
+ReplayReport replayJournal(const QString &sessionFolder,
+                           const std::function<norvexData *(const JournalSensor &)> &storeOf, LoadMode mode)
+{
+    return Replay(sessionFolder, storeOf, mode).run();
+}

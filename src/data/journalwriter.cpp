@@ -1,0 +1,181 @@
+#include "base/log.h"
+#include "base/platform.h"
+#include "data/journal.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QUuid>
+
+#include <algorithm>
+#include <chrono>
+
+namespace {
+
+bool fail(QString *reason, const QString &text)
+{
+    *reason = text;
+    return false;
+}
+
+} // namespace
+
+Journal::Writer::Writer(Journal &journal, const QString &folder) : m_journal(journal), m_folder(folder)
+{
+    const QByteArray id = QUuid::createUuid().toRfc4122();
+    std::copy(id.begin(), id.end(), m_header.id.begin());
+    // Files of earlier runs belong to generation 0: what they hold was replayed, so that the first save covers it.
+    const QStringList names = QDir(folder).entryList(QDir::Files, QDir::Name);
+    for (const QString &name : names) {
+        QString bare = name;
+        if (bare.endsWith(journalfile::keptExtension()))
+            bare.chop(journalfile::keptExtension().size());
+        const quint64 number = journalfile::numberOf(bare);
+        m_header.number = std::max(m_header.number, number);
+        if (number > 0 && bare == name)
+            m_oldFiles.append({folder + QLatin1Char('/') + name, 0});
+    }
+}
+
+void Journal::Writer::run()
+{
+    bool running = true;
+    while (running) {
+        running = takeWork();
+        removeCommitted();
+        if (m_unsynced.isEmpty()) {
+            report(true, QString());
+            continue;
+        }
+        QString reason;
+        const bool written = writeAll(&reason);
+        if (!written)
+            giveUpFile();
+        report(written, reason);
+    }
+    closeFile();
+    removeCommitted();
+    const std::lock_guard farewell(m_journal.m_lock);
+}
+
+/// Waits for something to do and takes it. False when this is the last round.
+bool Journal::Writer::takeWork()
+{
+    std::unique_lock locker(m_journal.m_lock);
+    const bool failing = m_journal.m_failing;
+    const std::chrono::milliseconds wait(failing ? m_journal.m_timings.retryMs : m_journal.m_timings.gatherMs);
+    m_journal.m_wake.wait_for(locker, wait, [&] {
+        return m_journal.m_stop || (!failing && (m_journal.hasWorkLocked() || m_journal.m_committed != m_committed));
+    });
+    m_unsynced += m_journal.m_queue;
+    m_journal.m_queue.clear();
+    m_journal.m_queuedBytes = 0;
+    m_askedPosition = m_journal.m_lastPosition;
+    m_committed = m_journal.m_committed;
+    const auto covered = [this](const Queued &queued) { return queued.generation <= m_committed; };
+    m_unsynced.erase(std::remove_if(m_unsynced.begin(), m_unsynced.end(), covered), m_unsynced.end());
+    return !m_journal.m_stop;
+}
+
+bool Journal::Writer::writeAll(QString *reason)
+{
+    int from = 0;
+    while (from < m_unsynced.size()) {
+        int to = from;
+        while (to < m_unsynced.size() && m_unsynced[to].generation == m_unsynced[from].generation)
+            ++to;
+        if (!writeEntries(from, to, reason))
+            return false;
+        from = to;
+    }
+    m_unsynced.clear();
+    return true;
+}
+
+/// Writes and syncs records of one generation.
+bool Journal::Writer::writeEntries(int from, int to, QString *reason)
+{
+    const qint64 generation = m_unsynced[from].generation;
+    if (m_fileGeneration != generation) {
+        closeFile();
+        if (!openFile(generation, reason))
+            return false;
+    }
+    QByteArray bytes;
+    if (m_syncedSize == 0)
+        journalfile::appendHeader(bytes, m_header);
+    for (int i = from; i < to; ++i)
+        journalfile::appendEntry(bytes, m_header, static_cast<quint64>(m_syncedSize + bytes.size()),
+                                 m_unsynced[i].entry);
+    if (m_file.write(bytes) != bytes.size())
+        return fail(reason, m_file.errorString());
+    if (!platform::syncFile(m_file))
+        return fail(reason, QStringLiteral("%1 cannot be synced").arg(m_file.fileName()));
+    if (m_syncedSize == 0 && !platform::syncFolder(m_folder))
+        return fail(reason, QStringLiteral("%1 cannot be synced").arg(m_folder));
+    m_syncedSize += bytes.size();
+    return true;
+}
+
+bool Journal::Writer::openFile(qint64 generation, QString *reason)
+{
+    if (!QFileInfo(m_folder).isDir()) {
+        if (!QDir().mkpath(m_folder) || !platform::syncFolder(QFileInfo(m_folder).absolutePath()))
+            return fail(reason, QStringLiteral("cannot create %1").arg(m_folder));
+    }
+    ++m_header.number;
+    m_syncedSize = 0;
+    m_file.setFileName(m_folder + QLatin1Char('/') + journalfile::fileName(m_header.number));
+    if (!m_file.open(QIODevice::WriteOnly | QIODevice::NewOnly | QIODevice::Unbuffered))
+        return fail(reason, m_file.errorString());
+    m_fileGeneration = generation;
+    return true;
+}
+
+void Journal::Writer::closeFile()
+{
+    if (!m_file.isOpen())
+        return;
+    m_file.close();
+    m_oldFiles.append({m_file.fileName(), m_fileGeneration});
+    m_fileGeneration = -1;
+}
+
+/// After a failed write or sync: what was synced before stays, the rest is cut off and goes to another file.
+void Journal::Writer::giveUpFile()
+{
+    if (!m_file.isOpen())
+        return;
+    m_file.resize(m_syncedSize);
+    const bool empty = m_syncedSize == 0;
+    closeFile();
+    if (empty)
+        QFile::remove(m_oldFiles.takeLast().path);
+}
+
+void Journal::Writer::removeCommitted()
+{
+    if (m_file.isOpen() && m_fileGeneration <= m_committed)
+        closeFile();
+    const auto covered = [this](const OldFile &file) {
+        return file.generation <= m_committed && (QFile::remove(file.path) || !QFile::exists(file.path));
+    };
+    m_oldFiles.erase(std::remove_if(m_oldFiles.begin(), m_oldFiles.end(), covered), m_oldFiles.end());
+}
+
+/// Tells the journal how far the disk is.
+void Journal::Writer::report(bool written, const QString &reason)
+{
+    const bool changed = written == m_journal.m_failing;
+    if (changed && !written)
+        logWarning(QStringLiteral("Journal: cannot be written, nothing is cleared on the sensors: %1").arg(reason));
+    else if (changed)
+        logInfo(QStringLiteral("Journal: is written again"));
+    const std::lock_guard locker(m_journal.m_lock);
+    m_journal.m_failing = !written;
+    m_journal.m_error = reason;
+    if (written)
+        m_journal.m_durablePosition = std::max(m_journal.m_durablePosition, m_askedPosition);
+    m_journal.answerLocked(m_journal.m_durablePosition, !written);
+    if (changed)
+        QMetaObject::invokeMethod(&m_journal, "deliver", Qt::QueuedConnection);
+}
