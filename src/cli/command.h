@@ -31,3 +31,4 @@ struct Command
 ExitCode runRecord(const QStringList &arguments, Console &console);
 ExitCode runInfo(const QStringList &arguments, Console &console);
 ExitCode runExport(const QStringList &arguments, Console &console);
+ExitCode runSend(const QStringList &arguments, Console &console);

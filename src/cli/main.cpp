@@ -7,7 +7,9 @@
 namespace {
 
 const Command commands[] = {
+    {"record", "record sensors into a session folder", runRecord},
     {"info", "show what a session folder holds", runInfo},
+    {"send", "send a recipe, a configuration or a snapshot request to a sensor", runSend},
 };
 
 QString helpText()

@@ -5,6 +5,7 @@
 namespace {
 
 constexpr double maximumSeconds = 10.0 * 365 * 24 * 3600;
+constexpr qint64 maximumRetryMs = 3600 * 1000;
 
 bool readDuration(const QString &text, qint64 &ms)
 {
@@ -41,6 +42,8 @@ RecordCommandLine::RecordCommandLine()
              QStringLiteral("A sensor and the chamber it is attached to; may be repeated. Port 80 and chamber Default "
                             "when not given. Without any, the sensors that the session knows are recorded."));
     addValue(QStringLiteral("for"), QStringLiteral("SECONDS"), QStringLiteral("End after this time."));
+    addValue(QStringLiteral("retry"), QStringLiteral("SECONDS"),
+             QStringLiteral("Wait before a lost sensor is tried again (default 10)."));
     addFlag(QStringLiteral("json"),
             QStringLiteral("Print what the session holds as JSON at the end, like info --json."));
 }
@@ -57,6 +60,11 @@ CommandLine::Outcome RecordCommandLine::parse(const QStringList &arguments, Reco
     const QString seconds = value(QStringLiteral("for"));
     if (!seconds.isEmpty() && !readDuration(seconds, options.durationMs))
         return complain(QStringLiteral("--for needs a number of seconds above 0, not '%1'").arg(seconds));
+    const QString retry = value(QStringLiteral("retry"));
+    qint64 retryMs = options.retryMs;
+    if (!retry.isEmpty() && (!readDuration(retry, retryMs) || retryMs > maximumRetryMs))
+        return complain(QStringLiteral("--retry needs a number of seconds up to 3600, not '%1'").arg(retry));
+    options.retryMs = int(retryMs);
     const QStringList sensors = values(QStringLiteral("sensor"));
     for (const QString &text : sensors) {
         SensorAddress address;

@@ -11,6 +11,7 @@ struct RecordOptions
     QString session;
     QVector<SensorAddress> sensors; // empty: those the session knows
     qint64 durationMs = 0;          // 0: until interrupted
+    int retryMs = 10000;            // before a lost sensor is tried again
     bool json = false;
 };
 

@@ -8,8 +8,8 @@
 
 class QSettings;
 
-/// The user's settings that more than one window needs, by name: one home for their keys. Values that make no sense fall
-/// back to defaults. GUI thread.
+/// The user's settings that more than one window needs, by name: one home for their keys. Values that make no sense
+/// fall back to defaults. GUI thread.
 class AppSettings
 {
 public:

@@ -1,4 +1,5 @@
 #include "cli/recordoptions.h"
+#include "cli/sendcommand.h"
 
 #include <QtTest>
 
@@ -80,6 +81,10 @@ private slots:
                                        << "--for";
         QTest::newRow("endless time") << "record --session s --for inf"
                                       << "--for";
+        QTest::newRow("no wait") << "record --session s --retry 0"
+                                 << "--retry";
+        QTest::newRow("a wait of a day") << "record --session s --retry 86400"
+                                         << "--retry";
         QTest::newRow("no number") << "record --session s --for 5s"
                                    << "--for";
     }
@@ -93,6 +98,31 @@ private slots:
         QCOMPARE(int(line.parse(words(arguments), options)), int(Outcome::BadUsage));
         QVERIFY2(line.text().contains(says), qPrintable(line.text()));
         QVERIFY2(line.text().contains(QStringLiteral("'norvex-cli record --help'")), qPrintable(line.text()));
+    }
+
+    void sendTakesOneThing_data()
+    {
+        QTest::addColumn<QString>("arguments");
+        QTest::addColumn<int>("what"); // SendOptions::Nothing: wrong usage
+        QTest::newRow("recipe") << "send --sensor a:81 --recipe x.recipe" << int(SendOptions::SendRecipe);
+        QTest::newRow("configuration") << "send --sensor a --config x" << int(SendOptions::SendConfiguration);
+        QTest::newRow("snapshot") << "send --snapshot --sensor a" << int(SendOptions::TriggerSnapshot);
+        QTest::newRow("nothing") << "send --sensor a" << int(SendOptions::Nothing);
+        QTest::newRow("two things") << "send --sensor a --snapshot --recipe x" << int(SendOptions::Nothing);
+        QTest::newRow("nowhere") << "send --snapshot" << int(SendOptions::Nothing);
+        QTest::newRow("two sensors") << "send --snapshot --sensor a --sensor b" << int(SendOptions::Nothing);
+        QTest::newRow("no sensor address") << "send --snapshot --sensor a:b" << int(SendOptions::Nothing);
+    }
+
+    void sendTakesOneThing()
+    {
+        QFETCH(QString, arguments);
+        QFETCH(int, what);
+        SendCommandLine line;
+        SendOptions options;
+        const Outcome outcome = line.parse(words(arguments), options);
+        QCOMPARE(int(outcome), int(what == SendOptions::Nothing ? Outcome::BadUsage : Outcome::Run));
+        QCOMPARE(int(options.what), what);
     }
 };
 

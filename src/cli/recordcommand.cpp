@@ -1,0 +1,220 @@
+#include "cli/recordcommand.h"
+
+#include "base/platform.h"
+#include "cli/reachability.h"
+#include "cli/sessioninfo.h"
+
+#include <QCoreApplication>
+#include <QFileInfo>
+#include <QJsonDocument>
+
+#include <algorithm>
+
+namespace {
+
+constexpr int redrawMs = 500;
+constexpr int ticksPerPlainLine = 20; // every 10 s, besides changes of state
+
+ExitCode exitCodeOf(SessionError::Kind kind)
+{
+    switch (kind) {
+    case SessionError::Locked:
+        return ExitCode::Locked;
+    case SessionError::CannotWrite:
+        return ExitCode::CannotWrite;
+    default:
+        return ExitCode::Failed;
+    }
+}
+
+QString addressOf(const arcSensor *sensor)
+{
+    return QStringLiteral("%1:%2").arg(sensor->address()).arg(sensor->port());
+}
+
+QString stateOf(const arcSensor *sensor)
+{
+    if (sensor->state() > 0)
+        return QStringLiteral("recording");
+    const int wait = sensor->retryRemainingMs();
+    return wait < 0 ? QStringLiteral("connecting")
+                    : QStringLiteral("no answer, next try in %1 s").arg((wait + 999) / 1000);
+}
+
+} // namespace
+
+RecordRun::RecordRun(const RecordOptions &options, Console &console, bool inPlace)
+    : m_options(options), m_console(console), m_printer(console.err, inPlace)
+{}
+
+RecordRun::~RecordRun() = default;
+
+ExitCode RecordRun::run()
+{
+    if (!openSession() || !connectSensors())
+        return m_failure;
+    connect(&m_progressTimer, &QTimer::timeout, this, &RecordRun::showProgress);
+    m_progressTimer.start(redrawMs);
+    if (m_options.durationMs > 0)
+        QTimer::singleShot(std::chrono::milliseconds(m_options.durationMs), this, [] { QCoreApplication::quit(); });
+    platform::onInterrupt([] { QCoreApplication::quit(); });
+    QCoreApplication::exec();
+    return finish();
+}
+
+bool RecordRun::openSession()
+{
+    SessionError error;
+    const QString file = Session::folderOf(m_options.session) + QLatin1Char('/') + Session::fileName();
+    m_session =
+        QFileInfo::exists(file) ? Session::load(m_options.session, &error) : Session::create(m_options.session, &error);
+    if (!m_session) {
+        m_console.complain(error.text);
+        m_failure = exitCodeOf(error.kind);
+        return false;
+    }
+    const QStringList problems = m_session->loadProblems();
+    for (const QString &problem : problems)
+        m_console.complain(problem);
+    return true;
+}
+
+bool RecordRun::connectSensors()
+{
+    Recorder::Options recorderOptions;
+    recorderOptions.timings.retryWait = m_options.retryMs;
+    m_recorder = std::make_unique<Recorder>(m_session.get(), recorderOptions);
+    connect(m_recorder.get(), &Recorder::sensorReady, this, &RecordRun::sensorReady);
+    connect(m_recorder.get(), &Recorder::sensorRefused, this, &RecordRun::sensorRefused);
+    for (const SensorAddress &address : m_options.sensors) {
+        QString holder;
+        if (m_recorder->addSensor(address.host, address.port, address.chamber, &holder) ==
+            Recorder::AddOutcome::LockedByOther) {
+            m_console.complain(QStringLiteral("the sensor %1:%2 is recorded by %3")
+                                   .arg(address.host, QString::number(address.port), holder));
+            m_failure = ExitCode::Locked;
+            return false;
+        }
+    }
+    if (m_options.sensors.isEmpty())
+        m_recorder->connectAll();
+    const QVector<arcSensor *> sensors = m_recorder->connections();
+    for (arcSensor *sensor : sensors)
+        m_watched[sensor];
+    if (m_watched.empty()) {
+        m_console.complain(QStringLiteral("the session has no sensor to connect to; give one with --sensor"));
+        m_failure = ExitCode::Usage;
+    }
+    return !m_watched.empty();
+}
+
+void RecordRun::sensorReady(arcSensor *sensor, const QString &serial)
+{
+    Watched &watched = m_watched[sensor];
+    watched.wasReady = true;
+    watched.refusal.clear();
+    const std::shared_ptr<norvexData> store = m_session->store(serial);
+    m_printer.say(QStringLiteral("sensor %1 at %2 records into %3/%4")
+                      .arg(serial, addressOf(sensor), m_session->path(), store->folderName()));
+}
+
+void RecordRun::sensorRefused(arcSensor *sensor, const QString &reason)
+{
+    Watched &watched = m_watched[sensor];
+    if (watched.refusal == reason)
+        return;
+    watched.refusal = reason;
+    m_printer.say(QStringLiteral("norvex-cli: %1 is not recorded: %2").arg(addressOf(sensor), reason));
+    const bool hopeless = std::all_of(m_watched.begin(), m_watched.end(), [](const auto &entry) {
+        return !entry.second.wasReady && !entry.second.refusal.isEmpty();
+    });
+    if (hopeless)
+        QCoreApplication::quit();
+}
+
+SensorProgress RecordRun::progressOf(arcSensor *sensor)
+{
+    Watched &watched = m_watched[sensor];
+    SensorProgress progress;
+    progress.name = addressOf(sensor);
+    if (m_stopped)
+        progress.state = QStringLiteral("stopped");
+    else
+        progress.state = watched.refusal.isEmpty() ? stateOf(sensor) : QStringLiteral("refused");
+    if (m_session->lastSaveMs() > 0)
+        progress.saveAgeMs = std::max(qint64(0), systemClock().utcMs() - m_session->lastSaveMs());
+    if (const std::shared_ptr<norvexData> store = sensor->store()) {
+        progress.name = store->sensorSerial();
+        progress.samples = store->sampleCount();
+        progress.events = store->eventCount();
+        progress.runs = store->runCount();
+        watched.rate.add(systemClock().steadyMs(), progress.samples);
+        progress.samplesPerSecond = watched.rate.perSecond();
+    }
+    return progress;
+}
+
+void RecordRun::showProgress()
+{
+    const bool periodic = m_ticks++ % ticksPerPlainLine == 0;
+    const QVector<arcSensor *> sensors = m_recorder->connections();
+    QStringList lines;
+    for (arcSensor *sensor : sensors) {
+        const SensorProgress progress = progressOf(sensor);
+        QString &shown = m_watched[sensor].shown;
+        const bool changed = shown.section(QLatin1Char(','), 0, 0) != progress.state.section(QLatin1Char(','), 0, 0);
+        if (m_printer.isInPlace() || periodic || changed)
+            lines.append(progressLine(progress, m_printer.isInPlace() ? platform::terminalWidth() - 1 : 0));
+        shown = progress.state;
+    }
+    m_printer.show(lines);
+}
+
+ExitCode RecordRun::finish()
+{
+    m_progressTimer.stop();
+    const bool saved = m_recorder->stop();
+    m_stopped = true;
+    showProgress();
+    const SessionSummary summary = summaryOf(*m_session);
+    if (m_options.json)
+        m_console.out << QJsonDocument(toJson(summary)).toJson();
+    else
+        m_console.out << toText(summary);
+    m_console.out.flush();
+    if (!saved) {
+        m_console.complain(QStringLiteral("the session could not be saved completely; see the log"));
+        return ExitCode::CannotWrite;
+    }
+    const bool reached =
+        std::any_of(m_watched.begin(), m_watched.end(), [](const auto &entry) { return entry.second.wasReady; });
+    return reached ? ExitCode::Done : reachedNothing();
+}
+
+ExitCode RecordRun::reachedNothing()
+{
+    const bool refused = std::any_of(m_watched.begin(), m_watched.end(),
+                                     [](const auto &entry) { return !entry.second.refusal.isEmpty(); });
+    if (refused)
+        return ExitCode::Unusable;
+    const bool listens = std::any_of(m_watched.begin(), m_watched.end(), [](const auto &entry) {
+        return somethingListens(entry.first->address(), entry.first->port());
+    });
+    if (listens) {
+        m_console.complain(QStringLiteral("something answered, but not as a sensor does"));
+        return ExitCode::Unusable;
+    }
+    m_console.complain(QStringLiteral("no sensor could be reached; check address, port, power and firewall"));
+    return ExitCode::Unreachable;
+}
+
+ExitCode runRecord(const QStringList &arguments, Console &console)
+{
+    RecordCommandLine line;
+    RecordOptions options;
+    const CommandLine::Outcome outcome = line.parse(arguments, options);
+    if (outcome != CommandLine::Outcome::Run)
+        return console.stopped(line, outcome == CommandLine::Outcome::ShowHelp);
+    const bool inPlace = platform::terminalWidth() > 0 && !line.isSet(QStringLiteral("verbose"));
+    return RecordRun(options, console, inPlace).run();
+}
