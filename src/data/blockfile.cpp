@@ -13,7 +13,7 @@ namespace blockfile {
 
 namespace {
 
-constexpr int chunkBytes = 256 * 1024; // stays in the processor's cache between system call and conversion
+constexpr int chunkBytes = 120 * 1024; // stays in the processor's cache between system call and conversion
 
 const uchar *asBytes(const char *bytes)
 {
