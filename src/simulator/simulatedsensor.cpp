@@ -316,7 +316,10 @@ SensorConfiguration SimulatedSensor::configuration() const
 LedgerSnapshot SimulatedSensor::ledger() const
 {
     const QMutexLocker locker(&m_mutex);
-    return m_ledger.entries();
+    LedgerSnapshot copy = m_ledger.entries();
+    copy.samples.detach(); // a shared one would be read without the lock
+    copy.events.detach();
+    return copy;
 }
 
 int SimulatedSensor::storedSamples() const
