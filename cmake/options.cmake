@@ -28,6 +28,15 @@ if(NORVEX_SANITIZE)
     endif()
 endif()
 
+# Every program of a thread sanitizer build carries what the sanitizer has to know of the toolkit.
+if(NORVEX_SANITIZE MATCHES "thread")
+    find_package(Qt5 5.15 REQUIRED COMPONENTS Core)
+    add_library(norvex_qt_threads OBJECT ${CMAKE_SOURCE_DIR}/tests/support/qtthreads.cpp)
+    target_link_libraries(norvex_qt_threads PRIVATE Qt5::Core)
+    target_sources(norvex_options INTERFACE
+        $<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:$<TARGET_OBJECTS:norvex_qt_threads>>)
+endif()
+
 find_program(NORVEX_CCACHE ccache)
 if(NORVEX_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
     set(CMAKE_CXX_COMPILER_LAUNCHER ${NORVEX_CCACHE})
