@@ -3,6 +3,7 @@
 #include "base/log.h"
 #include "base/safefile.h"
 #include "data/datanames.h"
+#include "data/journal.h"
 #include "session/exclusivelock.h"
 #include "session/sessionfile.h"
 
@@ -67,7 +68,10 @@ Session::Session(const QString &folder, bool readOnly, const Clock &clock)
     : m_clock(clock), m_readOnly(readOnly), m_path(folder)
 {}
 
-Session::~Session() = default;
+Session::~Session()
+{
+    closeJournal();
+}
 
 const QString &Session::fileName()
 {
@@ -100,6 +104,7 @@ std::unique_ptr<Session> Session::create(const QString &folder, SessionError *er
         setError(error, SessionError::AlreadyThere, QStringLiteral("The folder %1 holds a session already").arg(path));
         return nullptr;
     }
+    session->openJournal(); // of a recording that ended before its first save
     return session;
 }
 
@@ -114,6 +119,7 @@ std::unique_ptr<Session> Session::load(const QString &folder, SessionError *erro
     std::unique_ptr<Session> session(new Session(path, false, clock));
     if (!session->takeFolderLock(error) || !session->readSessionFile(error, progress))
         return nullptr;
+    session->openJournal();
     return session;
 }
 
@@ -122,6 +128,7 @@ std::unique_ptr<Session> Session::loadReadOnly(const QString &folder, SessionErr
     std::unique_ptr<Session> session(new Session(QDir(folderOf(folder)).absolutePath(), true, clock));
     if (!session->readSessionFile(error, {}))
         return nullptr;
+    session->openJournal();
     return session;
 }
 
@@ -201,12 +208,6 @@ void Session::loadSensor(const SessionFileSensor &line)
     entry.colour = line.colour.isEmpty() ? freeColourLocked() : line.colour;
     entry.loadProblem = problem;
     m_sensors.append(entry);
-}
-
-/// The session's one journal is made and handed to the stores here, once a store holds what is on disk.
-void Session::attachLog(const std::shared_ptr<norvexData> &data) const
-{
-    data->setDurableLog(nullptr);
 }
 
 QString Session::path() const
@@ -332,6 +333,7 @@ bool Session::removeSensor(const QString &serial)
         const auto isIt = [&](const SensorEntry &entry) { return entry.data == data; };
         m_sensors.erase(std::remove_if(m_sensors.begin(), m_sensors.end(), isIt), m_sensors.end());
     }
+    data->setDurableLog(nullptr);
     emit sensorRemoved(serial);
     return true;
 }
@@ -386,6 +388,8 @@ bool Session::save()
     if (m_readOnly)
         return false;
     const QMutexLocker saving(&m_saveLock);
+    // From here on records belong to the next save: all earlier ones are in the stores that are written now.
+    const qint64 generation = m_journal ? m_journal->rotate() : 0;
     const QVector<SensorEntry> entries = sensors();
     const QString folder = path();
     const QByteArray bytes = fileBytes(entries);
@@ -401,6 +405,8 @@ bool Session::save()
         ok = entry.data->save(folder) && ok;
     if (ok)
         m_lastSaveMs = m_clock.utcMs();
+    if (ok && m_journal)
+        m_journal->commit(generation);
     return ok;
 }
 

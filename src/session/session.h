@@ -13,6 +13,8 @@
 #include <functional>
 #include <memory>
 
+class Journal;
+struct JournalSensor;
 struct SessionFileSensor;
 
 /// One sensor of a session.
@@ -82,6 +84,8 @@ public:
     /// Session file and every sensor; true only when all succeeded.
     bool save();
     void unloadIdleBlocks();
+    /// What the stores accepted is on disk here before a sensor may forget it; nullptr for a session opened read-only.
+    Journal *journal() const { return m_journal; }
     /// When the last complete save ended, ms since the epoch; 0 before the first.
     qint64 lastSaveMs() const { return m_lastSaveMs; }
 
@@ -95,6 +99,9 @@ private:
     bool takeFolderLock(SessionError *error);
     bool readSessionFile(SessionError *error, const Progress &progress);
     void loadSensor(const SessionFileSensor &line);
+    void openJournal();
+    void closeJournal();
+    norvexData *storeForReplay(const JournalSensor &sensor);
     void attachLog(const std::shared_ptr<norvexData> &data) const;
     std::shared_ptr<norvexData> newStore(const QString &serial, const QString &chamber, const QString &path) const;
     bool isFolderTakenLocked(const QString &folder) const;
@@ -104,6 +111,7 @@ private:
     const Clock &m_clock;
     const bool m_readOnly;
     std::unique_ptr<QLockFile> m_folderLock;
+    Journal *m_journal = nullptr; // a child of this, so that it goes along to another thread
     QStringList m_fileProblems;
     QStringList m_loadProblems;
     std::atomic<qint64> m_lastSaveMs{0};

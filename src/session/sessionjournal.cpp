@@ -1,0 +1,70 @@
+#include "base/log.h"
+#include "data/datanames.h"
+#include "data/journal.h"
+#include "data/journalreplay.h"
+#include "session/session.h"
+#include "session/sessionfile.h"
+
+#include <QDir>
+#include <QFileInfo>
+
+/// Replays what the last run had not saved and, unless the session is only read, begins a new journal. What was
+/// replayed is saved at once, so that the old journal goes.
+void Session::openJournal()
+{
+    const ReplayReport report = replayJournal(
+        m_path, [this](const JournalSensor &sensor) { return storeForReplay(sensor); },
+        m_readOnly ? LoadMode::ReadOnly : LoadMode::Normal);
+    for (const QString &problem : report.problems)
+        m_loadProblems.append(QStringLiteral("Journal %1").arg(problem));
+    if (m_readOnly)
+        return;
+    m_journal = new Journal(m_path, this);
+    for (const SensorEntry &entry : sensors())
+        attachLog(entry.data);
+    if (report.entries > 0)
+        save();
+}
+
+void Session::closeJournal()
+{
+    for (const SensorEntry &entry : sensors())
+        entry.data->setDurableLog(nullptr);
+    delete m_journal;
+    m_journal = nullptr;
+}
+
+void Session::attachLog(const std::shared_ptr<norvexData> &data) const
+{
+    data->setDurableLog(m_journal);
+}
+
+/// The store of a sensor folder. A sensor that was added after the last save of the session file is added again.
+norvexData *Session::storeForReplay(const JournalSensor &sensor)
+{
+    for (const SensorEntry &entry : sensors()) {
+        if (entry.data->folderName() == sensor.folder)
+            return entry.data.get();
+    }
+    if (sensor.serial.isEmpty())
+        return nullptr;
+    if (const std::shared_ptr<norvexData> known = store(sensor.serial))
+        return known.get();
+    const QString folder = m_path + QLatin1Char('/') + sensor.folder;
+    if (!m_readOnly && !QDir().mkpath(folder))
+        return nullptr;
+    auto data = std::make_shared<norvexData>(m_clock);
+    data->setSensorSerial(sensor.serial);
+    data->setChamberSerial(sensor.chamber);
+    data->setFolderName(sensor.folder);
+    const LoadMode mode = m_readOnly ? LoadMode::ReadOnly : LoadMode::Normal;
+    if (QFileInfo(folder).isDir() && !QDir(folder).isEmpty() && data->load(m_path, mode) != LoadOutcome::Failed)
+        data->reconcile();
+    logInfo(QStringLiteral("Session::load: sensor %1 was added after the last save").arg(sensor.serial));
+    const QMutexLocker locker(&m_sessionLock);
+    SensorEntry entry;
+    entry.data = data;
+    entry.colour = freeColourLocked();
+    m_sensors.append(entry);
+    return data.get();
+}
