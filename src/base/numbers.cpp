@@ -60,8 +60,9 @@ Decimal sixDigits(double value)
     }
     quint32 digits = static_cast<quint32>(scaledValue);
     const double rest = scaledValue - digits;
-    if (rest > 0.5 || (rest >= 0.5 && !liesBelow(value, significantDigits - 1 - exponent, scaledValue)))
-        ++digits;
+    digits += rest >= 0.5 ? 1 : 0;
+    if (rest == 0.5 && liesBelow(value, significantDigits - 1 - exponent, scaledValue))
+        --digits;
     if (digits == 1000000) {
         digits = 100000;
         ++exponent;
@@ -79,32 +80,44 @@ char *writeExponent(char *out, int exponent)
     return out;
 }
 
+void writePair(char *out, quint32 value)
+{
+    static constexpr char pairs[] = "00010203040506070809101112131415161718192021222324"
+                                    "25262728293031323334353637383940414243444546474849"
+                                    "50515253545556575859606162636465666768697071727374"
+                                    "75767778798081828384858687888990919293949596979899";
+    std::memcpy(out, pairs + 2 * value, 2);
+}
+
+// Copies eight bytes, of which six at most count: a fixed size is one instruction, and buffers are large enough.
+void copyDigits(char *out, const char *digits)
+{
+    std::memcpy(out, digits, 8);
+}
+
 char *writeDecimal(char *out, const Decimal &decimal)
 {
-    char digits[significantDigits];
-    quint32 rest = decimal.digits;
-    for (int i = significantDigits; i-- > 0; rest /= 10)
-        digits[i] = static_cast<char>('0' + rest % 10);
+    char digits[16] = {};
+    writePair(digits, decimal.digits / 10000);
+    writePair(digits + 2, decimal.digits / 100 % 100);
+    writePair(digits + 4, decimal.digits % 100);
     int count = significantDigits;
     while (count > 1 && digits[count - 1] == '0')
         --count;
 
     const bool withExponent = decimal.exponent < -4 || decimal.exponent >= significantDigits;
-    int whole = withExponent ? 1 : decimal.exponent + 1;
+    const int whole = withExponent ? 1 : decimal.exponent + 1;
     if (whole <= 0) {
-        *out++ = '0';
-        *out++ = '.';
-        for (; whole < 0; ++whole)
-            *out++ = '0';
-        std::memcpy(out, digits, static_cast<size_t>(count));
-        return out + count;
+        std::memcpy(out, "0.000", 5);
+        copyDigits(out + 2 - whole, digits);
+        return out + 2 - whole + count;
     }
-    std::memcpy(out, digits, static_cast<size_t>(whole)); // zeros before the point stay
+    copyDigits(out, digits); // zeros before the point stay
     out += whole;
     if (count > whole) {
-        *out++ = '.';
-        std::memcpy(out, digits + whole, static_cast<size_t>(count - whole));
-        out += count - whole;
+        *out = '.';
+        copyDigits(out + 1, digits + whole);
+        out += 1 + count - whole;
     }
     return withExponent ? writeExponent(out, decimal.exponent) : out;
 }

@@ -21,6 +21,9 @@ public:
     /// Samples in time order, from every block that can hold the range. False when a block could not be read within
     /// its bounded wait (`out` then holds the others).
     virtual bool samplesInRange(quint64 from, quint64 to, QVector<SamplePoint> &out) const = 0;
+    /// Where to go on after a stretch without samples: not later than the first sample at or after `from`, and `from`
+    /// itself when that is not known without reading.
+    virtual quint64 nextSampleTime(quint64 from) const { return from; }
     /// Events by time, runs excluded, waveforms as far as they are in memory.
     virtual QVector<EventRecord> eventsInRange(quint64 from, quint64 to) const = 0;
     /// Runs that overlap the range, by start.

@@ -1,8 +1,11 @@
 #pragma once
 
+#include "events/eventtype.h"
+
 #include <QChar>
 #include <QString>
 #include <QStringList>
+#include <QVector>
 #include <QtGlobal>
 
 /// What one CSV export writes, as chosen in the dialog or on the command line.
@@ -15,8 +18,13 @@ struct ExportRequest
     QChar delimiter = QLatin1Char(';');
     bool exportEvents = true;
     bool exportRfOn = true;
-    QString sessionName; // name of the session folder
+    QString sessionName;    // name of the session folder
     QStringList eventTypes; // names known to and enabled in the event filter
+    /// Names known to the filter and not enabled. Only needed for types of the user: a built-in name that is not among
+    /// eventTypes is disabled anyway, while events of a name that the filter does not know are written.
+    QStringList disabledTypes;
+    /// Enabled types: the first that matches an event's waveform gives the event its name.
+    QVector<eventType> userTypes;
     QString viFile;
     QString rfOnFile;
     QString eventsFile;

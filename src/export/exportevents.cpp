@@ -1,0 +1,81 @@
+#include "export/exportevents.h"
+
+#include "data/abstractnorvexdata.h"
+#include "data/eventtypelist.h"
+#include "export/exportrequest.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace {
+
+/// The name under which an event is exported. A waveform that had to be read for it is kept in the record.
+QString exportedType(const abstractNorvexData &data, const ExportRequest &request, EventRecord &event)
+{
+    if (!request.userTypes.isEmpty()) {
+        if (event.samples.isEmpty())
+            event.samples = data.waveform(keyOf(event));
+        const QString name = eventtype::firstMatch(request.userTypes, event.samples);
+        if (!name.isEmpty())
+            return name;
+    }
+    if (event.named && !event.name.isEmpty())
+        return event.name;
+    return eventtype::name(event.effectiveCode());
+}
+
+bool isShown(const ExportRequest &request, const QString &type)
+{
+    return request.eventTypes.contains(type) ||
+           (!eventtype::names().contains(type) && !request.disabledTypes.contains(type));
+}
+
+int countOf(const QVector<quint64> &sorted, quint64 before)
+{
+    return static_cast<int>(std::lower_bound(sorted.begin(), sorted.end(), before) - sorted.begin());
+}
+
+} // namespace
+
+quint64 exportFetchEnd(const abstractNorvexData &data, const ExportRequest &request)
+{
+    if (!request.toIncluded)
+        return request.to;
+    const quint64 newest = qMax(request.to, data.lastTime());
+    return newest == std::numeric_limits<quint64>::max() ? newest : newest + 1;
+}
+
+ExportEvents::Overlaps::Overlaps(const QVector<EventRecord> &events)
+{
+    m_starts.reserve(events.size());
+    m_ends.reserve(events.size());
+    for (const EventRecord &event : events) {
+        m_starts.append(event.time);
+        m_ends.append(event.endTime());
+    }
+    std::sort(m_starts.begin(), m_starts.end());
+    std::sort(m_ends.begin(), m_ends.end());
+}
+
+int ExportEvents::Overlaps::count(const RunRecord &run) const
+{
+    // What has ended before the run has also started before its end, as no event ends before it starts.
+    const quint64 end = qMax(run.start, run.end);
+    const int startedByEnd =
+        static_cast<int>(std::upper_bound(m_starts.begin(), m_starts.end(), end) - m_starts.begin());
+    return startedByEnd - countOf(m_ends, run.start);
+}
+
+ExportEvents::ExportEvents(const abstractNorvexData &data, const ExportRequest &request)
+{
+    for (const QString &type : request.eventTypes)
+        m_byType.insert(type, {});
+    QVector<EventRecord> events = data.eventsInRange(request.from, exportFetchEnd(data, request));
+    for (EventRecord &event : events) {
+        const QString type = exportedType(data, request, event);
+        if (!isShown(request, type))
+            continue;
+        m_byType[type].append(std::move(event));
+        ++m_count;
+    }
+}
