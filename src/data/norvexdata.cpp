@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace {
 
@@ -416,6 +417,16 @@ bool norvexData::samplesInRange(quint64 from, quint64 to, QVector<SamplePoint> &
     if (!std::is_sorted(out.constBegin() + start, out.constEnd(), earlier))
         std::stable_sort(out.begin() + start, out.end(), earlier);
     return complete;
+}
+
+quint64 norvexData::nextSampleTime(quint64 from) const
+{
+    quint64 next = std::numeric_limits<quint64>::max();
+    for (const auto &block : blocks()) {
+        if (block->count() > 0 && block->maximumTime() >= from)
+            next = qMin(next, qMax(from, block->minimumTime()));
+    }
+    return next == std::numeric_limits<quint64>::max() ? from : next;
 }
 
 /// Lets go of the blocks read longest ago when readers have brought too many into memory.

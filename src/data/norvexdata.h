@@ -92,6 +92,8 @@ public:
     quint64 firstTime() const override { return m_firstTime; }
     quint64 lastTime() const override { return m_lastTime; }
     bool samplesInRange(quint64 from, quint64 to, QVector<SamplePoint> &out) const override;
+    /// Known from the blocks' ranges, without reading one.
+    quint64 nextSampleTime(quint64 from) const override;
     QVector<EventRecord> eventsInRange(quint64 from, quint64 to) const override;
     QVector<RunRecord> runsInRange(quint64 from, quint64 to) const override;
     QVector<SamplePoint> waveform(const EventKey &event) const override;

@@ -65,6 +65,7 @@ class TestNorvexData : public QObject
     Q_OBJECT
 
 private slots:
+    void nextSampleTimeSkipsGaps();
     void rollsOver();
     void duplicates_data();
     void duplicates();
@@ -82,6 +83,19 @@ private slots:
     void durableLog();
     void revisionRises();
 };
+
+void TestNorvexData::nextSampleTimeSkipsGaps()
+{
+    norvexData store;
+    QCOMPARE(store.nextSampleTime(7), quint64(7));
+    store.setTimeLine({true, 1000, 0});
+    QVERIFY(store.addSamples(samples("10 20")));
+    store.setTimeLine({true, 5000, 0});
+    QVERIFY(store.addSamples(samples("900 901")));
+    QCOMPARE(store.blockCount(), 2);
+    for (const auto &[from, next] : {std::pair(0, 10), std::pair(15, 15), std::pair(21, 900), std::pair(902, 902)})
+        QCOMPARE(store.nextSampleTime(quint64(from) * 1000000), quint64(next) * 1000000);
+}
 
 void TestNorvexData::rollsOver()
 {
