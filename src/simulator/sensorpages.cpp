@@ -59,18 +59,24 @@ const Column columns[] = {
     {"E_PE", nullptr, 0, counter<9>},
 };
 
+/// A number with this many decimals, never as "-0".
 void appendFixed(QByteArray &out, double value, int decimals)
 {
     static const double unitsPerOne[] = {1, 10, 100, 1000, 10000};
-    qint64 units = std::llround(value * unitsPerOne[decimals]);
-    if (units < 0) {
-        out.append('-');
-        units = -units;
+    const qint64 units = std::llround(value * unitsPerOne[decimals]);
+    quint64 rest = units < 0 ? quint64(0) - quint64(units) : quint64(units);
+    char text[32];
+    char *const end = text + sizeof text;
+    char *begin = end;
+    for (int digit = 0; rest > 0 || digit <= decimals; ++digit) {
+        if (digit == decimals && decimals > 0)
+            *--begin = '.';
+        *--begin = char('0' + rest % 10);
+        rest /= 10;
     }
-    const QByteArray digits = QByteArray::number(units).rightJustified(decimals + 1, '0');
-    out.append(digits.constData(), digits.size() - decimals);
-    if (decimals > 0)
-        out.append('.').append(digits.constData() + digits.size() - decimals, decimals);
+    if (units < 0)
+        *--begin = '-';
+    out.append(begin, int(end - begin));
 }
 
 /// Collects the lines of a page.

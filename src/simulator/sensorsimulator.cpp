@@ -6,14 +6,15 @@
 #include "simulator/simulatedsensor.h"
 #include "simulator/wireserver.h"
 
-#include <QMutex>
-#include <QMutexLocker>
+#include <QCoreApplication>
+#include <QEvent>
 #include <QThread>
 #include <QTimer>
-#include <QWaitCondition>
 
 #include <atomic>
+#include <condition_variable>
 #include <functional>
+#include <mutex>
 
 namespace {
 constexpr int tickMs = 50;
@@ -32,8 +33,10 @@ public:
         std::atomic<qint64> faults{0};
     };
 
-    SimulatorCore(SimulatedSensor &sensor, const SimulatorOptions &options, Counters &counters)
-        : m_sensor(sensor), m_options(options), m_counters(counters),
+    /// `woken` runs in this thread after somebody has posted a user event.
+    SimulatorCore(SimulatedSensor &sensor, const SimulatorOptions &options, Counters &counters,
+                  std::function<void()> woken)
+        : m_sensor(sensor), m_options(options), m_counters(counters), m_woken(std::move(woken)),
           m_engine([this](const PageRequest &request) { return answer(request); }),
           m_server([this](const RequestHead &head, const QByteArray &request) { return respond(head, request); }),
           m_discovery([this] { return m_sensor.serial().toUtf8(); })
@@ -59,6 +62,14 @@ public:
     {
         m_planBeganMs = m_options.clock->steadyMs();
         return m_plan.parse(text.toUtf8(), m_options.seed, error);
+    }
+
+    bool event(QEvent *event) override
+    {
+        if (event->type() != QEvent::User)
+            return QObject::event(event);
+        m_woken();
+        return true;
     }
 
     WireServer &server() { return m_server; }
@@ -124,6 +135,7 @@ private:
     SimulatedSensor &m_sensor;
     const SimulatorOptions &m_options;
     Counters &m_counters;
+    std::function<void()> m_woken;
     FaultPlan m_plan;
     qint64 m_planBeganMs = 0;
     Fault m_bodyFault; // of the request that is being answered
@@ -141,11 +153,11 @@ public:
 
     bool launch(QString *error)
     {
-        QMutexLocker locker(&m_mutex);
+        std::unique_lock<std::mutex> locker(m_mutex);
         m_state = State::Starting;
         start();
         while (m_state == State::Starting)
-            m_changed.wait(&m_mutex);
+            m_changed.wait(locker);
         if (m_state == State::Running)
             return true;
         if (error)
@@ -158,15 +170,14 @@ public:
     /// Runs `work` in the serving thread and returns when it is done. False when that thread does not run.
     bool call(std::function<void(SimulatorCore &)> work)
     {
-        QMutexLocker locker(&m_mutex);
+        std::unique_lock<std::mutex> locker(m_mutex);
         if (m_state != State::Running)
             return false;
         m_work.append(std::move(work));
         const qint64 ticket = ++m_queued;
-        QMetaObject::invokeMethod(
-            m_core, [this] { drain(); }, Qt::QueuedConnection);
+        QCoreApplication::postEvent(m_core, new QEvent(QEvent::User));
         while (m_done < ticket)
-            m_changed.wait(&m_mutex);
+            m_changed.wait(locker);
         return true;
     }
 
@@ -186,26 +197,26 @@ public:
 protected:
     void run() override
     {
-        SimulatorCore core(sensor, options, counters);
+        SimulatorCore core(sensor, options, counters, [this] { drain(); });
         QString error;
         const bool started = core.start(&error);
         port = core.server().port();
         discoveryPort = core.discoveryPort();
         {
-            const QMutexLocker locker(&m_mutex);
+            const std::lock_guard<std::mutex> locker(m_mutex);
             m_core = &core;
             m_error = error;
             m_state = started ? State::Running : State::Failed;
-            m_changed.wakeAll();
+            m_changed.notify_all();
         }
         if (started)
             exec();
-        const QMutexLocker locker(&m_mutex);
+        const std::lock_guard<std::mutex> locker(m_mutex);
         m_core = nullptr;
         m_state = started ? State::Ended : State::Failed;
         m_done = m_queued;
         m_work.clear();
-        m_changed.wakeAll();
+        m_changed.notify_all();
     }
 
 private:
@@ -213,7 +224,7 @@ private:
 
     void drain()
     {
-        QMutexLocker locker(&m_mutex);
+        std::unique_lock<std::mutex> locker(m_mutex);
         const auto work = m_work;
         m_work.clear();
         SimulatorCore *core = m_core;
@@ -222,13 +233,13 @@ private:
             for (const auto &item : work)
                 item(*core);
         }
-        locker.relock();
+        locker.lock();
         m_done += work.size();
-        m_changed.wakeAll();
+        m_changed.notify_all();
     }
 
-    QMutex m_mutex; // guards everything below
-    QWaitCondition m_changed;
+    std::mutex m_mutex; // guards everything below
+    std::condition_variable m_changed;
     State m_state = State::Starting;
     QString m_error;
     SimulatorCore *m_core = nullptr;

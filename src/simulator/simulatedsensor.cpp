@@ -317,7 +317,8 @@ LedgerSnapshot SimulatedSensor::ledger() const
 {
     const QMutexLocker locker(&m_mutex);
     LedgerSnapshot copy = m_ledger.entries();
-    copy.samples.detach(); // a shared one would be read without the lock
+    // Copied here and now, so that the ledger never writes into lists that somebody else still reads.
+    copy.samples.detach();
     copy.events.detach();
     return copy;
 }
