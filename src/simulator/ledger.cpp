@@ -2,6 +2,7 @@
 
 #include "base/crc32c.h"
 
+#include <QList>
 #include <QtEndian>
 
 #include <cstring>
@@ -9,6 +10,8 @@
 namespace {
 
 constexpr int pendingLimit = 1 << 16;
+constexpr int lineLimit = 4096;
+const char header[] = "# norvex sensor ledger 1 ";
 
 quint32 addDouble(double value, quint32 checksum)
 {
@@ -32,7 +35,87 @@ quint32 addFloats(const QVector<float> &values, quint32 checksum)
     return checksum;
 }
 
+/// Takes the lines of a ledger file one after the other.
+class LedgerReader
+{
+public:
+    explicit LedgerReader(LedgerSnapshot &ledger) : m_ledger(ledger) {}
+
+    bool take(const QByteArray &line)
+    {
+        const QList<QByteArray> fields = line.split(' ');
+        if (line.startsWith(header)) {
+            // The numbers of the next simulator begin at 0 again.
+            m_firstSample = m_ledger.samples.size();
+            m_firstEvent = m_ledger.events.size();
+            return true;
+        }
+        const QByteArray &kind = fields[0];
+        if (kind == "S" && fields.size() == 5)
+            return append(m_ledger.samples, m_firstSample, fields, -1);
+        if (kind == "E" && fields.size() == 6)
+            return append(m_ledger.events, m_firstEvent, fields, fields[4].toShort());
+        if (kind.size() == 2 && fields.size() == 3)
+            return mark(kind, fields[1].toLongLong(), fields[2].toLongLong());
+        return kind == "R";
+    }
+
+private:
+    static bool append(QVector<LedgerEntry> &entries, qint64 first, const QList<QByteArray> &fields, qint16 typeCode)
+    {
+        bool ok = fields[1].toLongLong() + first == entries.size();
+        LedgerEntry entry;
+        entry.boot = fields[2].toUInt();
+        entry.time = fields[3].toLongLong();
+        entry.typeCode = typeCode;
+        entry.checksum = fields.last().toUInt(ok ? &ok : nullptr, 16);
+        entries.append(entry);
+        return ok;
+    }
+
+    bool mark(const QByteArray &kind, qint64 first, qint64 count)
+    {
+        const bool isSample = kind[1] == 'S';
+        QVector<LedgerEntry> &entries = isSample ? m_ledger.samples : m_ledger.events;
+        const qint64 begin = first + (isSample ? m_firstSample : m_firstEvent);
+        if (first < 0 || count < 0 || begin > entries.size() || count > entries.size() - begin)
+            return false;
+        bool LedgerEntry::*const fate = kind[0] == 'H'   ? &LedgerEntry::handedOut
+                                        : kind[0] == 'C' ? &LedgerEntry::cleared
+                                                         : &LedgerEntry::lost;
+        for (qint64 i = begin; i < begin + count; ++i)
+            entries[int(i)].*fate = true;
+        return true;
+    }
+
+    LedgerSnapshot &m_ledger;
+    qint64 m_firstSample = 0;
+    qint64 m_firstEvent = 0;
+};
+
 } // namespace
+
+bool readLedger(const QString &path, LedgerSnapshot &ledger, QString *error)
+{
+    ledger = {};
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        *error = file.errorString();
+        return false;
+    }
+    LedgerReader reader(ledger);
+    for (qint64 number = 1; !file.atEnd(); ++number) {
+        QByteArray line = file.readLine(lineLimit);
+        if (!line.endsWith('\n') && line.size() < lineLimit - 1)
+            return true;
+        line.chop(1);
+        if ((number == 1 && !line.startsWith(header)) || !reader.take(line)) {
+            *error = QStringLiteral("line %1 is not of a ledger").arg(number);
+            return false;
+        }
+    }
+    return true;
+}
 
 quint32 sampleChecksum(const SamplePoint &s)
 {
@@ -72,7 +155,7 @@ bool Ledger::open(const QString &path, const QString &serial, QString *error)
             *error = QStringLiteral("cannot write the ledger %1: %2").arg(path, m_file.errorString());
         return false;
     }
-    line("# norvex sensor ledger 1 " + serial.toUtf8());
+    line(header + serial.toUtf8());
     flush();
     return true;
 }

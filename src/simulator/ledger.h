@@ -21,6 +21,12 @@ struct LedgerEntry
     bool handedOut = false;
     bool cleared = false; // dropped because a reader said so
     bool lost = false;    // dropped without being cleared
+
+    friend bool operator==(const LedgerEntry &a, const LedgerEntry &b)
+    {
+        return a.boot == b.boot && a.checksum == b.checksum && a.time == b.time && a.typeCode == b.typeCode &&
+               a.handedOut == b.handedOut && a.cleared == b.cleared && a.lost == b.lost;
+    }
 };
 
 struct LedgerSnapshot
@@ -36,6 +42,11 @@ quint32 sampleChecksum(const SamplePoint &sample);
 /// The checksum of a waveform of single precision values, the three channels one after the other.
 quint32 waveformChecksum(const QVector<float> &voltage, const QVector<float> &real, const QVector<float> &imaginary);
 quint32 waveformChecksum(const RawWaveform &waveform);
+
+/// Reads a ledger file, for a process that compares it with what is on disk. A ledger that several simulators appended
+/// to one after the other reads as one; a last line that is still being written is left out. False and a reason when
+/// the file cannot be read or is no ledger.
+bool readLedger(const QString &path, LedgerSnapshot &ledger, QString *error);
 
 /// Keeps the entries in memory and, when a file is open, appends one line for each fact:
 ///

@@ -142,6 +142,11 @@ ProcessModel::Step ProcessModel::planStep(int recipeStep, qint64 startMs, qint64
         step.levels.amplitudes = {double(m_recipe.eventMinAmp1(recipeStep)), double(m_recipe.eventMinAmp2(recipeStep)),
                                   double(m_recipe.eventMinAmp3(recipeStep)), 100};
     }
+    if (m_recipe.snapshotEnabled(recipeStep)) {
+        step.snapshotsFromUs = step.quietMs * 1000;
+        step.snapshotDelayUs = std::max(1, m_recipe.snapshotDelay(recipeStep));
+        step.snapshots = std::max(0, m_recipe.snapshotNumber(recipeStep));
+    }
     if (m_recipe.pulseEnabled(recipeStep) && m_recipe.pulseFrequency(recipeStep) > 0) {
         step.pulsed = true;
         step.periodUs = 1.0e6 / m_recipe.pulseFrequency(recipeStep);
@@ -286,6 +291,13 @@ SamplePoint ProcessModel::advance(const QVector<int> *forced, QVector<SimulatedE
     return sample;
 }
 
+/// How many of the step's snapshots have been taken at this time.
+qint64 ProcessModel::snapshotsUntil(const Step &step, qint64 timeMs)
+{
+    const qint64 sinceUs = timeMs * 1000 - step.snapshotsFromUs;
+    return sinceUs < 0 ? 0 : std::min(step.snapshots, sinceUs / std::max<qint64>(1, step.snapshotDelayUs));
+}
+
 QVector<int> ProcessModel::drawEvents(const Step *step, qint64 fromMs, qint64 timeMs)
 {
     QVector<int> types;
@@ -293,13 +305,15 @@ QVector<int> ProcessModel::drawEvents(const Step *step, qint64 fromMs, qint64 ti
         return types;
     if (timeMs >= m_gapStartMs && timeMs < m_gapEndMs)
         return types;
+    for (qint64 i = snapshotsUntil(*step, fromMs); i < snapshotsUntil(*step, timeMs) && types.size() < 50; ++i)
+        types.append(eventtype::Snapshot);
     const double intervalMs = double(timeMs - fromMs);
-    for (m_nextArcMs -= intervalMs; m_nextArcMs <= 0 && types.size() < 50;
+    for (m_nextArcMs -= intervalMs; m_nextArcMs <= 0 && types.size() < 100;
          m_nextArcMs += drawWait(m_settings.arcsPerMinute))
         types.append(drawClass());
     if (!step->pulsed || m_settings.arcsPerMinute <= 0)
         return types;
-    for (m_nextPulseEventMs -= intervalMs; m_nextPulseEventMs <= 0 && types.size() < 60;
+    for (m_nextPulseEventMs -= intervalMs; m_nextPulseEventMs <= 0 && types.size() < 100;
          m_nextPulseEventMs += drawWait(pulseEventsPerMinute))
         types.append(eventtype::PulseEvent);
     return types;

@@ -81,6 +81,9 @@ private:
         double duty = 1;
         double lowLevel = 0; // of slot 2, as a part of slot 1
         EventLevels levels;
+        qint64 snapshotsFromUs = 0;
+        qint64 snapshotDelayUs = 0;
+        qint64 snapshots = 0; // that the recipe asks for in this step
     };
 
     qint64 sampleTimeMs(qint64 index) const { return index * 1000 / m_settings.rate; }
@@ -94,6 +97,7 @@ private:
     SamplePoint measure(const Step *step, qint64 fromMs, qint64 timeMs);
     void fillPulses(const Step &step, qint64 fromMs, qint64 timeMs, double scale, double currentScale,
                     SamplePoint &sample);
+    static qint64 snapshotsUntil(const Step &step, qint64 timeMs);
     QVector<int> drawEvents(const Step *step, qint64 fromMs, qint64 timeMs);
     int drawClass();
     SimulatedEvent makeEvent(int typeCode, qint64 timeUs, const Step *step);

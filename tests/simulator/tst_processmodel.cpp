@@ -133,6 +133,27 @@ private slots:
         QVERIFY(recording.events.isEmpty());
     }
 
+    void recipeAsksForSnapshots()
+    {
+        Recipe recipe;
+        recipe.initDefault(1);
+        recipe.setDuration(0, 5);
+        recipe.setSnapshotEnabled(0, true);
+        recipe.setSnapshotDelay(0, 500000);
+        recipe.setSnapshotNumber(0, 6);
+        ProcessSettings s = settings(5, 20);
+        s.arcsPerMinute = 0;
+        ProcessModel model(s);
+        model.setRecipe(recipe);
+        const Recording recording = record(model, 20 * 7);
+        // One run from 1 s to 6 s, the first second of the step skipped: snapshots from 2.5 s on, every half second.
+        QCOMPARE(recording.events.size(), 6);
+        for (int i = 0; i < 6; ++i) {
+            QCOMPARE(int(recording.events[i].typeCode), int(eventtype::Snapshot));
+            QVERIFY(std::abs(recording.events[i].timeUs - (2500000 + i * 500000)) <= 50000);
+        }
+    }
+
     void countersCountTheEventsOfTheirInterval()
     {
         ProcessSettings s = settings(11, 20);

@@ -242,6 +242,38 @@ private slots:
         QCOMPARE(lines, (QList<QByteArray>{"HS 1 2", "HE 0 1", "CS 0 2", "LS 2 2", "LE 0 1", "R lost", ""}));
     }
 
+    void ledgerFileReadsBack()
+    {
+        QTemporaryDir folder;
+        Bench bench(100);
+        bench.options.ledgerPath = folder.filePath(QStringLiteral("ledger"));
+        LedgerSnapshot written;
+        for (int life = 0; life < 2; ++life) {
+            SimulatedSensor &sensor = bench.start();
+            sensor.preload(40, 8);
+            sensor.samplePage(10, 5);
+            sensor.eventPage(3, true);
+            sensor.clearUpTo(19);
+            sensor.reboot(false);
+            written.samples += sensor.ledger().samples;
+            written.events += sensor.ledger().events;
+        }
+        LedgerSnapshot read;
+        QString error;
+        QVERIFY2(readLedger(bench.options.ledgerPath, read, &error), qPrintable(error));
+        QVERIFY(read.samples == written.samples && read.events == written.events);
+
+        QFile file(bench.options.ledgerPath);
+        QVERIFY(file.open(QIODevice::Append));
+        file.write("S 40 0 99");
+        file.flush();
+        QVERIFY2(readLedger(bench.options.ledgerPath, read, &error), "a line that is still being written");
+        file.write(" 77\nHS 41 1\n");
+        file.close();
+        QVERIFY(!readLedger(bench.options.ledgerPath, read, &error));
+        QVERIFY(!readLedger(QStringLiteral(NORVEX_TEST_DATA "/simulator/info.page"), read, &error));
+    }
+
     void ledgerThatCannotBeWrittenIsReported()
     {
         Bench bench;
