@@ -21,7 +21,7 @@ struct ColourPair
     QLatin1String light;
 };
 
-constexpr std::array<ColourPair, 14> palette = {{
+const std::array<ColourPair, 14> palette = {{
     {QLatin1String("#048ACB"), QLatin1String("#039BE5")},
     {QLatin1String("#C62828"), QLatin1String("#E53935")},
     {QLatin1String("#2E7D32"), QLatin1String("#43A047")},
