@@ -1,0 +1,499 @@
+#include "display/dataobjectwidget.h"
+
+#include "base/log.h"
+#include "base/prompts.h"
+#include "data/norvexdata.h"
+#include "recipe/reconfiguresensordialog.h"
+#include "sensor/arcsensor.h"
+#include "sensor/sensorrequest.h"
+#include "sensor/webservice.h"
+#include "session/appsettings.h"
+#include "ui_dataobjectwidget.h"
+
+#include <QAction>
+#include <QFileInfo>
+#include <QFontMetrics>
+#include <QMenu>
+#include <QMouseEvent>
+#include <QShortcut>
+
+namespace {
+
+constexpr int blinkPeriodMs = 200;
+constexpr int textPeriodMs = 500;
+const QString warningTitle = QStringLiteral("Warning");
+
+QString toneOf(SensorCardPresenter::Level level)
+{
+    switch (level) {
+    case SensorCardPresenter::Level::Good:
+        return QStringLiteral("#1b6e2e");
+    case SensorCardPresenter::Level::Waiting:
+        return QStringLiteral("#7a5200");
+    case SensorCardPresenter::Level::Bad:
+        return QStringLiteral("#b3261e");
+    case SensorCardPresenter::Level::Neutral:
+        break;
+    }
+    return QStringLiteral("#3c4046");
+}
+
+} // namespace
+
+dataObjectWidget::dataObjectWidget(const std::shared_ptr<norvexData> &store, arcSensor *sensor, Prompts &prompts,
+                                   AppSettings &settings, const QString &sessionPath, bool reanalysed,
+                                   QWidget *parent, const Clock &clock)
+    : QWidget(parent), ui(std::make_unique<Ui::dataObjectWidget>()), m_store(store), m_prompts(prompts),
+      m_settings(settings), m_clock(clock),
+      m_sessionPath(sessionPath.isEmpty() ? settings.currentSessionPath() : sessionPath)
+{
+    ui->setupUi(this);
+    setAttribute(Qt::WA_StyledBackground);
+    const int light = fontMetrics().height() * 3 / 2;
+    ui->status->setFixedSize(light, light);
+    ui->progressBar->setFixedHeight(fontMetrics().height() / 2);
+    ui->sensorId->setMinimumHeight(fontMetrics().height() * 7 / 4);
+    QFont bold = font();
+    bold.setBold(true);
+    ui->lb_state->setFont(bold);
+    ui->sensorId->setText(m_store->sensorSerial());
+    ui->chamberId->setText(m_store->chamberSerial());
+
+    buildMenu();
+    m_originalDisplayAction->setChecked(!reanalysed);
+    m_reanalysisDisplayAction->setChecked(reanalysed);
+
+    m_blinkTimer.setInterval(blinkPeriodMs);
+    connect(&m_blinkTimer, &QTimer::timeout, this, &dataObjectWidget::toggleConnectionIndicator);
+    connect(&m_textTimer, &QTimer::timeout, this, &dataObjectWidget::refreshTexts);
+    connect(this, &QWidget::customContextMenuRequested, this, &dataObjectWidget::contextMenu);
+    connect(ui->enableDisplay, &QPushButton::clicked, this, &dataObjectWidget::displayToggled);
+    connect(ui->b_menu, &QToolButton::clicked, this,
+            [this] { contextMenu(ui->b_menu->geometry().bottomLeft()); });
+
+    auto *shortcut = new QShortcut(QKeySequence(Qt::Key_I, Qt::Key_T), this);
+    shortcut->setContext(Qt::ApplicationShortcut);
+    connect(shortcut, &QShortcut::activated, this, &dataObjectWidget::makeImportExtDataVisible);
+    // Every card has the same two keys, so with two cards the toolkit only reports the ambiguity.
+    connect(shortcut, &QShortcut::activatedAmbiguously, this, &dataObjectWidget::makeImportExtDataVisible);
+
+    setColor(QColor(QStringLiteral("#2255ee")));
+    m_displayOn = false;
+    showDisplayStyle();
+    setSensor(sensor);
+    updateRecipe();
+    m_textTimer.start(textPeriodMs);
+    refreshTexts();
+}
+
+dataObjectWidget::~dataObjectWidget() = default;
+
+void dataObjectWidget::setSensor(arcSensor *sensor)
+{
+    if (sensor == m_sensor)
+        return;
+    if (m_sensor)
+        m_sensor->disconnect(this);
+    m_sensor = sensor;
+    if (m_sensor) {
+        connect(m_sensor, &arcSensor::stateChange, this, &dataObjectWidget::setConnectionState);
+        connect(m_sensor, &arcSensor::downloadStatus, this, &dataObjectWidget::updateProgressBar);
+        connect(m_sensor, &arcSensor::dataUpdated, this, &dataObjectWidget::updateDisplay);
+        connect(m_sensor, &arcSensor::configUpdated, this, &dataObjectWidget::updateConfig);
+        connect(m_sensor, &arcSensor::recipeUpdated, this, &dataObjectWidget::updateRecipe);
+        connect(m_sensor, &arcSensor::statusUpdate, this, &dataObjectWidget::sensorStatus);
+        connect(m_sensor, &arcSensor::uploadFinished, this, &dataObjectWidget::uploadFinished);
+        if (m_sensor->state() > 0)
+            setConnectionState(m_sensor->state());
+    }
+    updateActions();
+    refreshTexts();
+}
+
+QString dataObjectWidget::serial() const
+{
+    return m_store->sensorSerial();
+}
+
+QString dataObjectWidget::chamber() const
+{
+    return m_store->chamberSerial();
+}
+
+// --- menu
+
+void dataObjectWidget::buildMenu()
+{
+    m_menu = new QMenu(this);
+    m_menu->setToolTipsVisible(true);
+    const auto add = [this](const QString &text, void (dataObjectWidget::*slot)()) {
+        QAction *action = m_menu->addAction(text);
+        connect(action, &QAction::triggered, this, slot);
+        return action;
+    };
+    m_reconnectAction = add(tr("Reconnect Sensor..."), &dataObjectWidget::reconnectSensor);
+    m_configureAction = add(tr("Configure..."), &dataObjectWidget::configureSensor);
+    m_disconnectAction = add(tr("Disconnect from sensor"), &dataObjectWidget::disconnectSensor);
+    m_importAction = add(tr("Import Ext Data..."), &dataObjectWidget::importExtDataRequested);
+    m_importAction->setVisible(false);
+    m_menu->addSeparator();
+    m_reanalyseAction = add(tr("Reanalyse Event Data"), &dataObjectWidget::reanalyseData);
+    m_reanalysisDisplayAction = add(tr("Reanalysis Display"), &dataObjectWidget::connectReanalysisFile);
+    m_originalDisplayAction = add(tr("Original Data Display"), &dataObjectWidget::disconnectReanalysisFile);
+    m_reanalysisDisplayAction->setCheckable(true);
+    m_originalDisplayAction->setCheckable(true);
+    m_menu->addSeparator();
+    m_loadAction = add(tr("Load"), &dataObjectWidget::loadRecipe);
+    m_loadAction->setToolTip(tr("Load a recipe and send it to the sensor"));
+    m_recipeMenu = m_menu->addMenu(tr("Select Active Recipe"));
+    connect(m_recipeMenu, &QMenu::aboutToShow, this, &dataObjectWidget::fillRecipeMenu);
+    m_menu->addSeparator();
+    m_clearAction = add(tr("Clear Sensor Data"), &dataObjectWidget::triggerSensorDataClear);
+    m_removeAction = add(tr("Remove sensor"), &dataObjectWidget::removeSensor);
+}
+
+void dataObjectWidget::fillRecipeMenu()
+{
+    m_recipeMenu->clear();
+    const QStringList recipes = m_settings.recentRecipes();
+    for (const QString &path : recipes) {
+        const QString name = QFileInfo(path).completeBaseName();
+        QAction *action = m_recipeMenu->addAction(QString(name).replace(QLatin1Char('&'), QLatin1String("&&")));
+        action->setData(path);
+        action->setToolTip(path);
+        connect(action, &QAction::triggered, this, &dataObjectWidget::loadRecentlyUsedRecipe);
+    }
+    if (recipes.isEmpty()) {
+        QAction *none = m_recipeMenu->addAction(
+            QStringLiteral("Feature temporarily unavailable. Will be re-enabled in the next release"));
+        none->setToolTip(tr("No recipe was loaded yet. \"Load\" opens one and lists it here."));
+        none->setEnabled(false);
+    }
+}
+
+void dataObjectWidget::updateActions()
+{
+    const bool connected = m_sensor && m_sensor->state() > 0;
+    const auto allow = [](QAction *action, bool allowed, const QString &reason) {
+        action->setEnabled(allowed);
+        action->setToolTip(allowed ? QString() : reason);
+    };
+    const QString offline = tr("The sensor is not connected.");
+    allow(m_configureAction, connected, offline);
+    allow(m_disconnectAction, m_sensor != nullptr, offline);
+    allow(m_loadAction, connected, offline);
+    allow(m_clearAction, connected, offline);
+    m_recipeMenu->menuAction()->setEnabled(connected);
+}
+
+void dataObjectWidget::contextMenu(QPoint position)
+{
+    updateActions();
+    m_menu->popup(mapToGlobal(position)); // does not wait: the card may be deleted by its own menu
+}
+
+// --- connection
+
+void dataObjectWidget::setConnectionState(int state)
+{
+    const SensorCardPresenter::Change change = m_presenter.setConnectionState(state);
+    if (!change.acted)
+        return;
+    m_blinkTimer.stop();
+    if (change.startBlinking)
+        m_blinkTimer.start();
+    if (change.clearProgress)
+        ui->progressBar->setValue(0);
+    if (!change.light.isEmpty())
+        showLight(change.light);
+    if (change.markConnection)
+        m_store->setConnected(change.connected);
+    emit doingUpdate(state == 1 || state == 2);
+    if (change.disconnectActively)
+        disconnectSensor();
+    refreshTexts();
+}
+
+void dataObjectWidget::toggleConnectionIndicator()
+{
+    showLight(m_presenter.toggleBlink());
+}
+
+void dataObjectWidget::showLight(const QString &image)
+{
+    if (image == m_shownLight)
+        return;
+    m_shownLight = image;
+    ui->status->setStyleSheet(SensorCardPresenter::lightStyle(image));
+}
+
+void dataObjectWidget::disconnectSensor()
+{
+    logDebug(QStringLiteral("ACTIVELY DISCONNECTING SENSOR"));
+    m_store->setConnected(false);
+    ui->progressBar->setValue(0);
+    m_presenter.activelyDisconnected();
+    if (m_sensor) {
+        m_sensor->stop();
+        m_blinkTimer.stop();
+        showLight(SensorCardPresenter::lightOff());
+    }
+    emit doingUpdate(false);
+    refreshTexts();
+}
+
+void dataObjectWidget::reconnectSensor()
+{
+    emit sensorReconnectionRequest(serial());
+}
+
+void dataObjectWidget::removeSensor()
+{
+    emit sensorRemoveRequest(serial());
+}
+
+void dataObjectWidget::sensorStatus(const QString &message)
+{
+    if (message == QLatin1String("Connected")) {
+        m_lastProblem.clear();
+    } else if (message == QLatin1String("Disconnected") || message == QLatin1String("Connection timed out")) {
+        m_lastProblem = message == QLatin1String("Disconnected")
+                            ? tr("The sensor refused or broke the connection.")
+                            : tr("The sensor did not answer in time.");
+        emit problem(tr("Sensor %1: %2 Stored data are safe; trying again.").arg(serial(), m_lastProblem));
+    }
+}
+
+void dataObjectWidget::updateProgressBar(int samplesDone, int samplesTotal, int eventsDone, int eventsTotal)
+{
+    ui->progressBar->setToolTip(
+        SensorCardPresenter::progressTip(samplesDone, samplesTotal, eventsDone, eventsTotal));
+    ui->progressBar->setValue(SensorCardPresenter::progressValue(samplesDone, samplesTotal));
+}
+
+void dataObjectWidget::refreshTexts()
+{
+    const qint64 now = m_clock.utcMs();
+    const auto last = static_cast<qint64>(m_store->lastTime() / 1000);
+    const qint64 age = last == 0 ? -1 : qMax<qint64>(0, now - last);
+    const bool connected = m_sensor && m_sensor->state() > 0;
+    const SensorCardPresenter::Word word =
+        m_presenter.word(m_sensor != nullptr, m_sensor ? m_sensor->retryRemainingMs() : -1, age, m_lastProblem);
+    ui->lb_state->setText(word.text);
+    ui->lb_state->setStyleSheet(QStringLiteral("color: %1;").arg(toneOf(word.level)));
+    QString tip = word.reason;
+    if (m_sensor && m_sensor->usesOldDataPage())
+        tip += tr("\nOld data page in use: slot 2 and event counts are not sent.");
+    ui->lb_state->setToolTip(tip);
+    ui->status->setToolTip(tip);
+    const SensorCardPresenter::Age shown = SensorCardPresenter::age(age, connected);
+    ui->lb_lastSample->setText(shown.text);
+    ui->lb_lastSample->setEnabled(shown.live);
+    if (m_sensor)
+        updateUiFreq(m_sensor->operatingFrequency());
+}
+
+// --- configuration and recipe
+
+void dataObjectWidget::updateConfig()
+{
+    refreshTexts();
+}
+
+void dataObjectWidget::updateRecipe()
+{
+    const QString name = m_store->recipe().recipeName();
+    ui->lb_currentRecipe->setText(name.isEmpty() ? tr("Current Active Recipe") : name);
+    ui->lb_currentRecipe->setEnabled(!name.isEmpty());
+    const Recipe recipe = m_store->recipe();
+    updateUiFreq(m_sensor ? m_sensor->operatingFrequency() : recipe.isEmpty() ? 0 : recipe.frequency(0));
+}
+
+void dataObjectWidget::updateUiFreq(qint32 freq_hz)
+{
+    const QString text = SensorCardPresenter::frequencyText(freq_hz);
+    if (ui->opFreqLbl->text() != text)
+        ui->opFreqLbl->setText(text);
+}
+
+void dataObjectWidget::configureSensor()
+{
+    if (!m_sensor)
+        return;
+    auto *dialog = new reconfigureSensordialog(tr("Configure Sensor"), m_store->configuration(), m_prompts, this);
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->setWindowModality(Qt::ApplicationModal);
+    connect(dialog, &reconfigureSensordialog::configUpdated, this, &dataObjectWidget::sensorConfigUpdated);
+    dialog->open();
+}
+
+void dataObjectWidget::sensorConfigUpdated()
+{
+    const auto *dialog = qobject_cast<reconfigureSensordialog *>(sender());
+    if (!dialog || !m_sensor)
+        return;
+    if (m_sensor->postConfiguration(dialog->configuration()) == PostOutcome::NotConnected)
+        m_prompts.warn(this, warningTitle, tr("The sensor is not connected. The configuration was not sent."),
+                       {tr("Wait until the light is green and send it again; nothing was changed."), QString()});
+}
+
+void dataObjectWidget::loadRecipe()
+{
+    const QString path = m_prompts.openFile(this, QStringLiteral("Open Recipe File"), m_settings.recipeFolder(),
+                                            recipenames::fileDialogFilter());
+    if (!path.isEmpty())
+        loadAndPost(path);
+}
+
+void dataObjectWidget::loadRecentlyUsedRecipe()
+{
+    if (const auto *action = qobject_cast<QAction *>(sender()))
+        loadAndPost(action->data().toString());
+}
+
+bool dataObjectWidget::loadAndPost(const QString &path)
+{
+    Recipe recipe;
+    if (!recipe.loadFromFile(path) || recipe.isEmpty()) {
+        m_prompts.warn(this, warningTitle, tr("Unable to read a recipe from the file:") + path,
+                       {tr("It is missing, damaged, or holds no steps. Nothing was sent to the sensor."), QString()});
+        return false;
+    }
+    m_settings.addRecentRecipe(path);
+    postRecipe(recipe);
+    return true;
+}
+
+void dataObjectWidget::postRecipe(const Recipe &recipe)
+{
+    if (!m_sensor)
+        return;
+    const QPointer<arcSensor> sensor = m_sensor;
+    const QPointer<dataObjectWidget> self = this;
+    if (m_store->isInsideRun()
+        && !m_prompts.ask(this, warningTitle, QStringLiteral("Do you wish to upload recipe during the current run?")))
+        return;
+    if (!self || !sensor) // gone while the question was open
+        return;
+    FrequencyRange range;
+    const PostOutcome outcome = sensor->postRecipe(recipe, &range);
+    if (outcome == PostOutcome::FrequencyOutOfRange) {
+        m_prompts.warn(this, QStringLiteral("Incorrect Frequency"),
+                       QStringLiteral("One or more of the steps in the recipe has a frequency outside of the sensors "
+                                      "range. The sensors frequency range is between %1 Hz and %2 Hz")
+                           .arg(range.low)
+                           .arg(range.high));
+    } else if (outcome == PostOutcome::NotConnected) {
+        m_prompts.warn(this, warningTitle, tr("The sensor is not connected. The recipe was not sent."));
+    } else {
+        m_postedRecipe = recipe;
+        m_recipeOnItsWay = true;
+        ui->lb_currentRecipe->setText(tr("Sending %1...").arg(recipe.recipeName()));
+    }
+}
+
+void dataObjectWidget::uploadFinished(int kind, bool ok, const QString &reason)
+{
+    if (kind == static_cast<int>(eMessage::Recipe) && m_recipeOnItsWay) {
+        m_recipeOnItsWay = false;
+        if (ok)
+            m_store->setRecipe(m_postedRecipe);
+        updateRecipe();
+    }
+    if (!ok)
+        emit problem(tr("Sensor %1: the upload failed: %2").arg(serial(), reason));
+}
+
+// --- display
+
+void dataObjectWidget::setColor(QColor colour)
+{
+    m_colour = colour;
+    m_displayOn = true;
+    showDisplayStyle();
+}
+
+void dataObjectWidget::displayToggled()
+{
+    m_displayOn = !m_displayOn;
+    showDisplayStyle();
+    emit enableDisplay(m_displayOn);
+}
+
+void dataObjectWidget::showDisplayStyle()
+{
+    const QString rest = QStringLiteral("border-style: outset; border-width: 2px; border-color: grey;");
+    ui->sensorId->setStyleSheet(
+        m_displayOn ? QStringLiteral("color: white; background-color: %1; ").arg(m_colour.name()) + rest
+                    : QStringLiteral("color: black; background-color: white; ") + rest);
+}
+
+void dataObjectWidget::getFilter(QVector<eventType> filter)
+{
+    m_filter = std::move(filter);
+}
+
+void dataObjectWidget::setRFONThreshold()
+{
+    const auto value = m_prompts.askNumber(this, QStringLiteral("Set Rfon Threshold value"),
+                                           QStringLiteral("Input rfon Threshold value"),
+                                           {m_rfOnThreshold, -100000, 100000, 1});
+    if (!value)
+        return;
+    m_rfOnThreshold = *value;
+    emit updateDisplay(0);
+}
+
+void dataObjectWidget::makeImportExtDataVisible()
+{
+    m_importAction->setVisible(true);
+}
+
+void dataObjectWidget::reanalyseData()
+{
+    emit reanalysisRequested();
+}
+
+void dataObjectWidget::connectReanalysisFile()
+{
+    m_reanalysisDisplayAction->setChecked(true);
+    m_originalDisplayAction->setChecked(false);
+    emit setReanalysisFile(QStringLiteral("%1/%2-%3/reanalysis.dat").arg(m_sessionPath, serial(), chamber()));
+    emit switchToRFON();
+}
+
+void dataObjectWidget::disconnectReanalysisFile()
+{
+    m_reanalysisDisplayAction->setChecked(false);
+    m_originalDisplayAction->setChecked(true);
+    emit setReanalysisFile(QString());
+    emit switchToRFON();
+}
+
+void dataObjectWidget::triggerSensorDataClear()
+{
+    if (!m_sensor)
+        return;
+    const QPointer<arcSensor> sensor = m_sensor;
+    const bool yes = m_prompts.ask(this, warningTitle, tr("Clear the data that sensor %1 still holds?").arg(serial()),
+                                   {tr("What was not downloaded yet is lost. Nothing is deleted on this computer."),
+                                    QString()});
+    if (yes && sensor)
+        sensor->clearData();
+}
+
+void dataObjectWidget::unloadData()
+{
+    m_store->unloadIdleBlocks(true);
+}
+
+void dataObjectWidget::exportData()
+{
+    emit exportRequested();
+}
+
+void dataObjectWidget::mouseDoubleClickEvent(QMouseEvent *event)
+{
+    if (event->button() == Qt::LeftButton)
+        displayToggled();
+}

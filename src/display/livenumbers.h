@@ -1,0 +1,39 @@
+#pragma once
+
+#include "base/clock.h"
+
+#include <QHash>
+#include <QString>
+#include <QWidget>
+
+#include <memory>
+
+class QHBoxLayout;
+class QLabel;
+class Theme;
+class norvexData;
+
+/// The big numbers of the live view: voltage, current and event count of each displayed sensor, with unit and age.
+/// A value that is not fresh turns grey and then gives way to "no data": an old number never looks live. GUI thread.
+class LiveNumbers : public QWidget
+{
+    Q_OBJECT
+
+public:
+    explicit LiveNumbers(Theme &theme, QWidget *parent = nullptr, const Clock &clock = systemClock());
+    ~LiveNumbers() override;
+
+    void addSensor(const QString &serial, const std::shared_ptr<norvexData> &store, const QString &colour);
+    void removeSensor(const QString &serial);
+    /// Reads the newest samples and shows them.
+    void refresh();
+
+private:
+    struct Row;
+    void style(Row &row);
+
+    Theme &m_theme;
+    const Clock &m_clock;
+    QHBoxLayout *m_layout = nullptr;
+    QHash<QString, std::shared_ptr<Row>> m_rows;
+};
