@@ -2,9 +2,12 @@
 #include "data/eventfile.h"
 #include "data/indexfile.h"
 
+#include <algorithm>
 #include <charconv>
+#include <cstring>
 #include <string_view>
 #include <system_error>
+#include <type_traits>
 
 namespace {
 
@@ -51,33 +54,87 @@ Text valueOf(Text line)
     return end == Text::npos ? Text() : line.substr(end + 1);
 }
 
+constexpr double powersOfTen[] = {1e0, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6, 1e7, 1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
+
 /// The ";"-separated fields of one line, one after the other.
 class Fields
 {
 public:
-    explicit Fields(Text line) : m_rest(line) {}
+    explicit Fields(Text line) : m_at(line.data()), m_end(line.data() + line.size()) {}
 
     bool next(Text &field)
     {
         if (m_done)
             return false;
-        const std::size_t end = m_rest.find(';');
-        m_done = end == Text::npos;
-        field = m_rest.substr(0, end);
-        if (!m_done)
-            m_rest.remove_prefix(end + 1);
+        const std::size_t left = static_cast<std::size_t>(m_end - m_at);
+        const auto *stop = left > 0 ? static_cast<const char *>(std::memchr(m_at, ';', left)) : nullptr;
+        field = Text(m_at, stop ? static_cast<std::size_t>(stop - m_at) : left);
+        skipTo(stop ? stop : m_end);
         return true;
     }
 
     template <typename T>
     bool nextNumber(T &value)
     {
+        if (takePlain(value))
+            return true;
         Text field;
         return next(field) && toNumber(field, value);
     }
 
 private:
-    Text m_rest;
+    void skipTo(const char *stop)
+    {
+        m_done = stop == m_end;
+        m_at = m_done ? m_end : stop + 1;
+    }
+
+    bool endsField(const char *at) const { return at == m_end || *at == ';'; }
+
+    /// Digits without a sign, few enough to hold exactly; nearly every field. Takes nothing when it is anything else.
+    const char *takeDigits(const char *at, int most, quint64 &value) const
+    {
+        const char *stop = m_end - at > most ? at + most : m_end;
+        for (; at < stop && *at >= '0' && *at <= '9'; ++at)
+            value = value * 10 + static_cast<quint64>(*at - '0');
+        return at;
+    }
+
+    template <typename T>
+    bool takePlain(T &value)
+    {
+        quint64 digits = 0;
+        const char *at = takeDigits(m_at, std::is_same_v<T, quint64> ? 18 : 9, digits);
+        if (at == m_at || !endsField(at))
+            return false;
+        value = static_cast<T>(digits);
+        skipTo(at);
+        return true;
+    }
+
+    /// Up to 15 digits with a point among them: digits and power of ten are exact, so their quotient is rounded once.
+    bool takePlain(double &value)
+    {
+        const bool negative = m_at < m_end && *m_at == '-';
+        const char *first = m_at + (negative ? 1 : 0);
+        quint64 digits = 0;
+        const char *at = takeDigits(first, 15, digits);
+        int decimals = 0;
+        if (at != first && at < m_end && *at == '.') {
+            const char *point = at + 1;
+            at = takeDigits(point, 15 - static_cast<int>(at - first), digits);
+            decimals = static_cast<int>(at - point);
+        }
+        if (at == first || !endsField(at))
+            return false;
+        const double number = static_cast<double>(digits) / powersOfTen[decimals];
+        value = negative ? -number : number;
+        skipTo(at);
+        return true;
+    }
+
+    const char *m_at;
+    const char *m_end;
     bool m_done = false;
 };
 
@@ -215,8 +272,10 @@ class Reader
 public:
     explicit Reader(IndexContent &content) : m_content(content) {}
 
-    void takeLine(Text line)
+    /// `left` bytes follow the line: no count makes the reader allocate more than they can hold.
+    void takeLine(Text line, std::size_t left)
     {
+        m_left = left;
         switch (m_section) {
         case Section::Head:
             return takeHeadLine(line);
@@ -253,6 +312,8 @@ private:
             break;
         case Keyword::Events:
             toNumber(valueOf(line), m_content.announcedEvents);
+            if (m_content.announcedEvents > 0)
+                m_content.events.reserve(std::min(static_cast<std::size_t>(m_content.announcedEvents), m_left / 64));
             m_section = Section::Events;
             break;
         case Keyword::EndEvents:
@@ -327,6 +388,7 @@ private:
 
     IndexContent &m_content;
     Section m_section = Section::Head;
+    std::size_t m_left = 0;
 };
 
 } // namespace
@@ -342,7 +404,7 @@ IndexContent indexfile::read(const QByteArray &bytes)
         rest.remove_prefix(end == Text::npos ? rest.size() : end + 1);
         if (!line.empty() && line.back() == '\r')
             line.remove_suffix(1);
-        reader.takeLine(line);
+        reader.takeLine(line, rest.size());
     }
     return content;
 }

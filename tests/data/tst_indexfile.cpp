@@ -104,6 +104,8 @@ private slots:
     void everyCutIsSurvived();
     void everyFlippedByteIsSurvived();
     void numbersAsTheStreamWritesThem();
+    void numbersAreReadExactly_data();
+    void numbersAreReadExactly();
 };
 
 void TestIndexFile::bytesAreFixed()
@@ -337,6 +339,33 @@ void TestIndexFile::numbersAsTheStreamWritesThem()
         stream << value;
         QCOMPARE(QString::fromLatin1(line.mid(line.lastIndexOf(';') + 1).trimmed()), text);
     }
+}
+
+void TestIndexFile::numbersAreReadExactly_data()
+{
+    QTest::addColumn<QByteArray>("text");
+    for (const char *text : {"0", "-0", "5.", ".5", "0.1", "-2.25", "123456.7", "1e22", "1.35612e+07", "9.99999e-05",
+                             "999999999999999", "9999999999999999", "0.123456789012345", "0.1234567890123456789",
+                             "12345678.90123456789", "1e400", "4.9e-324", "inf", "-inf"})
+        QTest::newRow(text) << QByteArray(text);
+    for (int i = 1; i < 200; ++i) {
+        const double value = i * 7919.0 / (1 << (i % 23)) * (i % 2 ? 1 : -1);
+        QTest::newRow(qPrintable(QString::number(i))) << QByteArray::number(value, 'g', 3 + i % 15);
+    }
+}
+
+void TestIndexFile::numbersAreReadExactly()
+{
+    QFETCH(QByteArray, text);
+    QByteArray line;
+    indexfile::appendEvent(line, folder, arc(1000, 7));
+    line.replace(";101.5;", ";" + text + ";");
+    const IndexContent content = indexfile::read(eventSection(line));
+    bool ok = false;
+    const double expected = text.toDouble(&ok);
+    QCOMPARE(content.events.size(), std::size_t(ok ? 1 : 0));
+    if (ok)
+        QVERIFY(content.events[0].snapshot1.voltage == expected);
 }
 
 QTEST_GUILESS_MAIN(TestIndexFile)
