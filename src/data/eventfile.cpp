@@ -22,9 +22,7 @@ void appendSamples(QByteArray &out, const SamplePoint *samples, int count)
 {
     const int start = out.size();
     out.resize(start + count * recordSize);
-    auto *at = reinterpret_cast<uchar *>(out.data() + start);
-    for (int i = 0; i < count; ++i)
-        encodeSample(samples[i], eventfile::currentVersion, at + qint64(i) * recordSize);
+    encodeSamples(samples, count, reinterpret_cast<uchar *>(out.data() + start));
 }
 
 QByteArray takeText(ByteReader &reader)
@@ -46,10 +44,8 @@ void takeSamples(ByteReader &reader, QVector<SamplePoint> &samples, bool wanted)
     const char *records = reader.takeBytes(qint64(count) * recordSize);
     if (!records || !wanted)
         return;
-    samples.reserve(count);
-    for (int i = 0; i < count; ++i)
-        samples.append(
-            decodeSample(reinterpret_cast<const uchar *>(records) + qint64(i) * recordSize, eventfile::currentVersion));
+    samples.resize(count);
+    decodeSamples(reinterpret_cast<const uchar *>(records), count, eventfile::currentVersion, samples.data());
 }
 
 } // namespace

@@ -21,12 +21,9 @@ using journalfile::Found;
 
 QVector<SamplePoint> samplesOf(const QByteArray &payload)
 {
-    constexpr int size = sampleRecordSize(SamplePoint::currentVersion);
-    QVector<SamplePoint> samples;
-    samples.reserve(payload.size() / size);
-    const auto *at = reinterpret_cast<const uchar *>(payload.constData());
-    for (int i = 0; i < payload.size() / size; ++i, at += size)
-        samples.append(decodeSample(at, SamplePoint::currentVersion));
+    QVector<SamplePoint> samples(payload.size() / sampleRecordSize(SamplePoint::currentVersion));
+    decodeSamples(reinterpret_cast<const uchar *>(payload.constData()), samples.size(), SamplePoint::currentVersion,
+                  samples.data());
     return samples;
 }
 

@@ -3,7 +3,6 @@
 #include "base/bytes.h"
 #include "base/log.h"
 #include "data/eventfile.h"
-#include "data/storeloader.h"
 #include "data/storesaver.h"
 
 #include <QFile>
@@ -12,24 +11,16 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
 namespace {
 
 constexpr int samplesPerBlock = 10000;
-constexpr int maximumLoadedBlocks = 16; // that readers may leave in memory, besides what is being recorded
-constexpr qint64 idleMs = 60000;
 constexpr quint64 defaultConfirmationMs = 3000;
 
 QByteArray samplePayload(const QVector<SamplePoint> &samples)
 {
-    constexpr int size = sampleRecordSize(SamplePoint::currentVersion);
-    QByteArray payload(samples.size() * size, Qt::Uninitialized);
-    auto *at = reinterpret_cast<uchar *>(payload.data());
-    for (const SamplePoint &sample : samples) {
-        encodeSample(sample, SamplePoint::currentVersion, at);
-        at += size;
-    }
+    QByteArray payload(samples.size() * sampleRecordSize(SamplePoint::currentVersion), Qt::Uninitialized);
+    encodeSamples(samples.constData(), samples.size(), reinterpret_cast<uchar *>(payload.data()));
     return payload;
 }
 
@@ -203,8 +194,8 @@ bool norvexData::dropKnown(QVector<SamplePoint> &samples, const Blocks &blocks, 
     return true;
 }
 
-/// Fills the block, then new ones. A block that is not shared yet cannot refuse, so only the first insert can fail, with
-/// nothing taken.
+/// Fills the block, then new ones. A block that is not shared yet cannot refuse, so only the first insert can fail,
+/// with nothing taken.
 bool norvexData::insertAll(std::shared_ptr<dataBlock> block, const QVector<SamplePoint> &samples, SampleSink *sink)
 {
     bool grown = false;
@@ -396,203 +387,4 @@ void norvexData::whenDurable(QObject *context, std::function<void(bool)> done)
     else
         QMetaObject::invokeMethod(
             context, [done = std::move(done)] { done(true); }, Qt::QueuedConnection);
-}
-
-bool norvexData::samplesInRange(quint64 from, quint64 to, QVector<SamplePoint> &out) const
-{
-    const int start = out.size();
-    const Blocks list = blocks();
-    bool complete = true;
-    int visited = 0;
-    for (const auto &block : list) {
-        if (block->minimumTime() >= to || block->maximumTime() < from)
-            continue;
-        complete = block->searchRange(out, from, to) && complete;
-        if (++visited % maximumLoadedBlocks == 0)
-            limitLoadedBlocks(list);
-    }
-    if (visited > 1)
-        limitLoadedBlocks(list);
-    const auto earlier = [](const SamplePoint &a, const SamplePoint &b) { return a.time < b.time; };
-    if (!std::is_sorted(out.constBegin() + start, out.constEnd(), earlier))
-        std::stable_sort(out.begin() + start, out.end(), earlier);
-    return complete;
-}
-
-quint64 norvexData::nextSampleTime(quint64 from) const
-{
-    quint64 next = std::numeric_limits<quint64>::max();
-    for (const auto &block : blocks()) {
-        if (block->count() > 0 && block->maximumTime() >= from)
-            next = qMin(next, qMax(from, block->minimumTime()));
-    }
-    return next == std::numeric_limits<quint64>::max() ? from : next;
-}
-
-/// Lets go of the blocks read longest ago when readers have brought too many into memory.
-void norvexData::limitLoadedBlocks(const Blocks &blocks) const
-{
-    Blocks loaded;
-    for (int i = 0; i + 1 < blocks.size(); ++i) {
-        if (blocks[i]->isLoaded() && !blocks[i]->isModified())
-            loaded.append(blocks[i]);
-    }
-    if (loaded.size() <= maximumLoadedBlocks)
-        return;
-    std::sort(loaded.begin(), loaded.end(),
-              [](const auto &a, const auto &b) { return a->lastAccessMs() < b->lastAccessMs(); });
-    for (int i = 0; i < loaded.size() - maximumLoadedBlocks; ++i)
-        loaded[i]->unload();
-}
-
-QVector<EventRecord> norvexData::eventsInRange(quint64 from, quint64 to) const
-{
-    const QMutexLocker locker(&m_dataLock);
-    const QVector<int> positions = m_events.eventsInRange(from, to);
-    QVector<EventRecord> events;
-    events.reserve(positions.size());
-    for (const int position : positions) {
-        const EventList::Entry &entry = m_events.at(position);
-        events.append(entry.record ? *entry.record : recordOf(entry.summary, m_folderPath));
-    }
-    return events;
-}
-
-QVector<RunRecord> norvexData::runsInRange(quint64 from, quint64 to) const
-{
-    QVector<RunRecord> runs;
-    QVector<QPair<int, EventRecord>> unread; // place in runs, event
-    QVector<int> positions;
-    {
-        const QMutexLocker locker(&m_dataLock);
-        positions = m_events.runsInRange(from, to);
-        for (const int position : std::as_const(positions)) {
-            const EventList::Entry &entry = m_events.at(position);
-            const EventRecord event = entry.record ? *entry.record : recordOf(entry.summary, m_folderPath);
-            const bool known = entry.record || m_runs.contains(position);
-            if (!known)
-                unread.append({runs.size(), event});
-            runs.append(entry.record ? runOf(event) : m_runs.value(position, runOf(event)));
-        }
-    }
-    for (const auto &[place, event] : std::as_const(unread)) {
-        EventRecord stored;
-        if (eventfile::read(event.filePath, stored))
-            runs[place] = runOf(stored);
-        // Runs that follow the same recipe share it.
-        if (place > 0 && runs[place].recipe == runs[place - 1].recipe)
-            runs[place].recipe = runs[place - 1].recipe;
-        const QMutexLocker locker(&m_dataLock);
-        m_runs.insert(positions[place], runs[place]);
-    }
-    return runs;
-}
-
-QVector<SamplePoint> norvexData::waveform(const EventKey &key) const
-{
-    QString path;
-    {
-        const QMutexLocker locker(&m_dataLock);
-        const int position = m_events.find(key);
-        if (position < 0)
-            return {};
-        const EventList::Entry &entry = m_events.at(position);
-        if (entry.record)
-            return entry.record->samples;
-        path = recordOf(entry.summary, m_folderPath).filePath;
-    }
-    EventRecord event;
-    QString reason;
-    if (!eventfile::read(path, event, &reason))
-        logWarning(QStringLiteral("norvexData::waveform: %1: %2").arg(path, reason));
-    return event.samples;
-}
-
-SensorConfiguration norvexData::configuration() const
-{
-    const QMutexLocker locker(&m_dataLock);
-    return m_configuration;
-}
-
-Recipe norvexData::recipe() const
-{
-    const QMutexLocker locker(&m_dataLock);
-    return m_recipe;
-}
-
-SensorTimeLine norvexData::timeLine() const
-{
-    const QMutexLocker locker(&m_dataLock);
-    return m_timeLine;
-}
-
-quint64 norvexData::sampleCount() const
-{
-    quint64 count = 0;
-    for (const auto &block : blocks())
-        count += static_cast<quint64>(block->count());
-    return count;
-}
-
-int norvexData::blockCount() const
-{
-    const QMutexLocker locker(&m_dataLock);
-    return m_blocks.size();
-}
-
-int norvexData::eventCount() const
-{
-    const QMutexLocker locker(&m_dataLock);
-    return m_events.eventCount();
-}
-
-int norvexData::runCount() const
-{
-    const QMutexLocker locker(&m_dataLock);
-    return m_events.runCount();
-}
-
-QVector<std::shared_ptr<dataBlock>> norvexData::blocks() const
-{
-    const QMutexLocker locker(&m_dataLock);
-    return m_blocks;
-}
-
-bool norvexData::hasUnsavedData() const
-{
-    Blocks list;
-    {
-        const QMutexLocker locker(&m_dataLock);
-        if (m_changes != m_savedChanges || m_events.hasUnsaved())
-            return true;
-        list = m_blocks;
-    }
-    return std::any_of(list.constBegin(), list.constEnd(), [](const auto &block) { return block->isModified(); });
-}
-
-bool norvexData::save(const QString &sessionFolder)
-{
-    const QMutexLocker saving(&m_saveLock);
-    return StoreSaver(*this, *m_saveState, sessionFolder).save();
-}
-
-LoadOutcome norvexData::load(const QString &sessionFolder, LoadMode mode)
-{
-    return StoreLoader(*this, sessionFolder, mode).load();
-}
-
-ReconcileReport norvexData::reconcile()
-{
-    return StoreReconciler(*this).run();
-}
-
-void norvexData::unloadIdleBlocks(bool now)
-{
-    const Blocks list = blocks();
-    const qint64 limit = m_clock.utcMs() - idleMs;
-    for (int i = 0; i + 1 < list.size(); ++i) {
-        dataBlock &block = *list[i];
-        if (block.isLoaded() && !block.isModified() && (now || block.lastAccessMs() <= limit))
-            block.unload();
-    }
 }
