@@ -96,9 +96,11 @@ int columnOf(std::string_view name)
     return -1;
 }
 
-bool isDigit(char c)
+// Takes the digits at p into `number` and moves p past them.
+inline void takeDigits(const char *&p, std::uint64_t &number)
 {
-    return static_cast<unsigned char>(c - '0') < 10;
+    for (unsigned digit = 0; (digit = static_cast<unsigned char>(*p) - unsigned('0')) < 10; ++p)
+        number = number * 10 + digit;
 }
 
 // A decimal of few digits is two exact doubles divided, which rounds correctly. Anything else is left to the caller.
@@ -107,24 +109,33 @@ bool shortDecimal(const char *&at, double &value)
     static constexpr double powers[] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
                                         1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
     const char *p = at;
+    if (const unsigned digit = static_cast<unsigned char>(*p) - unsigned('0');
+        digit < 10 && (p[1] == ',' || p[1] == ']')) { // most counters
+        value = digit;
+        ++at;
+        return true;
+    }
     const bool negative = *p == '-';
     p += negative ? 1 : 0;
+    const char *const first = p;
     std::uint64_t mantissa = 0;
-    const char *const whole = p;
-    for (; isDigit(*p); ++p)
-        mantissa = mantissa * 10 + std::uint64_t(*p - '0');
-    std::ptrdiff_t digits = p - whole;
-    std::ptrdiff_t places = 0;
+    takeDigits(p, mantissa);
+    std::ptrdiff_t digits = p - first;
+    double magnitude = 0;
     if (*p == '.') {
         const char *const fraction = ++p;
-        for (; isDigit(*p); ++p)
-            mantissa = mantissa * 10 + std::uint64_t(*p - '0');
-        places = p - fraction;
-        digits += places;
+        takeDigits(p, mantissa);
+        digits += p - fraction;
+        if (digits == 0 || digits > 15)
+            return false;
+        magnitude = double(std::int64_t(mantissa)) / powers[p - fraction];
+    } else {
+        if (digits == 0 || digits > 15)
+            return false;
+        magnitude = double(std::int64_t(mantissa));
     }
-    if (digits == 0 || digits > 15 || (*p != ',' && *p != ']'))
+    if (*p != ',' && *p != ']')
         return false;
-    const double magnitude = double(mantissa) / powers[places];
     value = negative ? -magnitude : magnitude;
     at = p;
     return true;
@@ -134,6 +145,8 @@ qint32 wholeNumber(double value)
 {
     constexpr double low = std::numeric_limits<qint32>::min();
     constexpr double high = std::numeric_limits<qint32>::max();
+    if (value >= 0 && value < high)
+        return qint32(value + 0.5);
     return qint32(qRound64(std::clamp(value, low, high)));
 }
 
@@ -178,20 +191,23 @@ private:
         if (*p != '[')
             return nullptr;
         startColumn();
+        double *out = m_values;
+        double *const outEnd = m_values + m_capacity;
         while (*++p == ' ') {
         }
-        for (; *p != ']';) {
-            double value = 0;
-            if (!shortDecimal(p, value) && !otherNumber(p, value))
+        for (; *p != ']'; ++out) {
+            if (out == outEnd)
                 return nullptr;
-            take(value);
+            if (!shortDecimal(p, *out) && !otherNumber(p, *out))
+                return nullptr;
             if (*p == ']')
-                break;
+                continue;
             while (*++p == ' ') {
             }
             if (*p == ']')
                 return nullptr;
         }
+        m_count = std::size_t(out - m_values);
         ++p;
         p += *p == ',' ? 1 : 0;
         p += *p == '\r' ? 1 : 0;
