@@ -342,9 +342,10 @@ void arcSensor::Private::takeCandidate()
 {
     if (m_candidate.known || !isUp())
         return;
+    // The uptime came a little earlier; what is kept of it must be what was said, since it is compared again later.
     m_candidate.known = true;
-    m_candidate.utcMs = m_clock.utcMs();
-    m_candidate.uptimeMs = m_uptimeMs < 0 ? -1 : m_uptimeMs + m_clock.steadyMs() - m_statusArrivedMs;
+    m_candidate.uptimeMs = m_uptimeMs;
+    m_candidate.utcMs = m_clock.utcMs() - (m_uptimeMs < 0 ? 0 : m_clock.steadyMs() - m_statusArrivedMs);
 }
 
 void arcSensor::Private::settleTimeBase(qint64 newestRawUs)

@@ -9,8 +9,8 @@
 struct TimeBaseCandidate
 {
     bool known = false;
-    qint64 utcMs = 0;     // of the host, when it was taken
-    qint64 uptimeMs = -1; // of the sensor at that moment, -1 when the sensor did not say
+    qint64 utcMs = 0;     // of the host, when the uptime was read
+    qint64 uptimeMs = -1; // as the sensor said it, -1 when it did not
 };
 
 namespace timebase {

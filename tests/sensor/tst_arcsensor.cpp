@@ -14,7 +14,7 @@ LinkTimings quick()
     LinkTimings timings;
     timings.retryWait = 40;
     timings.pollPeriod = 20;
-    timings.replyTimeout = 250;
+    timings.replyTimeout = 400;
     timings.dispatchInterval = 1;
     return timings;
 }
@@ -132,6 +132,7 @@ private slots:
     void clearWaitsForTheDisk();
     void diskFailsThenRecovers();
     void memoryResetDropsTheFrame();
+    void reconnectKeepsTimesAndDoublesNothing_data();
     void reconnectKeepsTimesAndDoublesNothing();
     void restartedSensorGetsANewTimeLine();
     void unreadablePagesLoseNothing();
@@ -450,9 +451,24 @@ void TestArcSensor::memoryResetDropsTheFrame()
     c.store->setDurableLog(nullptr);
 }
 
+void TestArcSensor::reconnectKeepsTimesAndDoublesNothing_data()
+{
+    QTest::addColumn<int>("delayMs"); // of the configuration at the first connect
+    QTest::addColumn<int>("moreUptimeMs");
+    QTest::newRow("later") << 0 << 700;
+    QTest::newRow("uptime in whole seconds") << 60 << 0;
+}
+
 void TestArcSensor::reconnectKeepsTimesAndDoublesNothing()
 {
+    QFETCH(int, delayMs);
+    QFETCH(int, moreUptimeMs);
     FakeSensor peer;
+    peer.other["config.cgi"] = [&](const PeerRequest &) {
+        PeerAnswer answer = PeerAnswer::ok(peer.configuration);
+        answer.delayMs = delayMs;
+        return answer;
+    };
     peer.produce(45);
     peer.events.append({1'000'000, 0, "E11"});
     Connection c(peer);
@@ -465,7 +481,7 @@ void TestArcSensor::reconnectKeepsTimesAndDoublesNothing()
     QVERIFY(peer.clears.isEmpty());
     QObject::disconnect(cut);
     peer.other.clear();
-    peer.uptimeMs += 700;
+    peer.uptimeMs += moreUptimeMs;
     WAIT_FOR(!peer.clears.isEmpty());
     QCOMPARE(c.store->timeLine().baseUs, base);
     QCOMPARE(c.times().size(), 45);
