@@ -24,6 +24,17 @@ QByteArray samplePayload(const QVector<SamplePoint> &samples)
     return payload;
 }
 
+QByteArray sensorPayload(const QString &serial, const QString &chamber)
+{
+    QByteArray payload;
+    for (const QString &text : {serial, chamber}) {
+        const QByteArray bytes = text.toUtf8().left(1000);
+        appendBigEndian<quint16>(payload, static_cast<quint16>(bytes.size()));
+        payload.append(bytes);
+    }
+    return payload;
+}
+
 /// The block cannot take or tell anything and waiting does not help: its file is damaged or gone.
 bool isLost(const dataBlock &block)
 {
@@ -104,14 +115,12 @@ void norvexData::setChamberSerial(const QString &chamber)
 
 void norvexData::setIdentity(QString &field, const QString &value)
 {
-    {
-        const QMutexLocker locker(&m_dataLock);
-        if (field == value)
-            return;
-        field = value;
-        ++m_changes;
-    }
-    logIdentity();
+    const QMutexLocker locker(&m_dataLock);
+    if (field == value)
+        return;
+    field = value;
+    m_logKnowsSensor = false;
+    ++m_changes;
 }
 
 QString norvexData::folderName() const
@@ -339,38 +348,30 @@ void norvexData::setTimeLine(const SensorTimeLine &line)
 
 void norvexData::setDurableLog(DurableLog *log)
 {
-    {
-        const QMutexLocker locker(&m_dataLock);
-        m_log = log;
-    }
-    logIdentity();
+    const QMutexLocker locker(&m_dataLock);
+    m_log = log;
+    m_logKnowsSensor = false;
 }
 
-/// Lets the log find or make the sensor of this folder when nothing else on disk names it yet.
-void norvexData::logIdentity() const
-{
-    logChange(DurableLog::Record::Sensor, [this] {
-        QByteArray payload;
-        for (const QString &text : {sensorSerial(), chamberSerial()}) {
-            const QByteArray bytes = text.toUtf8().left(1000);
-            appendBigEndian<quint16>(payload, static_cast<quint16>(bytes.size()));
-            payload.append(bytes);
-        }
-        return payload;
-    });
-}
-
-void norvexData::logChange(DurableLog::Record type, const std::function<QByteArray()> &payload) const
+void norvexData::logChange(DurableLog::Record type, const std::function<QByteArray()> &payload)
 {
     DurableLog *log = nullptr;
     QString folder;
+    QByteArray sensor;
     {
         const QMutexLocker locker(&m_dataLock);
+        if (!m_log)
+            return;
         log = m_log;
         folder = m_folderName;
+        // Before its first record the log is told who this is: nothing else on disk may name a new sensor yet.
+        if (!m_logKnowsSensor)
+            sensor = sensorPayload(m_sensorSerial, m_chamberSerial);
+        m_logKnowsSensor = true;
     }
-    if (log)
-        log->append(folder, type, payload());
+    if (!sensor.isEmpty())
+        log->append(folder, DurableLog::Record::Sensor, sensor);
+    log->append(folder, type, payload());
 }
 
 void norvexData::whenDurable(QObject *context, std::function<void(bool)> done)

@@ -141,8 +141,7 @@ private:
     bool storeEvent(const EventRecord &event);
     void configureDetector();
     void setIdentity(QString &field, const QString &value);
-    void logIdentity() const;
-    void logChange(DurableLog::Record type, const std::function<QByteArray()> &payload) const;
+    void logChange(DurableLog::Record type, const std::function<QByteArray()> &payload);
     void limitLoadedBlocks(const Blocks &blocks) const;
 
     const Clock &m_clock;
@@ -162,6 +161,7 @@ private:
     mutable QHash<int, RunRecord> m_runs; // by position in m_events, as far as their files were read
     bool m_closeNewestBlock = false;
     DurableLog *m_log = nullptr;
+    bool m_logKnowsSensor = false;
     quint64 m_changes = 0;      // generation of the index content
     quint64 m_savedChanges = 0; // generation that the index file holds
 

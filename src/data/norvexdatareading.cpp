@@ -11,6 +11,7 @@ namespace {
 
 constexpr int maximumLoadedBlocks = 16; // that readers may leave in memory, besides what is being recorded
 constexpr qint64 idleMs = 60000;
+constexpr int eventsPerPiece = 500;
 
 } // namespace
 
@@ -63,13 +64,26 @@ void norvexData::limitLoadedBlocks(const Blocks &blocks) const
 
 QVector<EventRecord> norvexData::eventsInRange(quint64 from, quint64 to) const
 {
-    const QMutexLocker locker(&m_dataLock);
-    const QVector<int> positions = m_events.eventsInRange(from, to);
+    QVector<int> positions;
+    QString folder;
+    {
+        const QMutexLocker locker(&m_dataLock);
+        positions = m_events.eventsInRange(from, to);
+        folder = m_folderPath;
+    }
+    // In pieces, so that a long list never keeps a recording thread waiting.
     QVector<EventRecord> events;
     events.reserve(positions.size());
-    for (const int position : positions) {
-        const EventList::Entry &entry = m_events.at(position);
-        events.append(entry.record ? *entry.record : recordOf(entry.summary, m_folderPath));
+    std::vector<EventList::Entry> entries;
+    for (int first = 0; first < positions.size(); first += eventsPerPiece) {
+        entries.clear();
+        {
+            const QMutexLocker locker(&m_dataLock);
+            for (int i = first; i < std::min(first + eventsPerPiece, positions.size()); ++i)
+                entries.push_back(m_events.at(positions.at(i)));
+        }
+        for (const EventList::Entry &entry : entries)
+            events.append(entry.record ? *entry.record : recordOf(entry.summary, folder));
     }
     return events;
 }

@@ -50,6 +50,7 @@ private slots:
     void killedAfterASave();
     void readOnlySeesTheJournal();
     void cleanEndLeavesNoJournal();
+    void lookingLeavesNoJournal();
     void failedSaveKeepsTheJournal();
     void removedSensor();
 
@@ -139,6 +140,19 @@ void TestSessionJournal::cleanEndLeavesNoJournal()
     bool durable = false;
     store->whenDurable(this, [&](bool ok) { durable = ok; });
     QVERIFY2(durable, "a store that outlives its session has no log");
+}
+
+void TestSessionJournal::lookingLeavesNoJournal()
+{
+    const QString folder = fresh();
+    auto session = Session::create(folder, nullptr);
+    const auto store = session->addSensor(QStringLiteral("S1"), QStringLiteral("PM1"), QString(), 80);
+    QVERIFY(session->save());
+    session.reset();
+    const QStringList before = filesBelow(folder);
+    session = Session::load(folder, nullptr);
+    session.reset();
+    QCOMPARE(filesBelow(folder), before);
 }
 
 void TestSessionJournal::failedSaveKeepsTheJournal()
