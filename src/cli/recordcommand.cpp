@@ -176,18 +176,17 @@ ExitCode RecordRun::finish()
     const bool saved = m_recorder->stop();
     m_stopped = true;
     showProgress();
-    const SessionSummary summary = summaryOf(*m_session);
+    const bool reached =
+        std::any_of(m_watched.begin(), m_watched.end(), [](const auto &entry) { return entry.second.wasReady; });
     if (m_options.json)
-        m_console.out << QJsonDocument(toJson(summary)).toJson();
-    else
-        m_console.out << toText(summary);
+        m_console.out << QJsonDocument(toJson(summaryOf(*m_session))).toJson();
+    else if (reached)
+        m_console.out << toText(summaryOf(*m_session));
     m_console.out.flush();
     if (!saved) {
         m_console.complain(QStringLiteral("the session could not be saved completely; see the log"));
         return ExitCode::CannotWrite;
     }
-    const bool reached =
-        std::any_of(m_watched.begin(), m_watched.end(), [](const auto &entry) { return entry.second.wasReady; });
     return reached ? ExitCode::Done : reachedNothing();
 }
 

@@ -1,0 +1,61 @@
+#pragma once
+
+#include <QCoreApplication>
+#include <QProcess>
+#include <QStringList>
+#include <QTemporaryDir>
+
+/// Runs the built programs as a user would, with a home folder of their own.
+class Programs
+{
+public:
+    struct Result
+    {
+        int code = -1;
+        QByteArray out;
+        QByteArray err;
+    };
+
+    explicit Programs(const QString &home) : m_environment(QProcessEnvironment::systemEnvironment())
+    {
+        m_environment.insert(QStringLiteral("HOME"), home);
+        m_environment.insert(QStringLiteral("XDG_DATA_HOME"), home + QStringLiteral("/data"));
+        m_environment.insert(QStringLiteral("XDG_CONFIG_HOME"), home + QStringLiteral("/config"));
+    }
+
+    void start(QProcess &process, const QString &program, const QStringList &arguments) const
+    {
+        process.setProcessEnvironment(m_environment);
+        process.start(QCoreApplication::applicationDirPath() + QLatin1Char('/') + program, arguments);
+    }
+
+    /// Starts a simulated sensor and waits until it listens; its port, or 0.
+    quint16 startSensor(QProcess &process, const QStringList &arguments) const
+    {
+        start(process, QStringLiteral("norvex-sensor-sim"), arguments);
+        if (!process.waitForReadyRead(5000))
+            return 0;
+        const QByteArray line = process.readLine().trimmed();
+        return line.startsWith("listening on ") ? line.mid(line.lastIndexOf(':') + 1).toUShort() : quint16(0);
+    }
+
+    Result cli(const QStringList &arguments) const
+    {
+        QProcess process;
+        start(process, QStringLiteral("norvex-cli"), arguments);
+        return resultOf(process);
+    }
+
+    static Result resultOf(QProcess &process, int timeoutMs = 30000)
+    {
+        Result result;
+        if (process.waitForFinished(timeoutMs) && process.exitStatus() == QProcess::NormalExit)
+            result.code = process.exitCode();
+        result.out = process.readAllStandardOutput();
+        result.err = process.readAllStandardError();
+        return result;
+    }
+
+private:
+    QProcessEnvironment m_environment;
+};

@@ -1,0 +1,327 @@
+#include "ledgerfile.h"
+#include "programs.h"
+#include "recipe/recipe.h"
+#include "session/session.h"
+#include "simulator/ledger.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QtTest>
+
+#include <tuple>
+
+namespace {
+
+const quint64 always = ~quint64(0);
+
+struct Found
+{
+    quint64 time = 0;
+    int typeCode = -1;
+    quint32 checksum = 0;
+
+    friend bool operator<(const Found &a, const Found &b)
+    {
+        return std::tie(a.time, a.typeCode, a.checksum) < std::tie(b.time, b.typeCode, b.checksum);
+    }
+};
+
+QVector<Found> samplesOf(const norvexData &data)
+{
+    QVector<SamplePoint> samples;
+    if (!data.samplesInRange(0, always, samples))
+        return {};
+    QVector<Found> found;
+    for (const SamplePoint &sample : qAsConst(samples))
+        found.append({sample.time, -1, sampleChecksum(sample)});
+    return found;
+}
+
+QVector<Found> eventsOf(const norvexData &data)
+{
+    QVector<Found> found;
+    const QVector<EventRecord> events = data.eventsInRange(0, always);
+    for (const EventRecord &event : events) {
+        QVector<float> voltage;
+        QVector<float> real;
+        QVector<float> imaginary;
+        const QVector<SamplePoint> waveform = data.waveform(keyOf(event));
+        for (const SamplePoint &point : waveform) {
+            voltage.append(float(point.voltage));
+            real.append(float(point.currentReal));
+            imaginary.append(float(point.currentImaginary));
+        }
+        found.append({event.time, event.typeCode, waveformChecksum(voltage, real, imaginary)});
+    }
+    return found;
+}
+
+/// What is wrong with what was found: something that the sensor never had, twice the same, or something missing that
+/// the sensor was told to forget. Empty when all is well.
+QStringList compare(const QVector<LedgerFile::Item> &ledger, const QVector<Found> &found, qint64 baseUs, int usPerUnit)
+{
+    QStringList faults;
+    QMap<Found, bool> expected; // taken yet
+    QMap<Found, bool> cleared;
+    for (const LedgerFile::Item &item : ledger) {
+        const Found one{quint64(item.time * usPerUnit + baseUs), item.typeCode, item.checksum};
+        expected.insert(one, false);
+        if (item.cleared)
+            cleared.insert(one, true);
+        if (item.lost)
+            faults.append(QStringLiteral("lost by the sensor at %1").arg(one.time));
+    }
+    for (const Found &one : found) {
+        const auto at = expected.find(one);
+        if (at == expected.end())
+            faults.append(QStringLiteral("never measured: %1").arg(one.time));
+        else if (at.value())
+            faults.append(QStringLiteral("doubled: %1").arg(one.time));
+        else
+            at.value() = true;
+    }
+    for (auto it = cleared.constBegin(); it != cleared.constEnd(); ++it) {
+        if (!expected.value(it.key()))
+            faults.append(QStringLiteral("missing: %1").arg(it.key().time));
+    }
+    return faults;
+}
+
+QJsonObject objectOf(const QByteArray &json)
+{
+    return QJsonDocument::fromJson(json).object();
+}
+
+} // namespace
+
+/// The programs as they are delivered, against each other over a real connection.
+/// "tst_endtoend long" records for two minutes instead of a few seconds.
+class tst_endtoend : public QObject
+{
+    Q_OBJECT
+
+public:
+    int m_seconds = 8;
+
+private slots:
+    void initTestCase()
+    {
+        QVERIFY(m_temporary.isValid());
+        m_programs = std::make_unique<Programs>(m_temporary.path());
+    }
+
+    /// 500 samples a second with arcs of every class, snapshots, two recipe uploads, and a power cut of a second.
+    void everythingIsRecordedExactlyOnce()
+    {
+        const QString ledgerPath = m_temporary.filePath(QStringLiteral("ledger"));
+        const QString folder = m_temporary.filePath(QStringLiteral("session"));
+        QProcess sensor;
+        const quint16 port = m_programs->startSensor(
+            sensor, {QStringLiteral("--rate"), QStringLiteral("500"), QStringLiteral("--serial"),
+                     QStringLiteral("SN500"), QStringLiteral("--arcs"), QStringLiteral("1200"),
+                     QStringLiteral("--run-length"), QStringLiteral("1.5"), QStringLiteral("--pause-length"),
+                     QStringLiteral("3.5"), QStringLiteral("--preload"), QStringLiteral("2000,40"),
+                     QStringLiteral("--fault"), QStringLiteral("off@3s=1s"), QStringLiteral("--ledger"), ledgerPath});
+        QVERIFY(port > 0);
+        const QString address = QStringLiteral("127.0.0.1:%1").arg(port);
+
+        QProcess recorder;
+        m_programs->start(recorder, QStringLiteral("norvex-cli"),
+                          {QStringLiteral("record"), QStringLiteral("--session"), folder, QStringLiteral("--sensor"),
+                           address + QStringLiteral(",Etch 1"), QStringLiteral("--for"), QString::number(m_seconds),
+                           QStringLiteral("--retry"), QStringLiteral("0.5"), QStringLiteral("--json")});
+        QVERIFY(recorder.waitForStarted(5000));
+        QTest::qWait(500);
+        send(address, {QStringLiteral("--snapshot")});
+        send(address, {QStringLiteral("--recipe"), recipeFile(QStringLiteral("Before"), 2)});
+        othersAreKeptOut(folder, address);
+        QTest::qWait(3700);
+        send(address, {QStringLiteral("--recipe"), recipeFile(QStringLiteral("After"), 3)});
+        send(address, {QStringLiteral("--snapshot")});
+
+        const Programs::Result recorded = Programs::resultOf(recorder, 1000 * (m_seconds + 20));
+        QVERIFY2(recorded.code == 0, recorded.err.constData());
+        sensor.terminate();
+        QVERIFY(sensor.waitForFinished(5000));
+
+        const LedgerFile ledger = LedgerFile::read(ledgerPath);
+        const std::unique_ptr<Session> session = Session::loadReadOnly(folder, nullptr);
+        QVERIFY(session);
+        const auto data = session->store(QStringLiteral("SN500"));
+        QVERIFY(data);
+        const SensorTimeLine line = data->timeLine();
+        QVERIFY(line.known);
+        const QStringList faults = compare(ledger.samples, samplesOf(*data), line.baseUs, 1000) +
+                                   compare(ledger.events, eventsOf(*data), line.baseUs, 1);
+        QVERIFY2(faults.isEmpty(), qPrintable(QStringLiteral("%1 faults, the first: %2")
+                                                  .arg(faults.size())
+                                                  .arg(QStringList(faults.mid(0, 5)).join(QStringLiteral(", ")))));
+        enoughHappened(ledger, *data);
+        QVERIFY2(recorded.err.contains("no answer"), recorded.err.constData());
+
+        const QJsonObject json = objectOf(recorded.out);
+        QCOMPARE(json, objectOf(m_programs->cli({QStringLiteral("info"), folder, QStringLiteral("--json")}).out));
+        saysWhatTheStoreHolds(json.value(QStringLiteral("sensors")).toArray().at(0).toObject(), *data);
+    }
+
+    void exitCodes_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<int>("code");
+        const QString none = m_temporary.filePath(QStringLiteral("none"));
+        QFile file(m_temporary.filePath(QStringLiteral("file")));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        const auto row = [](const char *name, const QString &arguments, int code) {
+            QTest::newRow(name) << arguments.split(QLatin1Char(' '), Qt::SkipEmptyParts) << code;
+        };
+        row("no command", {}, 2);
+        row("help", QStringLiteral("--help"), 0);
+        row("unknown command", QStringLiteral("fly"), 2);
+        row("record without a session", QStringLiteral("record --sensor 127.0.0.1"), 2);
+        row("record without a sensor", QStringLiteral("record --session ") + none, 2);
+        row("record into a file",
+            QStringLiteral("record --sensor 127.0.0.1:1 --for 1 --session ") + file.fileName() + QStringLiteral("/x"),
+            14);
+        row("record from nobody", QStringLiteral("record --sensor 127.0.0.1:1 --for 0.3 --session ") + none, 12);
+        row("info of nothing", QStringLiteral("info /nowhere/at/all"), 1);
+        row("info of too much", QStringLiteral("info a b"), 2);
+        row("send to nobody", QStringLiteral("send --snapshot --sensor 127.0.0.1:1"), 12);
+        row("send what is not there", QStringLiteral("send --recipe /nowhere --sensor 127.0.0.1:1"), 1);
+    }
+
+    void exitCodes()
+    {
+        QFETCH(QStringList, arguments);
+        const Programs::Result result = m_programs->cli(arguments);
+        QTEST(result.code, "code");
+        QVERIFY2(result.code == 0 || result.out.isEmpty(), "stdout carries results only");
+        QCOMPARE(result.code != 0, !result.err.isEmpty());
+    }
+
+    void somethingElseAnswers()
+    {
+        QProcess printer;
+        const quint16 port =
+            m_programs->startSensor(printer, {QStringLiteral("--fault"), QStringLiteral("info@*=404")});
+        QVERIFY(port > 0);
+        const QString address = QStringLiteral("127.0.0.1:%1").arg(port);
+        QCOMPARE(
+            m_programs->cli({QStringLiteral("send"), QStringLiteral("--snapshot"), QStringLiteral("--sensor"), address})
+                .code,
+            13);
+        const Programs::Result record = m_programs->cli(
+            {QStringLiteral("record"), QStringLiteral("--for"), QStringLiteral("0.5"), QStringLiteral("--session"),
+             m_temporary.filePath(QStringLiteral("printer")), QStringLiteral("--sensor"), address});
+        QCOMPARE(record.code, 13);
+        printer.terminate();
+        printer.waitForFinished(5000);
+    }
+
+    void anInterruptEndsWithASave()
+    {
+        QProcess sensor;
+        const quint16 port = m_programs->startSensor(sensor, {QStringLiteral("--rate"), QStringLiteral("500")});
+        QVERIFY(port > 0);
+        const QString folder = m_temporary.filePath(QStringLiteral("interrupted"));
+        QProcess recorder;
+        m_programs->start(recorder, QStringLiteral("norvex-cli"),
+                          {QStringLiteral("record"), QStringLiteral("--session"), folder, QStringLiteral("--sensor"),
+                           QStringLiteral("127.0.0.1:%1").arg(port)});
+        QVERIFY(recorder.waitForStarted(5000));
+        QTest::qWait(700);
+        recorder.terminate();
+        const Programs::Result result = Programs::resultOf(recorder, 5000);
+        QVERIFY2(result.code == 0, result.err.constData());
+        const std::unique_ptr<Session> session = Session::loadReadOnly(folder, nullptr);
+        QVERIFY(session);
+        QVERIFY(session->sensors().at(0).data->sampleCount() > 20);
+        QVERIFY2(result.out.contains("Sensor NVX-SIM-0001 in chamber Default"), result.out.constData());
+        sensor.terminate();
+        sensor.waitForFinished(5000);
+    }
+
+private:
+    void send(const QString &address, const QStringList &what)
+    {
+        const Programs::Result result =
+            m_programs->cli(QStringList{QStringLiteral("send"), QStringLiteral("--sensor"), address} + what);
+        QVERIFY2(result.code == 0, result.err.constData());
+    }
+
+    QString recipeFile(const QString &name, int steps)
+    {
+        Recipe recipe;
+        recipe.initDefault(steps);
+        recipe.setRecipeName(name);
+        const QString path = m_temporary.filePath(name + QStringLiteral(".recipe"));
+        return recipe.saveToFile(path) ? path : QString();
+    }
+
+    /// Neither the session nor the sensor is free for a second recorder; reading is.
+    void othersAreKeptOut(const QString &folder, const QString &address)
+    {
+        const Programs::Result session = m_programs->cli({QStringLiteral("record"), QStringLiteral("--for"),
+                                                          QStringLiteral("1"), QStringLiteral("--session"), folder,
+                                                          QStringLiteral("--sensor"), QStringLiteral("127.0.0.1:1")});
+        QCOMPARE(session.code, 11);
+        QVERIFY2(session.err.contains("in use by norvex-cli (process "), session.err.constData());
+        const Programs::Result sensor = m_programs->cli(
+            {QStringLiteral("record"), QStringLiteral("--for"), QStringLiteral("1"), QStringLiteral("--session"),
+             m_temporary.filePath(QStringLiteral("second")), QStringLiteral("--sensor"), address});
+        QCOMPARE(sensor.code, 11);
+        QVERIFY2(sensor.err.contains("is recorded by norvex-cli (process "), sensor.err.constData());
+    }
+
+    /// The comparison means something only when the recording held what it is about.
+    static void enoughHappened(const LedgerFile &ledger, const norvexData &data)
+    {
+        QSet<int> types;
+        int cleared = 0;
+        for (const LedgerFile::Item &event : ledger.events) {
+            if (event.cleared)
+                types.insert(event.typeCode);
+        }
+        for (const LedgerFile::Item &sample : ledger.samples)
+            cleared += sample.cleared ? 1 : 0;
+        for (int code = 0; code <= 8; ++code)
+            QVERIFY2(types.contains(code), qPrintable(QStringLiteral("no event of class %1").arg(code)));
+        QVERIFY2(types.contains(11), "no snapshot");
+        QVERIFY2(cleared > 4000, qPrintable(QString::number(cleared)));
+        QVERIFY(data.runCount() > 0);
+        QCOMPARE(data.recipe().isEmpty(), false);
+    }
+
+    static void saysWhatTheStoreHolds(const QJsonObject &sensor, const norvexData &data)
+    {
+        QCOMPARE(sensor.value(QStringLiteral("serial")).toString(), QStringLiteral("SN500"));
+        QCOMPARE(sensor.value(QStringLiteral("chamber")).toString(), QStringLiteral("Etch 1"));
+        QCOMPARE(sensor.value(QStringLiteral("folder")).toString(), QStringLiteral("SN500-Etch 1"));
+        QCOMPARE(quint64(sensor.value(QStringLiteral("samples")).toDouble()), quint64(samplesOf(data).size()));
+        QCOMPARE(quint64(sensor.value(QStringLiteral("firstTime")).toDouble()), samplesOf(data).constFirst().time);
+        QCOMPARE(quint64(sensor.value(QStringLiteral("lastTime")).toDouble()), samplesOf(data).constLast().time);
+        QCOMPARE(sensor.value(QStringLiteral("events")).toInt(), eventsOf(data).size());
+        QCOMPARE(sensor.value(QStringLiteral("runs")).toInt(), data.runsInRange(0, always).size());
+        QCOMPARE(sensor.value(QStringLiteral("damaged")).toBool(), false);
+        int sum = 0;
+        const QJsonObject types = sensor.value(QStringLiteral("eventsByType")).toObject();
+        for (const QJsonValue &count : types)
+            sum += count.toInt();
+        QCOMPARE(sum, eventsOf(data).size());
+    }
+
+    QTemporaryDir m_temporary;
+    std::unique_ptr<Programs> m_programs;
+};
+
+int main(int argc, char **argv)
+{
+    QCoreApplication application(argc, argv);
+    QStringList arguments = QCoreApplication::arguments();
+    tst_endtoend test;
+    if (arguments.removeAll(QStringLiteral("long")) > 0)
+        test.m_seconds = 120;
+    return QTest::qExec(&test, arguments);
+}
+
+#include "tst_endtoend.moc"
