@@ -28,7 +28,10 @@ struct Command
     ExitCode (*run)(const QStringList &arguments, Console &console);
 };
 
-ExitCode runRecord(const QStringList &arguments, Console &console);
-ExitCode runInfo(const QStringList &arguments, Console &console);
+ExitCode runCheck(const QStringList &arguments, Console &console);
+ExitCode runDiscover(const QStringList &arguments, Console &console);
 ExitCode runExport(const QStringList &arguments, Console &console);
+ExitCode runInfo(const QStringList &arguments, Console &console);
+ExitCode runRecipe(const QStringList &arguments, Console &console);
+ExitCode runRecord(const QStringList &arguments, Console &console);
 ExitCode runSend(const QStringList &arguments, Console &console);

@@ -9,7 +9,11 @@ namespace {
 const Command commands[] = {
     {"record", "record sensors into a session folder", runRecord},
     {"info", "show what a session folder holds", runInfo},
+    {"export", "write CSV files of a time range", runExport},
+    {"check", "look for damaged files in a session folder", runCheck},
+    {"discover", "find the sensors on the network", runDiscover},
     {"send", "send a recipe, a configuration or a snapshot request to a sensor", runSend},
+    {"recipe", "show a recipe file or check its rules", runRecipe},
 };
 
 QString helpText()

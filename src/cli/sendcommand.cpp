@@ -2,6 +2,7 @@
 
 #include "base/platform.h"
 #include "cli/reachability.h"
+#include "cli/recipereport.h"
 
 #include <QCoreApplication>
 #include <QTimer>
@@ -13,9 +14,11 @@ constexpr int deadlineMs = 15000;
 } // namespace
 
 SendCommandLine::SendCommandLine()
-    : CommandLine(QStringLiteral("send --sensor HOST[:PORT] (--recipe FILE | --config FILE | --snapshot)"),
-                  QStringLiteral("Sends one thing to a sensor and waits for its answer. A recording of the same sensor "
-                                 "goes on\nmeanwhile. A recipe outside the sensor's frequency range is not sent."))
+    : CommandLine(
+          QStringLiteral("send --sensor HOST[:PORT] (--recipe FILE | --config FILE | --snapshot)"),
+          QStringLiteral("Sends one thing to a sensor and waits for its answer. A recording of the same sensor "
+                         "goes on\nmeanwhile. A recipe that breaks a step rule or lies outside the sensor's frequency "
+                         "range is not\nsent."))
 {
     addValue(QStringLiteral("sensor"), QStringLiteral("HOST[:PORT]"), QStringLiteral("The sensor."));
     addValue(QStringLiteral("recipe"), QStringLiteral("FILE"), QStringLiteral("A .recipe file."));
@@ -81,7 +84,10 @@ bool SendRun::readFile()
     }
     if (!ok)
         m_console.complain(QStringLiteral("%1: %2").arg(m_options.file, reason));
-    return ok;
+    const QVector<BrokenRecipeRule> broken = brokenStepRules(m_recipe);
+    for (const BrokenRecipeRule &rule : broken)
+        m_console.complain(rule.text());
+    return ok && broken.isEmpty();
 }
 
 /// The first answer decides: a connection that fails before it stands is not waited for.

@@ -162,6 +162,10 @@ private slots:
 
         const QJsonObject json = objectOf(recorded.out);
         QCOMPARE(json, objectOf(m_programs->cli({QStringLiteral("info"), folder, QStringLiteral("--json")}).out));
+        const Programs::Result check = m_programs->cli({QStringLiteral("check"), folder});
+        QVERIFY2(check.code == 0, check.out.constData());
+        exportsWhatWasRecorded(folder, *data);
+        damageIsFound(folder);
         saysWhatTheStoreHolds(json.value(QStringLiteral("sensors")).toArray().at(0).toObject(), *data);
     }
 
@@ -186,6 +190,15 @@ private slots:
         row("record from nobody", QStringLiteral("record --sensor 127.0.0.1:1 --for 0.3 --session ") + none, 12);
         row("info of nothing", QStringLiteral("info /nowhere/at/all"), 1);
         row("info of too much", QStringLiteral("info a b"), 2);
+        row("export of nothing", QStringLiteral("export /nowhere/at/all"), 1);
+        row("check of nothing", QStringLiteral("check /nowhere/at/all"), 1);
+        row("discover for ever", QStringLiteral("discover --wait -1"), 2);
+        row("recipe to do nothing with", QStringLiteral("recipe bake /nowhere"), 2);
+        row("recipe from nowhere", QStringLiteral("recipe show /nowhere"), 1);
+        row("a recipe to show", QStringLiteral("recipe show ") + recipeFile(QStringLiteral("shown"), 2), 0);
+        row("a sound recipe", QStringLiteral("recipe validate ") + recipeFile(QStringLiteral("sound"), 2), 0);
+        row("a broken recipe", QStringLiteral("recipe validate ") + brokenRecipeFile(), 1);
+        row("a broken recipe to send", QStringLiteral("send --sensor 127.0.0.1:1 --recipe ") + brokenRecipeFile(), 1);
         row("send to nobody", QStringLiteral("send --snapshot --sensor 127.0.0.1:1"), 12);
         row("send what is not there", QStringLiteral("send --recipe /nowhere --sensor 127.0.0.1:1"), 1);
     }
@@ -195,12 +208,14 @@ private slots:
         QFETCH(QStringList, arguments);
         const Programs::Result result = m_programs->cli(arguments);
         QTEST(result.code, "code");
-        QVERIFY2(result.code == 0 || result.out.isEmpty(), "stdout carries results only");
+        const bool validates = arguments.contains(QStringLiteral("validate")); // what is broken is its result
+        QVERIFY2(result.code == 0 || validates || result.out.isEmpty(), "stdout carries results only");
         QCOMPARE(result.code != 0, !result.err.isEmpty());
     }
 
     void somethingElseAnswers()
     {
+        const QString none = m_temporary.filePath(QStringLiteral("printer"));
         QProcess printer;
         const quint16 port =
             m_programs->startSensor(printer, {QStringLiteral("--fault"), QStringLiteral("info@*=404")});
@@ -256,6 +271,92 @@ private:
         recipe.setRecipeName(name);
         const QString path = m_temporary.filePath(name + QStringLiteral(".recipe"));
         return recipe.saveToFile(path) ? path : QString();
+    }
+
+    QString brokenRecipeFile()
+    {
+        Recipe recipe;
+        recipe.initDefault(2);
+        recipe.setStepName(1, QString());
+        const QString path = m_temporary.filePath(QStringLiteral("broken.recipe"));
+        return recipe.saveToFile(path) ? path : QString();
+    }
+
+    static QList<QByteArray> linesOf(const QString &path)
+    {
+        QFile file(path);
+        return file.open(QIODevice::ReadOnly) ? file.readAll().split('\n') : QList<QByteArray>();
+    }
+
+    /// The three files agree with the store; a second export replaces them only when told so.
+    void exportsWhatWasRecorded(const QString &folder, const norvexData &data)
+    {
+        const QString out = m_temporary.filePath(QStringLiteral("run.vi.csv"));
+        const QStringList command{QStringLiteral("export"), folder, QStringLiteral("--out"), out};
+        const Programs::Result result = m_programs->cli(command);
+        QVERIFY2(result.code == 0, result.err.constData());
+        QCOMPARE(result.out.count('\n'), 3);
+        const QList<QByteArray> vi = linesOf(out);
+        QCOMPARE(vi.value(0), QByteArray("Norvex RF Event Detector Data Export"));
+        QCOMPARE(vi.value(1), QByteArray("Chamber;Etch 1"));
+        QCOMPARE(vi.value(2), QByteArray("Sensor;SN500"));
+        QVERIFY(vi.contains("Total Context Points;" + QByteArray::number(data.sampleCount())));
+        const int header = vi.indexOf("Date Time;Voltage (V);Current (A)");
+        QCOMPARE(quint64(vi.size() - header - 2), data.sampleCount());
+        const QList<QByteArray> events = linesOf(m_temporary.filePath(QStringLiteral("run.events.csv")));
+        QVERIFY(events.contains("Total Events;" + QByteArray::number(data.eventCount())));
+        const QList<QByteArray> runs = linesOf(m_temporary.filePath(QStringLiteral("run.rfon.csv")));
+        QVERIFY(runs.contains("Number of RF-ONs;" + QByteArray::number(data.runCount())));
+        QCOMPARE(m_programs->cli(command).code, 14);
+        QCOMPARE(m_programs->cli(command + QStringList{QStringLiteral("--force")}).code, 0);
+        QCOMPARE(m_programs->cli(command + QStringList{QStringLiteral("--sensor"), QStringLiteral("SN9")}).code, 1);
+        partsMakeTheWhole(folder, data);
+    }
+
+    /// Two ranges that meet hold every sample once.
+    void partsMakeTheWhole(const QString &folder, const norvexData &data)
+    {
+        const QString middle = QString::number(samplesOf(data).at(1000).time);
+        quint64 points = 0;
+        for (const char *side : {"--to", "--from"}) {
+            const Programs::Result part = m_programs->cli(
+                {QStringLiteral("export"), folder, QLatin1String(side), middle, QStringLiteral("--json"),
+                 QStringLiteral("--no-events"), QStringLiteral("--no-rfon"), QStringLiteral("--force"),
+                 QStringLiteral("--out"), m_temporary.filePath(QStringLiteral("part.csv"))});
+            QVERIFY2(part.code == 0, part.err.constData());
+            const QJsonObject json = objectOf(part.out);
+            QCOMPARE(json.value(QStringLiteral("files")).toArray().size(), 1);
+            points += quint64(json.value(QStringLiteral("points")).toDouble());
+            if (points < data.sampleCount())
+                QCOMPARE(points, quint64(1000));
+        }
+        QCOMPARE(points, data.sampleCount());
+    }
+
+    /// A copy of the session with a file cut short and one taken away.
+    void damageIsFound(const QString &folder)
+    {
+        const QString copy = m_temporary.filePath(QStringLiteral("damaged"));
+        QVERIFY(QDir().mkpath(copy + QStringLiteral("/SN500-Etch 1")));
+        QVERIFY(QFile::copy(folder + QStringLiteral("/index.norvex_session"),
+                            copy + QStringLiteral("/index.norvex_session")));
+        const QFileInfoList files = QDir(folder + QStringLiteral("/SN500-Etch 1")).entryInfoList(QDir::Files);
+        for (const QFileInfo &file : files) {
+            const QString to = copy + QStringLiteral("/SN500-Etch 1/") + file.fileName();
+            if (file.fileName() != QLatin1String("Event_1.norvexevent"))
+                QVERIFY(QFile::copy(file.filePath(), to));
+        }
+        QVERIFY(QFile::resize(copy + QStringLiteral("/SN500-Etch 1/block_1.norvexdata"), 1000));
+        const Programs::Result result = m_programs->cli({QStringLiteral("check"), copy, QStringLiteral("--json")});
+        QCOMPARE(result.code, 4);
+        QStringList found;
+        const QJsonObject sensor = objectOf(result.out).value(QStringLiteral("sensors")).toArray().at(0).toObject();
+        const QJsonArray list = sensor.value(QStringLiteral("files")).toArray();
+        for (const QJsonValue &file : list)
+            found.append(file.toObject().value(QStringLiteral("file")).toString() + QLatin1Char(' ') +
+                         file.toObject().value(QStringLiteral("state")).toString());
+        QCOMPARE(found, QStringList({QStringLiteral("block_1.norvexdata short"),
+                                     QStringLiteral("Event_1.norvexevent missing")}));
     }
 
     /// Neither the session nor the sensor is free for a second recorder; reading is.

@@ -1,3 +1,4 @@
+#include "cli/exportoptions.h"
 #include "cli/recordoptions.h"
 #include "cli/sendcommand.h"
 
@@ -123,6 +124,43 @@ private slots:
         const Outcome outcome = line.parse(words(arguments), options);
         QCOMPARE(int(outcome), int(what == SendOptions::Nothing ? Outcome::BadUsage : Outcome::Run));
         QCOMPARE(int(options.what), what);
+    }
+
+    void exportTakesARange()
+    {
+        ExportCommandLine line;
+        ExportOptions options;
+        QCOMPARE(int(line.parse(words(QStringLiteral("export s --from 1000 --to 1970-01-01T00:00:01Z --delimiter tab "
+                                                     "--no-rfon --out x.csv --sensor SN1 --force")),
+                                options)),
+                 int(Outcome::Run));
+        QCOMPARE(options.session, QStringLiteral("s"));
+        QVERIFY(options.hasFrom && options.hasTo);
+        QCOMPARE(options.from, quint64(1000));
+        QCOMPARE(options.to, quint64(1000000));
+        QCOMPARE(options.delimiter, QChar(QLatin1Char('\t')));
+        QVERIFY(options.events && !options.rfOn && options.force);
+        QCOMPARE(options.sensor, QStringLiteral("SN1"));
+    }
+
+    void exportRefuses_data()
+    {
+        QTest::addColumn<QString>("arguments");
+        QTest::newRow("no session") << "export";
+        QTest::newRow("two sessions") << "export s t";
+        QTest::newRow("an empty range") << "export s --from 5 --to 5";
+        QTest::newRow("a range backwards") << "export s --from 6 --to 5";
+        QTest::newRow("a time without a zone") << "export s --from 2024-05-01T12:00:00";
+        for (const char *delimiter : {";;", "1", "e", ".", "-", "+", "\"", "'", ":"})
+            QTest::newRow(delimiter) << QStringLiteral("export s --delimiter=") + QString::fromUtf8(delimiter);
+    }
+
+    void exportRefuses()
+    {
+        QFETCH(QString, arguments);
+        ExportCommandLine line;
+        ExportOptions options;
+        QCOMPARE(int(line.parse(words(arguments), options)), int(Outcome::BadUsage));
     }
 };
 
