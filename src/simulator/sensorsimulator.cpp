@@ -1,149 +1,16 @@
 #include "simulator/sensorsimulator.h"
 
-#include "simulator/discoveryresponder.h"
-#include "simulator/faultplan.h"
-#include "simulator/httpengine.h"
 #include "simulator/simulatedsensor.h"
-#include "simulator/wireserver.h"
+#include "simulator/simulatorcore.h"
 
 #include <QCoreApplication>
 #include <QEvent>
 #include <QThread>
-#include <QTimer>
 
 #include <atomic>
 #include <condition_variable>
 #include <functional>
 #include <mutex>
-
-namespace {
-constexpr int tickMs = 50;
-}
-
-/// Everything that lives in the serving thread. Made and deleted there.
-class SimulatorCore : public QObject
-{
-    Q_OBJECT
-
-public:
-    /// What others may ask for while it runs.
-    struct Counters
-    {
-        std::atomic<qint64> requests{0};
-        std::atomic<qint64> faults{0};
-    };
-
-    /// `woken` runs in this thread after somebody has posted a user event.
-    SimulatorCore(SimulatedSensor &sensor, const SimulatorOptions &options, Counters &counters,
-                  std::function<void()> woken)
-        : m_sensor(sensor), m_options(options), m_counters(counters), m_woken(std::move(woken)),
-          m_engine([this](const PageRequest &request) { return answer(request); }),
-          m_server([this](const RequestHead &head, const QByteArray &request) { return respond(head, request); }),
-          m_discovery([this] { return m_sensor.serial().toUtf8(); })
-    {
-        connect(&m_tick, &QTimer::timeout, this, [this] {
-            m_sensor.advance();
-            followPlan();
-            m_server.keepListening();
-        });
-    }
-
-    bool start(QString *error)
-    {
-        if (!setPlan(m_options.faultPlan, error) || !m_server.listen(m_options.host, m_options.port, error))
-            return false;
-        if (m_options.discovery && !m_discovery.listen(m_options.discoveryPort, error))
-            return false;
-        m_tick.start(tickMs);
-        return true;
-    }
-
-    bool setPlan(const QString &text, QString *error)
-    {
-        m_planBeganMs = m_options.clock->steadyMs();
-        return m_plan.parse(text.toUtf8(), m_options.seed, error);
-    }
-
-    bool event(QEvent *event) override
-    {
-        if (event->type() != QEvent::User)
-            return QObject::event(event);
-        m_woken();
-        return true;
-    }
-
-    WireServer &server() { return m_server; }
-    quint16 discoveryPort() const { return m_discovery.port(); }
-
-private:
-    qint64 elapsedMs() const { return m_options.clock->steadyMs() - m_planBeganMs; }
-
-    PageReply answer(const PageRequest &request)
-    {
-        PageReply reply = answerPage(m_sensor, request);
-        if (m_bodyFault.type)
-            reply.body = m_bodyFault.type->spoil(m_bodyFault.argument, reply.body);
-        return reply;
-    }
-
-    WireScript respond(const RequestHead &head, const QByteArray &request)
-    {
-        ++m_counters.requests;
-        const PageKind page = pageKind(head.path, head.query.contains("clear_index="));
-        const Fault fault = m_plan.next(page, head.method == "POST", elapsedMs());
-        if (fault.type)
-            ++m_counters.faults;
-        if (fault.type && fault.type->layer == FaultType::Layer::Instead)
-            return fault.type->script(fault.argument, {});
-
-        const bool spoilsBody = fault.type && fault.type->layer == FaultType::Layer::Body;
-        m_bodyFault = spoilsBody ? fault : Fault();
-        const HttpEngine::Reply reply = m_engine.process(request);
-        m_bodyFault = {};
-        if (fault.type && !spoilsBody)
-            return fault.type->script(fault.argument, reply.bytes);
-        WireScript script{{WireStep::Action::Send, reply.bytes, 0}};
-        if (reply.close)
-            script.append({WireStep::Action::Close, {}, 0});
-        return script;
-    }
-
-    void followPlan()
-    {
-        const QVector<PlannedAction> due = m_plan.takeDue(elapsedMs());
-        for (const PlannedAction &action : due) {
-            switch (action.kind) {
-            case PlannedAction::Kind::PowerOff:
-                m_server.setPower(false);
-                break;
-            case PlannedAction::Kind::PowerOn:
-                m_server.setPower(true);
-                break;
-            case PlannedAction::Kind::RebootLosing:
-                m_sensor.reboot(false);
-                break;
-            case PlannedAction::Kind::RebootKeeping:
-                m_sensor.reboot(true);
-                break;
-            case PlannedAction::Kind::Serial:
-                m_sensor.setSerial(QString::fromUtf8(action.text));
-                break;
-            }
-        }
-    }
-
-    SimulatedSensor &m_sensor;
-    const SimulatorOptions &m_options;
-    Counters &m_counters;
-    std::function<void()> m_woken;
-    FaultPlan m_plan;
-    qint64 m_planBeganMs = 0;
-    Fault m_bodyFault; // of the request that is being answered
-    HttpEngine m_engine;
-    WireServer m_server;
-    DiscoveryResponder m_discovery;
-    QTimer m_tick;
-};
 
 /// The serving thread and the road into it: a queue of things to do under a mutex; a queued call only wakes it.
 class SensorSimulator::Thread : public QThread
@@ -290,13 +157,8 @@ void SensorSimulator::setPower(bool on)
 
 void SensorSimulator::reboot(bool keepData)
 {
-    SimulatedSensor &sensor = m_thread->sensor;
-    const auto work = [&sensor, keepData](SimulatorCore &core) {
-        core.server().resetConnections();
-        sensor.reboot(keepData);
-    };
-    if (!m_thread->call(work))
-        sensor.reboot(keepData);
+    if (!m_thread->call([keepData](SimulatorCore &core) { core.reboot(keepData); }))
+        m_thread->sensor.reboot(keepData);
 }
 
 void SensorSimulator::setSerial(const QString &serial)
@@ -360,5 +222,3 @@ bool SensorSimulator::setFaultPlan(const QString &plan, QString *error)
         *error = reason;
     return taken;
 }
-
-#include "sensorsimulator.moc"

@@ -318,6 +318,14 @@ private slots:
         QVERIFY(bench.see("info.cgi?").head().contains(" 200 "));
     }
 
+    void newPlanEndsAnAbsence()
+    {
+        Bench bench("off@0s=1000s");
+        QTRY_COMPARE_WITH_TIMEOUT(bench.see("info.cgi?").end, QString(), patienceMs);
+        QVERIFY(bench.simulator->setFaultPlan(QString()));
+        QVERIFY(bench.see("info.cgi?").head().contains(" 200 "));
+    }
+
     void badPlanDoesNotStart()
     {
         SimulatorOptions options;
