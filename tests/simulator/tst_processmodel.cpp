@@ -199,8 +199,10 @@ private slots:
             const int amplitude = typeCode % 3;
             QVERIFY2(shape.lengthUs > lengths[length] && shape.lengthUs <= lengths[length + 1],
                      qPrintable(QStringLiteral("length %1").arg(shape.lengthUs)));
-            QVERIFY2(shape.amplitudePercent >= amplitudes[amplitude] &&
-                         shape.amplitudePercent < amplitudes[amplitude + 1],
+            // Noise only makes it larger; drawn well inside the class, it stays clear of the lower border.
+            const double border = amplitudes[amplitude];
+            const double next = amplitudes[amplitude + 1];
+            QVERIFY2(shape.amplitudePercent >= border + 0.2 * (next - border) && shape.amplitudePercent < next,
                      qPrintable(QStringLiteral("amplitude %1").arg(shape.amplitudePercent)));
         }
     }

@@ -1,3 +1,4 @@
+#include "simulator/discoveryresponder.h"
 #include "simulator/sensorsimulator.h"
 
 #include <QElapsedTimer>
@@ -207,6 +208,24 @@ private slots:
         QString error;
         QVERIFY(!second.start(&error));
         QVERIFY2(error.contains(QString::number(options.port)), qPrintable(error));
+    }
+
+    void discoveryRequests_data()
+    {
+        QTest::addColumn<QByteArray>("datagram");
+        QTest::addColumn<int>("replyPort");
+        QTest::newRow("good") << QByteArray("RQ\x0A\0\0\5\x12\x34", 8) << 4660;
+        QTest::newRow("longer") << QByteArray("RQ\x0A\0\0\5\x12\x35more", 12) << 4661;
+        QTest::newRow("one byte short") << QByteArray("RQ\x0A\0\0\5\x12", 7) << 0;
+        QTest::newRow("a reply") << QByteArray("RP\x0A\0\0\5\x12\x34", 8) << 0;
+        QTest::newRow("empty") << QByteArray() << 0;
+    }
+
+    void discoveryRequests()
+    {
+        QFETCH(QByteArray, datagram);
+        QFETCH(int, replyPort);
+        QCOMPARE(int(discoveryReplyPort(datagram)), replyPort);
     }
 
     void discoveryAnswersToThePortInTheRequest()
