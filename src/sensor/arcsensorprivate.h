@@ -132,8 +132,9 @@ private:
     qint64 m_lastReplyMs = 0;
     qint64 m_statusArrivedMs = 0;
     std::optional<qint32> m_fifoResets;
-    qint64 m_uptimeMs = -1;  // as of m_statusArrivedMs
-    QSet<int> m_failedPages; // whose next failure does not cost the connection
+    qint64 m_uptimeMs = -1;            // as of m_statusArrivedMs
+    std::optional<quint64> m_cutIndex; // of a sample page that was asked for again because it ended early
+    QSet<int> m_failedPages;           // whose next failure does not cost the connection
 
     TimeBaseCandidate m_candidate;
     SensorTimeLine m_timeLine; // known once settled for this connection

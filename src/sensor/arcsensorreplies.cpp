@@ -190,6 +190,13 @@ void arcSensor::Private::takeSamples(const QByteArray &data, const QUrl &url)
         nothingTaken();
         return;
     }
+    if (page.looksCut && m_cutIndex != *index) {
+        logDebug(QStringLiteral("arcSensor::parseData: the page ends early, it is asked for once more"));
+        m_cutIndex = *index;
+        nothingTaken();
+        return;
+    }
+    m_cutIndex.reset();
     if (!m_timeLine.known && !page.points.isEmpty()) {
         settleTimeBase(page.newestRawUs);
         page = parse();

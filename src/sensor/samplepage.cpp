@@ -27,6 +27,8 @@ struct Column
 using P = SamplePoint;
 
 constexpr int timeColumn = 0;
+constexpr int firstSlot2Column = 13;
+constexpr int firstCounterColumn = 20;
 constexpr int columnCount = 30;
 
 // In the order in which a line's name is tested: the short older keys come after the keys that contain them.
@@ -366,9 +368,28 @@ private:
             std::fill_n(m_values, n, 0.0);
             scatter(columns[i], n);
         }
+        page.looksCut = !isClosed() && hasPartOfAGroup(n);
         addBase(page, timeBaseUs);
         page.points = std::move(m_points);
         return page;
+    }
+
+    bool isClosed() const
+    {
+        const std::string_view text = linepage::trimmed(m_text);
+        return !text.empty() && text.back() == '}';
+    }
+
+    /// Sensors send all columns of a pulse slot or of the counters or none.
+    bool hasPartOfAGroup(std::size_t n) const
+    {
+        const auto part = [&](int from, int to) {
+            const auto first = m_counts.begin() + from;
+            const auto whole = std::count(first, m_counts.begin() + to, n);
+            const bool any = std::any_of(first, m_counts.begin() + to, [](std::size_t count) { return count > 0; });
+            return any && whole < to - from;
+        };
+        return part(firstSlot2Column, firstCounterColumn) || part(firstCounterColumn, columnCount);
     }
 
     void addBase(SamplePage &page, qint64 timeBaseUs)

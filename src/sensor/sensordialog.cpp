@@ -26,34 +26,33 @@ const QString unknownTimedOut =
     QStringLiteral("No sensor was connected to the IP address = %1.\nPlease, check that the sensor is powered on and "
                    "connected to the same network as this PC and try again.\nAlternatively, the network scanner can be "
                    "used to find all the Norvex devices connected to the network.");
-const QString knownTimedOut =
-    QStringLiteral("Failed to stablish a connection with the sensor with serial number %1 and IP address = %2.\nPlease, "
-                   "check that the sensor is powered on and connected to the same network as this PC and try again.\n"
-                   "Alternatively, the network scanner can be used to find all the Norvex devices connected to the "
-                   "network(press 'Show Details...' for more info).\n\nIf the sensor's IP changed, please create a new "
-                   "connection. (Saved data will not be lost)");
+const QString knownTimedOut = QStringLiteral(
+    "Failed to stablish a connection with the sensor with serial number %1 and IP address = %2.\nPlease, "
+    "check that the sensor is powered on and connected to the same network as this PC and try again.\n"
+    "Alternatively, the network scanner can be used to find all the Norvex devices connected to the "
+    "network(press 'Show Details...' for more info).\n\nIf the sensor's IP changed, please create a new "
+    "connection. (Saved data will not be lost)");
 const QString scannerHint =
     QStringLiteral("The network scanner can be found by inside the sensor connection widget, which can be opened with "
                    "the 'Connect to Sensor' button that's on the main window");
-const QString otherSerial =
-    QStringLiteral("An error ocurred while trying to connect to the sensor with serial number %1. Another sensor with "
-                   "serial %2 was found connected to the same IP address ( %3 ).\n\nA new connection will be created to "
-                   "properly add the sensor (no data will be lost)");
+const QString otherSerial = QStringLiteral(
+    "An error ocurred while trying to connect to the sensor with serial number %1. Another sensor with "
+    "serial %2 was found connected to the same IP address ( %3 ).\n\nA new connection will be created to "
+    "properly add the sensor (no data will be lost)");
 
 /// An IPv4 address in its usual four-number form.
 bool isAddress(const QString &text)
 {
     QHostAddress address;
-    return address.setAddress(text) && address.protocol() == QAbstractSocket::IPv4Protocol
-           && text.count(QLatin1Char('.')) == 3;
+    return address.setAddress(text) && address.protocol() == QAbstractSocket::IPv4Protocol &&
+           text.count(QLatin1Char('.')) == 3;
 }
 
 } // namespace
 
 SensorDialog::SensorDialog(Prompts &prompts, const Surroundings &surroundings, QWidget *parent)
     : SensorDialog(prompts, surroundings, Known(), parent)
-{
-}
+{}
 
 SensorDialog::SensorDialog(Prompts &prompts, const Surroundings &surroundings, const Known &known, QWidget *parent)
     : QDialog(parent), ui(std::make_unique<Ui::SensorDialog>()), m_prompts(prompts), m_surroundings(surroundings),
@@ -175,10 +174,11 @@ void SensorDialog::showScanResult()
                      .arg(m_scanner.replyPort());
     const QVector<SensorScanner::Adapter> &adapters = m_scanner.adapters();
     for (const SensorScanner::Adapter &adapter : adapters)
-        lines << tr("%1 %2: %3").arg(adapter.name, adapter.address.toString(),
-                                     adapter.sent              ? tr("asked")
-                                     : adapter.error.isEmpty() ? tr("waiting")
-                                                               : adapter.error);
+        lines << tr("%1 %2: %3")
+                     .arg(adapter.name, adapter.address.toString(),
+                          adapter.sent              ? tr("asked")
+                          : adapter.error.isEmpty() ? tr("waiting")
+                                                    : adapter.error);
     ui->lb_scanResult->setText(lines.join(QLatin1Char('\n')));
 }
 
@@ -208,9 +208,9 @@ void SensorDialog::chamberChanged()
 bool SensorDialog::refuseDuplicate(const QString &kind, const QString &value)
 {
     m_prompts.warn(this, QStringLiteral("Sensor Already Connected"),
-                   kind + value
-                       + QStringLiteral(" is already present in the system.\nPlease, try reconnecting to it through it's "
-                                        "widget, which is located on the main window of this application"));
+                   kind + value +
+                       QStringLiteral(" is already present in the system.\nPlease, try reconnecting to it through it's "
+                                      "widget, which is located on the main window of this application"));
     return false;
 }
 
@@ -269,10 +269,9 @@ void SensorDialog::sensorAnswered()
     dropTemporarySensor(); // the session's own connection must not share the sensor with it
     emit sensorSerial(m_serial);
     if (!m_known.serial.isEmpty() && m_serial != m_known.serial) {
-        const int choice = m_prompts.choose(this, QStringLiteral("Wrong sensor serial"),
-                                            otherSerial.arg(m_known.serial, m_serial, address()),
-                                            {QStringLiteral("Wait! I'll check the sensor"),
-                                             QStringLiteral("Create a new connection")});
+        const int choice = m_prompts.choose(
+            this, QStringLiteral("Wrong sensor serial"), otherSerial.arg(m_known.serial, m_serial, address()),
+            {QStringLiteral("Wait! I'll check the sensor"), QStringLiteral("Create a new connection")});
         if (choice != 1) {
             showStatus(waitingColour, tr("Another sensor answered"));
             return;

@@ -27,8 +27,7 @@ QVector<SensorScanner::Adapter> SensorScanner::systemAdapters()
         const QList<QNetworkAddressEntry> entries = networkInterface.addressEntries();
         for (const QNetworkAddressEntry &entry : entries) {
             QHostAddress broadcast = entry.broadcast();
-            if (broadcast.isNull() && entry.ip().isLoopback()
-                && entry.ip().protocol() == QAbstractSocket::IPv4Protocol)
+            if (broadcast.isNull() && entry.ip().isLoopback() && entry.ip().protocol() == QAbstractSocket::IPv4Protocol)
                 broadcast = QHostAddress(QStringLiteral("127.255.255.255"));
             if (broadcast.isNull() || entry.ip().protocol() != QAbstractSocket::IPv4Protocol)
                 continue; // no IPv4, no broadcast
@@ -75,8 +74,8 @@ void SensorScanner::sendNext()
     QUdpSocket sender;
     const QByteArray datagram = discovery::request(adapter.address, m_replyPort);
     // Bound to the adapter's address, or the request would leave by the default route.
-    adapter.sent = sender.bind(adapter.address, 0)
-                   && sender.writeDatagram(datagram, adapter.broadcast, discovery::requestPort) == datagram.size();
+    adapter.sent = sender.bind(adapter.address, 0) &&
+                   sender.writeDatagram(datagram, adapter.broadcast, discovery::requestPort) == datagram.size();
     if (!adapter.sent)
         adapter.error = sender.errorString();
 }

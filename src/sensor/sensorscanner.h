@@ -32,7 +32,10 @@ public:
         QString serial;
         QHostAddress address;
 
-        friend bool operator==(const Found &a, const Found &b) { return a.serial == b.serial && a.address == b.address; }
+        friend bool operator==(const Found &a, const Found &b)
+        {
+            return a.serial == b.serial && a.address == b.address;
+        }
     };
 
     explicit SensorScanner(QObject *parent = nullptr);

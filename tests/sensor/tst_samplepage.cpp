@@ -99,6 +99,7 @@ private slots:
     void numbers_data();
     void numbers();
     void repeatedColumn();
+    void cutPages();
     void truncationSweep();
     void damageSweep();
     void hugePage();
@@ -304,6 +305,20 @@ void TestSamplePage::repeatedColumn()
     read = parse(page(requiredLines(2) + line(QStringLiteral("P_V_avg"), "50,60")));
     QCOMPARE(read.points.at(1).slot1VoltageAvg, 60.0);
     QVERIFY(!parse(page(requiredLines(2) + line(QStringLiteral("P_V_avg"), "50"))).ok());
+}
+
+// Without a length to go by, a cut after the required columns shows only in what follows them.
+void TestSamplePage::cutPages()
+{
+    const QByteArray whole = page(fullLines(3));
+    QVERIFY(!parse(whole).looksCut);
+    QVERIFY(!parse(page(requiredLines(3))).looksCut);
+    QVERIFY(!parse(requiredLines(3)).looksCut);
+    QVERIFY(parse(whole.left(whole.indexOf("P_2V_min"))).looksCut);
+    QVERIFY(parse(whole.left(whole.indexOf("E_22") + 10)).looksCut);
+    QVERIFY(parse(whole.left(whole.indexOf("E_PE"))).looksCut);
+    QVERIFY(!parse(whole.left(whole.lastIndexOf('}'))).looksCut);
+    QVERIFY(!parse(page(requiredLines(3) + line(QStringLiteral("E_11"), "1,2,3"))).looksCut);
 }
 
 void TestSamplePage::truncationSweep()

@@ -24,7 +24,9 @@ private slots:
 void TestSensorScanner::theRequestCarriesAddressAndPort()
 {
     const QByteArray request = discovery::request(QHostAddress(QStringLiteral("10.0.0.5")), 4661);
-    QCOMPARE(request.toHex(), QByteArray("5251" "0a000005" "1235"));
+    QCOMPARE(request.toHex(), QByteArray("5251"
+                                         "0a000005"
+                                         "1235"));
 }
 
 void TestSensorScanner::replies_data()
@@ -38,7 +40,8 @@ void TestSensorScanner::replies_data()
     QTest::newRow("a request") << QByteArray("RQNORVSN123") << QString();
     QTest::newRow("foreign") << QByteArray("RPABCDSN123") << QString();
     QTest::newRow("empty serial") << QByteArray("RPNORV\0\0\0", 9) << QString();
-    QTest::newRow("longer than is read") << QByteArray("RPNORV") + QByteArray(500, 'x') << QString(58, QLatin1Char('x'));
+    QTest::newRow("longer than is read") << QByteArray("RPNORV") + QByteArray(500, 'x')
+                                         << QString(58, QLatin1Char('x'));
     QTest::newRow("nothing") << QByteArray() << QString();
 }
 
@@ -50,7 +53,8 @@ void TestSensorScanner::replies()
 
 static SensorScanner::Adapter loopback()
 {
-    return {QStringLiteral("lo"), QHostAddress(QHostAddress::LocalHost), QHostAddress(QHostAddress::LocalHost), false, {}};
+    return {
+        QStringLiteral("lo"), QHostAddress(QHostAddress::LocalHost), QHostAddress(QHostAddress::LocalHost), false, {}};
 }
 
 void TestSensorScanner::aTakenPortIsPassedOver()
