@@ -15,10 +15,11 @@ constexpr quint64 microsecondsPerSecond = 1000000;
 constexpr quint64 secondsPerDay = 86400;
 constexpr int longestDelimiter = 4;
 
+/// Empty for the 0 of an invalid date.
 const char *dayName(int dayOfWeek)
 {
-    static constexpr std::array<const char *, 7> names = {"Mon", "Tue", "Wed", "Thu", "Fri", "Sat", "Sun"};
-    return names[static_cast<size_t>(dayOfWeek - 1)];
+    static constexpr std::array<const char *, 8> names = {"", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat", "Sun"};
+    return names[static_cast<size_t>(dayOfWeek)];
 }
 
 char digit(quint32 value)
