@@ -123,7 +123,8 @@ public:
     /// Adds what an interrupted save wrote after the index, without doubling anything, and logs what was found. After
     /// load() and before the journal is replayed; only before the store is shared.
     ReconcileReport reconcile();
-    /// Drops from memory the blocks that are saved, not the newest, and not read for 60 s (or at all when `now`).
+    /// Drops from memory the blocks that are saved, not the newest, and not read for 60 s (or at all when `now`); of the
+    /// others no more than a few stay.
     void unloadIdleBlocks(bool now = false);
 
 private:

@@ -225,4 +225,5 @@ void norvexData::unloadIdleBlocks(bool now)
         if (block.isLoaded() && !block.isModified() && (now || block.lastAccessMs() <= limit))
             block.unload();
     }
+    limitLoadedBlocks(list);
 }
