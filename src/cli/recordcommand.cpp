@@ -3,9 +3,9 @@
 #include "base/platform.h"
 #include "cli/reachability.h"
 #include "cli/sessioninfo.h"
+#include "data/journal.h"
 
 #include <QCoreApplication>
-#include <QFileInfo>
 #include <QJsonDocument>
 
 #include <algorithm>
@@ -65,9 +65,8 @@ ExitCode RecordRun::run()
 bool RecordRun::openSession()
 {
     SessionError error;
-    const QString file = Session::folderOf(m_options.session) + QLatin1Char('/') + Session::fileName();
-    m_session =
-        QFileInfo::exists(file) ? Session::load(m_options.session, &error) : Session::create(m_options.session, &error);
+    const bool known = Session::holdsSession(Session::folderOf(m_options.session));
+    m_session = known ? Session::load(m_options.session, &error) : Session::create(m_options.session, &error);
     if (!m_session) {
         m_console.complain(error.text);
         m_failure = exitCodeOf(error.kind);
@@ -76,6 +75,14 @@ bool RecordRun::openSession()
     const QStringList problems = m_session->loadProblems();
     for (const QString &problem : problems)
         m_console.complain(problem);
+    connect(m_session->journal(), &Journal::failed, this, [this](const QString &reason) {
+        m_printer.say(
+            QStringLiteral("norvex-cli: the journal cannot be written (%1); the sensors keep their data until "
+                           "it can")
+                .arg(reason));
+    });
+    connect(m_session->journal(), &Journal::recovered, this,
+            [this] { m_printer.say(QStringLiteral("norvex-cli: the journal is written again")); });
     return true;
 }
 

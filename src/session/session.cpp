@@ -112,7 +112,7 @@ std::unique_ptr<Session> Session::load(const QString &folder, SessionError *erro
                                        const Clock &clock)
 {
     const QString path = QDir(folderOf(folder)).absolutePath();
-    if (!QFileInfo::exists(path + QLatin1Char('/') + fileName())) {
+    if (!holdsSession(path)) {
         setError(error, SessionError::MissingFile, QStringLiteral("Could not locate file at directory:%1").arg(path));
         return nullptr;
     }
@@ -153,10 +153,12 @@ bool Session::takeFolderLock(SessionError *error)
 bool Session::readSessionFile(SessionError *error, const Progress &progress)
 {
     const QString file = m_path + QLatin1Char('/') + fileName();
-    if (!QFileInfo::exists(file)) {
+    if (!holdsSession(m_path)) {
         setError(error, SessionError::MissingFile, QStringLiteral("Could not locate file at directory:%1").arg(m_path));
         return false;
     }
+    if (!QFileInfo::exists(file))
+        return true; // a recording that ended before its first save: all of it is in the journal
     QByteArray bytes;
     QString reason;
     SessionFileContent content;
@@ -306,7 +308,6 @@ std::shared_ptr<norvexData> Session::addSensor(const QString &serial, const QStr
         logWarning(QStringLiteral("Session::addSensor: Unable to create the folder of sensor %1").arg(serial));
         return nullptr;
     }
-    attachLog(data);
     {
         const QMutexLocker locker(&m_sessionLock);
         SensorEntry entry;
@@ -316,6 +317,7 @@ std::shared_ptr<norvexData> Session::addSensor(const QString &serial, const QStr
         entry.colour = freeColourLocked();
         m_sensors.append(entry);
     }
+    attachLog(data); // once every save includes the store, so that none takes its records out of the journal
     emit sensorAdded(serial);
     return data;
 }
@@ -329,11 +331,14 @@ bool Session::removeSensor(const QString &serial)
         const QMutexLocker saving(&m_saveLock);
         if (data->hasUnsavedData() && !data->save(path()))
             return false;
-        const QMutexLocker locker(&m_sessionLock);
-        const auto isIt = [&](const SensorEntry &entry) { return entry.data == data; };
-        m_sensors.erase(std::remove_if(m_sensors.begin(), m_sensors.end(), isIt), m_sensors.end());
+        data->setDurableLog(nullptr);
+        {
+            const QMutexLocker locker(&m_sessionLock);
+            const auto isIt = [&](const SensorEntry &entry) { return entry.data == data; };
+            m_sensors.erase(std::remove_if(m_sensors.begin(), m_sensors.end(), isIt), m_sensors.end());
+        }
+        saveLocked(); // its records leave the journal, which would bring it back
     }
-    data->setDurableLog(nullptr);
     emit sensorRemoved(serial);
     return true;
 }
@@ -388,6 +393,14 @@ bool Session::save()
     if (m_readOnly)
         return false;
     const QMutexLocker saving(&m_saveLock);
+    return saveLocked();
+}
+
+/// What is on disk at each step: the journal holds everything since the last complete save. Its rotation begins a new
+/// file, and the old ones go only when the session file and every store are durable; so after a save that fails or is
+/// cut anywhere, every record is in the journal, in its store's files, or in both.
+bool Session::saveLocked()
+{
     // From here on records belong to the next save: all earlier ones are in the stores that are written now.
     const qint64 generation = m_journal ? m_journal->rotate() : 0;
     const QVector<SensorEntry> entries = sensors();

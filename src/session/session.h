@@ -61,6 +61,9 @@ public:
     static QString folderOf(const QString &path);
     static const QString &fileName(); // "index.norvex_session"
 
+    /// True for a folder that load() may open: it has a session file, or a journal of a recording without one.
+    static bool holdsSession(const QString &folder);
+
     QString path() const;
     QVector<SensorEntry> sensors() const;
     QStringList chambers() const;
@@ -96,6 +99,7 @@ signals:
 private:
     Session(const QString &folder, bool readOnly, const Clock &clock);
 
+    bool saveLocked();
     bool takeFolderLock(SessionError *error);
     bool readSessionFile(SessionError *error, const Progress &progress);
     void loadSensor(const SessionFileSensor &line);

@@ -1,12 +1,23 @@
 #include "base/log.h"
 #include "data/datanames.h"
 #include "data/journal.h"
+#include "data/journalfile.h"
 #include "data/journalreplay.h"
 #include "session/session.h"
 #include "session/sessionfile.h"
 
 #include <QDir>
 #include <QFileInfo>
+
+#include <algorithm>
+
+bool Session::holdsSession(const QString &folder)
+{
+    if (QFileInfo::exists(folder + QLatin1Char('/') + fileName()))
+        return true;
+    const QStringList names = QDir(journalfile::folderOf(folder)).entryList(QDir::Files | QDir::NoSymLinks);
+    return std::any_of(names.begin(), names.end(), [](const QString &n) { return journalfile::numberOf(n) > 0; });
+}
 
 /// Replays what the last run had not saved and, unless the session is only read, begins a new journal. What was
 /// replayed is saved at once, so that the old journal goes.
