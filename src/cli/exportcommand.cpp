@@ -14,6 +14,7 @@
 #include <QJsonObject>
 
 #include <algorithm>
+#include <limits>
 
 namespace {
 
@@ -36,14 +37,29 @@ std::shared_ptr<norvexData> chooseSensor(const Session &session, const QString &
     return nullptr;
 }
 
+/// Everything of a sensor: from its first sample or event to its last. An event may be later than the newest sample.
+void setWholeRange(const norvexData &data, ExportRequest &request)
+{
+    request.from = data.firstTime();
+    request.to = data.lastTime();
+    const QVector<EventRecord> events = data.eventsInRange(0, std::numeric_limits<quint64>::max());
+    for (const EventRecord &event : events) {
+        request.from = request.from == 0 ? event.time : std::min(request.from, event.time);
+        request.to = std::max(request.to, event.time);
+    }
+}
+
 ExportRequest requestFor(const Session &session, const norvexData &data, const ExportOptions &options)
 {
     const QString out =
         options.out.isEmpty() ? defaultExportFile(session.path(), QDateTime::currentDateTime()) : options.out;
     const ExportNames names = exportNames(QDir().absoluteFilePath(out));
     ExportRequest request;
-    request.from = options.hasFrom ? options.from : data.firstTime();
-    request.to = options.hasTo ? options.to : data.lastTime();
+    setWholeRange(data, request);
+    if (options.hasFrom)
+        request.from = options.from;
+    if (options.hasTo)
+        request.to = options.to;
     request.toIncluded = !options.hasTo;
     request.delimiter = options.delimiter;
     request.exportEvents = options.events;

@@ -169,10 +169,10 @@ private slots:
         const QString ledgerPath = m_temporary.filePath(QStringLiteral("killed.ledger"));
         const QString folder = m_temporary.filePath(QStringLiteral("killed"));
         QProcess sensor;
-        const quint16 port = m_programs->startSensor(
-            sensor, {QStringLiteral("--rate"), QStringLiteral("500"), QStringLiteral("--serial"),
-                     QStringLiteral("SN500"), QStringLiteral("--arcs"), QStringLiteral("1200"),
-                     QStringLiteral("--preload"), QStringLiteral("1000,20"), QStringLiteral("--ledger"), ledgerPath});
+        const quint16 port = m_programs->startSensor(sensor, {QStringLiteral("--rate"), QStringLiteral("500"),
+                                                              QStringLiteral("--serial"), QStringLiteral("SN500"),
+                                                              QStringLiteral("--arcs"), QStringLiteral("1200"),
+                                                              QStringLiteral("--ledger"), ledgerPath});
         QVERIFY(port > 0);
         const QStringList record{QStringLiteral("record"), QStringLiteral("--session"), folder,
                                  QStringLiteral("--sensor"), QStringLiteral("127.0.0.1:%1").arg(port)};
@@ -180,7 +180,7 @@ private slots:
             QProcess recorder;
             m_programs->start(recorder, QStringLiteral("norvex-cli"), record);
             QVERIFY(recorder.waitForStarted(5000));
-            QTest::qWait(800);
+            QTest::qWait(1000);
             QCOMPARE(recorder.state(), QProcess::Running);
             recorder.kill();
             QVERIFY(recorder.waitForFinished(5000));
@@ -195,7 +195,7 @@ private slots:
         QVERIFY(session);
         const auto data = session->store(QStringLiteral("SN500"));
         QVERIFY(data);
-        isExactlyOnce(ledgerPath, *data, 1500);
+        isExactlyOnce(ledgerPath, *data, 200);
     }
 
     void exitCodes_data()

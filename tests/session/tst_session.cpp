@@ -79,7 +79,6 @@ private slots:
             [&] {
                 data->setTimeLine({true, 5, 5});
             },
-            [&] { session->removeSensor(QStringLiteral("SN1")); },
         };
         for (const auto &change : changes) {
             change();
@@ -87,6 +86,8 @@ private slots:
             QVERIFY(session->save());
             QVERIFY(!session->hasUnsavedData());
         }
+        QVERIFY(session->removeSensor(QStringLiteral("SN1")));
+        QVERIFY2(!session->hasUnsavedData(), "taking a sensor out saves");
     }
 
     void createRefusesAFolderWithASession()
