@@ -57,7 +57,12 @@ QString PlotView::statusText() const
         return QStringLiteral("Following");
     if (behind() == 0)
         return QStringLiteral("Paused - Follow (L)");
-    return QStringLiteral("Paused, %1 behind - Follow (L)").arg(durationText(behind()));
+    // The larger unit alone: this is read at a glance.
+    quint64 shown = behind();
+    for (const quint64 unit : {86400000000ULL, 3600000000ULL, 60000000ULL})
+        if (shown >= unit)
+            shown -= shown % unit;
+    return QStringLiteral("Paused, %1 behind - Follow (L)").arg(durationText(shown));
 }
 
 void PlotView::setFollowing(bool following)

@@ -212,9 +212,10 @@ QPen Theme::curvePen(const QColor &kept, int sensorIndex, bool rightAxis) const
     return pen;
 }
 
-QBrush Theme::runBand(bool odd) const
+QBrush Theme::runBand(bool odd, int layers) const
 {
-    return m_dark ? QBrush(QColor(120, 180, 90, odd ? 34 : 24)) : QBrush(QColor(96, 150, 60, odd ? 36 : 24));
+    const int alpha = std::max(9, (m_dark ? (odd ? 36 : 22) : (odd ? 40 : 22)) * 2 / (1 + std::max(1, layers)));
+    return QBrush(m_dark ? QColor(120, 180, 90, alpha) : QColor(96, 150, 60, alpha));
 }
 
 QPen Theme::runEdge() const
@@ -253,6 +254,13 @@ MarkerShape Theme::eventShape(int code)
     }
     constexpr std::array<MarkerShape, 3> levels{MarkerShape::TriangleDown, MarkerShape::Diamond, MarkerShape::Square};
     return code >= 0 && code < eventtype::NotAnEvent ? levels[std::size_t(code % 3)] : MarkerShape::Pentagon;
+}
+
+int Theme::severity(int code)
+{
+    if (code >= 0 && code < eventtype::NotAnEvent)
+        return 100 + code % 3 * 10 + code / 3;
+    return code == eventtype::NotAnEvent ? 0 : 50 + code;
 }
 
 QPen Theme::markerOutline() const

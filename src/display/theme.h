@@ -53,12 +53,15 @@ public:
     QPen curvePen(const QColor &kept, int sensorIndex, bool rightAxis) const;
 
     // --- runs, events, gaps
-    QBrush runBand(bool odd) const;
+    /// Lighter the more sensors' bands may lie on each other.
+    QBrush runBand(bool odd, int layers = 1) const;
     QPen runEdge() const;
     QColor runText() const;
     QBrush connectionLossBand() const;
     QColor eventColour(int code) const;
     static MarkerShape eventShape(int code);
+    /// For what is shown when there is not room for all: the level of a class counts before its family.
+    static int severity(int code);
     QPen markerOutline() const;
 
     // --- tools on the plot

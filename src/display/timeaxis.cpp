@@ -114,7 +114,7 @@ QString TimeAxis::zoneText(quint64 time) const
         return QStringLiteral("UTC");
     const QString name = QString::fromLatin1(m_zone.id());
     const QString offset = offsetText(offsetAt(time));
-    return name.isEmpty() || name == offset ? offset : name + QStringLiteral(", ") + offset;
+    return name.isEmpty() || name.endsWith(QLatin1String("UTC")) ? offset : name + QStringLiteral(", ") + offset;
 }
 
 void TimeAxis::placeEven(const TimeRange &range, quint64 step, quint64 anchor, TimeTicks &ticks) const

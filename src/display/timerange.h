@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QtGlobal>
+#include <QMetaType>
 
 /// A stretch of time in microseconds since the epoch, `to` excluded. Empty when it has no length.
 struct TimeRange
@@ -18,3 +18,4 @@ struct TimeRange
 
 /// How times are written on axes and in readouts; one setting for the whole program.
 enum class TimeMode { Utc, Local, Elapsed };
+Q_DECLARE_METATYPE(TimeMode)

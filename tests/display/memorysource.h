@@ -17,10 +17,13 @@ public:
     {
         const QMutexLocker locker(&m_lock);
         QVector<SamplePoint> &stretch = m_stretches[key];
+        if (stretch.isEmpty() && std::is_sorted(samples.begin(), samples.end(), earlier)) {
+            stretch = samples;
+            ++m_revision;
+            return;
+        }
         for (const SamplePoint &sample : samples)
-            stretch.insert(std::upper_bound(stretch.begin(), stretch.end(), sample,
-                                            [](const SamplePoint &a, const SamplePoint &b) { return a.time < b.time; }),
-                           sample);
+            stretch.insert(std::upper_bound(stretch.begin(), stretch.end(), sample, earlier), sample);
         ++m_revision;
     }
     void addEvent(const EventRecord &event)
@@ -89,6 +92,8 @@ public:
         const QMutexLocker locker(&m_lock);
         return m_runs;
     }
+
+    static bool earlier(const SamplePoint &a, const SamplePoint &b) { return a.time < b.time; }
 
     mutable std::atomic<int> reads{0};
     mutable std::atomic<int> samplesRead{0};

@@ -1,0 +1,60 @@
+#pragma once
+
+#include "display/markcache.h"
+#include "display/plotview.h"
+#include "display/seriescache.h"
+#include "display/timeaxis.h"
+
+#include <QColor>
+#include <QString>
+#include <QVector>
+
+#include <memory>
+#include <optional>
+#include <vector>
+
+/// One sensor on a plot.
+struct PlotSensor
+{
+    QString serial;
+    QString label;
+    QColor colour;  // as the session keeps it
+    int number = 0; // position among the sensors, for dashes
+    bool visible = true;
+    bool axisHidden[2] = {false, false}; // by the legend: left, right
+    quint64 lostSince = 0;               // the connection is lost since then; 0 while it is up
+    std::shared_ptr<PlotSource> source;
+    std::unique_ptr<SeriesCache> series;
+    std::unique_ptr<MarkCache> marks;
+
+    bool shows(PlotView::Axis axis) const { return visible && !axisHidden[axis]; }
+};
+
+/// Everything a plot shows, without a widget: the sensors with their caches, the quantities of the two axes, the view,
+/// the time axis and the two cursors. Figures draw it; the display changes it. GUI thread.
+class PlotModel
+{
+public:
+    static constexpr int noQuantity = -1;
+
+    std::vector<std::unique_ptr<PlotSensor>> sensors;
+    PlotView view;
+    TimeAxis timeAxis;
+    int quantities[2] = {0, noQuantity};
+    std::optional<quint64> cursors[2];
+
+    PlotSensor *sensor(const QString &serial) const;
+    bool hasAxis(PlotView::Axis axis) const { return quantities[axis] != noQuantity; }
+    /// Those on an axis, each once.
+    QVector<int> shownQuantities() const;
+    /// First to last sample of the visible sensors.
+    TimeRange dataRange() const;
+    /// Looks at the data range again and fits automatic axes to what is visible; true when the view moved.
+    bool update();
+    std::optional<TimeRange> cursorRange() const;
+    /// "Voltage", "Current (Real)"; empty for noQuantity.
+    static QString quantityName(int quantity);
+    static QString quantityUnit(int quantity);
+    /// Runs and events of visible sensors before or after a time, the nearest; 0 when there is none.
+    quint64 neighbourMark(quint64 time, bool forward) const;
+};

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "display/plotsource.h"
+
+#include <memory>
+
+class dataBlock;
+class norvexData;
+
+/// A sensor's data store as plots read it: its blocks are the stretches. A block that is not in memory is read and
+/// dropped again. Any thread.
+class StoreSource : public PlotSource
+{
+public:
+    explicit StoreSource(std::shared_ptr<norvexData> store);
+    ~StoreSource() override;
+
+    quint64 revision() const override;
+    QVector<Stretch> stretches() const override;
+    int eventCount() const override;
+    int runCount() const override;
+    bool readSamples(quintptr key, quint64 from, quint64 to, QVector<SamplePoint> &out) const override;
+    QVector<EventRecord> events(const TimeRange &range) const override;
+    QVector<RunRecord> runs(const TimeRange &range) const override;
+
+private:
+    std::shared_ptr<norvexData> m_store;
+};

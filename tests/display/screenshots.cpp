@@ -1,0 +1,200 @@
+// Renders the time-series plot from simulated data into a folder, light and dark, at the screen's scale. Run it with
+// QT_SCALE_FACTOR=2 for the second set.
+
+#include "data/valuetype.h"
+#include "display/arcplotdisplay.h"
+#include "display/demosource.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QMouseEvent>
+#include <QStyleFactory>
+#include <QTextStream>
+
+#include <functional>
+
+namespace {
+
+constexpr quint64 second = 1000000;
+constexpr quint64 end = 1709290800 * second; // 1 March 2024, 11:00 UTC
+
+struct Scene
+{
+    const char *name;
+    QSize size;
+    std::function<void(arcPlotDisplay &)> prepare;
+};
+
+void addSensors(arcPlotDisplay &plot, int count, int seconds)
+{
+    for (int i = 0; i < count; ++i)
+        plot.addSensor(QStringLiteral("SN-00%1").arg(12 + i),
+                       QStringLiteral("SN-00%1 Chamber %2").arg(12 + i).arg(i + 1),
+                       demoSource(end, seconds, quint64(i + 3)), Theme::sensorColour(i));
+}
+
+void pointAt(arcPlotDisplay &plot, double x, double y)
+{
+    for (QWidget *canvas : plot.findChildren<QWidget *>()) {
+        if (qstrcmp(canvas->metaObject()->className(), "QwtPlotCanvas"))
+            continue;
+        const QPointF point(canvas->width() * x, canvas->height() * y);
+        QMouseEvent move(QEvent::MouseMove, point, canvas->mapToGlobal(point.toPoint()), Qt::NoButton, Qt::NoButton,
+                         Qt::NoModifier);
+        QApplication::sendEvent(canvas, &move);
+    }
+}
+
+void press(arcPlotDisplay &plot, int key)
+{
+    QKeyEvent event(QEvent::KeyPress, key, Qt::NoModifier);
+    QApplication::sendEvent(&plot, &event);
+}
+
+std::vector<Scene> scenes()
+{
+    return {
+        {"live",
+         {1100, 640},
+         [](arcPlotDisplay &plot) {
+             addSensors(plot, 2, 1200);
+             plot.setSpan(300 * second);
+         }},
+        {"voltage-current",
+         {1100, 640},
+         [](arcPlotDisplay &plot) {
+             addSensors(plot, 1, 1200);
+             plot.setQuantities(Voltage, Current);
+             plot.setSpan(300 * second);
+         }},
+        {"whole-range",
+         {1100, 640},
+         [](arcPlotDisplay &plot) {
+             addSensors(plot, 3, 12 * 3600);
+             plot.showWholeRange();
+         }},
+        {"crosshair",
+         {1100, 640},
+         [](arcPlotDisplay &plot) {
+             addSensors(plot, 2, 1200);
+             plot.setQuantities(Voltage, Current);
+             plot.setVisibleRange({end - 200 * second, end - 140 * second});
+         }},
+        {"cursors",
+         {1100, 640},
+         [](arcPlotDisplay &plot) {
+             addSensors(plot, 1, 1200);
+             plot.setTimeMode(TimeMode::Local);
+             plot.setQuantities(Voltage, Current);
+             plot.setVisibleRange({end - 300 * second, end - 100 * second});
+         }},
+        {"samples",
+         {1100, 640},
+         [](arcPlotDisplay &plot) {
+             addSensors(plot, 1, 600);
+             plot.setVisibleRange({end - 152 * second, end - 150 * second});
+         }},
+        {"microseconds",
+         {1100, 640},
+         [](arcPlotDisplay &plot) {
+             addSensors(plot, 1, 600);
+             plot.setTimeMode(TimeMode::Elapsed);
+             plot.setVisibleRange({end - 150 * second, end - 150 * second + 900});
+         }},
+        {"gaps",
+         {1100, 640},
+         [](arcPlotDisplay &plot) {
+             auto source = std::make_shared<MemorySource>();
+             source->add(1, evenSamples(end - 280 * second, 1000, second / 10, 400));
+             source->add(2, evenSamples(end - 150 * second, 700, second / 10, 500));
+             source->add(3, {sampleAt(end - 60 * second, 450)});
+             plot.addSensor(QStringLiteral("SN-0012"), QStringLiteral("SN-0012 Chamber 1"), source,
+                            Theme::sensorColour(0));
+             plot.setConnectionLost(QStringLiteral("SN-0012"), end - 60 * second);
+             plot.setSpan(300 * second);
+         }},
+        {"many-sensors",
+         {1400, 800},
+         [](arcPlotDisplay &plot) {
+             addSensors(plot, 8, 600);
+             plot.setSpan(300 * second);
+         }},
+        {"narrow",
+         {560, 420},
+         [](arcPlotDisplay &plot) {
+             addSensors(plot, 2, 600);
+             plot.setQuantities(Voltage, PulseFrequency);
+             plot.setSpan(300 * second);
+         }},
+        {"empty", {1100, 640}, [](arcPlotDisplay &) {}},
+        {"no-data",
+         {1100, 640},
+         [](arcPlotDisplay &plot) {
+             plot.addSensor(QStringLiteral("SN-0012"), QStringLiteral("SN-0012 Chamber 1"),
+                            std::make_shared<MemorySource>(), Theme::sensorColour(0));
+         }},
+    };
+}
+
+void settle(int milliseconds)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (timer.elapsed() < milliseconds)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    // The scale comes from QT_SCALE_FACTOR alone, not from the screen that happens to be there.
+    QApplication::setAttribute(Qt::AA_DisableHighDpiScaling);
+    QApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
+    QApplication::setHighDpiScaleFactorRoundingPolicy(Qt::HighDpiScaleFactorRoundingPolicy::PassThrough);
+    QApplication application(argc, argv);
+    if (argc < 2) {
+        QTextStream(stderr) << "usage: norvex_screenshots FOLDER [SCENE]\n";
+        return 2;
+    }
+    QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
+    const QDir folder(QString::fromLocal8Bit(argv[1]));
+    folder.mkpath(QStringLiteral("."));
+    const QString only = QString::fromLocal8Bit(argc > 2 ? argv[2] : "");
+    for (const Theme::Kind kind : {Theme::Kind::Light, Theme::Kind::Dark}) {
+        Theme theme(kind);
+        theme.applyToApplication();
+        for (const Scene &scene : scenes()) {
+            const QString name = QLatin1String(scene.name);
+            if (!only.isEmpty() && only != name)
+                continue;
+            arcPlotDisplay plot(theme);
+            bool reading = false;
+            QObject::connect(&plot, &arcPlotDisplay::readProgress,
+                             [&reading](int done, int total) { reading = done < total; });
+            plot.resize(scene.size);
+            plot.show();
+            scene.prepare(plot);
+            settle(600);
+            // Stored data are read in the background.
+            for (int i = 0; i < 100 && reading; ++i)
+                settle(50);
+            if (name == QLatin1String("cursors")) {
+                pointAt(plot, 0.3, 0.5);
+                press(plot, Qt::Key_1);
+                pointAt(plot, 0.55, 0.5);
+                press(plot, Qt::Key_2);
+            }
+            if (name == QLatin1String("crosshair"))
+                pointAt(plot, 0.62, 0.4);
+            settle(150);
+            const QString suffix = QStringLiteral("%1-%2x").arg(Theme::kindText(kind)).arg(plot.devicePixelRatioF());
+            if (!plot.grab().save(folder.filePath(QStringLiteral("plot-%1-%2.png").arg(name, suffix))))
+                return 1;
+            if (name == QLatin1String("cursors") && kind == Theme::Kind::Dark)
+                plot.renderImage({1000, 500}, 2.0).save(folder.filePath(QStringLiteral("plot-image-export.png")));
+        }
+    }
+    return 0;
+}
