@@ -108,6 +108,7 @@ class TestNoLoss : public QObject
 private slots:
     void faults_data();
     void faults();
+    void oneRequestAtATime();
     void restarts();
     void switchedOffAndOn();
     void storeReplaced();
@@ -189,6 +190,38 @@ void TestNoLoss::faults()
     QVERIFY(clearedSamples(ledger) >= 100);
     QVERIFY2(store->eventCount() >= clearedEvents(ledger), "an event was lost");
     QVERIFY(store->eventCount() <= ledger.events.size());
+}
+
+// A window that repaints keeps replies waiting while the worker goes on; a second chain of requests that began in such
+// a moment would take each page twice and skip every other.
+void TestNoLoss::oneRequestAtATime()
+{
+    SensorSimulator sensor(slowSensor());
+    QVERIFY(sensor.start());
+    sensor.preload(407, 13);
+    const auto store = makeStore();
+    arcSensor link(QStringLiteral("127.0.0.1"), sensor.port(), quick());
+    link.setStore(store);
+    int turn = 0;
+    const auto stall = [&] { QThread::msleep(ulong(++turn % 5 * 4)); };
+    connect(&link, &arcSensor::statusUpdate, &link, stall);
+    connect(&link, &arcSensor::configUpdated, &link, stall);
+    int records = 0;
+    connect(&link, &arcSensor::downloadStatus, &link, [&] {
+        ++records;
+        stall();
+        if (records % 3 == 0)
+            link.triggerSnapshot();
+    });
+    bool cleared = false;
+    connect(&link, &arcSensor::stateChange, &link, [&](int state) {
+        if (state == 1 && records > 0)
+            cleared = true;
+    });
+    QVERIFY(waitUntil([&] { return cleared && sensor.storedSamples() < 7; }, patience));
+    link.stop();
+    QCOMPARE(records, 21 + 13);
+    QCOMPARE(compare(sensor.ledger(), *store), QString());
 }
 
 void TestNoLoss::restarts()
