@@ -3,8 +3,11 @@
 #include "base/platform.h"
 #include "cli/reachability.h"
 #include "cli/recipereport.h"
+#include "sensor/webservice.h"
 
 #include <QCoreApplication>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QTimer>
 
 namespace {
@@ -24,6 +27,7 @@ SendCommandLine::SendCommandLine()
     addValue(QStringLiteral("recipe"), QStringLiteral("FILE"), QStringLiteral("A .recipe file."));
     addValue(QStringLiteral("config"), QStringLiteral("FILE"), QStringLiteral("A .norvexconfig file."));
     addFlag(QStringLiteral("snapshot"), QStringLiteral("Ask for a snapshot event."));
+    addFlag(QStringLiteral("json"), QStringLiteral("Print one JSON object when it was taken."));
 }
 
 CommandLine::Outcome SendCommandLine::parse(const QStringList &arguments, SendOptions &options)
@@ -44,6 +48,7 @@ CommandLine::Outcome SendCommandLine::parse(const QStringList &arguments, SendOp
     options.what = recipe   ? SendOptions::SendRecipe
                    : config ? SendOptions::SendConfiguration
                             : SendOptions::TriggerSnapshot;
+    options.json = isSet(QStringLiteral("json"));
     options.file = value(recipe ? QStringLiteral("recipe") : QStringLiteral("config"));
     return outcome;
 }
@@ -58,9 +63,9 @@ ExitCode SendRun::run()
     connect(m_sensor.get(), &arcSensor::statusUpdate, this, &SendRun::statusChanged);
     connect(m_sensor.get(), &arcSensor::uploadFinished, this, [this](int, bool ok, const QString &reason) {
         if (ok)
-            finish(ExitCode::Done);
-        else
-            finish(ExitCode::Failed, QStringLiteral("the sensor did not take it: %1").arg(reason));
+            tellSent();
+        finish(ok ? ExitCode::Done : ExitCode::Failed,
+               ok ? QString() : QStringLiteral("the sensor did not take it: %1").arg(reason));
     });
     QTimer::singleShot(deadlineMs, this, [this] {
         finish(ExitCode::Unusable, QStringLiteral("the sensor does not finish its answers"));
@@ -126,6 +131,22 @@ void SendRun::upload()
                 .arg(range.high));
     } else if (outcome == PostOutcome::NotConnected) {
         finish(ExitCode::Unreachable, QStringLiteral("the connection was lost"));
+    }
+}
+
+void SendRun::tellSent()
+{
+    const QString serial = m_sensor->info().serial_number;
+    const QString what = m_options.what == SendOptions::SendRecipe          ? QStringLiteral("recipe")
+                         : m_options.what == SendOptions::SendConfiguration ? QStringLiteral("configuration")
+                                                                            : QStringLiteral("snapshot request");
+    if (m_options.json) {
+        const QJsonObject result{{QStringLiteral("serial"), serial},
+                                 {QStringLiteral("sent"), what},
+                                 {QStringLiteral("file"), m_options.file}};
+        m_console.out << QJsonDocument(result).toJson();
+    } else {
+        m_console.out << QStringLiteral("Sensor ") << serial << QStringLiteral(" has taken the ") << what << '\n';
     }
 }
 

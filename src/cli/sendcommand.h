@@ -13,6 +13,7 @@ struct SendOptions
     SensorAddress sensor;
     What what = Nothing;
     QString file;
+    bool json = false;
 };
 
 class SendCommandLine : public CommandLine
@@ -36,6 +37,7 @@ private:
     bool readFile();
     void statusChanged(const QString &message);
     void upload();
+    void tellSent();
     void finish(ExitCode code, const QString &complaint = {});
 
     const SendOptions m_options;

@@ -2,14 +2,8 @@
 
 #include "base/log.h"
 #include "base/safefile.h"
-#include "data/datanames.h"
 #include "data/journal.h"
-#include "session/exclusivelock.h"
 #include "session/sessionfile.h"
-
-#include <QDir>
-#include <QFileInfo>
-#include <QSet>
 
 #include <algorithm>
 
@@ -20,30 +14,6 @@ const QStringList &sensorColours()
     static const QStringList colours{QStringLiteral("#2255ee"), QStringLiteral("#994455"), QStringLiteral("#779922"),
                                      QStringLiteral("#440000"), QStringLiteral("#001133"), QStringLiteral("#998899")};
     return colours;
-}
-
-void setError(SessionError *error, SessionError::Kind kind, const QString &text)
-{
-    if (error)
-        *error = {kind, text};
-}
-
-/// What the user should know about a sensor that was loaded; empty when all was well.
-QString problemOf(LoadOutcome outcome)
-{
-    switch (outcome) {
-    case LoadOutcome::Loaded:
-        return {};
-    case LoadOutcome::MissingBlocks:
-        return QStringLiteral("some of its sample blocks are missing");
-    case LoadOutcome::Recreated:
-        return QStringLiteral("its index was missing and was rebuilt from the files");
-    case LoadOutcome::RestoreFailed:
-        return QStringLiteral("its last save was interrupted and the backup of its index could not be put back");
-    case LoadOutcome::Failed:
-        return QStringLiteral("its folder could not be read");
-    }
-    return {};
 }
 
 SessionFileSensor fileLineOf(const SensorEntry &entry)
@@ -71,145 +41,6 @@ Session::Session(const QString &folder, bool readOnly, const Clock &clock)
 Session::~Session()
 {
     closeJournal();
-}
-
-const QString &Session::fileName()
-{
-    static const QString name = QStringLiteral("index.norvex_session");
-    return name;
-}
-
-QString Session::folderOf(const QString &path)
-{
-    QString folder = QDir::fromNativeSeparators(path);
-    if (folder == fileName())
-        return QStringLiteral(".");
-    const QString tail = QLatin1Char('/') + fileName();
-    if (folder.endsWith(tail))
-        folder.chop(tail.size());
-    return folder.isEmpty() ? QStringLiteral("/") : folder;
-}
-
-std::unique_ptr<Session> Session::create(const QString &folder, SessionError *error, const Clock &clock)
-{
-    const QString path = QDir(folder).absolutePath();
-    if (!QDir().mkpath(path)) {
-        setError(error, SessionError::CannotWrite, QStringLiteral("Cannot create the folder %1").arg(path));
-        return nullptr;
-    }
-    std::unique_ptr<Session> session(new Session(path, false, clock));
-    if (!session->takeFolderLock(error))
-        return nullptr;
-    if (QFileInfo::exists(path + QLatin1Char('/') + fileName())) {
-        setError(error, SessionError::AlreadyThere, QStringLiteral("The folder %1 holds a session already").arg(path));
-        return nullptr;
-    }
-    session->openJournal(); // of a recording that ended before its first save
-    return session;
-}
-
-std::unique_ptr<Session> Session::load(const QString &folder, SessionError *error, const Progress &progress,
-                                       const Clock &clock)
-{
-    const QString path = QDir(folderOf(folder)).absolutePath();
-    if (!holdsSession(path)) {
-        setError(error, SessionError::MissingFile, QStringLiteral("Could not locate file at directory:%1").arg(path));
-        return nullptr;
-    }
-    std::unique_ptr<Session> session(new Session(path, false, clock));
-    if (!session->takeFolderLock(error) || !session->readSessionFile(error, progress))
-        return nullptr;
-    session->openJournal();
-    return session;
-}
-
-std::unique_ptr<Session> Session::loadReadOnly(const QString &folder, SessionError *error, const Clock &clock)
-{
-    std::unique_ptr<Session> session(new Session(QDir(folderOf(folder)).absolutePath(), true, clock));
-    if (!session->readSessionFile(error, {}))
-        return nullptr;
-    session->openJournal();
-    return session;
-}
-
-bool Session::takeFolderLock(SessionError *error)
-{
-    LockAttempt attempt = takeLock(m_path + QStringLiteral("/norvex.lock"));
-    switch (attempt.outcome) {
-    case LockAttempt::Taken:
-        m_folderLock = std::move(attempt.lock);
-        return true;
-    case LockAttempt::HeldByOther:
-        setError(error, SessionError::Locked,
-                 QStringLiteral("The session %1 is in use by %2").arg(m_path, attempt.holder));
-        return false;
-    case LockAttempt::NotWritable:
-        break;
-    }
-    setError(error, SessionError::CannotWrite, QStringLiteral("Cannot write into the folder %1").arg(m_path));
-    return false;
-}
-
-bool Session::readSessionFile(SessionError *error, const Progress &progress)
-{
-    const QString file = m_path + QLatin1Char('/') + fileName();
-    if (!holdsSession(m_path)) {
-        setError(error, SessionError::MissingFile, QStringLiteral("Could not locate file at directory:%1").arg(m_path));
-        return false;
-    }
-    if (!QFileInfo::exists(file))
-        return true; // a recording that ended before its first save: all of it is in the journal
-    QByteArray bytes;
-    QString reason;
-    SessionFileContent content;
-    if (!readWholeFile(file, bytes, sessionfile::maximumSize, &reason) || !sessionfile::read(bytes, content, &reason)) {
-        setError(error, SessionError::Unreadable, QStringLiteral("Cannot read %1: %2").arg(file, reason));
-        return false;
-    }
-    m_fileProblems = content.problems;
-    m_loadProblems = content.problems;
-    for (int i = 0; i < content.sensors.size(); ++i) {
-        const SessionFileSensor &line = content.sensors.at(i);
-        if (progress && !progress(i, content.sensors.size(), line.folder)) {
-            setError(error, SessionError::Cancelled, QStringLiteral("Loading %1 was cancelled").arg(m_path));
-            return false;
-        }
-        loadSensor(line);
-    }
-    for (const QString &problem : qAsConst(m_loadProblems))
-        logWarning(QStringLiteral("Session::load: %1").arg(problem));
-    m_fileOnDisk = fileBytes(m_sensors); // what was read counts as saved; lines left out are kept until a change
-    return true;
-}
-
-void Session::loadSensor(const SessionFileSensor &line)
-{
-    auto data = std::make_shared<norvexData>(m_clock);
-    data->setSensorSerial(line.serial);
-    data->setChamberSerial(line.chamber);
-    data->setFolderName(line.folder);
-    if (line.timeLineKnown)
-        data->setTimeLine({true, line.baseUs, line.uptimeMs});
-    QString problem = problemOf(data->load(m_path, m_readOnly ? LoadMode::ReadOnly : LoadMode::Normal));
-    if (!m_readOnly) {
-        const int damaged = data->reconcile().damagedFiles.size();
-        if (damaged > 0 && problem.isEmpty())
-            problem = QStringLiteral("%1 of its files are damaged").arg(damaged);
-    }
-    if (!problem.isEmpty())
-        m_loadProblems.append(QStringLiteral("Sensor %1: %2").arg(line.folder, problem));
-    if (data->sensorSerial().isEmpty() || store(data->sensorSerial()))
-        data->setSensorSerial(line.serial);
-    attachLog(data);
-
-    const QMutexLocker locker(&m_sessionLock);
-    SensorEntry entry;
-    entry.data = std::move(data);
-    entry.address = line.address;
-    entry.port = line.port;
-    entry.colour = line.colour.isEmpty() ? freeColourLocked() : line.colour;
-    entry.loadProblem = problem;
-    m_sensors.append(entry);
 }
 
 QString Session::path() const
@@ -260,37 +91,6 @@ QString Session::freeColourLocked() const
             return colour;
     }
     return sensorColours().at(m_sensors.size() % sensorColours().size());
-}
-
-/// A store in a folder of its own. The folder of the same sensor, removed earlier, is taken up again with what it
-/// holds; a folder with anything else in it is left alone.
-std::shared_ptr<norvexData> Session::newStore(const QString &serial, const QString &chamber, const QString &path) const
-{
-    const QString wanted = datanames::sensorFolder(serial, chamber);
-    constexpr int tries = 1000;
-    for (int i = 1; i <= tries; ++i) {
-        const QString name = i == 1 ? wanted : QStringLiteral("%1 (%2)").arg(wanted).arg(i);
-        {
-            const QMutexLocker locker(&m_sessionLock);
-            if (isFolderTakenLocked(name))
-                continue;
-        }
-        auto data = std::make_shared<norvexData>(m_clock);
-        data->setSensorSerial(serial);
-        data->setChamberSerial(chamber);
-        data->setFolderName(name);
-        const QDir folder(path + QLatin1Char('/') + name);
-        if (!folder.exists() || folder.isEmpty())
-            return QDir().mkpath(folder.path()) ? data : nullptr;
-        const bool sameSensor = folder.exists(datanames::indexFile()) && data->load(path) != LoadOutcome::Failed &&
-                                data->sensorSerial() == serial;
-        if (!sameSensor)
-            continue;
-        data->setFolderName(name);
-        data->setChamberSerial(chamber);
-        return data;
-    }
-    return nullptr;
 }
 
 std::shared_ptr<norvexData> Session::addSensor(const QString &serial, const QString &chamber, const QString &address,

@@ -288,9 +288,10 @@ private slots:
 private:
     void send(const QString &address, const QStringList &what)
     {
-        const Programs::Result result =
-            m_programs->cli(QStringList{QStringLiteral("send"), QStringLiteral("--sensor"), address} + what);
+        const Programs::Result result = m_programs->cli(
+            QStringList{QStringLiteral("send"), QStringLiteral("--json"), QStringLiteral("--sensor"), address} + what);
         QVERIFY2(result.code == 0, result.err.constData());
+        QCOMPARE(objectOf(result.out).value(QStringLiteral("serial")).toString(), QStringLiteral("SN500"));
     }
 
     QString recipeFile(const QString &name, int steps)
