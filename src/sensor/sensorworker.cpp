@@ -13,7 +13,9 @@
 namespace {
 
 constexpr qint64 readBufferSize = 64 * 1024;
-constexpr unsigned long stopWaitMs = 2000;
+// The toolkit itself waits up to five seconds for a transfer that does not let go; a thread that is cut off in the middle
+// of it would take the program with it.
+constexpr unsigned long stopWaitMs = 8000;
 
 /// A body that can be read once. The access manager silently sends a request again when the peer closes without an
 /// answer, and no header stops it; a body that cannot be rewound does: the request then fails instead.
