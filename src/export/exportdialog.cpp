@@ -1,0 +1,262 @@
+#include "export/exportdialog.h"
+
+#include "base/prompts.h"
+#include "export/exportevents.h"
+#include "export/exportnames.h"
+#include "export/rangepicker.h"
+
+#include <QButtonGroup>
+#include <QCheckBox>
+#include <QDateTimeEdit>
+#include <QDialogButtonBox>
+#include <QFormLayout>
+#include <QGroupBox>
+#include <QLabel>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QVBoxLayout>
+
+#include <qwt_date_scale_draw.h>
+#include <qwt_date_scale_engine.h>
+#include <qwt_plot.h>
+#include <qwt_plot_canvas.h>
+#include <qwt_plot_intervalcurve.h>
+#include <qwt_plot_zoneitem.h>
+
+namespace {
+
+const QString editorFormat = QStringLiteral("dd-MM-yyyy HH:mm:ss.zzz");
+const QString delimiterKey = QStringLiteral("exportDialog/delimiter");
+const QString eventsKey = QStringLiteral("exportDialog/ExportEvents");
+const QString rfOnKey = QStringLiteral("exportDialog/ExportRFON");
+const QChar delimiters[] = {QLatin1Char(';'), QLatin1Char(','), QLatin1Char('\t')};
+constexpr int overviewColumns = 600;
+
+QDateTime toDate(quint64 us)
+{
+    return QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(us / 1000));
+}
+
+quint64 toMicroseconds(const QDateTimeEdit *editor)
+{
+    return static_cast<quint64>(qMax<qint64>(0, editor->dateTime().toMSecsSinceEpoch())) * 1000;
+}
+
+} // namespace
+
+exportDialog::exportDialog(std::shared_ptr<const abstractNorvexData> recording, quint64 first, quint64 last,
+                           const Setup &setup, Prompts &prompts, QWidget *parent)
+    : QDialog(parent), m_data(std::move(recording)), m_first(first), m_last(last), m_setup(setup), m_prompts(prompts)
+{
+    setObjectName(QStringLiteral("exportDialog"));
+    setWindowTitle(tr("Export to CSV"));
+    setWindowModality(Qt::ApplicationModal);
+    buildPlot(setup.curveColour);
+    m_summary = new QLabel;
+    m_summary->setObjectName(QStringLiteral("lb_summary"));
+    auto *buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel);
+    buttons->button(QDialogButtonBox::Ok)->setText(tr("Export..."));
+    connect(buttons, &QDialogButtonBox::accepted, this, &exportDialog::accept);
+    connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
+
+    auto *layout = new QVBoxLayout(this);
+    layout->addWidget(new QLabel(tr("Drag over the voltage to choose a stretch of time, or type it below.")));
+    layout->addWidget(m_plot, 1);
+    layout->addWidget(buildRangeRow());
+    layout->addWidget(buildChoices());
+    layout->addWidget(m_summary);
+    layout->addWidget(buttons);
+    setRange(first, last);
+    m_defaultEnd = m_end->dateTime();
+    resize(fontMetrics().averageCharWidth() * 110, fontMetrics().height() * 34);
+
+    m_overview = new OverviewReader(m_data, first, last + 1, overviewColumns, this);
+    connect(m_overview, &OverviewReader::updated, this, &exportDialog::showOverview);
+    m_overview->start();
+}
+
+void exportDialog::buildPlot(const QColor &colour)
+{
+    m_plot = new QwtPlot;
+    m_plot->setAxisTitle(QwtPlot::yLeft, tr("Voltage (V)"));
+    m_plot->setAxisTitle(QwtPlot::xBottom, tr("Local time"));
+    m_plot->setAxisScaleDraw(QwtPlot::xBottom, new QwtDateScaleDraw(Qt::LocalTime));
+    m_plot->setAxisScaleEngine(QwtPlot::xBottom, new QwtDateScaleEngine(Qt::LocalTime));
+    m_plot->setAxisMaxMajor(QwtPlot::xBottom, 5);
+    m_plot->setAxisScale(QwtPlot::xBottom, static_cast<double>(m_first) / 1000, static_cast<double>(m_last) / 1000 + 1);
+    m_plot->setCanvasBackground(palette().base());
+    auto *canvas = qobject_cast<QwtPlotCanvas *>(m_plot->canvas());
+    canvas->setFrameStyle(QFrame::NoFrame);
+    m_curve = new QwtPlotIntervalCurve;
+    m_curve->setStyle(QwtPlotIntervalCurve::Tube);
+    m_curve->setPen(colour, 1);
+    m_curve->setBrush(colour);
+    m_curve->attach(m_plot);
+    m_zone = new QwtPlotZoneItem;
+    m_zone->setOrientation(Qt::Vertical);
+    QColor zone = palette().color(QPalette::Highlight);
+    m_zone->setPen(zone, 1);
+    zone.setAlpha(50);
+    m_zone->setBrush(zone);
+    m_zone->attach(m_plot);
+    auto *picker = new rangePicker(m_plot->canvas());
+    connect(picker, qOverload<const QRectF &>(&QwtPlotPicker::selected), this, &exportDialog::updateSelection);
+}
+
+QWidget *exportDialog::buildRangeRow()
+{
+    auto *group = new QGroupBox(tr("Range (files are in UTC)"));
+    auto *row = new QHBoxLayout(group);
+    const auto editor = [&](const QString &label, const QString &name) {
+        auto *edit = new QDateTimeEdit;
+        edit->setObjectName(name);
+        edit->setDisplayFormat(editorFormat);
+        edit->setCalendarPopup(true);
+        edit->setAccessibleName(label);
+        auto *text = new QLabel(label);
+        text->setBuddy(edit);
+        row->addWidget(text);
+        row->addWidget(edit);
+        connect(edit, &QDateTimeEdit::dateTimeChanged, this, &exportDialog::rangeChanged);
+        return edit;
+    };
+    m_start = editor(tr("Start"), QStringLiteral("startDateTime"));
+    m_end = editor(tr("End"), QStringLiteral("endDateTime"));
+    row->addStretch();
+    const auto choice = [&](const QString &text, const QString &name, const std::optional<Range> &range,
+                            const QString &missing) {
+        auto *button = new QPushButton(text);
+        button->setObjectName(name);
+        button->setAutoDefault(false);
+        button->setEnabled(range.has_value());
+        button->setToolTip(range ? QString() : missing);
+        if (range)
+            connect(button, &QPushButton::clicked, this, [this, range] { setRange(range->from, range->to); });
+        row->addWidget(button);
+    };
+    choice(tr("Whole Recording"), QStringLiteral("b_wholeRange"), Range{m_first, m_last}, QString());
+    choice(tr("Visible"), QStringLiteral("b_visibleRange"), m_setup.visible,
+           tr("The plot shows none of this sensor's data"));
+    choice(tr("Between Cursors"), QStringLiteral("b_cursorRange"), m_setup.betweenCursors,
+           tr("Place two cursors in the plot first (keys 1 and 2)"));
+    return group;
+}
+
+QWidget *exportDialog::buildChoices()
+{
+    auto *box = new QWidget;
+    auto *row = new QHBoxLayout(box);
+    row->setContentsMargins(0, 0, 0, 0);
+    row->addWidget(new QLabel(tr("Delimiter")));
+    m_delimiters = new QButtonGroup(this);
+    const QStringList names{tr("Semicolon ;"), tr("Comma ,"), tr("Tab")};
+    const QString kept = m_setup.setting(delimiterKey, QString(delimiters[0])).toString();
+    for (int i = 0; i < names.size(); ++i) {
+        auto *button = new QRadioButton(names.at(i));
+        button->setObjectName(QStringLiteral("rb_delimiter%1").arg(i));
+        button->setChecked(i == 0 || kept == QString(delimiters[i]));
+        m_delimiters->addButton(button, i);
+        row->addWidget(button);
+    }
+    row->addSpacing(fontMetrics().averageCharWidth() * 4);
+    m_events = new QCheckBox(tr("Export events"));
+    m_events->setObjectName(QStringLiteral("cb_exportEvents"));
+    m_events->setChecked(m_setup.setting(eventsKey, true).toBool());
+    m_rfOn = new QCheckBox(tr("Export RF-ON"));
+    m_rfOn->setObjectName(QStringLiteral("cb_exportRfOn"));
+    m_rfOn->setChecked(m_setup.setting(rfOnKey, true).toBool());
+    row->addWidget(m_events);
+    row->addWidget(m_rfOn);
+    row->addStretch();
+    return box;
+}
+
+QChar exportDialog::delimiter() const
+{
+    return delimiters[qBound(0, m_delimiters->checkedId(), 2)];
+}
+
+bool exportDialog::exportEvents() const
+{
+    return m_events->isChecked();
+}
+
+bool exportDialog::exportRfOn() const
+{
+    return m_rfOn->isChecked();
+}
+
+quint64 exportDialog::rangeStart() const
+{
+    return toMicroseconds(m_start);
+}
+
+quint64 exportDialog::rangeEnd() const
+{
+    return toMicroseconds(m_end);
+}
+
+bool exportDialog::isEndUntouched() const
+{
+    return m_end->dateTime() == m_defaultEnd;
+}
+
+void exportDialog::setRange(quint64 from, quint64 to)
+{
+    m_start->setDateTime(toDate(from));
+    m_end->setDateTime(toDate(to));
+    rangeChanged();
+}
+
+void exportDialog::updateSelection(const QRectF &selection)
+{
+    const auto clamped = [this](double ms) {
+        return static_cast<quint64>(
+            qBound(static_cast<double>(m_first), ms * 1000, static_cast<double>(m_last)));
+    };
+    setRange(clamped(selection.left()), clamped(selection.right()));
+}
+
+void exportDialog::rangeChanged()
+{
+    m_zone->setInterval(static_cast<double>(rangeStart()) / 1000, static_cast<double>(rangeEnd()) / 1000);
+    m_plot->replot();
+    const bool backwards = rangeEnd() < rangeStart();
+    const int count = backwards ? 0 : eventCount(*m_data, m_setup.filter, rangeStart(), rangeEnd());
+    m_summary->setText(backwards ? tr("The end lies before the start: the files will hold their headers only.")
+                                 : tr("%1 events of the enabled types in the range").arg(count));
+}
+
+void exportDialog::showOverview(const QVector<OverviewReader::Column> &columns)
+{
+    QVector<QwtIntervalSample> samples;
+    for (int i = 0; i < columns.size(); ++i) {
+        if (columns.at(i).any)
+            samples.append(QwtIntervalSample(static_cast<double>(m_overview->timeOf(i)) / 1000, columns.at(i).lowest,
+                                             columns.at(i).highest));
+    }
+    m_curve->setSamples(samples);
+    m_plot->replot();
+}
+
+int exportDialog::eventCount(const abstractNorvexData &recording, const ExportRequest &filter, quint64 from, quint64 to)
+{
+    ExportRequest request = filter;
+    request.from = from;
+    request.to = to;
+    return ExportEvents(recording, request).count();
+}
+
+void exportDialog::accept()
+{
+    const int count = eventCount(*m_data, m_setup.filter, rangeStart(), rangeEnd());
+    const QString refusal = exportRefusal(count, exportEvents());
+    if (!refusal.isEmpty()) {
+        m_prompts.warn(this, tooManyEventsTitle(), refusal);
+        return;
+    }
+    m_setup.keepSetting(delimiterKey, QString(delimiter()));
+    m_setup.keepSetting(eventsKey, exportEvents());
+    m_setup.keepSetting(rfOnKey, exportRfOn());
+    QDialog::accept();
+}

@@ -1,0 +1,89 @@
+#pragma once
+
+#include "data/abstractnorvexdata.h"
+#include "export/exportrequest.h"
+#include "export/overviewreader.h"
+
+#include <QDateTime>
+#include <QDialog>
+#include <QRectF>
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+class Prompts;
+class QButtonGroup;
+class QCheckBox;
+class QDateTimeEdit;
+class QLabel;
+class QwtPlot;
+class QwtPlotIntervalCurve;
+class QwtPlotZoneItem;
+
+/// Chooses what a CSV export writes: the range (typed, dragged on a picture of the recording, or one of the ranges at
+/// hand), the delimiter, and which of the two optional files. Refuses more events than a spreadsheet opens. GUI thread.
+class exportDialog : public QDialog
+{
+    Q_OBJECT
+
+public:
+    struct Range
+    {
+        quint64 from = 0;
+        quint64 to = 0;
+    };
+    struct Setup
+    {
+        ExportRequest filter; // what the event filter shows: its eventTypes, disabledTypes and userTypes
+        std::optional<Range> visible;
+        std::optional<Range> betweenCursors;
+        QColor curveColour;
+        std::function<QVariant(const QString &key, const QVariant &fallback)> setting;
+        std::function<void(const QString &key, const QVariant &value)> keepSetting;
+    };
+
+    /// The recording from `first` to `last` is the range offered first.
+    exportDialog(std::shared_ptr<const abstractNorvexData> recording, quint64 first, quint64 last, const Setup &setup,
+                 Prompts &prompts, QWidget *parent = nullptr);
+
+    QChar delimiter() const;
+    bool exportEvents() const;
+    bool exportRfOn() const;
+    quint64 rangeStart() const;
+    quint64 rangeEnd() const;
+    /// The end was left at the end of the recording, so its newest sample belongs to the export.
+    bool isEndUntouched() const;
+
+    /// Events in a range as the filter shows them.
+    static int eventCount(const abstractNorvexData &recording, const ExportRequest &filter, quint64 from, quint64 to);
+
+public slots:
+    void updateSelection(const QRectF &selection);
+    void accept() override;
+
+private:
+    void buildPlot(const QColor &colour);
+    QWidget *buildRangeRow();
+    QWidget *buildChoices();
+    void setRange(quint64 from, quint64 to);
+    void rangeChanged();
+    void showOverview(const QVector<OverviewReader::Column> &columns);
+
+    std::shared_ptr<const abstractNorvexData> m_data;
+    const quint64 m_first;
+    const quint64 m_last;
+    const Setup m_setup;
+    Prompts &m_prompts;
+    OverviewReader *m_overview = nullptr;
+    QDateTimeEdit *m_start = nullptr;
+    QDateTimeEdit *m_end = nullptr;
+    QButtonGroup *m_delimiters = nullptr;
+    QCheckBox *m_events = nullptr;
+    QCheckBox *m_rfOn = nullptr;
+    QLabel *m_summary = nullptr;
+    QwtPlot *m_plot = nullptr;
+    QwtPlotIntervalCurve *m_curve = nullptr;
+    QwtPlotZoneItem *m_zone = nullptr;
+    QDateTime m_defaultEnd; // as the editor shows it
+};
