@@ -49,9 +49,13 @@ QString Session::folderOf(const QString &path)
     QString folder = QDir::fromNativeSeparators(path);
     if (folder == fileName())
         return QStringLiteral(".");
-    const QString tail = QLatin1Char('/') + fileName();
-    if (folder.endsWith(tail))
-        folder.chop(tail.size());
+    for (const QChar separator : {u'/', u'\\'}) { // paths kept on the other system come along, too
+        const QString tail = separator + fileName();
+        if (folder.endsWith(tail)) {
+            folder.chop(tail.size());
+            break;
+        }
+    }
     return folder.isEmpty() ? QStringLiteral("/") : folder;
 }
 
