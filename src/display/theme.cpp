@@ -50,8 +50,15 @@ QPen hairline(const QColor &colour, Qt::PenStyle style = Qt::SolidLine)
 
 } // namespace
 
+// The pictures lie in a library, where nothing else would make the linker take them along.
+static void takePicturesAlong()
+{
+    Q_INIT_RESOURCE(images);
+}
+
 Theme::Theme(Kind kind, QObject *parent) : QObject(parent), m_kind(kind)
 {
+    takePicturesAlong();
     m_systemPalette = QApplication::palette();
     decide();
     if (qApp)

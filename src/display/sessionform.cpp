@@ -1,0 +1,463 @@
+#include "display/sessionform.h"
+
+#include "base/prompts.h"
+#include "data/eventtypelist.h"
+#include "data/norvexdata.h"
+#include "display/arcplotdisplay.h"
+#include "display/dataobjectwidget.h"
+#include "display/livenumbers.h"
+#include "events/eventfilter.h"
+#include "events/eventtypenames.h"
+#include "display/theme.h"
+#include "export/exportflow.h"
+#include "export/imageexport.h"
+#include "sensor/arcsensor.h"
+#include "sensor/sensordialog.h"
+#include "session/appsettings.h"
+#include "session/recorder.h"
+#include "session/session.h"
+#include "ui_sessionform.h"
+
+#include <QApplication>
+#include <QCoreApplication>
+#include <QDialog>
+#include <QLabel>
+#include <QPointer>
+#include <QVBoxLayout>
+
+#include <algorithm>
+
+namespace {
+
+constexpr int refreshPeriodMs = 200;
+const QString warningTitle = QStringLiteral("Warning");
+
+} // namespace
+
+SessionForm::SessionForm(const DisplayContext &context, QWidget *parent)
+    : QWidget(parent), m_context(context), ui(std::make_unique<Ui::SessionForm>())
+{
+    ui->setupUi(this);
+    const int em = fontMetrics().horizontalAdvance(QLatin1Char('0'));
+    ui->sensorColumn->setMinimumWidth(qBound(240, em * 30, 320));
+    ui->sensorColumn->setMaximumWidth(qMax(320, em * 36));
+    ui->splitter->setStretchFactor(0, 0);
+    ui->splitter->setStretchFactor(1, 1);
+    m_cardLayout = new QVBoxLayout(ui->sensorList);
+    m_cardLayout->setContentsMargins(0, 0, 0, 0);
+    m_cardLayout->addStretch();
+
+    auto *live = new QWidget;
+    auto *liveLayout = new QVBoxLayout(live);
+    liveLayout->setContentsMargins(0, 0, 0, 0);
+    m_numbers = new LiveNumbers(m_context.theme);
+    m_plot = new arcPlotDisplay(m_context.theme);
+    liveLayout->addWidget(m_numbers);
+    liveLayout->addWidget(m_plot, 1);
+    ui->displayStack->addWidget(live);
+
+    connect(ui->b_addSensor, &QPushButton::clicked, this, &SessionForm::addSensor);
+    connect(ui->b_export, &QPushButton::released, this, &SessionForm::exportData);
+    connect(ui->b_snapshot, &QPushButton::released, this, &SessionForm::triggerSnapshotEvent);
+    connect(ui->b_viewSummary, &QPushButton::released, this, &SessionForm::viewSummaryButtonPressed);
+    connect(ui->b_addRuns, &QPushButton::released, this, &SessionForm::addVisibleRunsToOverlayTable);
+    connect(ui->b_addEvents, &QPushButton::released, this, &SessionForm::addVisibleEventsToOverlayTable);
+    connect(&m_context.filter, &eventFilter::newFilter, this, &SessionForm::setCurrentFilter);
+    connect(&m_context.dictionary, &eventTypeNames::dictionaryUpdated, this, &SessionForm::typeDictionaryUpdated);
+    connect(m_plot, &arcPlotDisplay::timeFrameSelected, this, &SessionForm::plotWindowSelected);
+    connect(m_plot, &arcPlotDisplay::setCurrentDisplayWindow, this, &SessionForm::setCurrentDisplayWindow);
+    connect(m_plot, &arcPlotDisplay::yieldView, this, &SessionForm::yieldPlotView);
+    connect(m_plot, &arcPlotDisplay::returnToNormalMode, this, &SessionForm::returnToNormalView);
+    connect(m_plot, &arcPlotDisplay::emptyStateButtonClicked, this, &SessionForm::addSensor);
+    connect(this, &SessionForm::sensorReconnectSuccessful, this, &SessionForm::finishSensorReconnection);
+    connect(this, &SessionForm::sensorRemoved, this, &SessionForm::removeSensorWidget);
+    connect(&m_context.session, &Session::sensorAdded, this, &SessionForm::addCard);
+    connect(&m_context.session, &Session::sensorRemoved, this, &SessionForm::sensorRemoved);
+    connect(&m_context.recorder, &Recorder::sensorReady, this, &SessionForm::sensorReady);
+    connect(&m_context.recorder, &Recorder::sensorRefused, this,
+            [this](arcSensor *, const QString &reason) { emit problem(reason); });
+    connect(&m_refreshTimer, &QTimer::timeout, this, &SessionForm::tick);
+
+    const QVector<SensorEntry> sensors = m_context.session.sensors();
+    for (const SensorEntry &entry : sensors)
+        addCard(entry.data->sensorSerial());
+    setCurrentFilter(m_context.filter.enabledTypes());
+    showEmptyState();
+    setUpdateTimer(true);
+}
+
+SessionForm::~SessionForm() = default;
+
+void SessionForm::showView(int view)
+{
+    if (view == LiveView)
+        m_plot->jumpToLive();
+}
+
+// --- cards
+
+dataObjectWidget *SessionForm::card(const QString &serial) const
+{
+    for (dataObjectWidget *card : m_cards) {
+        if (card->serial() == serial)
+            return card;
+    }
+    return nullptr;
+}
+
+dataObjectWidget *SessionForm::displayedSensor() const
+{
+    return m_displayed.isEmpty() ? nullptr : m_displayed.last();
+}
+
+int SessionForm::connectedSensors() const
+{
+    int connected = 0;
+    for (const dataObjectWidget *card : m_cards)
+        connected += card->sensor() && card->sensor()->state() > 0 ? 1 : 0;
+    return connected;
+}
+
+void SessionForm::addCard(const QString &serial)
+{
+    if (card(serial))
+        return;
+    const QVector<SensorEntry> sensors = m_context.session.sensors();
+    for (const SensorEntry &entry : sensors) {
+        if (entry.data->sensorSerial() != serial)
+            continue;
+        auto *added = new dataObjectWidget(entry.data, m_context.recorder.connectionOf(serial), m_context.prompts,
+                                           m_context.settings, m_context.session.path());
+        added->setColor(QColor(entry.colour));
+        connect(added, qOverload<bool>(&dataObjectWidget::enableDisplay), this, &SessionForm::enableDisplays);
+        connect(added, &dataObjectWidget::sensorReconnectionRequest, this, &SessionForm::reconnectSensor);
+        connect(added, &dataObjectWidget::sensorRemoveRequest, this, &SessionForm::removeSensor);
+        connect(added, &dataObjectWidget::doingUpdate, this, &SessionForm::setUpdateTimer);
+        connect(added, &dataObjectWidget::updateDisplay, this, &SessionForm::refreshDisplays);
+        connect(added, &dataObjectWidget::setReanalysisFile, this, &SessionForm::switchSavedDataViewMode);
+        connect(&m_context.filter, &eventFilter::newFilter, added, &dataObjectWidget::getFilter);
+        connect(added, &dataObjectWidget::exportRequested, this, [this, added] { exportCsv(added); });
+        connect(added, &dataObjectWidget::problem, this, &SessionForm::problem);
+        added->getFilter(m_context.filter.enabledTypes());
+        m_cards.append(added);
+        m_displayed.append(added);
+        m_cardLayout->insertWidget(m_cardLayout->count() - 1, added);
+        m_plot->addSensor(serial, QStringLiteral("%1 %2").arg(serial, added->chamber()), entry.data,
+                          QColor(entry.colour));
+        m_numbers->addSensor(serial, entry.data, entry.colour);
+        break;
+    }
+    showEmptyState();
+}
+
+void SessionForm::sensorReady(arcSensor *sensor, const QString &serial)
+{
+    addCard(serial);
+    if (dataObjectWidget *ready = card(serial)) {
+        const bool reconnected = ready->sensor() == nullptr;
+        ready->setSensor(sensor);
+        if (reconnected)
+            emit sensorReconnectSuccessful(serial);
+    }
+}
+
+void SessionForm::enableDisplays(bool on)
+{
+    auto *card = qobject_cast<dataObjectWidget *>(sender());
+    if (!card)
+        return;
+    m_displayed.removeAll(card);
+    if (on)
+        m_displayed.append(card);
+    m_plot->setSensorVisible(card->serial(), on);
+    if (on)
+        m_numbers->addSensor(card->serial(), card->store(), card->colour().name());
+    else
+        m_numbers->removeSensor(card->serial());
+    refreshDisplays(0);
+}
+
+void SessionForm::removeSensor(const QString &sensor)
+{
+    if (!m_context.prompts.ask(this, warningTitle, tr("Remove sensor %1 from the session?").arg(sensor),
+                               {tr("Its recording ends. What was recorded stays on disk in the session's folder."),
+                                QString()}))
+        return;
+    if (arcSensor *connection = m_context.recorder.connectionOf(sensor))
+        m_context.recorder.removeConnection(connection);
+    m_context.session.removeSensor(sensor);
+}
+
+void SessionForm::removeSensorWidget(const QString &sensor)
+{
+    dataObjectWidget *gone = card(sensor);
+    if (!gone)
+        return;
+    m_cards.removeAll(gone);
+    m_displayed.removeAll(gone);
+    m_plot->removeSensor(sensor);
+    m_numbers->removeSensor(sensor);
+    gone->hide();
+    gone->deleteLater(); // its own menu may be open
+    showEmptyState();
+}
+
+void SessionForm::showEmptyState()
+{
+    if (m_cards.isEmpty())
+        m_plot->setEmptyState(tr("No sensor yet.\nConnect one to see its voltage, current and arcs here."),
+                              tr("Connect To Sensor"));
+    else
+        m_plot->setEmptyState(QString());
+}
+
+// --- refreshing
+
+void SessionForm::setUpdateTimer(bool running)
+{
+    if (running)
+        m_refreshTimer.start(refreshPeriodMs);
+}
+
+void SessionForm::refreshDisplays(quint64)
+{
+    m_dirty = true;
+}
+
+void SessionForm::tick()
+{
+    m_numbers->refresh();
+    if (!m_dirty)
+        return;
+    m_dirty = false;
+    m_plot->markDirty();
+}
+
+void SessionForm::setCurrentFilter(QVector<eventType> filter)
+{
+    m_filter = std::move(filter);
+    m_plot->setEventFilter([this](const EventRecord &event) {
+        return m_context.filter.isEnabled(eventtype::name(event.effectiveCode()));
+    });
+    refreshDisplays(0);
+}
+
+void SessionForm::typeDictionaryUpdated()
+{
+    setCurrentFilter(m_context.filter.enabledTypes());
+}
+
+void SessionForm::switchSavedDataViewMode(const QString &)
+{
+    refreshDisplays(0);
+}
+
+void SessionForm::plotWindowSelected(quint64 from, quint64 to)
+{
+    m_plot->setVisibleRange({from, to});
+}
+
+void SessionForm::yieldPlotView()
+{
+    ui->displayStack->setCurrentIndex(0);
+}
+
+void SessionForm::returnToNormalView()
+{
+    ui->displayStack->setCurrentIndex(0);
+    m_plot->setFollowing(true);
+}
+
+// --- commands
+
+bool SessionForm::warnWithoutDisplay()
+{
+    if (displayedSensor())
+        return false;
+    m_context.prompts.warn(this, warningTitle, QStringLiteral("No sensor is currently being displayed"),
+                           {tr("Switch on \"Data display on/off\" on a sensor's card."), QString()});
+    return true;
+}
+
+void SessionForm::triggerSnapshotEvent()
+{
+    if (warnWithoutDisplay())
+        return;
+    arcSensor *sensor = displayedSensor()->sensor();
+    if (!sensor || sensor->triggerSnapshot() != PostOutcome::Sent)
+        m_context.prompts.warn(this, warningTitle,
+                               tr("Sensor %1 is not connected. No snapshot was taken.").arg(displayedSensor()->serial()));
+}
+
+void SessionForm::exportData()
+{
+    if (warnWithoutDisplay())
+        return;
+    QDialog dialog(this);
+    dialog.setObjectName(QStringLiteral("exportChoice"));
+    dialog.setWindowTitle(tr("Export"));
+    dialog.setWindowIcon(QApplication::windowIcon());
+    auto *csv = new QPushButton(QStringLiteral("Export to CSV"));
+    auto *image = new QPushButton(QStringLiteral("Export to Image"));
+    csv->setObjectName(QStringLiteral("b_exportCsv"));
+    image->setObjectName(QStringLiteral("b_exportImage"));
+    auto *layout = new QVBoxLayout(&dialog);
+    layout->addWidget(new QLabel(QStringLiteral("Please, select the data export format")));
+    layout->addWidget(csv);
+    layout->addWidget(image);
+    const QPointer<dataObjectWidget> card = displayedSensor();
+    bool asImage = false;
+    connect(csv, &QPushButton::clicked, &dialog, &QDialog::accept);
+    connect(image, &QPushButton::clicked, &dialog, [&] {
+        asImage = true;
+        dialog.accept();
+    });
+    if (dialog.exec() != QDialog::Accepted)
+        return;
+    if (asImage)
+        exportImage();
+    else if (card)
+        exportCsv(card);
+}
+
+void SessionForm::exportCsv(dataObjectWidget *card)
+{
+    if (card->store()->lastTime() == 0) {
+        m_context.prompts.warn(this, warningTitle, tr("Sensor %1 has no stored samples yet").arg(card->serial()));
+        return;
+    }
+    AppSettings *const settings = &m_context.settings;
+    exportDialog::Setup setup;
+    setup.filter.eventTypes = m_context.filter.enabledNames();
+    const QStringList names = m_context.filter.names();
+    for (const QString &name : names) {
+        if (!m_context.filter.isEnabled(name))
+            setup.filter.disabledTypes.append(name);
+    }
+    const QVector<eventType> types = m_context.filter.enabledTypes();
+    for (const eventType &type : types) {
+        if (type.direction != eventType::None)
+            setup.filter.userTypes.append(type);
+    }
+    setup.curveColour = m_context.theme.themed(card->colour());
+    setup.setting = [settings](const QString &key, const QVariant &fallback) { return settings->value(key, fallback); };
+    setup.keepSetting = [settings](const QString &key, const QVariant &value) { settings->setValue(key, value); };
+    const TimeRange recorded{card->store()->firstTime(), card->store()->lastTime()};
+    const auto within = [&](const TimeRange &range) -> std::optional<exportDialog::Range> {
+        const exportDialog::Range cut{qMax(range.from, recorded.from), qMin(range.to, recorded.to)};
+        return cut.from < cut.to ? std::make_optional(cut) : std::nullopt;
+    };
+    setup.visible = within(m_plot->visibleRange());
+    if (const auto cursors = m_plot->cursorRange())
+        setup.betweenCursors = within(*cursors);
+    ExportFlow(card->store(), m_context.session.path(), m_context.prompts).run(this, setup);
+}
+
+void SessionForm::exportImage()
+{
+    if (!m_plot->isVisible())
+        return;
+    const QString folder = m_context.session.path() + QStringLiteral("/Exports");
+    imageexport::saveImage(this, m_context.prompts, folder,
+                           [this] { return m_plot->renderImage(m_plot->size(), devicePixelRatioF()); });
+}
+
+// --- connecting
+
+SensorDialog::Surroundings SessionForm::dialogSurroundings() const
+{
+    Session *const session = &m_context.session;
+    AppSettings *const settings = &m_context.settings;
+    SensorDialog::Surroundings around;
+    around.hasAddress = [session](const QString &address, quint16 port) {
+        const QVector<SensorEntry> sensors = session->sensors();
+        return std::any_of(sensors.begin(), sensors.end(), [&](const SensorEntry &entry) {
+            return entry.address == address && entry.port == port;
+        });
+    };
+    around.hasSerial = [session](const QString &serial) { return session->store(serial) != nullptr; };
+    around.setting = [settings](const QString &key, const QString &fallback) {
+        return settings->value(key, fallback).toString();
+    };
+    around.keepSetting = [settings](const QString &key, const QString &value) { settings->setValue(key, value); };
+    around.programFolder = QCoreApplication::applicationDirPath();
+    return around;
+}
+
+void SessionForm::addSensor()
+{
+    auto *dialog = new SensorDialog(m_context.prompts, dialogSurroundings(), this);
+    openSensorDialog(dialog);
+}
+
+void SessionForm::reconnectSensor(const QString &sensor)
+{
+    const QVector<SensorEntry> sensors = m_context.session.sensors();
+    for (const SensorEntry &entry : sensors) {
+        if (entry.data->sensorSerial() != sensor)
+            continue;
+        if (dataObjectWidget *known = card(sensor))
+            known->disconnectSensor();
+        auto *dialog = new SensorDialog(m_context.prompts, dialogSurroundings(),
+                                        {sensor, entry.address, entry.port, entry.data->chamberSerial()}, this);
+        openSensorDialog(dialog);
+        return;
+    }
+}
+
+void SessionForm::openSensorDialog(SensorDialog *dialog)
+{
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    connect(dialog, &QDialog::finished, this, [this, dialog](int result) {
+        if (result == QDialog::Accepted)
+            startRecording(dialog->verifiedSerial(), dialog->address(), dialog->port(), dialog->chamberName());
+    });
+    dialog->open();
+}
+
+void SessionForm::startRecording(const QString &serial, const QString &address, quint16 port, const QString &chamber)
+{
+    if (arcSensor *connection = m_context.recorder.connectionOf(serial)) {
+        connection->setAddress(address, port);
+        m_context.session.setSensorAddress(serial, address, port);
+        connection->reconnect();
+        finishSensorReconnection(serial);
+        return;
+    }
+    QString holder;
+    if (m_context.recorder.addSensor(address, port, chamber, &holder) == Recorder::AddOutcome::LockedByOther)
+        m_context.prompts.warn(this, warningTitle, tr("Sensor %1 is being recorded by another program").arg(serial),
+                               {tr("%1\nClose it there first; two programs would take each other's samples.").arg(holder),
+                                QString()});
+}
+
+void SessionForm::finishSensorReconnection(const QString &sensor)
+{
+    if (dataObjectWidget *known = card(sensor))
+        known->setSensor(m_context.recorder.connectionOf(sensor));
+    refreshDisplays(0);
+}
+
+// --- views that are still to come
+
+void SessionForm::viewSummaryButtonPressed()
+{
+    explainMissing(tr("View Summary"));
+}
+
+void SessionForm::addVisibleRunsToOverlayTable()
+{
+    explainMissing(tr("Add Runs to Overlay"));
+}
+
+void SessionForm::addVisibleEventsToOverlayTable()
+{
+    explainMissing(tr("Add Events to Overlay"));
+}
+
+void SessionForm::explainMissing(const QString &command)
+{
+    if (!warnWithoutDisplay())
+        m_context.prompts.inform(this, command, tr("This version does not have this view yet."),
+                                 {tr("Runs and events are marked in the plot of the live view."), QString()});
+}
