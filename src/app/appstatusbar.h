@@ -1,0 +1,43 @@
+#pragma once
+
+#include <QStatusBar>
+#include <QStringList>
+
+class ElidedLabel;
+class QLabel;
+class QToolButton;
+
+/// The status bar, always in the same order: session path, time of the last save, free disk, connected sensors, time
+/// mode, last problem. Problems in the background are counted and listed here and never open a box. GUI thread.
+class AppStatusBar : public QStatusBar
+{
+    Q_OBJECT
+
+public:
+    explicit AppStatusBar(QWidget *parent = nullptr);
+
+    void setSession(const QString &path);
+    /// `lastSaveMs`: ms since the epoch, 0 before the first save.
+    void setSaved(bool unsaved, qint64 lastSaveMs, qint64 nowMs);
+    /// `bytesPerHour` 0: the rate is not known, the free space is said in bytes.
+    void setDisk(qint64 freeBytes, double bytesPerHour);
+    void setSensors(int connected, int all);
+    void setTimeMode(const QString &text);
+    void addProblem(const QString &text);
+
+    static QString savedText(bool unsaved, qint64 lastSaveMs, qint64 nowMs);
+    static QString diskText(qint64 freeBytes, double bytesPerHour);
+
+private:
+    void showProblems();
+
+    ElidedLabel *m_path = nullptr;
+    QLabel *m_saved = nullptr;
+    QLabel *m_disk = nullptr;
+    QLabel *m_sensors = nullptr;
+    QLabel *m_timeMode = nullptr;
+    QToolButton *m_problem = nullptr;
+    QStringList m_problems; // newest last, with time and count
+    QString m_lastText;
+    int m_lastCount = 0;
+};

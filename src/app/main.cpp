@@ -1,0 +1,58 @@
+#include "app/commandline.h"
+#include "app/mainwindow.h"
+#include "base/log.h"
+#include "base/platform.h"
+#include "base/widgetprompts.h"
+#include "display/theme.h"
+#include "events/eventfilter.h"
+#include "events/eventtypenames.h"
+#include "session/appsettings.h"
+
+#include <QApplication>
+#include <QStandardPaths>
+
+#include <cstdio>
+
+int main(int argc, char *argv[])
+{
+    QApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
+    QApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
+    QApplication::setHighDpiScaleFactorRoundingPolicy(Qt::HighDpiScaleFactorRoundingPolicy::PassThrough);
+    QApplication application(argc, argv);
+    QApplication::setOrganizationName(AppSettings::organisation());
+    QApplication::setOrganizationDomain(AppSettings::domain());
+    QApplication::setApplicationName(AppSettings::application());
+    QApplication::setApplicationVersion(QStringLiteral("%1.%2.%3")
+                                            .arg(NORVEX_VERSION_MAJOR)
+                                            .arg(NORVEX_VERSION_MINOR)
+                                            .arg(NORVEX_VERSION_PATCH));
+
+    const CommandLine line = parseCommandLine(QApplication::arguments());
+    if (!line.message.isEmpty())
+        std::fputs(line.message.toLocal8Bit().constData(), line.exitCode == 0 ? stdout : stderr);
+    if (line.finished)
+        return line.exitCode;
+
+    const QString data = QStandardPaths::writableLocation(QStandardPaths::AppLocalDataLocation);
+    startLogFile(data + QStringLiteral("/norvex.log"), true);
+    AppSettings settings(line.safe ? AppSettings::Source::Forgotten : AppSettings::Source::User);
+    WidgetPrompts prompts;
+    Theme theme(Theme::kindFromText(settings.value(QStringLiteral("window/theme")).toString()));
+    theme.applyToApplication();
+    eventTypeNames dictionary(data + QStringLiteral("/eventtypes.txt"));
+    QString error;
+    if (!dictionary.load(&error))
+        logWarning(error);
+    eventFilter filter(dictionary);
+
+    MainWindow window({prompts, settings, theme, filter, dictionary, {}, {}});
+    platform::onInterrupt([&window] { window.endNow(); });
+    window.show();
+    if (line.sessionFolder.isEmpty())
+        window.openLastSession();
+    else if (!window.openOrCreate(line.sessionFolder))
+        window.startEmptySession();
+    for (const SensorAddress &sensor : line.sensors)
+        window.connectTo(sensor.host, sensor.port, sensor.chamber);
+    return QApplication::exec();
+}

@@ -1,0 +1,317 @@
+#include "app/mainwindow.h"
+
+#include "data/norvexdata.h"
+#include "display/arcplotdisplay.h"
+#include "display/dataobjectwidget.h"
+#include "display/sessionform.h"
+#include "display/theme.h"
+#include "events/eventfilter.h"
+#include "events/eventtypenames.h"
+#include "session/appsettings.h"
+#include "session/session.h"
+#include "simulator/sensorsimulator.h"
+#include "support/fakeprompts.h"
+
+#include <QAction>
+#include <QLabel>
+#include <QMenu>
+#include <QPushButton>
+#include <QtTest>
+
+namespace {
+
+const QString host = QStringLiteral("127.0.0.1");
+constexpr int patience = 20000;
+
+} // namespace
+
+class TestMainWindow : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+    void startsWithoutASession();
+    void whatCannotBeLoadedLeavesTheOpenSession_data();
+    void whatCannotBeLoadedLeavesTheOpenSession();
+    void sessionsAreCreatedAndReopened();
+    void recentSessions();
+    void theListOfRecentSessionsShrinks();
+    void viewButtons();
+    void recordsAndReopensWithEverythingInPlace();
+    void closingWhileRecordingAsksOnce();
+    void removingASensorWithItsMenuOpen();
+    void commandsWithoutADisplayedSensor();
+    void theGuide();
+
+private:
+    void openWindow();
+    QString folder(const QString &name) const { return m_temporary->filePath(name); }
+    QString newSession(const QString &name) const;
+    void click(const char *action) const { m_window->findChild<QAction *>(QLatin1String(action))->trigger(); }
+    std::unique_ptr<SensorSimulator> startSensor(const QString &serial) const;
+    quint64 samplesOf(const QString &serial) const;
+
+    std::unique_ptr<QTemporaryDir> m_temporary;
+    std::unique_ptr<AppSettings> m_settings;
+    std::unique_ptr<Theme> m_theme;
+    std::unique_ptr<eventTypeNames> m_dictionary;
+    std::unique_ptr<::eventFilter> m_filter;
+    std::unique_ptr<FakePrompts> m_prompts;
+    std::unique_ptr<MainWindow> m_window;
+};
+
+void TestMainWindow::init()
+{
+    m_temporary = std::make_unique<QTemporaryDir>();
+    m_settings = std::make_unique<AppSettings>(folder(QStringLiteral("settings.ini")));
+    m_theme = std::make_unique<Theme>(Theme::Kind::Light);
+    m_dictionary = std::make_unique<eventTypeNames>(folder(QStringLiteral("eventtypes.txt")));
+    m_filter = std::make_unique<::eventFilter>(*m_dictionary);
+    m_prompts = std::make_unique<FakePrompts>();
+    openWindow();
+}
+
+void TestMainWindow::openWindow()
+{
+    Recorder::Options options;
+    options.timings.retryWait = 100;
+    options.timings.pollPeriod = 20;
+    options.timings.dispatchInterval = 1;
+    options.lockFolder = folder(QStringLiteral("locks"));
+    m_window = std::make_unique<MainWindow>(MainWindow::Parts{*m_prompts, *m_settings, *m_theme, *m_filter,
+                                                              *m_dictionary, options,
+                                                              folder(QStringLiteral("new"))});
+    m_window->show();
+}
+
+void TestMainWindow::cleanup()
+{
+    m_window.reset();
+}
+
+QString TestMainWindow::newSession(const QString &name) const
+{
+    const auto session = Session::create(folder(name), nullptr);
+    return session && session->save() ? session->path() : QString();
+}
+
+std::unique_ptr<SensorSimulator> TestMainWindow::startSensor(const QString &serial) const
+{
+    SimulatorOptions options;
+    options.serial = serial;
+    options.rate = 500;
+    auto sensor = std::make_unique<SensorSimulator>(options);
+    return sensor->start() ? std::move(sensor) : nullptr;
+}
+
+quint64 TestMainWindow::samplesOf(const QString &serial) const
+{
+    const dataObjectWidget *card = m_window->form()->card(serial);
+    return card ? card->store()->sampleCount() : 0;
+}
+
+void TestMainWindow::startsWithoutASession()
+{
+    QCOMPARE(m_window->windowTitle(), QStringLiteral("Norvex - RF Event Detector"));
+    m_window->openLastSession();
+    QVERIFY(m_window->form());
+    QVERIFY(m_window->sessionPath().startsWith(folder(QStringLiteral("new"))));
+    QCOMPARE(m_settings->currentSessionPath(), m_window->sessionPath());
+    QVERIFY(m_prompts->shown.isEmpty());
+}
+
+void TestMainWindow::whatCannotBeLoadedLeavesTheOpenSession_data()
+{
+    QTest::addColumn<bool>("withFile");
+    QTest::addColumn<QString>("text");
+    QTest::newRow("no session file") << false
+                                     << QStringLiteral("Could not locate file at directory:%1\nFAILED TO LOAD SESSION");
+    QTest::newRow("not a session file") << true << QStringLiteral("FAILED TO LOAD SESSION");
+}
+
+void TestMainWindow::whatCannotBeLoadedLeavesTheOpenSession()
+{
+    QFETCH(bool, withFile);
+    QFETCH(QString, text);
+    const QString good = newSession(QStringLiteral("good"));
+    QVERIFY(m_window->openSession(good));
+    SessionForm *const form = m_window->form();
+    const QString bad = folder(QStringLiteral("bad"));
+    QDir().mkpath(bad);
+    if (withFile) {
+        QFile file(bad + QStringLiteral("/index.norvex_session"));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write("GIF89a\0\0\0", 9);
+    }
+    m_prompts->paths = QStringList{bad + QStringLiteral("/index.norvex_session")};
+    click("actionLoadSession");
+    if (text.contains(QLatin1String("%1")))
+        text = text.arg(bad);
+    QCOMPARE(m_prompts->takeShown(),
+             (QStringList{QStringLiteral("open|Load a session file|Norvex Session file (*.norvex_session *.dat)"),
+                          QStringLiteral("warn|FAILED TO LOAD SESSION|") + text}));
+    QCOMPARE(m_window->form(), form);
+    QCOMPARE(m_settings->currentSessionPath(), good);
+}
+
+void TestMainWindow::sessionsAreCreatedAndReopened()
+{
+    const QString made = folder(QStringLiteral("made"));
+    m_prompts->paths = QStringList{made};
+    click("actionCreateSession");
+    QCOMPARE(m_prompts->takeShown(), QStringList{QStringLiteral("folder|Create Session|")});
+    QCOMPARE(m_window->sessionPath(), made);
+    QVERIFY(QFileInfo::exists(made + QStringLiteral("/index.norvex_session")));
+
+    const QString other = newSession(QStringLiteral("myindex.norvex_session.d"));
+    QVERIFY(m_window->openSession(other)); // only a whole last name is the session file's
+    QCOMPARE(m_window->sessionPath(), other);
+    QVERIFY(m_window->openSession(made + QStringLiteral("\\index.norvex_session")));
+    QCOMPARE(m_window->sessionPath(), made);
+    QVERIFY(m_prompts->shown.isEmpty());
+
+    m_window.reset();
+    openWindow();
+    m_window->openLastSession();
+    QCOMPARE(m_window->sessionPath(), made);
+}
+
+void TestMainWindow::recentSessions()
+{
+    QStringList made;
+    for (int i = 0; i < 8; ++i) {
+        made.prepend(newSession(QStringLiteral("s%1 & co").arg(i)));
+        QVERIFY(m_window->openSession(made.first()));
+    }
+    const auto *menu = m_window->findChild<QMenu *>(QStringLiteral("menuRecentSessions"));
+    QCOMPARE(menu->actions().size(), 6);
+    QCOMPARE(menu->actions().at(0)->text(),
+             QStringLiteral("%1 (current session)").arg(made.at(0)).replace(u'&', QStringLiteral("&&")));
+    QVERIFY(!menu->actions().at(0)->isEnabled());
+    QVERIFY(menu->actions().at(5)->isEnabled());
+    menu->actions().at(5)->trigger();
+    QCOMPARE(m_window->sessionPath(), made.at(5));
+    QCOMPARE(m_settings->recentSessions().first(), made.at(5));
+    QCOMPARE(m_settings->recentSessions().size(), 8);
+}
+
+void TestMainWindow::theListOfRecentSessionsShrinks()
+{
+    const QString gone = newSession(QStringLiteral("gone"));
+    QVERIFY(m_window->openSession(gone));
+    QVERIFY(m_window->openSession(newSession(QStringLiteral("kept"))));
+    m_window.reset();
+    QDir(gone).removeRecursively();
+    openWindow();
+    m_window->openLastSession();
+    m_window.reset();
+    QCOMPARE(m_settings->recentSessions().size(), 1);
+}
+
+void TestMainWindow::viewButtons()
+{
+    m_window->openLastSession();
+    const auto button = [this](int id) { return m_window->findChild<QPushButton *>(QStringLiteral("b_view%1").arg(id)); };
+    QTest::mouseClick(button(2), Qt::LeftButton);
+    for (int id = 0; id < 5; ++id)
+        QCOMPARE(button(id)->styleSheet(), id == 2 ? QStringLiteral("background-color: #CCFFCC; color: black;")
+                                                   : QStringLiteral("background-color: #D4D4D4; color: black;"));
+    QCOMPARE(button(3)->text(), QStringLiteral("Runs Overlay (0000)"));
+    m_window->updateOverlayButtons(7, 12345);
+    QCOMPARE(button(3)->text(), QStringLiteral("Runs Overlay (0007)"));
+    QCOMPARE(button(4)->text(), QStringLiteral("Events Overlay (12345)"));
+    QCOMPARE(button(4)->shortcut(), QKeySequence(Qt::CTRL + Qt::Key_5));
+}
+
+void TestMainWindow::recordsAndReopensWithEverythingInPlace()
+{
+    const auto sensor = startSensor(QStringLiteral("SN1"));
+    QVERIFY(sensor);
+    m_window->openLastSession();
+    const QString path = m_window->sessionPath();
+    m_window->connectTo(host, sensor->port(), QStringLiteral("Etch <b>1</b>"));
+    QTRY_VERIFY_WITH_TIMEOUT(samplesOf(QStringLiteral("SN1")) > 50, patience);
+    QCOMPARE(m_window->form()->connectedSensors(), 1);
+    QCOMPARE(m_window->form()->card(QStringLiteral("SN1"))->findChild<QLabel *>(QStringLiteral("chamberId"))->textFormat(),
+             Qt::PlainText);
+    QVERIFY(m_window->openSession(newSession(QStringLiteral("other")))); // recording ends with a save
+    QVERIFY(m_window->openSession(path));
+    QVERIFY(samplesOf(QStringLiteral("SN1")) > 50);
+    const quint64 before = samplesOf(QStringLiteral("SN1"));
+    QTRY_VERIFY_WITH_TIMEOUT(samplesOf(QStringLiteral("SN1")) > before, patience); // and goes on by itself
+    sensor->setPower(false);
+    QTRY_COMPARE_WITH_TIMEOUT(m_window->form()->connectedSensors(), 0, patience);
+    QVERIFY(m_prompts->shown.isEmpty()); // no box for network trouble
+    const quint64 off = samplesOf(QStringLiteral("SN1"));
+    sensor->setPower(true);
+    QTRY_VERIFY_WITH_TIMEOUT(samplesOf(QStringLiteral("SN1")) > off, patience);
+}
+
+void TestMainWindow::closingWhileRecordingAsksOnce()
+{
+    const auto sensor = startSensor(QStringLiteral("SN1"));
+    QVERIFY(sensor);
+    m_window->openLastSession();
+    const QString path = m_window->sessionPath();
+    m_window->connectTo(host, sensor->port(), QStringLiteral("Etch"));
+    QTRY_VERIFY_WITH_TIMEOUT(samplesOf(QStringLiteral("SN1")) > 0, patience);
+    m_prompts->yes = false;
+    QVERIFY(!m_window->close());
+    QCOMPARE(m_prompts->takeShown().size(), 1);
+    QVERIFY(m_window->form());
+    m_prompts->yes = true;
+    QVERIFY(m_window->close());
+    QCOMPARE(m_prompts->takeShown().size(), 1);
+    const auto stored = Session::loadReadOnly(path, nullptr);
+    QVERIFY(stored && stored->store(QStringLiteral("SN1")));
+    QVERIFY(stored->store(QStringLiteral("SN1"))->sampleCount() > 0);
+}
+
+void TestMainWindow::removingASensorWithItsMenuOpen()
+{
+    const auto sensor = startSensor(QStringLiteral("SN1"));
+    QVERIFY(sensor);
+    m_window->openLastSession();
+    m_window->connectTo(host, sensor->port(), QStringLiteral("Etch"));
+    QTRY_VERIFY_WITH_TIMEOUT(m_window->form()->card(QStringLiteral("SN1")), patience);
+    QPointer<dataObjectWidget> card = m_window->form()->card(QStringLiteral("SN1"));
+    card->contextMenu({5, 5});
+    auto *menu = card->findChild<QMenu *>();
+    QVERIFY(menu->isVisible());
+    menu->actions().last()->trigger();
+    QTRY_VERIFY(!card);
+    QVERIFY(!m_window->form()->displayedSensor());
+    QCOMPARE(m_prompts->takeShown().size(), 1);
+    QTRY_COMPARE_WITH_TIMEOUT(m_window->form()->connectedSensors(), 0, patience);
+}
+
+void TestMainWindow::commandsWithoutADisplayedSensor()
+{
+    m_window->openLastSession();
+    for (const char *name : {"b_export", "b_snapshot", "b_viewSummary", "b_addRuns", "b_addEvents"}) {
+        QTest::mouseClick(m_window->form()->findChild<QPushButton *>(QLatin1String(name)), Qt::LeftButton);
+        QCOMPARE(m_prompts->takeShown(),
+                 QStringList{QStringLiteral("warn|Warning|No sensor is currently being displayed")});
+    }
+    click("actionExportData");
+    QCOMPARE(m_prompts->takeShown().size(), 1);
+}
+
+void TestMainWindow::theGuide()
+{
+    const QString guide = QCoreApplication::applicationDirPath() + QStringLiteral("/NorvexGuide.pdf");
+    click("actionUserGuide");
+    if (QFileInfo::exists(guide))
+        QVERIFY(m_prompts->takeShown().first().startsWith(QStringLiteral("url|file://")));
+    else
+        QCOMPARE(m_prompts->takeShown(),
+                 QStringList{QStringLiteral("warn|Open User Guide|Unable to find User Guide\n"
+                                            "Please check Install Folder.")});
+    QTest::ignoreMessage(QtDebugMsg, "URL passed to MainWindow::showHelp():file:///x");
+    m_window->showHelp(QUrl(QStringLiteral("file:///x")));
+}
+
+QTEST_MAIN(TestMainWindow)
+#include "tst_mainwindow.moc"
