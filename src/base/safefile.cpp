@@ -62,9 +62,8 @@ bool SafeFile::write(const char *data, qint64 size)
 {
     if (!m_error.isEmpty())
         return false;
-    if (m_temporary.write(data, size) != size)
-        return fail(m_temporary.errorString());
-    return true;
+    QString reason;
+    return writeAll(m_temporary, data, size, &reason) || fail(reason);
 }
 
 bool SafeFile::commit(SyncFolder syncFolder)
@@ -80,6 +79,20 @@ bool SafeFile::commit(SyncFolder syncFolder)
     }
     if (syncFolder == SyncFolder::Now && !platform::syncFolder(QFileInfo(m_path).absolutePath()))
         return fail(QStringLiteral("cannot sync the folder of %1").arg(m_path));
+    return true;
+}
+
+bool writeAll(QIODevice &file, const char *bytes, qint64 size, QString *error)
+{
+    for (qint64 done = 0; done < size;) {
+        const qint64 taken = file.write(bytes + done, size - done);
+        if (taken <= 0) {
+            if (error)
+                *error = file.errorString();
+            return false;
+        }
+        done += taken;
+    }
     return true;
 }
 

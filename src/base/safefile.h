@@ -43,6 +43,10 @@ private:
     QString m_error;
 };
 
+/// Writes all of `bytes`. False and a reason otherwise: a disk that gets full takes a part without a word and says why
+/// only when it is given the rest.
+bool writeAll(QIODevice &file, const char *bytes, qint64 size, QString *error);
+
 /// Replaces the file at `path` by `bytes` with a SafeFile. On failure `error` (when given) says why.
 bool writeFileSafely(const QString &path, const QByteArray &bytes, QString *error = nullptr);
 

@@ -1,5 +1,6 @@
 #include "base/log.h"
 #include "base/platform.h"
+#include "base/safefile.h"
 #include "data/journal.h"
 
 #include <QDir>
@@ -106,8 +107,8 @@ bool Journal::Writer::writeEntries(int from, int to, QString *reason)
     for (int i = from; i < to; ++i)
         journalfile::appendEntry(bytes, m_header, static_cast<quint64>(m_syncedSize + bytes.size()),
                                  m_unsynced[i].entry);
-    if (m_file.write(bytes) != bytes.size())
-        return fail(reason, m_file.errorString());
+    if (!::writeAll(m_file, bytes.constData(), bytes.size(), reason))
+        return false;
     if (!platform::syncFile(m_file))
         return fail(reason, QStringLiteral("%1 cannot be synced").arg(m_file.fileName()));
     if (m_syncedSize == 0 && !platform::syncFolder(m_folder))

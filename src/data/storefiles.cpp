@@ -1,6 +1,7 @@
 #include "data/storefiles.h"
 
 #include "base/platform.h"
+#include "base/safefile.h"
 
 #include <QDateTime>
 #include <QDir>
@@ -50,8 +51,8 @@ bool storefiles::copyDurably(const QString &from, const QString &to, QString *re
         const QByteArray piece = source.read(pieceSize);
         if (piece.isEmpty())
             return fail(reason, source.errorString());
-        if (target.write(piece) != piece.size())
-            return fail(reason, target.errorString());
+        if (!writeAll(target, piece.constData(), piece.size(), reason))
+            return false;
         copied += piece.size();
     }
     target.setFileTime(QFileInfo(from).lastModified(), QFileDevice::FileModificationTime);
@@ -66,8 +67,8 @@ bool storefiles::overwrite(const QString &path, const QVector<QByteArray> &parts
     if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Text | QIODevice::Unbuffered))
         return fail(reason, file.errorString());
     for (const QByteArray &part : parts) {
-        if (!part.isEmpty() && file.write(part) != part.size())
-            return fail(reason, file.errorString());
+        if (!writeAll(file, part.constData(), part.size(), reason))
+            return false;
     }
     if (!file.flush() || !platform::syncFile(file))
         return fail(reason, QStringLiteral("cannot be synced"));

@@ -24,6 +24,26 @@ bool putContent(const QString &path, const QByteArray &bytes)
     return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
 }
 
+/// Takes three bytes, then nothing more.
+class SmallDisk final : public QIODevice
+{
+public:
+    SmallDisk() { open(QIODevice::WriteOnly | QIODevice::Unbuffered); }
+    QByteArray taken;
+
+protected:
+    qint64 readData(char *, qint64) override { return -1; }
+    qint64 writeData(const char *bytes, qint64 size) override
+    {
+        const qint64 fits = qMin<qint64>(size, 3 - taken.size());
+        taken.append(bytes, int(fits));
+        if (fits > 0)
+            return fits;
+        setErrorString(QStringLiteral("full"));
+        return -1;
+    }
+};
+
 } // namespace
 
 class tst_safefile : public QObject
@@ -193,6 +213,15 @@ private slots:
             QVERIFY(!readWholeFile(path, bytes, 1000, &error));
             QVERIFY(!error.isEmpty());
         }
+    }
+
+    void aDiskThatGetsFullSaysWhy()
+    {
+        SmallDisk disk;
+        QString error;
+        QVERIFY(!writeAll(disk, newContent.constData(), newContent.size(), &error));
+        QCOMPARE(error, QStringLiteral("full"));
+        QCOMPARE(disk.taken, newContent.left(3));
     }
 
 private:
