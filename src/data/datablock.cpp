@@ -62,12 +62,12 @@ void dataBlock::describe(const QString &folder, const QString &fileName, quint64
 {
     clear();
     m_loaded = false;
-    savedAs(folder, fileName);
-    m_loadedName = fileName;
     m_firstTime = first;
     m_lastTime = last;
     m_minimumTime = std::min(first, last);
     m_maximumTime = std::max(first, last);
+    savedAs(folder, fileName, {m_minimumTime, m_maximumTime});
+    m_loadedName = fileName;
     m_count = count;
 }
 
@@ -140,19 +140,21 @@ bool dataBlock::toFile(const QString &folder, const QString &fileName)
         return false;
     QVector<SamplePoint> copy;
     quint64 insertions = 0;
+    SavedRange range;
     {
         const BlockLock lock(m_lock, "toFile");
         if (!lock || !ensureLoadedLocked())
             return false;
         copy = m_samples;
         insertions = m_insertions;
+        range = {m_minimumTime, m_maximumTime};
     }
     const bool written = writeCopy(folder, fileName, copy);
     const BlockLock lock(m_lock, "toFile");
     copy.clear(); // under the lock, so that an insert that finds the list unshared may write to it
     if (!lock || !written)
         return false; // still modified; the next save writes it again
-    savedAs(folder, fileName);
+    savedAs(folder, fileName, range);
     if (insertions == m_insertions)
         m_modified = false;
     return true;
@@ -167,10 +169,10 @@ bool dataBlock::fromFile(const QString &folder, const QString &path)
         logWarning(QStringLiteral("dataBlock::fromFile: %1: %2").arg(path, content.reason));
     if (!content.opened)
         return false;
-    savedAs(folder, QFileInfo(path).fileName());
+    takeLocked(std::move(content.samples));
+    savedAs(folder, QFileInfo(path).fileName(), {m_minimumTime, m_maximumTime});
     m_loadedName = m_fileName;
     m_damaged = !content.complete;
-    takeLocked(std::move(content.samples));
     return content.complete;
 }
 
@@ -186,9 +188,12 @@ bool dataBlock::unload()
     const BlockLock lock(m_lock, "unload");
     if (!lock)
         return false;
-    if (m_modified && !writeCopy(folder(), fileName(), m_samples))
-        return false;
-    m_modified = false;
+    if (m_modified) {
+        if (!writeCopy(folder(), fileName(), m_samples))
+            return false;
+        savedAs(folder(), fileName(), {m_minimumTime, m_maximumTime});
+        m_modified = false;
+    }
     m_loaded = false;
     m_samples = QVector<SamplePoint>();
     m_times.clear();
@@ -220,6 +225,7 @@ void dataBlock::clear()
     m_fileName.clear();
     m_folder.clear();
     m_loadedName.clear();
+    m_savedRange = {};
 }
 
 QString dataBlock::fileName() const
@@ -238,6 +244,12 @@ QString dataBlock::loadedName() const
 {
     const QMutexLocker locker(&m_nameLock);
     return m_loadedName;
+}
+
+SavedRange dataBlock::savedRange() const
+{
+    const QMutexLocker locker(&m_nameLock);
+    return m_savedRange;
 }
 
 /// Brings the samples back. A file that cannot be opened leaves the block as it is; one that is short on disk gives
@@ -267,11 +279,12 @@ bool dataBlock::writeCopy(const QString &folder, const QString &fileName, const 
     return true;
 }
 
-void dataBlock::savedAs(const QString &folder, const QString &fileName)
+void dataBlock::savedAs(const QString &folder, const QString &fileName, const SavedRange &range)
 {
     const QMutexLocker locker(&m_nameLock);
     m_folder = folder;
     m_fileName = fileName;
+    m_savedRange = range;
     m_damaged = false;
 }
 
@@ -317,6 +330,8 @@ void dataBlock::takeLocked(QVector<SamplePoint> samples)
     m_minimum = m_samples.constFirst().time;
     m_maximum = m_samples.constLast().time;
     publishTimesLocked();
+    const QMutexLocker locker(&m_nameLock);
+    m_savedRange = {m_minimum, m_maximum};
 }
 
 void dataBlock::publishTimesLocked()

@@ -13,6 +13,13 @@
 
 class SampleSink;
 
+/// The times of what a block file holds, us.
+struct SavedRange
+{
+    quint64 first = 0;
+    quint64 last = 0;
+};
+
 /// A stretch of consecutive samples of one sensor with its own lock, its own file and the ability to leave memory and
 /// come back on demand. Shared between the download (inserts), the saving thread (saves, unloads) and the windows
 /// (searches): every operation on the samples waits at most 200 ms for the block's lock, then writes one log line and
@@ -71,13 +78,15 @@ public:
     QString fileName() const;
     QString folder() const;
     QString loadedName() const;
+    /// The true range of the samples that the block's file holds, which may be more in memory meanwhile.
+    SavedRange savedRange() const;
 
     friend bool operator<(const dataBlock &a, const dataBlock &b) { return a.firstTime() < b.firstTime(); }
 
 private:
     bool ensureLoadedLocked();
     bool writeCopy(const QString &folder, const QString &fileName, const QVector<SamplePoint> &samples);
-    void savedAs(const QString &folder, const QString &fileName);
+    void savedAs(const QString &folder, const QString &fileName, const SavedRange &range);
     bool holdsTimeLocked(quint64 time) const;
     void appendLocked(const SamplePoint &sample);
     void publishTimesLocked();
@@ -105,6 +114,7 @@ private:
     QString m_fileName;
     QString m_folder;
     QString m_loadedName;
+    SavedRange m_savedRange;
 
     std::atomic<qint64> m_lastAccessMs{0}; // UTC
     std::atomic<bool> m_loaded{true};

@@ -194,7 +194,8 @@ QString StoreSaver::nameFor(const dataBlock &block, int position)
 QByteArray StoreSaver::lineOf(const dataBlock &block) const
 {
     QByteArray line;
-    indexfile::appendBlock(line, m_folderField, block.fileName(), block.minimumTime(), block.maximumTime());
+    const SavedRange range = block.savedRange(); // not that of samples which came after the block was written
+    indexfile::appendBlock(line, m_folderField, block.fileName(), range.first, range.last);
     return line;
 }
 

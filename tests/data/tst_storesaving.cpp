@@ -276,6 +276,15 @@ void TestStoreSaving::blockThatCannotBeWritten()
     QVERIFY(store->save(folder.session()));
     QVERIFY(!store->hasUnsavedData());
     QCOMPARE(everything(*folder.load()), row(start, 10005));
+
+    // The first save after a load has no line of its own to keep: it still says what the file holds.
+    const auto again = folder.load();
+    QVERIFY(again->addSamples(row(start + 10005000, 5)));
+    QVERIFY(QFile::rename(second, second + QStringLiteral(".moved")));
+    QVERIFY(QFile::link(second + QStringLiteral(".moved"), second));
+    QVERIFY(!again->save(folder.session()));
+    QVERIFY(linesWith(contentOf(folder.index()), "block;")
+                .contains("block_2.norvexdata;1700000010000000;1700000010004000\n"));
 }
 
 void TestStoreSaving::eventThatCannotBeWritten()
