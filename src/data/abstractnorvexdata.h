@@ -19,7 +19,7 @@ public:
     virtual quint64 lastTime() const = 0;
 
     /// Samples in time order, from every block that can hold the range. False when a block could not be read within
-    /// its bounded wait (`out` then holds the others).
+    /// its bounded wait or its file is damaged (`out` then holds all others).
     virtual bool samplesInRange(quint64 from, quint64 to, QVector<SamplePoint> &out) const = 0;
     /// Where to go on after a stretch without samples: not later than the first sample at or after `from`, and `from`
     /// itself when that is not known without reading.

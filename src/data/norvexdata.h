@@ -22,6 +22,7 @@ struct SaveState;
 enum class LoadOutcome {
     Loaded,
     MissingBlocks, // loaded, but fewer blocks than announced
+    CutIndex,      // the index ends early or is none; a reconciliation finds what it should have listed
     Recreated,     // no index file: rebuilt from the folder and saved at once
     RestoreFailed, // a save had been interrupted and its backup could not be put back; loaded as far as possible
     Failed,        // the folder cannot be read
@@ -123,8 +124,8 @@ public:
     /// Adds what an interrupted save wrote after the index, without doubling anything, and logs what was found. After
     /// load() and before the journal is replayed; only before the store is shared.
     ReconcileReport reconcile();
-    /// Drops from memory the blocks that are saved, not the newest, and not read for 60 s (or at all when `now`); of the
-    /// others no more than a few stay.
+    /// Drops from memory the blocks that are saved, not the newest, and not read for 60 s (or at all when `now`); of
+    /// the others no more than a few stay.
     void unloadIdleBlocks(bool now = false);
 
 private:

@@ -24,7 +24,7 @@ bool norvexData::samplesInRange(quint64 from, quint64 to, QVector<SamplePoint> &
     for (const auto &block : list) {
         if (block->minimumTime() >= to || block->maximumTime() < from)
             continue;
-        complete = block->searchRange(out, from, to) && complete;
+        complete = block->searchRange(out, from, to) && !block->isDamaged() && complete;
         if (++visited % maximumLoadedBlocks == 0)
             limitLoadedBlocks(list);
     }

@@ -58,8 +58,12 @@ LoadOutcome StoreLoader::load()
                              "Time elapsed: %2 ms =================")
             : QStringLiteral("========== %1 Loaded successfully! Time elapsed: %2 ms =================");
     logDebug(end.arg(m_indexPath).arg(elapsedMs()));
+    if (!content.complete && m_mode == LoadMode::ReadOnly)
+        StoreReconciler(m_store).run(); // nobody else does for one who only reads
     if (!restored)
         return LoadOutcome::RestoreFailed;
+    if (!content.complete)
+        return LoadOutcome::CutIndex;
     return content.missesBlocks() ? LoadOutcome::MissingBlocks : LoadOutcome::Loaded;
 }
 

@@ -26,6 +26,8 @@ QString problemOf(LoadOutcome outcome)
         return {};
     case LoadOutcome::MissingBlocks:
         return QStringLiteral("some of its sample blocks are missing");
+    case LoadOutcome::CutIndex:
+        return QStringLiteral("its index is damaged and was completed from the files");
     case LoadOutcome::Recreated:
         return QStringLiteral("its index was missing and was rebuilt from the files");
     case LoadOutcome::RestoreFailed:
