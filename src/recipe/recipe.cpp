@@ -258,7 +258,7 @@ bool Recipe::loadFromFile(const QString &path)
     QString reason;
     if (!readWholeFile(withExtension(path), bytes, maximumFileSize, &reason)) {
         logDebug(QStringLiteral("Recipe::loadFromFile: %1").arg(reason));
-        return false;
+        bytes.clear(); // refused like an empty file
     }
     return fromJSON(bytes);
 }
