@@ -143,8 +143,15 @@ void arcSensor::Private::takeConnected(eMessage kind, const QByteArray &data, co
 
 void arcSensor::Private::takeStatus(const QByteArray &data)
 {
-    if (!m_status.decode(data))
+    if (!m_status.decode(data)) {
+        // A failed reply, once: a sensor that never has a readable status is recorded all the same.
+        const bool again = m_failedPages.contains(int(eMessage::Status));
+        m_failedPages.insert(int(eMessage::Status));
+        if (!again)
+            retryConnection();
         return;
+    }
+    m_failedPages.remove(int(eMessage::Status));
     const bool restarted = m_uptimeMs >= 0 && m_status.uptimeMs >= 0 && m_status.uptimeMs < m_uptimeMs;
     m_uptimeMs = m_status.uptimeMs;
     m_statusArrivedMs = m_clock.steadyMs();
@@ -184,9 +191,7 @@ void arcSensor::Private::takeSamples(const QByteArray &data, const QUrl &url)
     const auto parse = [&] { return parseSamplePage(data.constData(), std::size_t(data.size()), m_timeLine.baseUs); };
     SamplePage page = parse();
     if (!page.ok()) {
-        logWarning(page.fault == SamplePage::Fault::UnequalColumns
-                       ? QStringLiteral("arcSensor::parseData: ERROR - Check the JSON headers of the data received")
-                       : QStringLiteral("arcSensor::parseData: ERROR - A sample time of the data received is no time"));
+        logWarning(QStringLiteral("arcSensor::parseData: ERROR - Check the JSON headers of the data received"));
         nothingTaken();
         return;
     }

@@ -56,6 +56,13 @@ QNetworkRequest requestFor(const QUrl &url)
     return request;
 }
 
+/// A page comes with 200. An upload was taken with any code of success, such as 204 without a body.
+bool isSuccess(const QNetworkReply &reply)
+{
+    const int code = reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+    return code == 200 || (sensorrequest::isUpload(reply.url()) && code / 100 == 2);
+}
+
 /// Whether the body is the one that the header announced. A body without a length cannot be judged here.
 bool hasAnnouncedLength(const QNetworkReply &reply, qint64 received)
 {
@@ -269,7 +276,7 @@ void SensorWorker::replyReceived()
     collect();
     if (exchange.reply != reply)
         return;
-    if (reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt() != 200) {
+    if (!isSuccess(*reply)) {
         replyError(QNetworkReply::UnknownContentError);
         return;
     }

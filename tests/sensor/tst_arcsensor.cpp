@@ -104,6 +104,16 @@ PeerAnswer hangUp(const PeerRequest &)
     return answer;
 }
 
+/// Whole, but its only sample was measured at no time.
+QByteArray pageWithoutTime()
+{
+    QByteArray page = "{\n\"Time_ms\":[never],\n";
+    for (const char *column : {"Voltage", "Current_Ir", "Current_Ii", "nPulses", "P_Period", "P_1T_on", "P_1V_max",
+                               "P_1V_min", "P_1V_avg", "P_1I_max", "P_1I_min", "P_1I_avg"})
+        page += '"' + QByteArray(column) + "\":[1],\n";
+    return page + "}\n";
+}
+
 const QString firstPage = QStringLiteral("pulsedata.cgi index=0&limit=20");
 constexpr int patience = 3000;
 
@@ -289,12 +299,16 @@ void TestArcSensor::pagesWithoutRecord_data()
     QTest::addColumn<QByteArray>("page");
     QTest::addColumn<QByteArray>("body");
     QTest::addColumn<int>("code");
-    QTest::newRow("no configuration page") << QByteArray("config.cgi") << sensorrequest::notFoundPage() << 404;
-    QTest::newRow("no recipe page") << QByteArray("recipe.cgi") << sensorrequest::notFoundPage() << 404;
-    QTest::newRow("unreadable configuration") << QByteArray("config.cgi") << QByteArray("{\"a\":1}") << 200;
-    QTest::newRow("unreadable recipe") << QByteArray("recipe.cgi") << QByteArray("{\"result\":\"ok\"}") << 200;
-    QTest::newRow("unreadable status") << QByteArray("status.cgi") << QByteArray("<html>") << 200;
-    QTest::newRow("no status page") << QByteArray("status.cgi") << sensorrequest::notFoundPage() << 404;
+    QTest::addColumn<QString>("states");
+    const auto row = [](const char *name, const char *page, const QByteArray &body, int code, const char *states) {
+        QTest::newRow(name) << QByteArray(page) << body << code << QString::fromLatin1(states);
+    };
+    row("no configuration page", "config.cgi", sensorrequest::notFoundPage(), 404, "121");
+    row("no recipe page", "recipe.cgi", sensorrequest::notFoundPage(), 404, "121");
+    row("unreadable configuration", "config.cgi", "{\"a\":1}", 200, "121");
+    row("unreadable recipe", "recipe.cgi", "{\"result\":\"ok\"}", 200, "121");
+    row("unreadable status", "status.cgi", "<html>", 200, "10121"); // a failed reply, but only once
+    row("no status page", "status.cgi", sensorrequest::notFoundPage(), 404, "121");
 }
 
 void TestArcSensor::pagesWithoutRecord()
@@ -307,7 +321,7 @@ void TestArcSensor::pagesWithoutRecord()
     peer.other[page] = [=](const PeerRequest &) { return PeerAnswer::status(code, body); };
     Connection c(peer);
     WAIT_FOR(!peer.clears.isEmpty());
-    QCOMPARE(c.states, QStringLiteral("121"));
+    QTEST(c.states, "states");
     QCOMPARE(c.times().size(), 20);
     QCOMPARE(c.store->recipe().recipeName(), page != "recipe.cgi" ? QStringLiteral("Etch")
                                              : code == 404        ? QStringLiteral("DefaultRecipe")
@@ -510,8 +524,10 @@ void TestArcSensor::unreadablePagesLoseNothing()
     peer.other["pulsedata.cgi"] = [&](const PeerRequest &) {
         if (--bad == 0)
             peer.other.clear();
-        return PeerAnswer::ok("{\n\"Time_ms\":[1,2],\n\"Voltage\":[1],\n}\n");
+        return PeerAnswer::ok(bad % 2 ? QByteArray("{\n\"Time_ms\":[1,2],\n\"Voltage\":[1],\n}\n") : pageWithoutTime());
     };
+    for (int i = 0; i < 7; ++i)
+        QTest::ignoreMessage(QtWarningMsg, "arcSensor::parseData: ERROR - Check the JSON headers of the data received");
     Connection c(peer);
     WAIT_FOR(!peer.clears.isEmpty());
     // Five in a row cost the connection; nothing was cleared meanwhile.

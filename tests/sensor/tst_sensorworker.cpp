@@ -79,6 +79,7 @@ class TestSensorWorker : public QObject
 private slots:
     void requestsOnTheWire();
     void uploadsOvertake();
+    void uploadsWithoutContent();
     void outcomes_data();
     void outcomes();
     void sentOnce_data();
@@ -141,6 +142,16 @@ void TestSensorWorker::uploadsOvertake()
     QCOMPARE(order.takeAt(3), QStringLiteral("config.cgi"));
     for (int i = 0; i < 10; ++i)
         QCOMPARE(order.at(i), QStringLiteral("pulsedata.cgi index=%1&limit=20").arg(i));
+}
+
+void TestSensorWorker::uploadsWithoutContent()
+{
+    FakePeer peer([](const PeerRequest &) { return raw("HTTP/1.1 204 x\r\n\r\n"); });
+    Link link(peer.port());
+    link.post(eMessage::Recipe, "{}");
+    link.post(eMessage::EventTrigger, sensorrequest::snapshotTrigger());
+    link.worker.start();
+    QCOMPARE(link.outcomes(2), QStringList({QStringLiteral("reply 7"), QStringLiteral("reply 8")}));
 }
 
 void TestSensorWorker::outcomes_data()
