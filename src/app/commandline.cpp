@@ -13,8 +13,7 @@ CommandLine parseCommandLine(const QStringList &arguments)
     const QCommandLineOption connectOption(QStringLiteral("connect"),
                                            QStringLiteral("Connect to this sensor. May be given several times."),
                                            QStringLiteral("HOST[:PORT][,CHAMBER]"));
-    const QCommandLineOption safeOption(QStringLiteral("safe"),
-                                        QStringLiteral("Ignore the settings and keep none."));
+    const QCommandLineOption safeOption(QStringLiteral("safe"), QStringLiteral("Ignore the settings and keep none."));
     parser.addOptions({connectOption, safeOption});
     const QCommandLineOption help = parser.addHelpOption();
     const QCommandLineOption version = parser.addVersionOption();

@@ -22,10 +22,8 @@ int main(int argc, char *argv[])
     QApplication::setOrganizationName(AppSettings::organisation());
     QApplication::setOrganizationDomain(AppSettings::domain());
     QApplication::setApplicationName(AppSettings::application());
-    QApplication::setApplicationVersion(QStringLiteral("%1.%2.%3")
-                                            .arg(NORVEX_VERSION_MAJOR)
-                                            .arg(NORVEX_VERSION_MINOR)
-                                            .arg(NORVEX_VERSION_PATCH));
+    QApplication::setApplicationVersion(
+        QStringLiteral("%1.%2.%3").arg(NORVEX_VERSION_MAJOR).arg(NORVEX_VERSION_MINOR).arg(NORVEX_VERSION_PATCH));
 
     const CommandLine line = parseCommandLine(QApplication::arguments());
     if (!line.message.isEmpty())

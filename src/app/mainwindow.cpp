@@ -65,7 +65,7 @@ MainWindow::MainWindow(const Parts &parts, QWidget *parent) : QMainWindow(parent
     connect(&m_statusTimer, &QTimer::timeout, this, &MainWindow::refreshStatus);
     m_statusTimer.start(statusPeriodMs);
     updateOverlayButtons(0, 0);
-    changeView(0);
+    changeView(m_parts.settings.value(QStringLiteral("window/view"), 0).toInt());
 }
 
 MainWindow::~MainWindow()
@@ -252,8 +252,8 @@ bool MainWindow::startEmptySession()
 {
     QString parent = m_parts.newSessionFolder;
     if (parent.isEmpty())
-        parent = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation)
-                 + QStringLiteral("/Norvex Sessions");
+        parent =
+            QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation) + QStringLiteral("/Norvex Sessions");
     const QString name = QDateTime::currentDateTime().toString(QStringLiteral("'Session_'yyyy_MM_dd_HHmmss"));
     SessionError error;
     std::unique_ptr<Session> session = Session::create(parent + QLatin1Char('/') + name, &error);
@@ -293,6 +293,7 @@ void MainWindow::closeSession()
         return;
     m_status->showMessage(tr("Saving session..."));
     m_status->repaint();
+    m_form->keepState();
     delete m_form;
     m_form = nullptr;
     if (!m_recorder->stop())
@@ -336,7 +337,8 @@ void MainWindow::loadSession()
 
 void MainWindow::createSession()
 {
-    const QString folder = m_parts.prompts.chooseFolder(this, QStringLiteral("Create Session"), QFileInfo(m_path).path());
+    const QString folder =
+        m_parts.prompts.chooseFolder(this, QStringLiteral("Create Session"), QFileInfo(m_path).path());
     if (folder.isEmpty())
         return;
     if (QFileInfo::exists(folder + QLatin1Char('/') + Session::fileName())) {
@@ -466,6 +468,7 @@ void MainWindow::writeSettings()
     m_parts.settings.setCurrentSessionPath(m_path);
     m_parts.settings.setRecentSessions(m_recent);
     m_parts.settings.setValue(QStringLiteral("window/geometry"), saveGeometry());
+    m_parts.settings.setValue(QStringLiteral("window/view"), m_view);
 }
 
 void MainWindow::restoreWindow()
@@ -500,7 +503,8 @@ void MainWindow::refreshStatus()
         const quint64 first = entry.data->firstTime();
         const quint64 last = entry.data->lastTime();
         if (entry.data->isConnected() && last > first + 1000000)
-            samplesPerHour += static_cast<double>(entry.data->sampleCount()) * 3.6e9 / static_cast<double>(last - first);
+            samplesPerHour +=
+                static_cast<double>(entry.data->sampleCount()) * 3.6e9 / static_cast<double>(last - first);
     }
     m_status->setDisk(QStorageInfo(m_path).bytesAvailable(), samplesPerHour * bytesPerSample);
     m_status->setSensors(m_form->connectedSensors(), sensors.size());

@@ -22,7 +22,8 @@ int jobsRunning = 0; // of the GUI thread alone
 class JobThread final : public QThread
 {
 public:
-    JobThread(const std::function<void(JobProgress &)> &job, JobProgress &progress) : m_job(job), m_progress(progress) {}
+    JobThread(const std::function<void(JobProgress &)> &job, JobProgress &progress) : m_job(job), m_progress(progress)
+    {}
 
 protected:
     void run() override { m_job(m_progress); }
@@ -69,8 +70,8 @@ public:
             amount = tr("Ending...");
         else if (total > 0)
             amount = tr("%1 of %2").arg(locale.toString(done), locale.toString(total)) + rateText(done);
-        const QString name = fontMetrics().elidedText(m_progress.name(), Qt::ElideMiddle,
-                                                      fontMetrics().averageCharWidth() * 60);
+        const QString name =
+            fontMetrics().elidedText(m_progress.name(), Qt::ElideMiddle, fontMetrics().averageCharWidth() * 60);
         setLabelText(QStringLiteral("%1\n%2\n%3").arg(m_progress.step(), name, amount));
     }
 

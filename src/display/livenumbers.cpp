@@ -13,8 +13,8 @@
 
 namespace {
 
-constexpr qint64 freshMs = 3 * 500;   // three missed polls: grey
-constexpr qint64 shownMs = 60 * 1000; // then "no data"
+constexpr qint64 freshMs = 3 * 500 + 1500; // three missed polls, and what a full frame takes to arrive: grey
+constexpr qint64 shownMs = 60 * 1000;      // then "no data"
 
 /// "1234.5": four significant places and more, the digits always in the same columns.
 QString fixedNumber(double value, int decimals)

@@ -9,6 +9,20 @@ namespace {
 constexpr int longestHistory = 100;
 constexpr qint64 joinWithinMs = 600;
 constexpr quint64 emptySpan = 60000000;
+constexpr quint64 second = 1000000;
+constexpr quint64 minute = 60 * second;
+constexpr quint64 hour = 60 * minute;
+
+/// What is shown of `span` while the recording, `length` long, has not filled it: enough to see something, in few
+/// steps.
+quint64 fillingSpan(quint64 length, quint64 span)
+{
+    for (const quint64 step :
+         {30 * second, minute, 2 * minute, 5 * minute, 10 * minute, 30 * minute, hour, 2 * hour, 6 * hour, 12 * hour})
+        if (length <= step)
+            return std::min(step, span);
+    return span;
+}
 } // namespace
 
 void PlotView::setData(const TimeRange &data)
@@ -32,7 +46,7 @@ void PlotView::follow()
     if (m_span == 0)
         m_visible = {m_data.from, m_data.to + margin};
     else if (m_data.length() + margin < span) // fills from the left, as a chart recorder does
-        m_visible = {m_data.from, m_data.from + span};
+        m_visible = {m_data.from, m_data.from + fillingSpan(m_data.length() + margin, span)};
     else
         m_visible = {m_data.to + margin - span, m_data.to + margin};
 }

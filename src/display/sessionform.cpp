@@ -3,12 +3,13 @@
 #include "base/prompts.h"
 #include "data/eventtypelist.h"
 #include "data/norvexdata.h"
+#include "data/valuetype.h"
 #include "display/arcplotdisplay.h"
 #include "display/dataobjectwidget.h"
 #include "display/livenumbers.h"
+#include "display/theme.h"
 #include "events/eventfilter.h"
 #include "events/eventtypenames.h"
-#include "display/theme.h"
 #include "export/exportflow.h"
 #include "export/imageexport.h"
 #include "sensor/arcsensor.h"
@@ -30,7 +31,13 @@
 namespace {
 
 constexpr int refreshPeriodMs = 200;
+constexpr qint64 longestSpan = Q_INT64_C(366) * 86400 * 1000000;
 const QString warningTitle = QStringLiteral("Warning");
+const QString splitterKey = QStringLiteral("form/splitter");
+const QString spanKey = QStringLiteral("plot/span");
+const QString timeModeKey = QStringLiteral("plot/timeMode");
+const QString leftKey = QStringLiteral("plot/leftQuantity");
+const QString rightKey = QStringLiteral("plot/rightQuantity");
 
 } // namespace
 
@@ -83,10 +90,35 @@ SessionForm::SessionForm(const DisplayContext &context, QWidget *parent)
         addCard(entry.data->sensorSerial());
     setCurrentFilter(m_context.filter.enabledTypes());
     showEmptyState();
+    restoreState();
     setUpdateTimer(true);
 }
 
 SessionForm::~SessionForm() = default;
+
+void SessionForm::keepState() const
+{
+    m_context.settings.setValue(splitterKey, ui->splitter->saveState());
+    m_context.settings.setValue(spanKey, m_plot->span());
+    m_context.settings.setValue(timeModeKey, int(m_plot->timeMode()));
+    m_context.settings.setValue(leftKey, m_plot->leftQuantity());
+    m_context.settings.setValue(rightKey, m_plot->rightQuantity());
+}
+
+void SessionForm::restoreState()
+{
+    const auto number = [this](const QString &key, qint64 fallback, qint64 lowest, qint64 highest) {
+        bool ok = false;
+        const qint64 value = m_context.settings.value(key, fallback).toLongLong(&ok);
+        return ok && value >= lowest && value <= highest ? value : fallback;
+    };
+    ui->splitter->restoreState(m_context.settings.value(splitterKey).toByteArray());
+    m_plot->setSpan(quint64(number(spanKey, qint64(m_plot->span()), 0, longestSpan)));
+    m_plot->setTimeMode(TimeMode(number(timeModeKey, int(m_plot->timeMode()), 0, 2)));
+    m_plot->setQuantities(
+        int(number(leftKey, m_plot->leftQuantity(), 0, valueTypeCount - 1)),
+        int(number(rightKey, m_plot->rightQuantity(), arcPlotDisplay::noQuantity, valueTypeCount - 1)));
+}
 
 void SessionForm::showView(int view)
 {
@@ -179,9 +211,9 @@ void SessionForm::enableDisplays(bool on)
 
 void SessionForm::removeSensor(const QString &sensor)
 {
-    if (!m_context.prompts.ask(this, warningTitle, tr("Remove sensor %1 from the session?").arg(sensor),
-                               {tr("Its recording ends. What was recorded stays on disk in the session's folder."),
-                                QString()}))
+    if (!m_context.prompts.ask(
+            this, warningTitle, tr("Remove sensor %1 from the session?").arg(sensor),
+            {tr("Its recording ends. What was recorded stays on disk in the session's folder."), QString()}))
         return;
     if (arcSensor *connection = m_context.recorder.connectionOf(sensor))
         m_context.recorder.removeConnection(connection);
@@ -285,8 +317,9 @@ void SessionForm::triggerSnapshotEvent()
         return;
     arcSensor *sensor = displayedSensor()->sensor();
     if (!sensor || sensor->triggerSnapshot() != PostOutcome::Sent)
-        m_context.prompts.warn(this, warningTitle,
-                               tr("Sensor %1 is not connected. No snapshot was taken.").arg(displayedSensor()->serial()));
+        m_context.prompts.warn(
+            this, warningTitle,
+            tr("Sensor %1 is not connected. No snapshot was taken.").arg(displayedSensor()->serial()));
 }
 
 void SessionForm::exportData()
@@ -371,9 +404,8 @@ SensorDialog::Surroundings SessionForm::dialogSurroundings() const
     SensorDialog::Surroundings around;
     around.hasAddress = [session](const QString &address, quint16 port) {
         const QVector<SensorEntry> sensors = session->sensors();
-        return std::any_of(sensors.begin(), sensors.end(), [&](const SensorEntry &entry) {
-            return entry.address == address && entry.port == port;
-        });
+        return std::any_of(sensors.begin(), sensors.end(),
+                           [&](const SensorEntry &entry) { return entry.address == address && entry.port == port; });
     };
     around.hasSerial = [session](const QString &serial) { return session->store(serial) != nullptr; };
     around.setting = [settings](const QString &key, const QString &fallback) {
@@ -426,9 +458,9 @@ void SessionForm::startRecording(const QString &serial, const QString &address, 
     }
     QString holder;
     if (m_context.recorder.addSensor(address, port, chamber, &holder) == Recorder::AddOutcome::LockedByOther)
-        m_context.prompts.warn(this, warningTitle, tr("Sensor %1 is being recorded by another program").arg(serial),
-                               {tr("%1\nClose it there first; two programs would take each other's samples.").arg(holder),
-                                QString()});
+        m_context.prompts.warn(
+            this, warningTitle, tr("Sensor %1 is being recorded by another program").arg(serial),
+            {tr("%1\nClose it there first; two programs would take each other's samples.").arg(holder), QString()});
 }
 
 void SessionForm::finishSensorReconnection(const QString &sensor)

@@ -39,6 +39,8 @@ public:
     /// The sensor whose display was switched on last and still is; nullptr when none is displayed.
     dataObjectWidget *displayedSensor() const;
     int connectedSensors() const;
+    /// Keeps the splitter, the span, the quantities and the time mode in the settings for the next session.
+    void keepState() const;
 
 signals:
     void overlayTableUpdated(int runs, int events);
@@ -70,6 +72,7 @@ public slots:
     void addVisibleEventsToOverlayTable();
 
 private:
+    void restoreState();
     void addCard(const QString &serial);
     void sensorReady(arcSensor *sensor, const QString &serial);
     void showEmptyState();

@@ -9,7 +9,8 @@ class TestCommandLine : public QObject
 private slots:
     void folderAndSensors()
     {
-        const CommandLine line = parse({"--safe", "/data/etch", "--connect", "10.0.0.5:8080,Etch 1", "--connect", "pm2"});
+        const CommandLine line =
+            parse({"--safe", "/data/etch", "--connect", "10.0.0.5:8080,Etch 1", "--connect", "pm2"});
         QVERIFY(!line.finished && line.safe);
         QCOMPARE(line.sessionFolder, QStringLiteral("/data/etch"));
         QCOMPARE(line.sensors.size(), 2);

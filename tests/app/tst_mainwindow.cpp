@@ -1,5 +1,4 @@
 #include "app/mainwindow.h"
-
 #include "data/norvexdata.h"
 #include "display/arcplotdisplay.h"
 #include "display/dataobjectwidget.h"
@@ -36,6 +35,7 @@ private slots:
     void whatCannotBeLoadedLeavesTheOpenSession_data();
     void whatCannotBeLoadedLeavesTheOpenSession();
     void sessionsAreCreatedAndReopened();
+    void settingsThatMakeNoSense();
     void recentSessions();
     void theListOfRecentSessionsShrinks();
     void viewButtons();
@@ -81,8 +81,7 @@ void TestMainWindow::openWindow()
     options.timings.dispatchInterval = 1;
     options.lockFolder = folder(QStringLiteral("locks"));
     m_window = std::make_unique<MainWindow>(MainWindow::Parts{*m_prompts, *m_settings, *m_theme, *m_filter,
-                                                              *m_dictionary, options,
-                                                              folder(QStringLiteral("new"))});
+                                                              *m_dictionary, options, folder(QStringLiteral("new"))});
     m_window->show();
 }
 
@@ -172,10 +171,33 @@ void TestMainWindow::sessionsAreCreatedAndReopened()
     QCOMPARE(m_window->sessionPath(), made);
     QVERIFY(m_prompts->shown.isEmpty());
 
-    m_window.reset();
+    m_window->form()->plot()->setSpan(30000000);
+    m_window->form()->plot()->setTimeMode(TimeMode::Local);
+    m_window->changeView(2);
+    QVERIFY(m_window->close());
     openWindow();
     m_window->openLastSession();
     QCOMPARE(m_window->sessionPath(), made);
+    QCOMPARE(m_window->form()->plot()->span(), quint64(30000000));
+    QCOMPARE(m_window->form()->plot()->timeMode(), TimeMode::Local);
+    QVERIFY(m_window->findChild<QPushButton *>(QStringLiteral("b_view2"))->styleSheet().contains(
+        QStringLiteral("#CCFFCC")));
+}
+
+void TestMainWindow::settingsThatMakeNoSense()
+{
+    m_window.reset();
+    m_settings->setValue(QStringLiteral("window/view"), 99);
+    m_settings->setValue(QStringLiteral("window/geometry"), QByteArray("rubbish"));
+    m_settings->setValue(QStringLiteral("form/splitter"), 7);
+    m_settings->setValue(QStringLiteral("plot/span"), QStringLiteral("-5 parsecs"));
+    m_settings->setValue(QStringLiteral("plot/timeMode"), 12);
+    m_settings->setValue(QStringLiteral("plot/leftQuantity"), 1000);
+    openWindow();
+    m_window->openLastSession();
+    QCOMPARE(m_window->form()->plot()->span(), quint64(300000000));
+    QCOMPARE(m_window->form()->plot()->leftQuantity(), 0);
+    QCOMPARE(m_window->form()->plot()->timeMode(), TimeMode::Utc);
 }
 
 void TestMainWindow::recentSessions()
@@ -213,7 +235,9 @@ void TestMainWindow::theListOfRecentSessionsShrinks()
 void TestMainWindow::viewButtons()
 {
     m_window->openLastSession();
-    const auto button = [this](int id) { return m_window->findChild<QPushButton *>(QStringLiteral("b_view%1").arg(id)); };
+    const auto button = [this](int id) {
+        return m_window->findChild<QPushButton *>(QStringLiteral("b_view%1").arg(id));
+    };
     QTest::mouseClick(button(2), Qt::LeftButton);
     for (int id = 0; id < 5; ++id)
         QCOMPARE(button(id)->styleSheet(), id == 2 ? QStringLiteral("background-color: #CCFFCC; color: black;")
@@ -234,8 +258,9 @@ void TestMainWindow::recordsAndReopensWithEverythingInPlace()
     m_window->connectTo(host, sensor->port(), QStringLiteral("Etch <b>1</b>"));
     QTRY_VERIFY_WITH_TIMEOUT(samplesOf(QStringLiteral("SN1")) > 50, patience);
     QCOMPARE(m_window->form()->connectedSensors(), 1);
-    QCOMPARE(m_window->form()->card(QStringLiteral("SN1"))->findChild<QLabel *>(QStringLiteral("chamberId"))->textFormat(),
-             Qt::PlainText);
+    QCOMPARE(
+        m_window->form()->card(QStringLiteral("SN1"))->findChild<QLabel *>(QStringLiteral("chamberId"))->textFormat(),
+        Qt::PlainText);
     QVERIFY(m_window->openSession(newSession(QStringLiteral("other")))); // recording ends with a save
     QVERIFY(m_window->openSession(path));
     QVERIFY(samplesOf(QStringLiteral("SN1")) > 50);
@@ -306,9 +331,8 @@ void TestMainWindow::theGuide()
     if (QFileInfo::exists(guide))
         QVERIFY(m_prompts->takeShown().first().startsWith(QStringLiteral("url|file://")));
     else
-        QCOMPARE(m_prompts->takeShown(),
-                 QStringList{QStringLiteral("warn|Open User Guide|Unable to find User Guide\n"
-                                            "Please check Install Folder.")});
+        QCOMPARE(m_prompts->takeShown(), QStringList{QStringLiteral("warn|Open User Guide|Unable to find User Guide\n"
+                                                                    "Please check Install Folder.")});
     QTest::ignoreMessage(QtDebugMsg, "URL passed to MainWindow::showHelp():file:///x");
     m_window->showHelp(QUrl(QStringLiteral("file:///x")));
 }

@@ -45,6 +45,10 @@ void TestPlotView::fillsFromTheLeft()
     PlotView view;
     view.setSpan(300 * s);
     view.setData({start, start + 10 * s});
+    QCOMPARE(view.visible(), (TimeRange{start, start + 30 * s})); // a short recording is not a sliver at the edge
+    view.setData({start, start + 40 * s});
+    QCOMPARE(view.visible(), (TimeRange{start, start + 60 * s}));
+    view.setData({start, start + 200 * s});
     QCOMPARE(view.visible(), (TimeRange{start, start + 300 * s}));
     view.setData({start, start + 299 * s});
     QCOMPARE(view.visible().to, start + 305 * s);
