@@ -1,5 +1,6 @@
 #include "display/theme.h"
 
+#include "base/inks.h"
 #include "data/eventtypelist.h"
 
 #include <QApplication>
@@ -173,7 +174,7 @@ QColor Theme::frame() const
 }
 QColor Theme::accent() const
 {
-    return m_dark ? QColor(0x7ab2ff) : QColor(0x1f55b5);
+    return inks::accent(m_dark);
 }
 QPen Theme::gridPen() const
 {
@@ -306,15 +307,15 @@ QColor Theme::boxBackground() const
 }
 QColor Theme::good() const
 {
-    return m_dark ? QColor(0x6fce7f) : QColor(0x1b7a33);
+    return inks::good(m_dark);
 }
 QColor Theme::warning() const
 {
-    return m_dark ? QColor(0xffc14d) : QColor(0x925500);
+    return inks::warning(m_dark);
 }
 QColor Theme::bad() const
 {
-    return m_dark ? QColor(0xff8a80) : QColor(0xb3261e);
+    return inks::bad(m_dark);
 }
 
 double Theme::contrast(const QColor &a, const QColor &b)

@@ -1,0 +1,55 @@
+#include "recipe/recipefiles.h"
+
+#include "base/json.h"
+#include "base/safefile.h"
+
+#include <QJsonObject>
+
+namespace {
+
+constexpr qint64 maximumFileSize = 1 << 20;
+constexpr int maximumSteps = 1000; // more than any sensor takes, and few enough to be shown and repaired
+
+bool isRecipe(const QByteArray &bytes)
+{
+    const QJsonObject object = parseJson(bytes).object();
+    return object.contains(recipenames::keys().at(0)) ||
+           object.contains(recipenames::keys().at(2) + QStringLiteral("01"));
+}
+
+} // namespace
+
+QString recipefiles::baseName(const QString &recipeName)
+{
+    static const QString refused = QStringLiteral("/\\:*?\"<>|");
+    QString name = recipeName;
+    for (QChar &c : name) {
+        if (refused.contains(c) || c.unicode() < 0x20)
+            c = QLatin1Char('_');
+    }
+    return name;
+}
+
+bool recipefiles::load(const QString &path, Recipe &recipe, QString &reason)
+{
+    QByteArray bytes;
+    if (!readWholeFile(path, bytes, maximumFileSize, &reason))
+        return false;
+    Recipe loaded;
+    if (!loaded.loadFromFile(path)) {
+        reason = QStringLiteral("It is damaged or cut off, or no recipe at all.");
+        return false;
+    }
+    if (!isRecipe(bytes)) {
+        reason = QStringLiteral("It is not a recipe but a file of another program.");
+        return false;
+    }
+    if (loaded.numberOfSteps() > maximumSteps) {
+        reason = QStringLiteral("It holds %1 steps; a recipe has at most %2.")
+                     .arg(loaded.numberOfSteps())
+                     .arg(Recipe::maximumSteps);
+        return false;
+    }
+    recipe = loaded;
+    return true;
+}

@@ -1,0 +1,145 @@
+// Renders windows into a folder, light and dark, at the screen's scale. Run it with QT_SCALE_FACTOR=2 for the second
+// set.
+
+#include "base/widgetprompts.h"
+#include "display/theme.h"
+#include "recipe/recipeform.h"
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QLineEdit>
+#include <QSpinBox>
+#include <QStyleFactory>
+#include <QTableWidget>
+#include <QTemporaryDir>
+#include <QTextStream>
+
+#include <functional>
+#include <memory>
+
+namespace {
+
+WidgetPrompts prompts;
+
+struct Scene
+{
+    const char *name;
+    QSize size; // empty: the window's own
+    std::function<std::unique_ptr<QWidget>(Theme &)> make;
+};
+
+Recipe etch(int steps)
+{
+    static const char *const names[] = {"Strike", "Stabilise", "Main etch", "Over etch", "Purge"};
+    Recipe recipe;
+    recipe.initDefault(steps);
+    recipe.setRecipeName(QStringLiteral("Oxide etch 12"));
+    for (int i = 0; i < steps; ++i) {
+        recipe.setStepName(i, QLatin1String(names[i % 5]));
+        recipe.setDuration(i, 3 + (i * 37) % 90);
+        recipe.setFrequency(i, i % 5 == 2 ? 13450000 : i % 5 == 3 ? 13700000 : 13560000);
+        recipe.setThreshold(i, i % 3 == 1 ? 40 + i * 10 : 0);
+    }
+    return recipe;
+}
+
+std::unique_ptr<RecipeForm> formWith(const Recipe &recipe)
+{
+    const QTemporaryDir dir;
+    auto form =
+        std::make_unique<RecipeForm>(prompts, RecipeForm::Places{dir.path(), dir.filePath(QStringLiteral("Drafts"))});
+    if (!recipe.isEmpty()) {
+        const QString path = dir.filePath(QStringLiteral("x.recipe"));
+        recipe.saveToFile(path);
+        form->openFile(path);
+    }
+    return form;
+}
+
+std::vector<Scene> scenes()
+{
+    return {
+        {"recipe-empty", {1100, 700}, [](Theme &) { return formWith({}); }},
+        {"recipe",
+         {1100, 700},
+         [](Theme &) {
+             auto form = formWith(etch(6));
+             form->findChild<QTableWidget *>()->setCurrentCell(2, 0);
+             return form;
+         }},
+        {"recipe-rules",
+         {1100, 760},
+         [](Theme &) {
+             auto form = formWith(etch(6));
+             form->stepEdit();
+             const auto spin = [&](const char *name) { return form->findChild<QSpinBox *>(QLatin1String(name)); };
+             form->findChild<QLineEdit *>(QStringLiteral("le_stepName"))->clear();
+             spin("sb_eventMinAmp1")->setValue(90);
+             spin("sb_eventMaxLen1")->setValue(900);
+             form->findChild<QCheckBox *>(QStringLiteral("cb_snapshotEnabled"))->click();
+             spin("sb_snapshotNumber")->setValue(9000);
+             form->findChild<QCheckBox *>(QStringLiteral("cb_pulseEnabled"))->click();
+             spin("sb_pulseFrequency")->setValue(90000);
+             spin("sb_pulseDutyCycle")->setValue(20);
+             spin("sb_pulseFilterLength")->setValue(40);
+             return form;
+         }},
+        {"recipe-40-steps-small",
+         {880, 620},
+         [](Theme &) {
+             Recipe recipe = etch(40);
+             recipe.setEventMinAmp1(4, 99);
+             return formWith(recipe);
+         }},
+    };
+}
+
+void settle(int milliseconds)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (timer.elapsed() < milliseconds)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    // The scale comes from QT_SCALE_FACTOR alone, not from the screen that happens to be there.
+    QApplication::setAttribute(Qt::AA_DisableHighDpiScaling);
+    QApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
+    QApplication::setHighDpiScaleFactorRoundingPolicy(Qt::HighDpiScaleFactorRoundingPolicy::PassThrough);
+    QApplication application(argc, argv);
+    if (argc < 2) {
+        QTextStream(stderr) << "usage: norvex_windowshots FOLDER [SCENE]\n";
+        return 2;
+    }
+    QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
+    QFont font = QApplication::font();
+    font.setPointSize(qEnvironmentVariableIsSet("LARGE_FONT") ? 14 : 9);
+    QApplication::setFont(font);
+    const QDir folder(QString::fromLocal8Bit(argv[1]));
+    folder.mkpath(QStringLiteral("."));
+    const QString only = QString::fromLocal8Bit(argc > 2 ? argv[2] : "");
+    for (const Theme::Kind kind : {Theme::Kind::Light, Theme::Kind::Dark}) {
+        Theme theme(kind);
+        theme.applyToApplication();
+        for (const Scene &scene : scenes()) {
+            const QString name = QLatin1String(scene.name);
+            if (!only.isEmpty() && only != name)
+                continue;
+            const std::unique_ptr<QWidget> window = scene.make(theme);
+            if (!scene.size.isEmpty())
+                window->resize(scene.size);
+            window->show();
+            settle(150);
+            const QString suffix = QStringLiteral("%1-%2x").arg(Theme::kindText(kind)).arg(window->devicePixelRatioF());
+            if (!window->grab().save(folder.filePath(QStringLiteral("%1-%2.png").arg(name, suffix))))
+                return 1;
+        }
+    }
+    return 0;
+}
