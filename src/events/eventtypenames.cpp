@@ -90,7 +90,7 @@ bool eventTypeNames::load(QString *error)
 QStringList eventTypeNames::names() const
 {
     QStringList list = eventtype::names();
-    for (const Entry &entry : m_entries)
+    for (const UserType &entry : m_entries)
         list.append(entry.type.name);
     return list;
 }
@@ -100,7 +100,7 @@ QVector<eventType> eventTypeNames::types() const
     QVector<eventType> list;
     for (const QString &name : eventtype::names())
         list.append(eventType::builtIn(name));
-    for (const Entry &entry : m_entries)
+    for (const UserType &entry : m_entries)
         list.append(entry.type);
     return list;
 }
@@ -116,16 +116,36 @@ QString eventTypeNames::colour(const QString &name) const
     if (code >= 0)
         return paletteColour(code);
     const auto entry =
-        std::find_if(m_entries.begin(), m_entries.end(), [&](const Entry &e) { return e.type.name == name; });
+        std::find_if(m_entries.begin(), m_entries.end(), [&](const UserType &e) { return e.type.name == name; });
     return entry != m_entries.end() ? entry->colour : paletteColour(0);
 }
 
 QString eventTypeNames::lightColour(const QString &name) const
 {
-    const QString normal = colour(name);
+    return shownColour(colour(name), true);
+}
+
+QString eventTypeNames::shownColour(const QString &colour, bool onDark)
+{
     const auto pair =
-        std::find_if(palette.begin(), palette.end(), [&](const ColourPair &p) { return normal == p.normal; });
-    return pair != palette.end() ? QString(pair->light) : normal;
+        std::find_if(palette.begin(), palette.end(), [&](const ColourPair &p) { return colour == p.normal; });
+    return onDark && pair != palette.end() ? QString(pair->light) : colour;
+}
+
+QStringList eventTypeNames::paletteColours()
+{
+    QStringList list;
+    for (const ColourPair &pair : palette)
+        list.append(pair.normal);
+    return list;
+}
+
+bool eventTypeNames::setUserTypes(const QVector<UserType> &types, QString *error)
+{
+    m_entries = types;
+    const bool saved = save(error);
+    emit dictionaryUpdated();
+    return saved;
 }
 
 bool eventTypeNames::add(const eventType &type, const QString &colour, QString *error)
@@ -163,7 +183,7 @@ bool eventTypeNames::save(QString *error) const
     QByteArray bytes;
     QTextStream stream(&bytes);
     stream.setCodec("UTF-8");
-    for (const Entry &entry : m_entries) {
+    for (const UserType &entry : m_entries) {
         entry.type.toText(stream);
         stream << colourKey << entry.colour << '\n';
     }

@@ -15,6 +15,17 @@ class eventTypeNames : public QObject
     Q_OBJECT
 
 public:
+    struct UserType
+    {
+        eventType type;
+        QString colour; // "#rrggbb"
+
+        friend bool operator==(const UserType &a, const UserType &b)
+        {
+            return a.type == b.type && a.colour == b.colour;
+        }
+    };
+
     /// `filePath` is the file of the user's types; empty keeps them in memory only.
     explicit eventTypeNames(const QString &filePath = QString(), QObject *parent = nullptr);
 
@@ -27,6 +38,9 @@ public:
     int userTypeCount() const { return m_entries.size(); }
     /// A type of the user by position, a type without a name out of range.
     eventType userType(int index) const { return m_entries.value(index).type; }
+    /// The user's types with their colours, and all of them put in place of what there is.
+    const QVector<UserType> &userTypes() const { return m_entries; }
+    bool setUserTypes(const QVector<UserType> &types, QString *error = nullptr);
     /// One type for each of names(): a built-in one is only a name.
     QVector<eventType> types() const;
     /// "event L%1", offered for a type without a title.
@@ -35,6 +49,11 @@ public:
     /// "#rrggbb" of a name, of the first palette entry for an unknown one; the light one is its companion on dark.
     QString colour(const QString &name) const;
     QString lightColour(const QString &name) const;
+    /// A kept colour as it is shown on a light or a dark background.
+    static QString shownColour(const QString &colour, bool onDark);
+    /// What a type without a colour gets next.
+    QString nextColour() const;
+    static QStringList paletteColours();
 
     /// Appends a type; an empty or invalid colour takes the next of the palette. The type is in the dictionary in any
     /// case, false says that it could not be written.
@@ -46,16 +65,9 @@ signals:
     void dictionaryUpdated();
 
 private:
-    struct Entry
-    {
-        eventType type;
-        QString colour;
-    };
-
-    QString nextColour() const;
     bool save(QString *error) const;
 
     QString m_filePath;
-    QVector<Entry> m_entries;
+    QVector<UserType> m_entries;
     bool m_unreadable = false; // the file holds what could not be read
 };
