@@ -11,6 +11,7 @@
 #include "ui_dataobjectwidget.h"
 
 #include <QAction>
+#include <QDateTime>
 #include <QFileInfo>
 #include <QFontMetrics>
 #include <QMenu>
@@ -291,6 +292,8 @@ void dataObjectWidget::refreshTexts()
     ui->lb_lastSample->setEnabled(shown.live);
     if (m_sensor)
         updateUiFreq(m_sensor->operatingFrequency());
+    m_recipeTold = m_recipeTold && connected;
+    showRecipe();
 }
 
 // --- configuration and recipe
@@ -302,11 +305,35 @@ void dataObjectWidget::updateConfig()
 
 void dataObjectWidget::updateRecipe()
 {
-    const QString name = m_store->recipe().recipeName();
-    ui->lb_currentRecipe->setText(name.isEmpty() ? tr("Current Active Recipe") : name);
-    ui->lb_currentRecipe->setEnabled(!name.isEmpty());
     const Recipe recipe = m_store->recipe();
+    m_recipeTold = m_sensor && m_sensor->state() > 0;
+    m_sensorRecipe = recipe; // the store takes over what the sensor tells
+    showRecipe();
     updateUiFreq(m_sensor ? m_sensor->operatingFrequency() : recipe.isEmpty() ? 0 : recipe.frequency(0));
+}
+
+void dataObjectWidget::showRecipe()
+{
+    const Recipe stored = m_store->recipe();
+    RecipeFacts facts;
+    facts.connected = m_sensor && m_sensor->state() > 0;
+    facts.told = m_recipeTold;
+    facts.sensorName = m_sensorRecipe.recipeName();
+    facts.sensorDiffers = m_sensorRecipe != stored;
+    facts.storedName = stored.recipeName();
+    facts.storedSteps = stored.numberOfSteps();
+    facts.runningStep = m_store->isInsideRun() ? m_store->currentStep() : -1;
+    facts.runningStepName = stored.stepName(facts.runningStep);
+    facts.posted = m_posted;
+    const RecipeStatus status = recipeStatus(facts);
+    ui->lb_currentRecipe->setText(status.label);
+    ui->lb_currentRecipe->setEnabled(status.known);
+    if (ui->lb_currentRecipe->toolTip() != status.tip)
+        ui->lb_currentRecipe->setToolTip(status.tip);
+    const QString tone =
+        status.problem ? QStringLiteral("color: %1;").arg(toneOf(SensorCardPresenter::Level::Bad)) : QString();
+    if (ui->lb_currentRecipe->styleSheet() != tone)
+        ui->lb_currentRecipe->setStyleSheet(tone);
 }
 
 void dataObjectWidget::updateUiFreq(qint32 freq_hz)
@@ -376,29 +403,41 @@ void dataObjectWidget::postRecipe(const Recipe &recipe)
     if (!self || !sensor) // gone while the question was open
         return;
     FrequencyRange range;
+    m_posted.name = recipe.recipeName();
     const PostOutcome outcome = sensor->postRecipe(recipe, &range);
     if (outcome == PostOutcome::FrequencyOutOfRange) {
-        m_prompts.warn(this, QStringLiteral("Incorrect Frequency"),
-                       QStringLiteral("One or more of the steps in the recipe has a frequency outside of the sensors "
-                                      "range. The sensors frequency range is between %1 Hz and %2 Hz")
-                           .arg(range.low)
-                           .arg(range.high));
+        const QString reason =
+            QStringLiteral("One or more of the steps in the recipe has a frequency outside of the sensors "
+                           "range. The sensors frequency range is between %1 Hz and %2 Hz")
+                .arg(range.low)
+                .arg(range.high);
+        recipePosted(PostedRecipe::State::Refused, reason);
+        m_prompts.warn(this, QStringLiteral("Incorrect Frequency"), reason);
     } else if (outcome == PostOutcome::NotConnected) {
-        m_prompts.warn(this, warningTitle, tr("The sensor is not connected. The recipe was not sent."));
+        const QString reason = tr("The sensor is not connected. The recipe was not sent.");
+        recipePosted(PostedRecipe::State::Failed, reason);
+        m_prompts.warn(this, warningTitle, reason);
     } else {
         m_postedRecipe = recipe;
-        m_recipeOnItsWay = true;
-        ui->lb_currentRecipe->setText(tr("Sending %1...").arg(recipe.recipeName()));
+        recipePosted(PostedRecipe::State::OnItsWay);
     }
+}
+
+void dataObjectWidget::recipePosted(PostedRecipe::State state, const QString &reason)
+{
+    m_posted.state = state;
+    m_posted.reason = reason;
+    m_posted.time = QDateTime::fromMSecsSinceEpoch(m_clock.utcMs()).toString(QStringLiteral("HH:mm:ss"));
+    showRecipe();
 }
 
 void dataObjectWidget::uploadFinished(int kind, bool ok, const QString &reason)
 {
-    if (kind == static_cast<int>(eMessage::Recipe) && m_recipeOnItsWay) {
-        m_recipeOnItsWay = false;
+    if (kind == static_cast<int>(eMessage::Recipe) && m_posted.state == PostedRecipe::State::OnItsWay) {
         if (ok)
             m_store->setRecipe(m_postedRecipe);
-        updateRecipe();
+        recipePosted(ok ? PostedRecipe::State::Taken : PostedRecipe::State::Failed, reason);
+        refreshTexts();
     }
     if (!ok)
         emit problem(tr("Sensor %1: the upload failed: %2").arg(serial(), reason));

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/clock.h"
+#include "display/recipestatus.h"
 #include "display/sensorcardpresenter.h"
 #include "events/eventtype.h"
 #include "recipe/recipe.h"
@@ -109,6 +110,8 @@ private:
     void showDisplayStyle();
     void sensorStatus(const QString &message);
     void uploadFinished(int kind, bool ok, const QString &reason);
+    void recipePosted(PostedRecipe::State state, const QString &reason = QString());
+    void showRecipe();
     bool loadAndPost(const QString &path);
     void rememberRecipe(const QString &path);
 
@@ -129,8 +132,10 @@ private:
     QString m_lastProblem;
     QString m_shownLight;
     QVector<eventType> m_filter;
+    Recipe m_sensorRecipe; // as the sensor told it last
     Recipe m_postedRecipe; // on its way to the sensor
-    bool m_recipeOnItsWay = false;
+    PostedRecipe m_posted;
+    bool m_recipeTold = false; // by the sensor, since it is connected
     quint64 m_seenRevision = 0;
 
     QMenu *m_menu = nullptr;
