@@ -1,21 +1,16 @@
 #include "recipe/recipeform.h"
 
-#include "base/inks.h"
 #include "base/log.h"
 #include "base/prompts.h"
 #include "recipe/pulseindicators.h"
-#include "recipe/recipefiledialogs.h"
-#include "recipe/recipefiles.h"
 #include "recipe/stepcontrols.h"
 #include "recipe/steptable.h"
 #include "recipe/timelinelayout.h"
 #include "ui_recipeform.h"
 
 #include <QCloseEvent>
-#include <QDir>
 #include <QPointer>
 #include <QRegularExpression>
-#include <QStandardPaths>
 
 using reciperules::BrokenRule;
 using reciperules::Rule;
@@ -33,12 +28,6 @@ QString nextName(const QString &name)
 }
 
 } // namespace
-
-RecipeForm::Places RecipeForm::Places::ofUser()
-{
-    const QString base = QStandardPaths::writableLocation(QStandardPaths::AppLocalDataLocation);
-    return {QStringLiteral("%1/%2").arg(base, recipenames::folderName()), base + QStringLiteral("/Drafts")};
-}
 
 // --- the recipe and the steps
 
@@ -173,73 +162,7 @@ void RecipeForm::redo()
     changed();
 }
 
-// --- files
-
-void RecipeForm::loadFile()
-{
-    if (m_edited >= 0)
-        return;
-    QDir().mkpath(m_places.recipes);
-    const QString path = getOpenRecipeFile(m_prompts, this, m_places.recipes);
-    if (!path.isEmpty())
-        openFile(path);
-}
-
-bool RecipeForm::openFile(const QString &path)
-{
-    stepEditCancel();
-    Recipe loaded;
-    QString reason;
-    if (!recipefiles::load(path, loaded, reason)) {
-        m_prompts.warn(this, warningTitle, tr("Unable to read a recipe from the file:") + path,
-                       {tr("%1\nThe recipe in the editor is unchanged.").arg(reason), QString()});
-        return false;
-    }
-    m_editor.load(loaded);
-    showRecipe(recipe().isEmpty() ? -1 : 0);
-    changed();
-    return true;
-}
-
-void RecipeForm::saveFile()
-{
-    if (!validateRecipe())
-        return;
-    m_editor.setName(ui->le_recipeName->text());
-    QDir().mkpath(m_places.recipes);
-    QString path = m_places.recipes + QLatin1Char('/') + recipefiles::baseName(recipe().recipeName());
-    if (!path.contains(recipenames::fileExtension()))
-        path += recipenames::fileExtension();
-    QString error;
-    if (!recipe().saveToFile(path, &error)) {
-        m_prompts.warn(this, warningTitle, QStringLiteral("Unable to create file:") + path,
-                       {tr("%1\nNothing is lost: the recipe stays open here.").arg(error), QString()});
-        return;
-    }
-    m_editor.markSaved();
-    changed();
-    emit recipeSaved(path);
-    m_prompts.inform(this, QStringLiteral("Recipe saved successfully!"),
-                     QStringLiteral("Saved \"%1\" in directory %2").arg(recipe().recipeName(), m_places.recipes));
-}
-
-QString RecipeForm::unsavedText() const
-{
-    QStringList lines;
-    const QStringList changes = m_editor.unsavedChanges();
-    constexpr int named = 6;
-    if (!changes.isEmpty()) {
-        lines.append(tr("These changes to \"%1\" are not saved and will be lost:").arg(recipe().recipeName()));
-        for (const QString &change : changes.mid(qMax(0, changes.size() - named)))
-            lines.append(QStringLiteral("- ") + change);
-        if (changes.size() > named)
-            lines.append(tr("and %1 before them").arg(changes.size() - named));
-    }
-    if (m_stepTouched)
-        lines.append(m_edited >= 0 ? tr("The values of step %1 are not confirmed.").arg(m_edited + 1)
-                                   : tr("The step in the step editor is not added."));
-    return lines.isEmpty() ? tr("Nothing is unsaved.") : lines.join(QLatin1Char('\n'));
-}
+// --- closing
 
 void RecipeForm::closeWindow()
 {
@@ -447,65 +370,4 @@ void RecipeForm::showRule(QLabel *label, const QVector<BrokenRule> &broken, std:
     }
     label->setText(lines.join(QLatin1Char('\n')));
     label->setVisible(!lines.isEmpty());
-}
-
-// --- drafts
-
-void RecipeForm::changed()
-{
-    showState();
-    showRules();
-    if (m_editor.isModified() || m_stepTouched) {
-        if (!m_draftTimer.isActive())
-            m_draftTimer.start();
-    } else {
-        m_draftTimer.stop();
-        m_drafts.clear();
-    }
-}
-
-void RecipeForm::writeDraft()
-{
-    QString error;
-    if (!m_drafts.write({recipe(), m_controls->step(), m_edited}, &error))
-        logWarning(QStringLiteral("RecipeForm: the draft could not be kept: %1").arg(error));
-}
-
-void RecipeForm::offerDraft()
-{
-    ui->fr_draft->setVisible(m_drafts.hasFound());
-    if (!m_drafts.hasFound())
-        return;
-    const Recipe &kept = m_drafts.found().recipe;
-    const QString name =
-        kept.recipeName().isEmpty() ? tr("A recipe without a name") : tr("The recipe \"%1\"").arg(kept.recipeName());
-    ui->lb_draft->setText(tr("%1 was not saved on %2; it has %3 of %4 steps.")
-                              .arg(name, m_drafts.foundTime().toString(QStringLiteral("yyyy-MM-dd HH:mm")))
-                              .arg(kept.numberOfSteps())
-                              .arg(Recipe::maximumSteps));
-}
-
-void RecipeForm::restoreDraft()
-{
-    if (!m_drafts.hasFound())
-        return;
-    stepEditCancel();
-    const RecipeDraft draft = m_drafts.found();
-    m_editor.restore(draft.recipe);
-    showRecipe(draft.edited >= 0 ? draft.edited : recipe().numberOfSteps() - 1);
-    if (draft.edited >= 0)
-        stepEdit();
-    if (!draft.step.isEmpty()) {
-        showStep(draft.step, 0);
-        m_stepTouched = draft.edited >= 0;
-    }
-    writeDraft(); // kept anew before the old one goes
-    discardDraft();
-    changed();
-}
-
-void RecipeForm::discardDraft()
-{
-    m_drafts.dropFound();
-    offerDraft();
 }

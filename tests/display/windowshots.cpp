@@ -3,6 +3,8 @@
 
 #include "base/widgetprompts.h"
 #include "display/theme.h"
+#include "events/eventfilterpanel.h"
+#include "events/eventtypecreator.h"
 #include "recipe/recipeform.h"
 
 #include <QApplication>
@@ -15,6 +17,7 @@
 #include <QTableWidget>
 #include <QTemporaryDir>
 #include <QTextStream>
+#include <QVBoxLayout>
 
 #include <functional>
 #include <memory>
@@ -58,6 +61,51 @@ std::unique_ptr<RecipeForm> formWith(const Recipe &recipe)
     return form;
 }
 
+/// A dictionary and a filter that live with the window that shows them.
+struct Types : QObject
+{
+    explicit Types(QObject *parent) : QObject(parent)
+    {
+        dictionary.add({35, 20, eventType::Inferior, QStringLiteral("Micro arc")});
+        dictionary.add({120, 400, eventType::Superior, QStringLiteral("Overshoot after ignition")});
+        dictionary.add({80, 1000, eventType::Either, QStringLiteral("event L3")});
+    }
+    eventTypeNames dictionary;
+    eventTypeFilter filter{dictionary};
+};
+
+std::unique_ptr<QWidget> panel()
+{
+    auto window = std::make_unique<QWidget>();
+    auto *types = new Types(window.get());
+    auto *panel = new eventFilterPanel(types->filter, types->dictionary, window.get());
+    auto *layout = new QVBoxLayout(window.get());
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(panel);
+    QHash<QString, int> counts;
+    int count = 7;
+    for (const QString &name : types->dictionary.names().mid(0, 11))
+        counts.insert(name, count = count * 5 % 4099);
+    counts.insert(QStringLiteral("Micro arc"), 1284417);
+    panel->setCounts(counts);
+    types->filter.setEnabled(QStringLiteral("NOTANEVENT"), false);
+    panel->setActivity(QStringLiteral("Matching event types: 42 %"));
+    return window;
+}
+
+std::unique_ptr<QWidget> creator()
+{
+    auto window = std::make_unique<QWidget>();
+    auto *types = new Types(window.get());
+    auto *dialog = new eventTypeCreator(types->dictionary, prompts, window.get());
+    dialog->setWindowFlags(Qt::Widget);
+    auto *layout = new QVBoxLayout(window.get());
+    layout->addWidget(dialog);
+    dialog->findChild<QLineEdit *>(QStringLiteral("titleEdit"))->setText(QStringLiteral("arc"));
+    dialog->findChild<QLineEdit *>(QStringLiteral("durationEdit"))->setText(QStringLiteral("20 us"));
+    return window;
+}
+
 std::vector<Scene> scenes()
 {
     return {
@@ -93,6 +141,8 @@ std::vector<Scene> scenes()
              recipe.setEventMinAmp1(4, 99);
              return formWith(recipe);
          }},
+        {"event-panel", {250, 560}, [](Theme &) { return panel(); }},
+        {"event-creator", {}, [](Theme &) { return creator(); }},
     };
 }
 
