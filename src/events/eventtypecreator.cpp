@@ -20,6 +20,9 @@ eventTypeCreator::eventTypeCreator(eventTypeNames &dictionary, Prompts &prompts,
     ui->directionBox->addItem(tr("Either"), int(eventType::Either));
     ui->magnitudeEdit->setAccelerated(true);
     ui->hintLabel->setMinimumHeight(2 * fontMetrics().lineSpacing());
+    ui->colorEdit->setMinimumWidth(fontMetrics().horizontalAdvance(ui->colorEdit->placeholderText()) +
+                                   4 * fontMetrics().averageCharWidth());
+    ui->eventList->setMinimumHeight(7 * fontMetrics().lineSpacing());
     fillColourMenu();
 
     connect(ui->createButton, &QPushButton::clicked, this, &eventTypeCreator::createNewEvent);

@@ -143,7 +143,7 @@ void RecipeForm::layOut()
     ui->lb_editorTitle->setFont(bold);
     ui->le_recipeName->setMinimumWidth(40 * letter);
     // Room for the longest text, so that nothing moves while a number changes.
-    const int indicator = metrics.horizontalAdvance(QStringLiteral("µs (333334~333334.)"));
+    const int indicator = metrics.horizontalAdvance(QStringLiteral("µs (88.8888~88.8888) "));
     for (QLabel *label : {ui->lb_pulseFrequency, ui->lb_pulseDutyCycle, ui->lb_pulsePeriodEm, ui->lb_pulseDutyCycleEm})
         label->setMinimumWidth(indicator);
     ui->lb_threshold->setMinimumWidth(metrics.horizontalAdvance(QStringLiteral("(Disabled)")));
@@ -155,9 +155,11 @@ void RecipeForm::layOut()
     ui->tw_steps->setMinimumHeight(6 * line);
     ui->tw_steps->horizontalHeader()->setHighlightSections(false);
     ui->tw_steps->verticalHeader()->setDefaultSectionSize(line * 3 / 2);
-    for (int column = 0; column < ui->tw_steps->columnCount(); ++column)
-        ui->tw_steps->horizontalHeader()->setSectionResizeMode(column, column == 0 ? QHeaderView::Stretch
-                                                                                   : QHeaderView::ResizeToContents);
+    QHeaderView *header = ui->tw_steps->horizontalHeader();
+    for (int column = 1; column < ui->tw_steps->columnCount(); ++column)
+        header->setSectionResizeMode(column, QHeaderView::ResizeToContents);
+    header->resizeSection(0, 22 * letter);
+    header->setStretchLastSection(true);
     ui->splitter->setStretchFactor(0, 1);
     ui->splitter->setStretchFactor(1, 0);
     const int editor = ui->editorContents->sizeHint().height() + 5 * line; // and some broken rules

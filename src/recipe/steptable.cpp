@@ -71,6 +71,7 @@ void StepHeader::paintSection(QPainter *painter, const QRect &rect, int logicalI
     QHeaderView::paintSection(painter, rect, logicalIndex);
     painter->restore();
     const int margin = fontMetrics().averageCharWidth();
+    painter->setPen(isEnabled() ? QColor(0x1c1e21) : QColor(0x6b7178)); // on the sheet's light background
     painter->drawText(rect.adjusted(0, 0, -margin, 0), Qt::AlignRight | Qt::AlignVCenter,
                       QString::number(logicalIndex + 1));
 }

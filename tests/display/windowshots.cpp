@@ -117,6 +117,14 @@ std::vector<Scene> scenes()
              form->findChild<QTableWidget *>()->setCurrentCell(2, 0);
              return form;
          }},
+        {"recipe-draft",
+         {1100, 700},
+         [](Theme &) {
+             const QTemporaryDir dir;
+             const RecipeForm::Places places{dir.path(), dir.filePath(QStringLiteral("Drafts"))};
+             DraftKeeper(places.drafts).write({etch(12), etch(1), -1});
+             return std::make_unique<RecipeForm>(prompts, places);
+         }},
         {"recipe-rules",
          {1100, 760},
          [](Theme &) {
@@ -142,7 +150,7 @@ std::vector<Scene> scenes()
              return formWith(recipe);
          }},
         {"event-panel", {250, 560}, [](Theme &) { return panel(); }},
-        {"event-creator", {}, [](Theme &) { return creator(); }},
+        {"event-creator", {480, 460}, [](Theme &) { return creator(); }},
     };
 }
 

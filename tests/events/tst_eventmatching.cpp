@@ -146,7 +146,7 @@ void tst_EventMatching::piecesFollowTheDensity()
     Events data;
     QVector<double> flat(4, 1.0);
     for (quint64 i = 0; i < 100; ++i) // silence for months, then 60,000 events in six minutes
-        data.add(i * day, eventtype::E11, flat);
+        data.add((i + 1) * day, eventtype::E11, flat);
     for (quint64 i = 0; i < 60000; ++i)
         data.add(200 * day + i * 6000, eventtype::E12, flat);
     JobProgress progress;
