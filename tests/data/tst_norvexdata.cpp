@@ -118,6 +118,7 @@ void TestNorvexData::duplicates_data()
     QTest::newRow("the newest again") << 100 << 99 << 1 << 100;
     QTest::newRow("overlapping page") << 100 << 90 << 20 << 110;
     QTest::newRow("inside an older block") << 15000 << 100 << 20 << 15000;
+    QTest::newRow("the last of an older block") << 15000 << 9999 << 1 << 15000;
     QTest::newRow("over both blocks and beyond") << 15000 << 9990 << 5020 << 15010;
     QTest::newRow("page goes on into a new block") << 9990 << 9980 << 40 << 10020;
     QTest::newRow("all of it again") << 25000 << 0 << 25000 << 25000;

@@ -2,8 +2,11 @@
 #include "data/runsearch.h"
 #include "data/runtracker.h"
 #include "data/samples.h"
+#include "data/worker.h"
 
 #include <QtTest>
+
+#include <atomic>
 
 namespace {
 
@@ -98,6 +101,7 @@ private slots:
     void restartDropsAnOpenRun();
     void currentStepAndState();
     void summariesAreTakenOnce();
+    void summariesAreTakenByAnotherThread();
     void detectorLogsItsLines();
     void runSearch_data();
     void runSearch();
@@ -356,6 +360,32 @@ void tst_RfOnDetector::summariesAreTakenOnce()
     QCOMPARE(runsOf(detector.takeSummaries()), QStringLiteral("1.9-3 6.9-8"));
     QVERIFY(detector.takeSummaries().isEmpty());
     QVERIFY(!detector.isInsideRun());
+}
+
+void tst_RfOnDetector::summariesAreTakenByAnotherThread()
+{
+    constexpr int runs = 3000;
+    const auto previous = qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {});
+    rfOnDetector detector;
+    detector.setThreshold(10);
+    detector.setConfirmationTime(0);
+    std::atomic<bool> done{false};
+    int taken = 0;
+    {
+        const Worker taking([&] {
+            while (!done)
+                taken += detector.takeSummaries().size();
+        });
+        SamplePoint sample;
+        for (int i = 0; i <= 3 * runs; ++i) { // off, on, off
+            ++sample.time;
+            sample.voltage = i % 3 == 1 ? 50 : 0;
+            detector.process(sample);
+        }
+        done = true;
+    }
+    qInstallMessageHandler(previous);
+    QCOMPARE(taken + detector.takeSummaries().size(), runs);
 }
 
 void tst_RfOnDetector::detectorLogsItsLines()

@@ -195,6 +195,8 @@ void TestWebservice::shortEvents()
     QVERIFY(event.decode(record.left(record.size() - 6), 0));
     QVERIFY(event.voltage == std::vector<float>({2.0F, 0.0F}));
     QCOMPARE(event.missingBytes, 6);
+    QVERIFY(event.decode(record.left(record.size() - 3), 0)); // within the last sample: what is there counts
+    QVERIFY(event.voltage == std::vector<float>({2.0F, 4.0F}));
     QVERIFY(event.decode(record.left(2), 0));
     QCOMPARE(event.rawTimeUs, qint64(0x0708));
     // The most that a header can announce, with nothing behind it.
