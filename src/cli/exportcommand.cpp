@@ -18,23 +18,22 @@
 
 namespace {
 
-/// The sensor that is meant, or nullptr and why none can be chosen.
-std::shared_ptr<norvexData> chooseSensor(const Session &session, const QString &serial, QString *problem)
+/// The sensor that is meant, or one without data and why none can be chosen.
+SensorEntry chooseSensor(const Session &session, const QString &serial, QString *problem)
 {
     const QVector<SensorEntry> entries = session.sensors();
     QStringList serials;
-    for (const SensorEntry &entry : entries)
+    for (const SensorEntry &entry : entries) {
         serials.append(entry.data->sensorSerial());
-    if (serial.isEmpty() && entries.size() == 1)
-        return entries.at(0).data;
-    if (const std::shared_ptr<norvexData> data = serial.isEmpty() ? nullptr : session.store(serial))
-        return data;
+        if (serial.isEmpty() ? entries.size() == 1 : serial == serials.constLast())
+            return entry;
+    }
     *problem = entries.isEmpty()  ? QStringLiteral("the session has no sensors")
                : serial.isEmpty() ? QStringLiteral("the session has several sensors; give one with --sensor: ") +
                                         serials.join(QStringLiteral(", "))
                                   : QStringLiteral("the session has no sensor '%1'; it has: ").arg(serial) +
                                         serials.join(QStringLiteral(", "));
-    return nullptr;
+    return {};
 }
 
 /// Everything of a sensor: from its first sample or event to its last. An event may be later than the newest sample.
@@ -157,10 +156,15 @@ ExitCode runExport(const QStringList &arguments, Console &console)
         return ExitCode::Failed;
     }
     QString problem;
-    const std::shared_ptr<norvexData> data = chooseSensor(*session, options.sensor, &problem);
-    if (!data) {
+    const SensorEntry sensor = chooseSensor(*session, options.sensor, &problem);
+    if (!sensor.data) {
         console.complain(problem);
-        return options.sensor.isEmpty() ? ExitCode::Usage : ExitCode::Failed;
+        return options.sensor.isEmpty() && session->sensors().size() > 1 ? ExitCode::Usage : ExitCode::Failed;
     }
-    return exportSensor(*session, *data, options, console);
+    if (!sensor.loadProblem.isEmpty()) {
+        console.complain(QStringLiteral("sensor %1: %2").arg(sensor.data->sensorSerial(), sensor.loadProblem));
+        if (sensor.data->blockCount() == 0 && sensor.data->eventCount() == 0)
+            return ExitCode::Failed;
+    }
+    return exportSensor(*session, *sensor.data, options, console);
 }

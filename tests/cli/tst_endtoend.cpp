@@ -392,6 +392,14 @@ private:
                          file.toObject().value(QStringLiteral("state")).toString());
         QCOMPARE(found, QStringList({QStringLiteral("block_1.norvexdata short"),
                                      QStringLiteral("Event_1.norvexevent missing")}));
+
+        const QStringList command{QStringLiteral("export"), copy, QStringLiteral("--no-events"),
+                                  QStringLiteral("--out"), m_temporary.filePath(QStringLiteral("damaged.csv"))};
+        const Programs::Result exported = m_programs->cli(command);
+        QCOMPARE(exported.code, 1);
+        QVERIFY2(exported.err.contains("could not be read"), exported.err.constData());
+        QVERIFY(QDir(copy + QStringLiteral("/SN500-Etch 1")).removeRecursively());
+        QCOMPARE(m_programs->cli(command + QStringList{QStringLiteral("--force")}).code, 1);
     }
 
     /// Neither the session nor the sensor is free for a second recorder; reading is.
