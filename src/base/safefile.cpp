@@ -105,6 +105,18 @@ bool writeFileSafely(const QString &path, const QByteArray &bytes, QString *erro
     return ok;
 }
 
+bool makeFolderSafely(const QString &path)
+{
+    const QString folder = QDir(path).absolutePath();
+    const QString parent = QFileInfo(folder).absolutePath();
+    if (QFileInfo(folder).isDir()) {
+        platform::syncFolder(parent);
+        return true;
+    }
+    const bool parentIsThere = parent == folder || QFileInfo(parent).isDir() || makeFolderSafely(parent);
+    return parentIsThere && (QDir().mkdir(folder) || QFileInfo(folder).isDir()) && platform::syncFolder(parent);
+}
+
 bool readWholeFile(const QString &path, QByteArray &bytes, qint64 maximumSize, QString *error)
 {
     QFile file(path);

@@ -50,5 +50,10 @@ bool writeAll(QIODevice &file, const char *bytes, qint64 size, QString *error);
 /// Replaces the file at `path` by `bytes` with a SafeFile. On failure `error` (when given) says why.
 bool writeFileSafely(const QString &path, const QByteArray &bytes, QString *error = nullptr);
 
+/// Makes a folder and those above it that are missing, and syncs every name that is new, so that what is saved in it
+/// later is not lost with it. False when that fails. A folder that is there already gets its name synced too, for the
+/// case that the program which made it was killed in between; then without telling when it fails.
+bool makeFolderSafely(const QString &path);
+
 /// Reads a whole file of at most `maximumSize` bytes. False and a reason when it cannot be opened, read or is larger.
 bool readWholeFile(const QString &path, QByteArray &bytes, qint64 maximumSize, QString *error = nullptr);

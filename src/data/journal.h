@@ -102,6 +102,7 @@ private:
         const QString m_folder;
         journalfile::Header m_header; // of the open file
         QFile m_file;
+        bool m_folderIsSafe = false; // it is there and its name is on disk
         qint64 m_fileGeneration = -1;
         qint64 m_syncedSize = 0;
         QVector<OldFile> m_oldFiles; // closed, not yet committed

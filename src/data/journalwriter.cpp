@@ -119,10 +119,9 @@ bool Journal::Writer::writeEntries(int from, int to, QString *reason)
 
 bool Journal::Writer::openFile(qint64 generation, QString *reason)
 {
-    if (!QFileInfo(m_folder).isDir()) {
-        if (!QDir().mkpath(m_folder) || !platform::syncFolder(QFileInfo(m_folder).absolutePath()))
-            return fail(reason, QStringLiteral("cannot create %1").arg(m_folder));
-    }
+    if ((!m_folderIsSafe || !QFileInfo(m_folder).isDir()) && !makeFolderSafely(m_folder))
+        return fail(reason, QStringLiteral("cannot create %1").arg(m_folder));
+    m_folderIsSafe = true;
     ++m_header.number;
     m_syncedSize = 0;
     m_file.setFileName(m_folder + QLatin1Char('/') + journalfile::fileName(m_header.number));

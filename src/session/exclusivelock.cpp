@@ -2,9 +2,10 @@
 
 namespace {
 
-/// A lock file whose owner died before it wrote its name (a power cut leaves such) would be kept for ever; its owner
-/// would have written it within this time.
+/// A lock file whose owner died before it wrote its name (a kill or a power cut leaves such) would be kept for ever;
+/// its owner would have written it within this time.
 constexpr int namelessStaleMs = 2000;
+constexpr int namelessWaitMs = namelessStaleMs + 500;
 
 } // namespace
 
@@ -19,7 +20,7 @@ LockAttempt takeLock(const QString &path)
     QString program;
     if (!taken && lock->error() == QLockFile::LockFailedError && !lock->getLockInfo(&pid, &host, &program)) {
         lock->setStaleLockTime(namelessStaleMs);
-        taken = lock->tryLock(0);
+        taken = lock->tryLock(namelessWaitMs);
     }
     if (taken) {
         attempt.outcome = LockAttempt::Taken;

@@ -5,8 +5,8 @@
 
 #include <memory>
 
-/// A lock file that one program at a time holds, with words about who does. The lock of a program that no longer runs,
-/// and a lock file that names nobody, count as free at once.
+/// A lock file that one program at a time holds, with words about who does. The lock of a program that no longer runs
+/// counts as free at once, so does a lock file that still names nobody after 2 s.
 struct LockAttempt
 {
     enum Outcome { Taken, HeldByOther, NotWritable } outcome = NotWritable;
@@ -14,5 +14,5 @@ struct LockAttempt
     QString holder;                  // "norvex (process 4711 on host lab-pc)" when held by another
 };
 
-/// Tries to take the lock at `path` without waiting.
+/// Tries to take the lock at `path`. Waits only for a lock file that names nobody yet, at most 2.5 s.
 LockAttempt takeLock(const QString &path);

@@ -1,4 +1,5 @@
 #include "base/log.h"
+#include "base/safefile.h"
 #include "data/datanames.h"
 #include "data/journal.h"
 #include "data/journalfile.h"
@@ -62,7 +63,7 @@ norvexData *Session::storeForReplay(const JournalSensor &sensor)
     if (const std::shared_ptr<norvexData> known = store(sensor.serial))
         return known.get();
     const QString folder = m_path + QLatin1Char('/') + sensor.folder;
-    if (!m_readOnly && !QDir().mkpath(folder))
+    if (!m_readOnly && !makeFolderSafely(folder))
         return nullptr;
     auto data = std::make_shared<norvexData>(m_clock);
     data->setSensorSerial(sensor.serial);

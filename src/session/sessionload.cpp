@@ -64,7 +64,7 @@ QString Session::folderOf(const QString &path)
 std::unique_ptr<Session> Session::create(const QString &folder, SessionError *error, const Clock &clock)
 {
     const QString path = QDir(folder).absolutePath();
-    if (!QDir().mkpath(path)) {
+    if (!makeFolderSafely(path)) {
         setError(error, SessionError::CannotWrite, QStringLiteral("Cannot create the folder %1").arg(path));
         return nullptr;
     }
@@ -88,6 +88,7 @@ std::unique_ptr<Session> Session::load(const QString &folder, SessionError *erro
         return nullptr;
     }
     std::unique_ptr<Session> session(new Session(path, false, clock));
+    makeFolderSafely(path); // the program that made it may have been killed before its name was on disk
     if (!session->takeFolderLock(error) || !session->readSessionFile(error, progress))
         return nullptr;
     session->openJournal();
@@ -202,7 +203,7 @@ std::shared_ptr<norvexData> Session::newStore(const QString &serial, const QStri
         data->setFolderName(name);
         const QDir folder(path + QLatin1Char('/') + name);
         if (!folder.exists() || folder.isEmpty())
-            return QDir().mkpath(folder.path()) ? data : nullptr;
+            return makeFolderSafely(folder.path()) ? data : nullptr;
         const bool sameSensor = folder.exists(datanames::indexFile()) && data->load(path) != LoadOutcome::Failed &&
                                 data->sensorSerial() == serial;
         if (!sameSensor)

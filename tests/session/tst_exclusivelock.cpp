@@ -58,20 +58,23 @@ private slots:
     void anOldLockFileThatNamesNobodyIsFree_data()
     {
         QTest::addColumn<QByteArray>("content");
-        QTest::newRow("empty") << QByteArray();
-        QTest::newRow("zeros") << QByteArray(64, '\0');
-        QTest::newRow("text") << QByteArray("not a lock\n");
+        QTest::addColumn<int>("ageMs");
+        QTest::newRow("empty") << QByteArray() << 60000;
+        QTest::newRow("zeros") << QByteArray(64, '\0') << 60000;
+        QTest::newRow("text") << QByteArray("not a lock\n") << 60000;
+        QTest::newRow("of a program killed just now") << QByteArray() << 1900;
     }
 
     void anOldLockFileThatNamesNobodyIsFree()
     {
         QFETCH(QByteArray, content);
+        QFETCH(int, ageMs);
         const QString path = m_folder.filePath(QStringLiteral("nameless.lock"));
         QFile file(path);
         QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
         file.write(content);
         file.flush();
-        QVERIFY(file.setFileTime(QDateTime::currentDateTime().addSecs(-60), QFileDevice::FileModificationTime));
+        QVERIFY(file.setFileTime(QDateTime::currentDateTime().addMSecs(-ageMs), QFileDevice::FileModificationTime));
         file.close();
         QCOMPARE(int(takeLock(path).outcome), int(LockAttempt::Taken));
     }
