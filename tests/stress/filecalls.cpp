@@ -1,0 +1,379 @@
+// Stands between a program and the system's file calls (LD_PRELOAD): counts them, and at a chosen one kills the process
+// or makes the call fail; writes down all of them when asked. Only calls about files below one folder matter. Linux.
+
+#include "filecalls.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <mutex>
+#include <sys/mman.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace {
+
+using filecalls::Action;
+using filecalls::Control;
+using filecalls::Op;
+
+constexpr int maximumFiles = 4096;
+
+// What a call does decides by which errors it can fail.
+enum class Kind { OpenRead, OpenWrite, Read, Write, Sync, Name, Other };
+
+Control *control = nullptr;
+std::uint32_t files[maximumFiles]; // number of each open file below the root, 0 for all others
+std::uint32_t lastFile = 0;
+int traceFile = -1;
+
+std::recursive_mutex &lock()
+{
+    static auto *const mutex = new std::recursive_mutex; // outlives every thread
+    return *mutex;
+}
+
+/// The C library's own function of this name.
+template <typename Function>
+Function *real(Function *, const char *name)
+{
+    return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
+}
+
+__attribute__((constructor)) void begin()
+{
+    const char *path = std::getenv("NORVEX_FILECALLS");
+    if (!path)
+        return;
+    const int file = static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, O_RDWR | O_CLOEXEC));
+    if (file < 0)
+        return;
+    void *mapped = ::mmap(nullptr, sizeof(Control), PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
+    syscall(SYS_close, file);
+    if (mapped == MAP_FAILED)
+        return;
+    control = static_cast<Control *>(mapped);
+    if (control->trace[0] != 0)
+        traceFile = static_cast<int>(
+            syscall(SYS_openat, AT_FDCWD, control->trace, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600));
+}
+
+bool isBelowRoot(const char *path)
+{
+    const std::size_t length = control ? std::strlen(control->root) : 0;
+    return length > 0 && std::strncmp(path, control->root, length) == 0 && (path[length] == '/' || path[length] == 0);
+}
+
+bool isWatched(int file)
+{
+    return control && file >= 0 && file < maximumFiles && files[file] != 0;
+}
+
+bool canFail(Kind kind, int error)
+{
+    switch (error) {
+    case EIO:
+        return true;
+    case EINTR:
+        return kind == Kind::OpenRead || kind == Kind::OpenWrite || kind == Kind::Read || kind == Kind::Write ||
+               kind == Kind::Sync;
+    case ENOSPC:
+        return kind == Kind::OpenWrite || kind == Kind::Write || kind == Kind::Sync || kind == Kind::Name;
+    case EROFS:
+        return kind == Kind::OpenWrite || kind == Kind::Write || kind == Kind::Name;
+    default:
+        return kind == Kind::OpenRead || kind == Kind::OpenWrite;
+    }
+}
+
+[[noreturn]] void die()
+{
+    ::kill(::getpid(), SIGKILL);
+    for (;;)
+        ::pause();
+}
+
+/// The action for one call, which begins here.
+class Call
+{
+public:
+    Call(const char *name, Kind kind, const char *path = nullptr) : m_locker(lock())
+    {
+        const std::uint64_t number = ++control->calls;
+        const std::uint64_t at = control->actAt;
+        if (at == 0 || number < at || (number > at && control->lasting == 0))
+            return;
+        m_action = static_cast<Action>(control->action.load());
+        const bool wanted = m_action != Action::Fail || canFail(kind, control->error);
+        if (!wanted || (m_action == Action::ShortWrite && kind != Kind::Write))
+            m_action = Action::None;
+        if (m_action != Action::None && ++control->acted == 1)
+            std::snprintf(control->what, sizeof control->what, "%s %s", name, path ? path : "");
+        if (m_action == Action::KillBefore)
+            die();
+    }
+
+    ~Call()
+    {
+        if (m_action == Action::KillAfter || m_action == Action::KillMiddle)
+            die();
+    }
+
+    bool fails() const
+    {
+        if (m_action != Action::Fail)
+            return false;
+        errno = control->error;
+        return true;
+    }
+
+    std::size_t lengthOf(std::size_t length) const
+    {
+        const bool half = m_action == Action::KillMiddle || m_action == Action::ShortWrite;
+        return half && length > 1 ? length / 2 : length;
+    }
+
+private:
+    const std::lock_guard<std::recursive_mutex> m_locker;
+    Action m_action = Action::None;
+};
+
+void note(Op op, std::uint32_t file, std::uint64_t offset, const void *data, std::size_t length, const char *path,
+          std::size_t pathLength)
+{
+    if (traceFile < 0)
+        return;
+    const filecalls::TraceEntry entry{op, file, offset, static_cast<std::uint32_t>(length),
+                                      static_cast<std::uint32_t>(pathLength)};
+    const int saved = errno;
+    syscall(SYS_write, traceFile, &entry, sizeof entry);
+    if (length > 0)
+        syscall(SYS_write, traceFile, data, length);
+    if (pathLength > 0)
+        syscall(SYS_write, traceFile, path, pathLength);
+    errno = saved;
+}
+
+void notePath(Op op, std::uint32_t file, std::uint64_t flags, const char *path)
+{
+    note(op, file, flags, nullptr, 0, path, std::strlen(path));
+}
+
+template <typename Open>
+int opened(const char *path, int flags, Open open)
+{
+    if (!control || !isBelowRoot(path))
+        return open();
+    const bool forWriting = (flags & (O_WRONLY | O_RDWR | O_CREAT | O_TRUNC)) != 0;
+    const Call call("open", forWriting ? Kind::OpenWrite : Kind::OpenRead, path);
+    if (call.fails())
+        return -1;
+    const int file = open();
+    if (file >= 0 && file < maximumFiles) {
+        files[file] = ++lastFile;
+        notePath(Op::Open, lastFile, static_cast<std::uint64_t>(flags), path);
+    }
+    return file;
+}
+
+mode_t modeOf(int flags, va_list arguments)
+{
+    return (flags & (O_CREAT | O_TMPFILE)) != 0 ? static_cast<mode_t>(va_arg(arguments, int)) : mode_t(0);
+}
+
+template <typename Truncate>
+int truncated(int file, std::int64_t size, Truncate truncate)
+{
+    if (!isWatched(file))
+        return truncate();
+    const Call call("ftruncate", Kind::Write);
+    if (call.fails())
+        return -1;
+    const int result = truncate();
+    if (result == 0)
+        note(Op::Truncate, files[file], static_cast<std::uint64_t>(size), nullptr, 0, nullptr, 0);
+    return result;
+}
+
+template <typename Sync>
+int synced(const char *name, int file, Sync sync)
+{
+    if (!isWatched(file))
+        return sync();
+    const Call call(name, Kind::Sync);
+    if (call.fails())
+        return -1;
+    const int result = sync();
+    if (result == 0)
+        note(Op::Sync, files[file], 0, nullptr, 0, nullptr, 0);
+    return result;
+}
+
+template <typename Change>
+int named(Op op, const char *name, const char *path, Change change)
+{
+    if (!control || !isBelowRoot(path))
+        return change();
+    const Call call(name, Kind::Name, path);
+    if (call.fails())
+        return -1;
+    const int result = change();
+    if (result == 0)
+        notePath(op, 0, 0, path);
+    return result;
+}
+
+template <typename Read>
+auto readFrom(int file, Read read) -> decltype(read())
+{
+    if (!isWatched(file))
+        return read();
+    const Call call("read", Kind::Read);
+    return call.fails() ? -1 : read();
+}
+
+/// A sensor is about to be told to forget what it handed out.
+void noteClear(const void *data, std::size_t length)
+{
+    if (traceFile < 0 || memmem(data, length, "clear_index=", 12) == nullptr)
+        return;
+    const std::lock_guard<std::recursive_mutex> locker(lock());
+    note(Op::Clear, 0, 0, nullptr, 0, nullptr, 0);
+}
+
+} // namespace
+
+extern "C" {
+
+int open(const char *path, int flags, ...)
+{
+    va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = modeOf(flags, arguments);
+    va_end(arguments);
+    static const auto next = real(&open, "open");
+    return opened(path, flags, [&] { return next(path, flags, mode); });
+}
+
+int open64(const char *path, int flags, ...)
+{
+    va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = modeOf(flags, arguments);
+    va_end(arguments);
+    static const auto next = real(&open64, "open64");
+    return opened(path, flags, [&] { return next(path, flags, mode); });
+}
+
+ssize_t write(int file, const void *data, size_t length)
+{
+    static const auto next = real(&write, "write");
+    if (!isWatched(file)) {
+        noteClear(data, length);
+        return next(file, data, length);
+    }
+    const Call call("write", Kind::Write);
+    if (call.fails())
+        return -1;
+    const off_t offset = ::lseek(file, 0, SEEK_CUR);
+    const ssize_t written = next(file, data, call.lengthOf(length));
+    if (written > 0)
+        note(Op::Write, files[file], static_cast<std::uint64_t>(offset), data, static_cast<std::size_t>(written),
+             nullptr, 0);
+    return written;
+}
+
+ssize_t send(int socket, const void *data, size_t length, int flags)
+{
+    static const auto next = real(&send, "send");
+    noteClear(data, length);
+    return next(socket, data, length, flags);
+}
+
+ssize_t read(int file, void *data, size_t length)
+{
+    static const auto next = real(&read, "read");
+    return readFrom(file, [&] { return next(file, data, length); });
+}
+
+int close(int file)
+{
+    static const auto next = real(&close, "close");
+    if (!isWatched(file))
+        return next(file);
+    const Call call("close", Kind::Other);
+    files[file] = 0;
+    const int result = next(file);
+    return call.fails() ? -1 : result;
+}
+
+int ftruncate(int file, off_t size) noexcept
+{
+    static const auto next = real(&ftruncate, "ftruncate");
+    return truncated(file, size, [&] { return next(file, size); });
+}
+
+int ftruncate64(int file, off64_t size) noexcept
+{
+    static const auto next = real(&ftruncate64, "ftruncate64");
+    return truncated(file, size, [&] { return next(file, size); });
+}
+
+int fsync(int file)
+{
+    static const auto next = real(&fsync, "fsync");
+    return synced("fsync", file, [&] { return next(file); });
+}
+
+int fdatasync(int file)
+{
+    static const auto next = real(&fdatasync, "fdatasync");
+    return synced("fdatasync", file, [&] { return next(file); });
+}
+
+int rename(const char *from, const char *to) noexcept
+{
+    static const auto next = real(&rename, "rename");
+    if (!control || !isBelowRoot(to))
+        return next(from, to);
+    const Call call("rename", Kind::Name, to);
+    if (call.fails())
+        return -1;
+    const int result = next(from, to);
+    if (result == 0) {
+        char both[2048];
+        const int length = std::snprintf(both, sizeof both, "%s%c%s", from, 0, to);
+        note(Op::Rename, 0, 0, nullptr, 0, both, static_cast<std::size_t>(length));
+    }
+    return result;
+}
+
+int unlink(const char *path) noexcept
+{
+    static const auto next = real(&unlink, "unlink");
+    return named(Op::Unlink, "unlink", path, [&] { return next(path); });
+}
+
+int mkdir(const char *path, mode_t mode) noexcept
+{
+    static const auto next = real(&mkdir, "mkdir");
+    return named(Op::MakeFolder, "mkdir", path, [&] { return next(path, mode); });
+}
+
+void *mmap64(void *address, size_t length, int protection, int flags, int file, off64_t offset) noexcept
+{
+    static const auto next = real(&mmap64, "mmap64");
+    if (!isWatched(file))
+        return next(address, length, protection, flags, file, offset);
+    const Call call("mmap", Kind::Other);
+    return call.fails() ? MAP_FAILED : next(address, length, protection, flags, file, offset);
+}
+
+} // extern "C"

@@ -1,0 +1,178 @@
+#include "oracle.h"
+
+#include <algorithm>
+#include <map>
+#include <tuple>
+
+namespace {
+
+/// A sample or event: its time on the sensor's clock (0 when the sensor restarted meanwhile, since then the bases
+/// differ), its type and its values.
+using Identity = std::tuple<qint64, int, quint32>;
+
+struct Fate
+{
+    int generated = 0;
+    int cleared = 0;
+    int stored = 0;
+};
+
+using Fates = std::map<Identity, Fate>;
+
+bool hasRestarted(const LedgerSnapshot &ledger)
+{
+    return !ledger.samples.isEmpty() && ledger.samples.constFirst().boot != ledger.samples.constLast().boot;
+}
+
+void addLedger(Fates &fates, const QVector<LedgerEntry> &entries, qint64 usPerUnit, bool timed)
+{
+    for (const LedgerEntry &entry : entries) {
+        Fate &fate = fates[{timed ? entry.time * usPerUnit : 0, entry.typeCode, entry.checksum}];
+        ++fate.generated;
+        fate.cleared += entry.cleared ? 1 : 0;
+    }
+}
+
+quint32 checksumOf(const QVector<SamplePoint> &waveform)
+{
+    QVector<float> voltage;
+    QVector<float> real;
+    QVector<float> imaginary;
+    for (const SamplePoint &point : waveform) {
+        voltage.append(float(point.voltage));
+        real.append(float(point.currentReal));
+        imaginary.append(float(point.currentImaginary));
+    }
+    return waveformChecksum(voltage, real, imaginary);
+}
+
+bool addStored(Fates &fates, const norvexData &store, bool timed, int &samplesStored)
+{
+    const qint64 base = store.timeLine().baseUs;
+    const auto rawTime = [&](quint64 time) { return timed ? qint64(time) - base : 0; };
+    QVector<SamplePoint> samples;
+    if (!store.samplesInRange(0, ~quint64(0), samples))
+        return false;
+    for (const SamplePoint &sample : qAsConst(samples))
+        ++fates[{rawTime(sample.time), -1, sampleChecksum(sample)}].stored;
+    samplesStored = samples.size();
+    const QVector<EventRecord> events = store.eventsInRange(0, ~quint64(0));
+    for (const EventRecord &event : events)
+        ++fates[{rawTime(event.time), event.typeCode, checksumOf(store.waveform(keyOf(event)))}].stored;
+    return true;
+}
+
+void conclude(Verdict &verdict, const Fates &fates)
+{
+    int events = 0;
+    for (const auto &[identity, fate] : fates) {
+        verdict.cleared += fate.cleared;
+        verdict.lost += std::max(fate.cleared - fate.stored, 0);
+        verdict.doubled += std::max(fate.stored - fate.generated, 0);
+        events += std::get<1>(identity) >= 0 && (fate.cleared > fate.stored || fate.stored > fate.generated) ? 1 : 0;
+    }
+    if (verdict.lost > 0 || verdict.doubled > 0)
+        verdict.text = QStringLiteral("%1 lost, %2 doubled or changed (%3 of them events), %4 samples stored")
+                           .arg(verdict.lost)
+                           .arg(verdict.doubled)
+                           .arg(events)
+                           .arg(verdict.samples);
+}
+
+} // namespace
+
+Verdict compare(const Session &session, const LedgerSnapshot &ledger, const QString &serial)
+{
+    Verdict verdict;
+    const bool timed = !hasRestarted(ledger);
+    Fates fates;
+    addLedger(fates, ledger.samples, 1000, timed);
+    addLedger(fates, ledger.events, 1, timed);
+    const QVector<SensorEntry> sensors = session.sensors();
+    for (const SensorEntry &sensor : sensors) {
+        if (!serial.isEmpty() && sensor.data->sensorSerial() != serial)
+            continue;
+        if (!addStored(fates, *sensor.data, timed, verdict.samples)) {
+            verdict.text = QStringLiteral("a block cannot be read");
+            return verdict;
+        }
+    }
+    conclude(verdict, fates);
+    return verdict;
+}
+
+Verdict judge(const QString &sessionFolder, const QString &ledgerPath, const QString &serial)
+{
+    Verdict verdict;
+    LedgerSnapshot ledger;
+    if (!readLedger(ledgerPath, ledger, &verdict.text))
+        return verdict;
+    SessionError error;
+    const bool anything = Session::holdsSession(sessionFolder);
+    const std::unique_ptr<Session> session = anything ? Session::loadReadOnly(sessionFolder, &error) : nullptr;
+    if (session)
+        return compare(*session, ledger, serial);
+    const bool nothingCleared = std::none_of(ledger.samples.begin(), ledger.samples.end(),
+                                             [](const LedgerEntry &entry) { return entry.cleared; });
+    if (anything || !nothingCleared)
+        verdict.text = QStringLiteral("the session does not open: %1").arg(error.text);
+    return verdict;
+}
+
+bool ClearHistory::read(const QString &ledgerPath, QString *error)
+{
+    if (!readLedger(ledgerPath, m_ledger, error))
+        return false;
+    QFile file(ledgerPath);
+    if (!file.open(QIODevice::ReadOnly))
+        return false;
+    bool afterSamples = false;
+    int samples = 0;
+    int events = 0;
+    while (!file.atEnd()) {
+        const QList<QByteArray> fields = file.readLine().trimmed().split(' ');
+        const bool ofSamples = fields.at(0) == "CS";
+        const bool ofEvents = fields.at(0) == "CE";
+        const bool sameClear = ofEvents && afterSamples;
+        afterSamples = ofSamples;
+        if (!ofSamples && !ofEvents)
+            continue;
+        (ofSamples ? samples : events) += fields.value(2).toInt();
+        if (!sameClear) {
+            m_samples.append(samples);
+            m_events.append(events);
+        }
+        m_samples.last() = samples;
+        m_events.last() = events;
+    }
+    return true;
+}
+
+LedgerSnapshot ClearHistory::after(int clears) const
+{
+    LedgerSnapshot ledger = m_ledger;
+    const int at = std::min(m_first + clears, this->clears()) - 1;
+    for (int i = at < 0 ? 0 : m_samples.at(at); i < ledger.samples.size(); ++i)
+        ledger.samples[i].cleared = false;
+    for (int i = at < 0 ? 0 : m_events.at(at); i < ledger.events.size(); ++i)
+        ledger.events[i].cleared = false;
+    return ledger;
+}
+
+void LedgerWatch::update()
+{
+    if (!m_file.isOpen() && !m_file.open(QIODevice::ReadOnly))
+        return;
+    m_rest += m_file.readAll();
+    int from = 0;
+    for (int end = m_rest.indexOf('\n'); end >= 0; end = m_rest.indexOf('\n', from)) {
+        const QByteArray line = m_rest.mid(from, end - from);
+        from = end + 1;
+        m_generated += line.startsWith("S ") ? 1 : 0;
+        if (line.startsWith("CS "))
+            m_clearedSamples += line.mid(line.lastIndexOf(' ') + 1).toLongLong();
+        if (line.startsWith("CE "))
+            m_clearedEvents += line.mid(line.lastIndexOf(' ') + 1).toLongLong();
+    }
+    m_rest.remove(0, from);
+}

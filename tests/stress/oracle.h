@@ -1,0 +1,62 @@
+#pragma once
+
+#include "session/session.h"
+#include "simulator/ledger.h"
+
+#include <QStringList>
+
+/// What the sensor says of a recording: its ledger, written by another process, against what a session holds. Every
+/// sample and event that was cleared must be there, nothing twice, and nothing that the sensor never had.
+struct Verdict
+{
+    int samples = 0; // stored
+    int cleared = 0; // of them, or missing
+    int lost = 0;
+    int doubled = 0; // or changed, or never measured
+    QString text;    // empty when all is well
+
+    bool ok() const { return text.isEmpty(); }
+};
+
+/// Compares the store of the only sensor, or of the one with `serial`. Only what `ledger` marks as cleared has to be
+/// there.
+Verdict compare(const Session &session, const LedgerSnapshot &ledger, const QString &serial = {});
+
+/// Reads the ledger and the session folder, and compares.
+Verdict judge(const QString &sessionFolder, const QString &ledgerPath, const QString &serial = {});
+
+/// What a ledger had marked as cleared after each of its clears, in their order.
+class ClearHistory
+{
+public:
+    bool read(const QString &ledgerPath, QString *error);
+    int clears() const { return m_samples.size(); }
+    /// Counts from the one after these.
+    void forgetFirst(int clears) { m_first = clears; }
+    /// The ledger as it was after `clears` of them.
+    LedgerSnapshot after(int clears) const;
+
+private:
+    LedgerSnapshot m_ledger;
+    int m_first = 0;
+    QVector<int> m_samples; // cleared after each
+    QVector<int> m_events;
+};
+
+/// Follows a ledger that grows.
+class LedgerWatch
+{
+public:
+    explicit LedgerWatch(const QString &path) : m_file(path) {}
+    void update();
+    qint64 generated() const { return m_generated; }
+    qint64 clearedSamples() const { return m_clearedSamples; }
+    qint64 clearedEvents() const { return m_clearedEvents; }
+
+private:
+    QFile m_file;
+    QByteArray m_rest;
+    qint64 m_generated = 0;
+    qint64 m_clearedSamples = 0;
+    qint64 m_clearedEvents = 0;
+};
