@@ -6,6 +6,7 @@
 #include <QFile>
 #include <QMap>
 #include <QPointer>
+#include <QStringList>
 #include <QThread>
 #include <QVector>
 
@@ -38,8 +39,10 @@ public:
         int retryMs = 1000; // after a failure
     };
 
-    explicit Journal(const QString &sessionFolder, QObject *parent = nullptr);
-    Journal(const QString &sessionFolder, const Timings &timings, QObject *parent = nullptr);
+    /// `notReplayed` names files of earlier runs that stay, whatever is saved.
+    explicit Journal(const QString &sessionFolder, QObject *parent = nullptr, const QStringList &notReplayed = {});
+    Journal(const QString &sessionFolder, const Timings &timings, QObject *parent = nullptr,
+            const QStringList &notReplayed = {});
     ~Journal() override;
 
     void append(const QString &sensorFolder, Record type, const QByteArray &payload) override;
@@ -85,7 +88,7 @@ private:
     class Writer final : public QThread
     {
     public:
-        explicit Writer(Journal &journal, const QString &folder);
+        Writer(Journal &journal, const QString &folder, const QStringList &notReplayed);
         void run() override;
 
     private:

@@ -73,6 +73,7 @@ private:
     qint64 replayEntries(const char *bytes, qint64 size, const journalfile::Header &header, QString *problem);
     void replayEntry(const Entry &entry, QString *problem);
     void setAside(const QString &name, const QString &problem);
+    void leaveForLater(const QString &name, const QString &problem);
     norvexData *storeOf(const Entry &entry);
 
     const QString m_folder;
@@ -81,18 +82,20 @@ private:
     ReplayReport m_report;
     QMap<QByteArray, norvexData *> m_stores;
     QSet<norvexData *> m_touched;
+    QString m_refused; // why a record of this file could not be taken, though it is good
 };
 
 void Replay::replayFile(const QString &name, bool newest)
 {
     ++m_report.files;
+    m_refused.clear();
     QFile file(m_folder + QLatin1Char('/') + name);
     if (!file.open(QIODevice::ReadOnly))
-        return setAside(name, file.errorString());
+        return leaveForLater(name, file.errorString());
     const qint64 size = file.size();
     uchar *mapped = size > 0 ? file.map(0, size) : nullptr;
     if (size > 0 && !mapped)
-        return setAside(name, file.errorString());
+        return leaveForLater(name, file.errorString());
     const char *bytes = reinterpret_cast<const char *>(mapped);
     journalfile::Header header;
     QString problem;
@@ -104,6 +107,8 @@ void Replay::replayFile(const QString &name, bool newest)
         problem.clear();
     file.unmap(mapped);
     file.close();
+    if (!m_refused.isEmpty())
+        return leaveForLater(name, m_refused);
     if (!problem.isEmpty())
         return setAside(name, problem);
     if (end == size)
@@ -160,7 +165,7 @@ void Replay::replayEntry(const Entry &entry, QString *problem)
     switch (entry.type) {
     case DurableLog::Record::Samples:
         if (!store->addSamples(samplesOf(entry.payload)))
-            *problem = QStringLiteral("samples of %1 were refused").arg(QString::fromUtf8(entry.sensor));
+            m_refused = QStringLiteral("samples of %1 cannot be taken now").arg(QString::fromUtf8(entry.sensor));
         m_report.addedSamples += store->sampleCount() - samplesBefore;
         break;
     case DurableLog::Record::Event:
@@ -203,6 +208,8 @@ norvexData *Replay::storeOf(const Entry &entry)
         sensor.chamber = takeText(reader);
     }
     norvexData *store = m_storeOf(sensor);
+    if (!store && !sensor.serial.isEmpty())
+        m_refused = QStringLiteral("the folder of sensor %1 cannot be made").arg(sensor.folder);
     m_stores.insert(entry.sensor, store);
     return store;
 }
@@ -215,6 +222,12 @@ void Replay::setAside(const QString &name, const QString &problem)
                               m_folder + QLatin1Char('/') + name + journalfile::keptExtension());
         platform::syncFolder(m_folder);
     }
+}
+
+void Replay::leaveForLater(const QString &name, const QString &problem)
+{
+    m_report.problems.append(QStringLiteral("%1: %2; it is read again at the next start").arg(name, problem));
+    m_report.notReplayed.append(name);
 }
 
 } // namespace

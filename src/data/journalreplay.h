@@ -14,7 +14,8 @@ struct ReplayReport
     int entries = 0; // good records, whether they brought anything new or not
     quint64 addedSamples = 0;
     int addedEvents = 0;
-    QStringList problems; // files that are damaged or hold records of a sensor nobody knows; they are kept
+    QStringList problems;    // in words, of the files below and of those that were set aside
+    QStringList notReplayed; // names of files that could not be read now, or whose records a store could not take
 
     bool isEmpty() const { return entries == 0 && problems.isEmpty(); }
 };
@@ -33,8 +34,10 @@ struct JournalSensor
 ///
 /// `storeOf` finds the store of a sensor folder, or makes it for a sensor that was added after the last save; nullptr
 /// when it cannot. The stores have no log attached yet. Normally a torn end of the newest file (a kill in the middle of
-/// a write) is cut off, and a file that is damaged in any other way is set aside under another name when it was read;
-/// ReadOnly changes nothing. Before the session's Journal is made.
+/// a write) is cut off, and a file that is damaged in any other way, or holds records of a sensor that nobody knows, is
+/// set aside under another name when it was read; ReadOnly changes nothing. A file that could not be replayed for
+/// another reason stays for the next time: the session's Journal must be told about it. Before the session's Journal is
+/// made.
 ReplayReport replayJournal(const QString &sessionFolder,
                            const std::function<norvexData *(const JournalSensor &)> &storeOf,
                            LoadMode mode = LoadMode::Normal);

@@ -20,11 +20,13 @@ bool fail(QString *reason, const QString &text)
 
 } // namespace
 
-Journal::Writer::Writer(Journal &journal, const QString &folder) : m_journal(journal), m_folder(folder)
+Journal::Writer::Writer(Journal &journal, const QString &folder, const QStringList &notReplayed)
+    : m_journal(journal), m_folder(folder)
 {
     const QByteArray id = QUuid::createUuid().toRfc4122();
     std::copy(id.begin(), id.end(), m_header.id.begin());
-    // Files of earlier runs belong to generation 0: what they hold was replayed, so that the first save covers it.
+    // Files of earlier runs belong to generation 0: what they hold was replayed, so that the first save covers it. One
+    // that could not be read stays for the next start.
     const QStringList names = QDir(folder).entryList(QDir::Files, QDir::Name);
     for (const QString &name : names) {
         QString bare = name;
@@ -32,7 +34,7 @@ Journal::Writer::Writer(Journal &journal, const QString &folder) : m_journal(jou
             bare.chop(journalfile::keptExtension().size());
         const quint64 number = journalfile::numberOf(bare);
         m_header.number = std::max(m_header.number, number);
-        if (number > 0 && bare == name)
+        if (number > 0 && bare == name && !notReplayed.contains(name))
             m_oldFiles.append({folder + QLatin1Char('/') + name, 0});
     }
 }

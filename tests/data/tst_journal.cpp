@@ -420,6 +420,16 @@ void TestJournal::newSensors()
         QVERIFY(store->addSamples(row(start, 10)));
         store->setDurableLog(nullptr);
     }
+    // Its folder cannot be made just now: nothing that is saved takes the records away, and the next start has them.
+    const QStringList files = journalNames(folder.session());
+    const ReplayReport refused = replayJournal(folder.session(), [](const JournalSensor &) { return nullptr; });
+    QCOMPARE(refused.notReplayed, files);
+    {
+        Journal journal(folder.session(), quick, nullptr, refused.notReplayed);
+        journal.commit(journal.rotate());
+    }
+    QCOMPARE(journalNames(folder.session()), files);
+
     norvexData made;
     QStringList asked;
     replayJournal(folder.session(), [&](const JournalSensor &sensor) {
