@@ -38,6 +38,7 @@ bool readOptions(Options &options)
                        value("count", "How many cases."),
                        value("seconds", "End after this time (default 10 when no count is given)."),
                        value("only", "Only the cases whose name holds this text."),
+                       {QStringLiteral("keep"), QStringLiteral("Keep the folders of all cases and say where.")},
                        {QStringLiteral("every"), QStringLiteral("Every file call (kill, error).")},
                        {QStringLiteral("real"), QStringLiteral("The delivered program with its own waits (kill).")}});
     parser.process(*QCoreApplication::instance());
@@ -46,6 +47,7 @@ bool readOptions(Options &options)
     if (!parser.isSet(QStringLiteral("seed")))
         options.seed = 1;
     options.first = parser.value(QStringLiteral("first")).toInt();
+    options.keep = parser.isSet(QStringLiteral("keep"));
     options.every = parser.isSet(QStringLiteral("every"));
     options.real = parser.isSet(QStringLiteral("real"));
     options.only = parser.value(QStringLiteral("only"));
@@ -93,11 +95,16 @@ int main(int argc, char **argv)
     QTemporaryDir scratch((QFileInfo(memory).isWritable() ? memory : QDir::tempPath()) +
                           QStringLiteral("/norvex-stress-XXXXXX"));
     options.scratch = scratch.path();
+    scratch.setAutoRemove(!options.keep);
+    if (options.keep)
+        say(options.scratch);
     options.started.start();
     if (options.command == QLatin1String("kill"))
         return runKill(options);
     if (options.command == QLatin1String("power"))
         return runPower(options);
+    if (options.command == QLatin1String("error"))
+        return runError(options);
     QTextStream(stderr) << "norvex-stress: there is no '" << options.command << "'; try --help\n";
     return 2;
 }

@@ -61,6 +61,7 @@ void FileCalls::addTo(QProcessEnvironment &environment) const
 Scene::Scene(const Options &options)
     : m_options(options), m_folder(options.scratch + QStringLiteral("/scene-XXXXXX")), m_watch(ledger())
 {
+    m_folder.setAutoRemove(!options.keep);
     QDir(m_folder.path()).mkdir(QStringLiteral("disk"));
 }
 

@@ -1,0 +1,187 @@
+#include "scene.h"
+
+#include <QThread>
+
+#include <algorithm>
+#include <cerrno>
+
+using filecalls::Action;
+
+// A file call of the recorder fails, once or from then on. Nothing may be lost, nothing may be cleared that is not on
+// disk, and when the fault has gone the recorder goes on by itself.
+
+namespace {
+
+constexpr int preloaded = 160;
+constexpr int patienceMs = 8000;
+
+struct Fault
+{
+    const char *name;
+    Action action;
+    int error;
+    bool lasting;
+};
+
+const Fault faults[] = {
+    {"no space, once", Action::Fail, ENOSPC, false},
+    {"no space, lasting", Action::Fail, ENOSPC, true},
+    {"input/output error, once", Action::Fail, EIO, false},
+    {"input/output error, lasting", Action::Fail, EIO, true},
+    {"read-only, once", Action::Fail, EROFS, false},
+    {"read-only, lasting", Action::Fail, EROFS, true},
+    {"no more open files, once", Action::Fail, EMFILE, false},
+    {"no more open files, lasting", Action::Fail, EMFILE, true},
+    {"short write, once", Action::ShortWrite, 0, false},
+    {"short writes, lasting", Action::ShortWrite, 0, true},
+    {"interrupted, once", Action::Fail, EINTR, false},
+};
+constexpr int faultCount = int(sizeof faults / sizeof faults[0]);
+
+class ErrorRun
+{
+public:
+    explicit ErrorRun(const Options &options) : m_options(options), m_score(options) {}
+    int run();
+
+private:
+    bool oneCase(int number);
+    bool tryFault(int number, const Fault &fault, quint64 call, bool ofRecovery, bool *reached);
+    QString record(Scene &scene, FileCalls &calls, const Fault &fault, bool killMeanwhile);
+    QString goesOn(Scene &scene);
+    bool everyCall();
+
+    const Options &m_options;
+    Score m_score;
+    int m_cases = 0;
+    int m_faults = 0; // that a call met
+};
+
+int ErrorRun::run()
+{
+    if (m_options.every) {
+        everyCall();
+    } else {
+        bool goesOn = true;
+        for (int number = m_options.first; goesOn && !m_options.isOver(m_cases); ++number)
+            goesOn = oneCase(number);
+    }
+    say(QStringLiteral("error: %1 cases, %2 faults met, %3 failures")
+            .arg(m_cases)
+            .arg(m_faults)
+            .arg(m_score.failures()));
+    return m_score.failures() > 0 || m_faults == 0 ? 1 : 0;
+}
+
+bool ErrorRun::oneCase(int number)
+{
+    Chance chance(m_options.seed, quint64(number));
+    const bool ofRecovery = chance.oneIn(3);
+    const quint64 call = 1 + quint64(chance.below(ofRecovery ? 90 : 80));
+    return tryFault(number, faults[chance.below(faultCount)], call, ofRecovery, nullptr);
+}
+
+/// Every fault at every call of a recording and of a recovery.
+bool ErrorRun::everyCall()
+{
+    for (const bool ofRecovery : {false, true}) {
+        for (const Fault &fault : faults) {
+            if (!QLatin1String(fault.name).contains(m_options.only))
+                continue;
+            int missed = 0; // a call of another kind cannot fail so
+            for (quint64 call = 1; missed < 40 && !m_options.isOver(m_cases); ++call) {
+                bool reached = false;
+                if (!tryFault(m_cases, fault, call, ofRecovery, &reached))
+                    return false;
+                missed = reached ? 0 : missed + 1;
+            }
+            say(QStringLiteral("every call%1, %2: %3 faults met so far")
+                    .arg(ofRecovery ? QStringLiteral(" of a recovery") : QString(), QLatin1String(fault.name))
+                    .arg(m_faults));
+        }
+    }
+    return true;
+}
+
+bool ErrorRun::tryFault(int number, const Fault &fault, quint64 call, bool ofRecovery, bool *reached)
+{
+    ++m_cases;
+    Scene scene(m_options);
+    if (!scene.startSensor({QStringLiteral("--rate"), QStringLiteral("50"), QStringLiteral("--preload"),
+                            QStringLiteral("%1,5").arg(preloaded)}))
+        return m_score.failed(number, QStringLiteral("the sensor does not start"));
+    FileCalls calls(scene.path(QStringLiteral("control")), scene.disk());
+    if (ofRecovery) {
+        calls.plan(Action::KillAfter, 60);
+        scene.startRecorder(&calls);
+        if (!scene.waitForDeath(2000))
+            scene.killRecorder();
+    }
+    calls.plan(fault.action, call, fault.error, fault.lasting);
+    QString problem = record(scene, calls, fault, call % 2 == 0);
+    const bool met = calls.hasActed();
+    m_faults += met ? 1 : 0;
+    if (reached)
+        *reached = met;
+    const QString what = calls.what();
+    calls.plan(Action::None, 0);
+    if (problem.isEmpty()) {
+        scene.startRecorder(&calls);
+        problem = goesOn(scene);
+        if (problem.isEmpty() && !scene.endRecorder())
+            problem = QStringLiteral("the last save fails");
+        if (problem.isEmpty())
+            problem = scene.judge().text;
+        if (!problem.isEmpty())
+            problem.prepend(QStringLiteral("afterwards, "));
+    }
+    return problem.isEmpty() ||
+           m_score.failed(number, QStringLiteral("%1 at call %2 (%3)%4: %5")
+                                      .arg(QLatin1String(fault.name))
+                                      .arg(call)
+                                      .arg(what, ofRecovery ? QStringLiteral(" of a recovery") : QString(), problem));
+}
+
+/// Empty when the sensor is told to drop what it has now and a little more.
+QString ErrorRun::goesOn(Scene &scene)
+{
+    scene.watch().update();
+    const qint64 wanted = std::max<qint64>(preloaded, scene.watch().generated() + 1);
+    if (scene.waitForCleared(wanted, patienceMs))
+        return {};
+    const QProcess &recorder = scene.recorder();
+    return recorder.state() == QProcess::NotRunning
+               ? QStringLiteral("the recorder has ended, exit code %1").arg(recorder.exitCode())
+               : QStringLiteral("the recording does not go on");
+}
+
+/// A recording in which the fault comes. A recorder may refuse to open a session that it cannot read or write.
+QString ErrorRun::record(Scene &scene, FileCalls &calls, const Fault &fault, bool killMeanwhile)
+{
+    scene.startRecorder(&calls);
+    const auto ended = [&] { return scene.recorder().state() == QProcess::NotRunning; };
+    const auto refused = [&] {
+        return ended() && scene.recorder().exitStatus() == QProcess::NormalExit && scene.recorder().exitCode() == 3;
+    };
+    waitFor(400, [&] { return calls.hasActed() || ended(); });
+    if (fault.lasting && calls.hasActed())
+        scene.recorder().waitForFinished(250); // time to do something wrong
+    if (!ended() && killMeanwhile) {
+        scene.killRecorder();
+        return scene.judge().text;
+    }
+    calls.endFault();
+    const QString problem = goesOn(scene);
+    if (!problem.isEmpty())
+        return refused() ? scene.judge().text : problem;
+    if (!scene.endRecorder())
+        return QStringLiteral("the last save fails, exit code %1").arg(scene.recorder().exitCode());
+    return scene.judge().text;
+}
+
+} // namespace
+
+int runError(const Options &options)
+{
+    return ErrorRun(options).run();
+}
