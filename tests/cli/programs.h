@@ -33,7 +33,7 @@ public:
     quint16 startSensor(QProcess &process, const QStringList &arguments) const
     {
         start(process, QStringLiteral("norvex-sensor-sim"), arguments);
-        if (!process.waitForReadyRead(5000))
+        if (!process.waitForReadyRead(patienceMs))
             return 0;
         const QByteArray line = process.readLine().trimmed();
         return line.startsWith("listening on ") ? line.mid(line.lastIndexOf(':') + 1).toUShort() : quint16(0);
@@ -46,7 +46,17 @@ public:
         return resultOf(process);
     }
 
-    static Result resultOf(QProcess &process, int timeoutMs = 30000)
+    /// Waits until a recorder has found its sensor.
+    static bool isRecording(QProcess &recorder)
+    {
+        QByteArray said;
+        recorder.setReadChannel(QProcess::StandardError);
+        while (!said.contains("records into") && recorder.waitForReadyRead(patienceMs))
+            said += recorder.readAllStandardError();
+        return said.contains("records into");
+    }
+
+    static Result resultOf(QProcess &process, int timeoutMs = patienceMs)
     {
         Result result;
         if (process.waitForFinished(timeoutMs) && process.exitStatus() == QProcess::NormalExit)
@@ -57,5 +67,7 @@ public:
     }
 
 private:
+    static constexpr int patienceMs = 30000;
+
     QProcessEnvironment m_environment;
 };

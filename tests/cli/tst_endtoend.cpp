@@ -131,8 +131,7 @@ private slots:
                           {QStringLiteral("record"), QStringLiteral("--session"), folder, QStringLiteral("--sensor"),
                            address + QStringLiteral(",Etch 1"), QStringLiteral("--for"), QString::number(m_seconds),
                            QStringLiteral("--retry"), QStringLiteral("0.5"), QStringLiteral("--json")});
-        QVERIFY(recorder.waitForStarted(5000));
-        QTest::qWait(500);
+        QVERIFY(Programs::isRecording(recorder));
         send(address, {QStringLiteral("--snapshot")});
         send(address, {QStringLiteral("--recipe"), recipeFile(QStringLiteral("Before"), 2)});
         othersAreKeptOut(folder, address);
@@ -148,7 +147,7 @@ private slots:
                              QStringLiteral("2"), QStringLiteral("--json")});
         QVERIFY2(continued.code == 0, continued.err.constData());
         sensor.terminate();
-        QVERIFY(sensor.waitForFinished(5000));
+        QVERIFY(sensor.waitForFinished());
 
         const std::unique_ptr<Session> session = Session::loadReadOnly(folder, nullptr);
         QVERIFY(session);
@@ -184,17 +183,17 @@ private slots:
         for (int i = 0; i < 2; ++i) {
             QProcess recorder;
             m_programs->start(recorder, QStringLiteral("norvex-cli"), record);
-            QVERIFY(recorder.waitForStarted(5000));
-            QTest::qWait(1000);
+            QVERIFY(Programs::isRecording(recorder));
+            QTest::qWait(700);
             QCOMPARE(recorder.state(), QProcess::Running);
             recorder.kill();
-            QVERIFY(recorder.waitForFinished(5000));
+            QVERIFY(recorder.waitForFinished());
         }
         const Programs::Result last =
             m_programs->cli(record + QStringList{QStringLiteral("--for"), QStringLiteral("1")});
         QVERIFY2(last.code == 0, last.err.constData());
         sensor.terminate();
-        QVERIFY(sensor.waitForFinished(5000));
+        QVERIFY(sensor.waitForFinished());
 
         const std::unique_ptr<Session> session = Session::loadReadOnly(folder, nullptr);
         QVERIFY(session);
@@ -277,10 +276,10 @@ private slots:
         m_programs->start(recorder, QStringLiteral("norvex-cli"),
                           {QStringLiteral("record"), QStringLiteral("--session"), folder, QStringLiteral("--sensor"),
                            QStringLiteral("127.0.0.1:%1").arg(port)});
-        QVERIFY(recorder.waitForStarted(5000));
-        QTest::qWait(700);
+        QVERIFY(Programs::isRecording(recorder));
+        QTest::qWait(500);
         recorder.terminate();
-        const Programs::Result result = Programs::resultOf(recorder, 5000);
+        const Programs::Result result = Programs::resultOf(recorder);
         QVERIFY2(result.code == 0, result.err.constData());
         const std::unique_ptr<Session> session = Session::loadReadOnly(folder, nullptr);
         QVERIFY(session);

@@ -37,7 +37,7 @@ private slots:
         const LogLines log;
         savingThread saver(m_session.get(), nullptr, period);
         QVERIFY(m_data->addSamples(samplesFrom(0, 3)));
-        QTRY_VERIFY_WITH_TIMEOUT(!m_session->hasUnsavedData(), 2000);
+        QTRY_VERIFY_WITH_TIMEOUT(!m_session->hasUnsavedData(), 20000);
         QCOMPARE(LogLines::with(unsavedLine), QStringList(QLatin1String("I ") + unsavedLine));
     }
 
@@ -72,10 +72,10 @@ private slots:
         QVERIFY(QFile::remove(file));
         QVERIFY(QDir().mkdir(file));
         savingThread saver(m_session.get(), nullptr, period);
-        QTRY_VERIFY_WITH_TIMEOUT(LogLines::with(failedLine).size() >= 2, 2000);
+        QTRY_VERIFY_WITH_TIMEOUT(LogLines::with(failedLine).size() >= 2, 20000);
         QVERIFY(LogLines::with(failedLine).constFirst().startsWith(QStringLiteral("W ")));
         QVERIFY(QDir().rmdir(file));
-        QTRY_VERIFY_WITH_TIMEOUT(!m_session->hasUnsavedData(), 2000);
+        QTRY_VERIFY_WITH_TIMEOUT(!m_session->hasUnsavedData(), 20000);
     }
 
     void withoutASessionItRuns()
