@@ -5,6 +5,7 @@
 #include "base/jobdialog.h"
 #include "base/jobprogress.h"
 #include "base/log.h"
+#include "base/nestedloop.h"
 #include "base/prompts.h"
 #include "display/arcplotdisplay.h"
 #include "display/sessionform.h"
@@ -34,6 +35,7 @@ const QString warningTitle = QStringLiteral("Warning");
 const QString activeView = QStringLiteral("background-color: #CCFFCC; color: black;");
 const QString otherView = QStringLiteral("background-color: #D4D4D4; color: black;");
 constexpr int statusPeriodMs = 1000;
+constexpr int endRetryMs = 20;
 constexpr double bytesPerSample = 196;
 
 QString timeModeText(TimeMode mode)
@@ -186,6 +188,8 @@ void MainWindow::updateOverlayButtons(int runs, int events)
 
 bool MainWindow::openSession(const QString &path)
 {
+    if (NestedLoop::isAnyRunning())
+        return false;
     const QString folder = Session::folderOf(path);
     if (m_session && QFileInfo(folder).canonicalFilePath() == QFileInfo(m_path).canonicalFilePath())
         return true;
@@ -312,7 +316,7 @@ bool MainWindow::mayStopDownloads(const QString &question)
 
 void MainWindow::closeEvent(QCloseEvent *event)
 {
-    if (isJobRunning()) {
+    if (NestedLoop::isAnyRunning()) { // what waits in it still needs its windows
         event->ignore();
         return;
     }
@@ -450,6 +454,12 @@ void MainWindow::endNow()
 {
     m_ending = true;
     close();
+    if (NestedLoop::isAnyRunning()) {
+        if (QWidget *inFront = QApplication::activeModalWidget())
+            inFront->close();
+        QTimer::singleShot(endRetryMs, this, &MainWindow::endNow);
+        return;
+    }
 }
 
 // --- settings and status

@@ -1,6 +1,7 @@
 #include "base/jobdialog.h"
 
 #include "base/jobprogress.h"
+#include "base/nestedloop.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
@@ -16,8 +17,6 @@ namespace {
 constexpr int cursorAfterMs = 500;
 constexpr int windowAfterMs = 2000;
 constexpr int refreshMs = 100;
-
-int jobsRunning = 0; // of the GUI thread alone
 
 class JobThread final : public QThread
 {
@@ -111,7 +110,7 @@ void runJob(QWidget *parent, const QString &title, const std::function<void(JobP
         loop.quit();
     });
     QObject::connect(&thread, &QThread::finished, &loop, &QEventLoop::quit);
-    ++jobsRunning;
+    const NestedLoop nested;
     cursorTimer.start(cursorAfterMs);
     windowTimer.start(windowAfterMs);
     thread.start();
@@ -130,10 +129,4 @@ void runJob(QWidget *parent, const QString &title, const std::function<void(JobP
     thread.wait();
     if (busyCursor)
         QApplication::restoreOverrideCursor();
-    --jobsRunning;
-}
-
-bool isJobRunning()
-{
-    return jobsRunning > 0;
 }

@@ -11,6 +11,3 @@ class QWidget;
 /// being recorded. Input waits from the start; a busy cursor shows after half a second, and after two a window with
 /// what the job is at, how much of how much, the rate, and Cancel. GUI thread; never start a job from within a job.
 void runJob(QWidget *parent, const QString &title, const std::function<void(JobProgress &)> &job);
-
-/// A job is running: whoever wants to close the program has to wait.
-bool isJobRunning();

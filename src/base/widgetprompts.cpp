@@ -1,10 +1,13 @@
 #include "base/widgetprompts.h"
 
+#include "base/nestedloop.h"
+
 #include <QAbstractButton>
 #include <QDesktopServices>
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QInputDialog>
+#include <QLabel>
 #include <QMessageBox>
 #include <QProcess>
 #include <QPushButton>
@@ -18,6 +21,14 @@ void fill(QMessageBox &box, const QString &title, const QString &text, const Pro
     box.setText(text);
     box.setInformativeText(more.informative);
     box.setDetailedText(more.details);
+    if (auto *label = box.findChild<QLabel *>(QStringLiteral("qt_msgbox_informativelabel")))
+        label->setTextFormat(Qt::PlainText); // names from sensors and files are in it
+}
+
+int run(QDialog &dialog)
+{
+    const NestedLoop nested;
+    return dialog.exec();
 }
 
 } // namespace
@@ -26,14 +37,14 @@ void WidgetPrompts::warn(QWidget *parent, const QString &title, const QString &t
 {
     QMessageBox box(QMessageBox::Warning, title, text, QMessageBox::Ok, parent);
     fill(box, title, text, more);
-    box.exec();
+    run(box);
 }
 
 void WidgetPrompts::inform(QWidget *parent, const QString &title, const QString &text, const More &more)
 {
     QMessageBox box(QMessageBox::Information, title, text, QMessageBox::Ok, parent);
     fill(box, title, text, more);
-    box.exec();
+    run(box);
 }
 
 bool WidgetPrompts::ask(QWidget *parent, const QString &title, const QString &text, const More &more)
@@ -42,7 +53,7 @@ bool WidgetPrompts::ask(QWidget *parent, const QString &title, const QString &te
     fill(box, title, text, more);
     box.setDefaultButton(QMessageBox::No);
     box.setEscapeButton(QMessageBox::No);
-    return box.exec() == QMessageBox::Yes;
+    return run(box) == QMessageBox::Yes;
 }
 
 int WidgetPrompts::choose(QWidget *parent, const QString &title, const QString &text, const QStringList &buttons,
@@ -55,12 +66,13 @@ int WidgetPrompts::choose(QWidget *parent, const QString &title, const QString &
         added.append(box.addButton(button, added.isEmpty() ? QMessageBox::RejectRole : QMessageBox::AcceptRole));
     if (!added.isEmpty())
         box.setEscapeButton(added.first());
-    box.exec();
+    run(box);
     return qMax(0, added.indexOf(box.clickedButton()));
 }
 
 QString WidgetPrompts::openFile(QWidget *parent, const QString &title, const QString &folder, const QString &filter)
 {
+    const NestedLoop nested;
     return QFileDialog::getOpenFileName(parent, title, folder, filter);
 }
 
@@ -72,17 +84,19 @@ QString WidgetPrompts::saveFile(QWidget *parent, const QString &title, const QSt
     dialog.setFileMode(QFileDialog::AnyFile);
     dialog.setDefaultSuffix(defaultSuffix);
     dialog.selectFile(QFileInfo(proposedPath).fileName());
-    return dialog.exec() == QDialog::Accepted ? dialog.selectedFiles().value(0) : QString();
+    return run(dialog) == QDialog::Accepted ? dialog.selectedFiles().value(0) : QString();
 }
 
 QString WidgetPrompts::chooseFolder(QWidget *parent, const QString &title, const QString &start)
 {
+    const NestedLoop nested;
     return QFileDialog::getExistingDirectory(parent, title, start);
 }
 
 std::optional<double> WidgetPrompts::askNumber(QWidget *parent, const QString &title, const QString &label,
                                                const Number &number)
 {
+    const NestedLoop nested;
     bool ok = false;
     const double value = QInputDialog::getDouble(parent, title, label, number.value, number.minimum, number.maximum,
                                                  number.decimals, &ok);

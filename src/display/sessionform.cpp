@@ -1,5 +1,6 @@
 #include "display/sessionform.h"
 
+#include "base/nestedloop.h"
 #include "base/prompts.h"
 #include "data/eventtypelist.h"
 #include "data/norvexdata.h"
@@ -358,6 +359,7 @@ void SessionForm::exportCsv(dataObjectWidget *card)
     if (card->store()->lastTime() == 0) {
         m_context.prompts.warn(this, warningTitle, tr("Sensor %1 has no stored samples yet").arg(card->serial()));
         return;
+    const NestedLoop nested;
     }
     AppSettings *const settings = &m_context.settings;
     exportDialog::Setup setup;

@@ -1,5 +1,6 @@
 #include "export/exportflow.h"
 
+#include "base/nestedloop.h"
 #include "base/prompts.h"
 #include "export/csvexport.h"
 #include "export/exportnames.h"
@@ -25,11 +26,11 @@ QString groupPart(QString name)
 
 ExportFlow::ExportFlow(std::shared_ptr<const abstractNorvexData> data, const QString &sessionFolder, Prompts &prompts)
     : m_data(std::move(data)), m_sessionFolder(sessionFolder), m_prompts(prompts)
-{
-}
+{}
 
 bool ExportFlow::run(QWidget *parent, const exportDialog::Setup &setup)
 {
+    const NestedLoop nested;
     exportDialog dialog(m_data, m_data->firstTime(), m_data->lastTime(), setup, m_prompts, parent);
     if (dialog.exec() != QDialog::Accepted)
         return false;
@@ -48,24 +49,23 @@ bool ExportFlow::run(QWidget *parent, const exportDialog::Setup &setup)
     request.viFile = names.viFile;
     request.rfOnFile = names.rfOnFile;
     request.eventsFile = names.eventsFile;
-    return write(parent, request);
+    return write(parent, request, setup);
 }
 
 QString ExportFlow::askFileName(QWidget *parent, const exportDialog::Setup &setup)
 {
     QDir().mkpath(exportFolder(m_sessionFolder));
-    const QString chosen =
-        m_prompts.saveFile(parent, QStringLiteral("Kindly enter export file TAG"),
-                           defaultExportFile(m_sessionFolder, QDateTime::currentDateTime()),
-                           QStringLiteral("Comma Separated Values (*.csv)"));
+    const QString chosen = m_prompts.saveFile(parent, QStringLiteral("Kindly enter export file TAG"),
+                                              defaultExportFile(m_sessionFolder, QDateTime::currentDateTime()),
+                                              QStringLiteral("Comma Separated Values (*.csv)"));
     if (!chosen.isEmpty())
-        setup.keepSetting(QStringLiteral("%1-%2/lastfile")
-                              .arg(groupPart(m_data->chamberSerial()), groupPart(m_data->sensorSerial())),
-                          chosen);
+        setup.keepSetting(
+            QStringLiteral("%1-%2/lastfile").arg(groupPart(m_data->chamberSerial()), groupPart(m_data->sensorSerial())),
+            chosen);
     return chosen;
 }
 
-bool ExportFlow::write(QWidget *parent, const ExportRequest &request)
+bool ExportFlow::write(QWidget *parent, const ExportRequest &request, const exportDialog::Setup &setup)
 {
     QProgressDialog progress(parent);
     progress.setWindowTitle(QStringLiteral("Norvex Export Data"));
@@ -76,6 +76,8 @@ bool ExportFlow::write(QWidget *parent, const ExportRequest &request)
     progress.setAutoClose(false);
     progress.setAutoReset(false);
     progress.setValue(0);
+    bool isCancelled = false; // the window was closed
+    QObject::connect(&progress, &QProgressDialog::canceled, &progress, [&isCancelled] { isCancelled = true; });
     progress.show();
     QApplication::processEvents();
 
@@ -83,16 +85,18 @@ bool ExportFlow::write(QWidget *parent, const ExportRequest &request)
     sinceEvents.start();
     const ExportOutcome outcome =
         exportCsv(*m_data, request, QDateTime::currentDateTime(), [&](const QString &label, int value, int maximum) {
-            if (sinceEvents.elapsed() < eventsEveryMs)
-                return true;
+            if (isCancelled || sinceEvents.elapsed() < eventsEveryMs)
+                return !isCancelled;
             sinceEvents.restart();
             progress.setLabelText(label);
             progress.setMaximum(qMax(1, maximum));
             progress.setValue(value);
             QApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
-            return true;
+            return !isCancelled;
         });
     progress.close();
+    if (!outcome.isCancelled())
+        setup.keepSetting(QStringLiteral("exportDialog/TotPoints"), outcome.points);
     for (const ExportedFile &file : outcome.files) {
         if (file.result == ExportedFile::CannotWrite)
             m_prompts.warn(parent, cannotCreateTitle(), cannotCreateText(file.path), {file.error, QString()});

@@ -10,8 +10,8 @@
 class Prompts;
 class QWidget;
 
-/// The whole CSV export of one sensor as the user goes through it: dialog, file name, progress, boxes. GUI thread; no lock
-/// is held while a dialog is open.
+/// The whole CSV export of one sensor as the user goes through it: dialog, file name, progress, boxes. GUI thread; no
+/// lock is held while a dialog is open.
 class ExportFlow
 {
 public:
@@ -22,7 +22,7 @@ public:
 
 private:
     QString askFileName(QWidget *parent, const exportDialog::Setup &setup);
-    bool write(QWidget *parent, const ExportRequest &request);
+    bool write(QWidget *parent, const ExportRequest &request, const exportDialog::Setup &setup);
 
     std::shared_ptr<const abstractNorvexData> m_data;
     const QString m_sessionFolder;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/nestedloop.h"
 #include "base/prompts.h"
 
 #include <QStringList>
@@ -11,9 +12,9 @@ class FakePrompts final : public Prompts
 {
 public:
     QStringList shown;
-    QStringList paths;   // answers to choosers, taken from the front; none left: cancelled
-    bool yes = true;     // answer to questions
-    int choice = 0;      // answer to choose()
+    QStringList paths; // answers to choosers, taken from the front; none left: cancelled
+    bool yes = true;   // answer to questions
+    int choice = 0;    // answer to choose()
     std::optional<double> number;
     bool opens = true;
     More lastMore;
@@ -79,6 +80,7 @@ private:
     {
         lastMore = more;
         shown.append(QStringLiteral("%1|%2|%3").arg(QLatin1String(kind), title, text));
+        const NestedLoop nested; // as a real box
         if (during)
             during();
     }
