@@ -214,7 +214,7 @@ void exportDialog::updateSelection(const QRectF &selection)
         return static_cast<quint64>(
             qBound(static_cast<double>(m_first), ms * 1000, static_cast<double>(m_last)));
     };
-    setRange(clamped(selection.left()), clamped(selection.right()));
+    setRange(clamped(selection.normalized().left()), clamped(selection.normalized().right()));
 }
 
 void exportDialog::rangeChanged()

@@ -6,6 +6,7 @@
 #include <QBuffer>
 #include <QDateTime>
 #include <QDir>
+#include <QFileInfo>
 #include <QImage>
 
 namespace {
@@ -16,8 +17,8 @@ const QString fileFilter = QStringLiteral("Portable Network Graphics file (*.png
 QString proposedName(const QString &folder)
 {
     // Made once: whoever exports several pictures in a row only changes the name's end.
-    static const QString first = folder + QLatin1Char('/')
-                                 + QDateTime::currentDateTime().toString(QStringLiteral("yyyy_MM_dd-HH_mm_ss"));
+    static const QString first =
+        folder + QLatin1Char('/') + QDateTime::currentDateTime().toString(QStringLiteral("yyyy_MM_dd-HH_mm_ss"));
     return first;
 }
 
@@ -25,11 +26,12 @@ QString proposedName(const QString &folder)
 
 QByteArray imageexport::formatOf(const QString &fileName)
 {
-    if (fileName.contains(QLatin1String(".jpeg")))
+    const QString name = QFileInfo(fileName).fileName().toLower();
+    if (name.contains(QLatin1String(".jpeg")))
         return QByteArrayLiteral("JPEG");
-    if (fileName.contains(QLatin1String(".png")))
+    if (name.contains(QLatin1String(".png")))
         return QByteArrayLiteral("PNG");
-    if (fileName.contains(QLatin1String(".bmp")))
+    if (name.contains(QLatin1String(".bmp")))
         return QByteArrayLiteral("BMP");
     return {};
 }
@@ -38,8 +40,8 @@ bool imageexport::saveImage(QWidget *parent, Prompts &prompts, const QString &fo
                             const std::function<QImage()> &render)
 {
     QDir().mkpath(folder);
-    const QString path = prompts.saveFile(parent, QStringLiteral("Save Image"), proposedName(folder), fileFilter,
-                                          QStringLiteral("png"));
+    const QString path =
+        prompts.saveFile(parent, QStringLiteral("Save Image"), proposedName(folder), fileFilter, QStringLiteral("png"));
     const QByteArray format = formatOf(path);
     if (format.isEmpty())
         return false;
