@@ -444,7 +444,7 @@ void SessionForm::openSensorDialog(SensorDialog *dialog)
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     connect(dialog, &QDialog::finished, this, [this, dialog](int result) {
         if (result == QDialog::Accepted)
-            startRecording(dialog->verifiedSerial(), dialog->address(), dialog->port(), dialog->chamberName());
+            startRecording(dialog->verifiedSerial(), dialog->verifiedAddress(), dialog->verifiedPort(), dialog->chamberName());
     });
     dialog->open();
 }

@@ -62,8 +62,11 @@ SensorDialog::SensorDialog(Prompts &prompts, const Surroundings &surroundings, c
     setWindowModality(Qt::ApplicationModal);
     setUp();
     const bool isNew = known.serial.isEmpty();
+    {
+        const QSignalBlocker blocker(ui->chamber); // what is shown first is no choice of the user's
+        ui->chamber->setText(isNew ? surroundings.setting(chamberKey, defaultChamber) : known.chamber);
+    }
     ui->sensorAddress->setText(isNew ? surroundings.setting(addressKey, defaultAddress) : known.address);
-    ui->chamber->setText(isNew ? surroundings.setting(chamberKey, defaultChamber) : known.chamber);
     if (!isNew) {
         ui->sensorPort->setText(QString::number(known.port));
         ui->sensorSerial->setText(known.serial);
@@ -84,7 +87,7 @@ void SensorDialog::setUp()
     ui->sensorAddress->setMinimumWidth(fontMetrics().averageCharWidth() * 28);
     ui->sensorSerial->setText(QStringLiteral("- - -"));
     ui->sensorDate->setText(QStringLiteral("- - -"));
-    ui->accept->setToolTip(tr("Connect to the sensor first; it has to answer before it can be added"));
+    allowAccepting(false);
     m_scanTimer.setInterval(scanTickMs);
     connect(ui->scanNetwork, &QPushButton::clicked, this, &SensorDialog::scanNetwork);
     connect(ui->configSensorIP, &QPushButton::clicked, this, &SensorDialog::openIPConfig);
@@ -93,7 +96,10 @@ void SensorDialog::setUp()
     connect(ui->chamber, &QLineEdit::textChanged, this, &SensorDialog::chamberChanged);
     connect(ui->accept, &QPushButton::clicked, this, &SensorDialog::accepted);
     connect(ui->discard, &QPushButton::clicked, this, &SensorDialog::discarded);
+    connect(ui->sensorTable, &QTableWidget::cellActivated, this, &SensorDialog::sensorScanSelection);
     connect(ui->sensorAddress, &QLineEdit::textEdited, this, [this] { m_pickedSerial.clear(); });
+    connect(ui->sensorAddress, &QLineEdit::textChanged, this, &SensorDialog::targetEdited);
+    connect(ui->sensorPort, &QLineEdit::textChanged, this, &SensorDialog::targetEdited);
     connect(&m_scanTimer, &QTimer::timeout, this, &SensorDialog::scannerUpdate);
     connect(&m_scanner, &SensorScanner::sensorFound, this, &SensorDialog::dataToRead);
     connect(&m_scanner, &SensorScanner::requestsSent, this, &SensorDialog::showScanResult);
@@ -135,14 +141,18 @@ void SensorDialog::scanNetwork()
     showScanResult();
 }
 
-void SensorDialog::dataToRead(const QString &serial, const QHostAddress &address)
+void SensorDialog::dataToRead()
 {
-    const int row = ui->sensorTable->rowCount();
-    ui->sensorTable->insertRow(row);
-    auto *first = new QTableWidgetItem(serial);
-    first->setData(Qt::UserRole, address.toIPv4Address());
-    ui->sensorTable->setItem(row, 0, first);
-    ui->sensorTable->setItem(row, 1, new QTableWidgetItem(address.toString()));
+    const QVector<SensorScanner::Found> &found = m_scanner.found();
+    for (int row = ui->sensorTable->rowCount(); row < found.size(); ++row) {
+        const SensorScanner::Found &sensor = found.at(row);
+        ui->sensorTable->insertRow(row);
+        auto *first = new QTableWidgetItem(sensor.serial);
+        first->setData(Qt::UserRole, sensor.address.toIPv4Address());
+        first->setToolTip(sensor.serial.toHtmlEscaped());
+        ui->sensorTable->setItem(row, 0, first);
+        ui->sensorTable->setItem(row, 1, new QTableWidgetItem(sensor.address.toString()));
+    }
     showScanResult();
 }
 
@@ -205,19 +215,37 @@ void SensorDialog::chamberChanged()
 
 // --- connecting
 
-bool SensorDialog::refuseDuplicate(const QString &kind, const QString &value)
+/// What was verified holds for the address and port that were typed then.
+void SensorDialog::targetEdited()
+{
+    if (!m_sensor && m_serial.isEmpty())
+        return;
+    dropTemporarySensor();
+    m_serial.clear();
+    allowAccepting(false);
+    showStatus(neutralColour, QString());
+}
+
+void SensorDialog::allowAccepting(bool allowed)
+{
+    ui->accept->setEnabled(allowed);
+    ui->accept->setToolTip(allowed ? QString()
+                                   : tr("Connect to the sensor first; it has to answer before it can be added"));
+}
+
+void SensorDialog::refuseDuplicate(const QString &kind, const QString &value)
 {
     m_prompts.warn(this, QStringLiteral("Sensor Already Connected"),
                    kind + value +
                        QStringLiteral(" is already present in the system.\nPlease, try reconnecting to it through it's "
                                       "widget, which is located on the main window of this application"));
-    return false;
 }
 
 void SensorDialog::createNewSensor()
 {
     dropTemporarySensor();
-    ui->accept->setEnabled(false);
+    m_serial.clear();
+    allowAccepting(false);
     if (!isAddress(address()) || port() == 0) {
         showStatus(timedOutColour, isAddress(address()) ? tr("Port must be 1 to 65535") : tr("Not an IPv4 address"));
         return;
@@ -238,7 +266,6 @@ void SensorDialog::createNewSensor()
     m_sensor = new arcSensor(address(), port(), m_surroundings.timings, systemClock(), this);
     connect(m_sensor, &arcSensor::statusUpdate, this, &SensorDialog::statusUpdate);
     showStatus(neutralColour, tr("Connecting"));
-    logDebug(QStringLiteral("SensorDialog::statusUpdate: Trying to connect to sensor."));
 }
 
 void SensorDialog::statusUpdate(QString status_message)
@@ -246,6 +273,7 @@ void SensorDialog::statusUpdate(QString status_message)
     if (status_message == QLatin1String("Connecting")) {
         logDebug(QStringLiteral("SensorDialog::statusUpdate: Trying to connect to sensor."));
     } else if (status_message == QLatin1String("Disconnected")) {
+        m_timeouts = 0;
         showStatus(waitingColour, tr("Disconnected"));
         logDebug(QStringLiteral("SensorDialog::statusUpdate: Reconnection failed. Retrying"));
     } else if (status_message == QLatin1String("Connected")) {
@@ -264,25 +292,32 @@ void SensorDialog::sensorAnswered()
     if (!m_sensor)
         return;
     m_serial = m_sensor->info().serial_number;
+    m_verifiedAddress = m_sensor->address();
+    m_verifiedPort = m_sensor->port();
     ui->sensorSerial->setText(m_serial);
     ui->sensorDate->setText(m_sensor->info().build_date);
     dropTemporarySensor(); // the session's own connection must not share the sensor with it
     emit sensorSerial(m_serial);
+    if (m_serial.trimmed().isEmpty()) {
+        showStatus(waitingColour, tr("The device does not say its serial number"));
+        return;
+    }
     if (!m_known.serial.isEmpty() && m_serial != m_known.serial) {
         const int choice = m_prompts.choose(
             this, QStringLiteral("Wrong sensor serial"), otherSerial.arg(m_known.serial, m_serial, address()),
             {QStringLiteral("Wait! I'll check the sensor"), QStringLiteral("Create a new connection")});
         if (choice != 1) {
             showStatus(waitingColour, tr("Another sensor answered"));
+            m_serial.clear();
             return;
         }
     }
     if (m_serial != m_known.serial && m_surroundings.hasSerial(m_serial)) {
         refuseDuplicate(QStringLiteral("The sensor with serial number"), m_serial);
+        m_serial.clear();
         return;
     }
-    ui->accept->setEnabled(true);
-    ui->accept->setToolTip(QString());
+    allowAccepting(true);
     ui->accept->setFocus();
 }
 
@@ -325,6 +360,10 @@ void SensorDialog::discarded()
 
 void SensorDialog::showStatus(const QString &colour, const QString &text)
 {
-    ui->sensorStatus->setStyleSheet(colour + QStringLiteral(" color: black;"));
+    QPalette palette = ui->sensorStatus->palette(); // the colours are light in every theme
+    palette.setColor(QPalette::Text, Qt::black);
+    palette.setColor(QPalette::PlaceholderText, QColor(0x55, 0x55, 0x55));
+    ui->sensorStatus->setPalette(palette);
+    ui->sensorStatus->setStyleSheet(colour);
     ui->sensorStatus->setText(text);
 }

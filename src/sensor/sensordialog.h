@@ -47,8 +47,8 @@ public:
     ~SensorDialog() override;
 
     /// What was verified when the dialog was accepted.
-    QString address() const;
-    quint16 port() const;
+    const QString &verifiedAddress() const { return m_verifiedAddress; }
+    quint16 verifiedPort() const { return m_verifiedPort; }
     QString chamberName() const;
     const QString &verifiedSerial() const { return m_serial; }
     /// The scanner, so that a test can say where it looks.
@@ -64,7 +64,7 @@ signals:
 
 public slots:
     void scanNetwork();
-    void dataToRead(const QString &serial, const QHostAddress &address);
+    void dataToRead();
     void scannerUpdate();
     void sensorScanSelection(int row, int column);
     void createNewSensor();
@@ -76,9 +76,13 @@ public slots:
 
 private:
     void setUp();
+    QString address() const;
+    quint16 port() const;
+    void targetEdited();
     void showStatus(const QString &colour, const QString &text);
     void showScanResult();
-    bool refuseDuplicate(const QString &kind, const QString &value);
+    void refuseDuplicate(const QString &kind, const QString &value);
+    void allowAccepting(bool allowed);
     void sensorAnswered();
     void timedOutForGood();
     void dropTemporarySensor();
@@ -92,6 +96,8 @@ private:
     int m_scanTicks = 0;
     QPointer<arcSensor> m_sensor; // temporary
     QString m_pickedSerial;       // of the table's row
-    QString m_serial;
-    int m_timeouts = 0;
+    QString m_serial;             // of the sensor that answered at the address and port below
+    QString m_verifiedAddress;
+    quint16 m_verifiedPort = 0;
+    int m_timeouts = 0; // one after the other
 };
