@@ -75,6 +75,11 @@ bool arcSensor::usesOldDataPage() const
     return d->m_dataPage == sensorrequest::oldDataPage();
 }
 
+bool arcSensor::isOpen() const
+{
+    return d->isOpen();
+}
+
 int arcSensor::retryRemainingMs() const
 {
     return d->m_retryTimer.isActive() ? d->m_retryTimer.remainingTime() : -1;

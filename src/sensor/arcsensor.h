@@ -69,6 +69,8 @@ public:
     const FrameWebservice &frame() const;
     /// The sensor does not have the current data page, so the older one without slot 2 columns is in use.
     bool usesOldDataPage() const;
+    /// Between construction or reconnect() and stop(), whether the sensor answers or not.
+    bool isOpen() const;
     /// Milliseconds until the next try while waiting to reconnect, -1 otherwise.
     int retryRemainingMs() const;
     /// Operating frequency in Hz: the recipe's first step, else the first of the info list, else 0.

@@ -42,6 +42,7 @@ public:
     // --- link
     void open();
     void close();
+    bool isOpen() const { return m_worker != nullptr; }
     bool isUp() const { return m_plan.state() != DownloadPlan::Disconnected; }
     void setStore(std::shared_ptr<norvexData> store);
     void outcomeArrived();

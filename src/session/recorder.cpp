@@ -45,17 +45,26 @@ void Recorder::connectAll()
             continue;
         QString holder;
         const AddOutcome outcome = connectTo(entry.address, entry.port, {}, entry.data->sensorSerial(), &holder);
-        if (outcome == AddOutcome::LockedByOther)
-            logWarning(QStringLiteral("Recorder::connectAll: %1 is recorded by %2").arg(entry.address, holder));
+        if (outcome != AddOutcome::LockedByOther)
+            continue;
+        logWarning(QStringLiteral("Recorder::connectAll: %1 is recorded by %2").arg(entry.address, holder));
+        emit sensorLocked(entry.data->sensorSerial(), holder);
     }
 }
 
 Recorder::AddOutcome Recorder::connectTo(const QString &address, quint16 port, const QString &chamber,
                                          const QString &expectedSerial, QString *holder)
 {
-    for (const auto &known : m_connections) {
-        if (known->sensor->address() == address && known->sensor->port() == port)
-            return AddOutcome::AlreadyThere;
+    const auto there = std::find_if(m_connections.begin(), m_connections.end(), [&](const auto &connection) {
+        return connection->sensor->address() == address && connection->sensor->port() == port;
+    });
+    if (there != m_connections.end() && (*there)->sensor->isOpen())
+        return AddOutcome::AlreadyThere;
+    if (there != m_connections.end()) { // it was stopped or refused: whoever is there now takes its place
+        const QString before = (*there)->serial.isEmpty() ? (*there)->expectedSerial : (*there)->serial;
+        if (before != expectedSerial)
+            m_session->setSensorAddress(before, {}, 0);
+        removeConnection((*there)->sensor);
     }
     LockAttempt attempt = takeLock(lockPath(address, port));
     if (attempt.outcome == LockAttempt::HeldByOther) {
@@ -105,7 +114,9 @@ void Recorder::sensorAnswered(Connection &connection)
     const QString serial = sensor->info().serial_number;
     if (serial.trimmed().isEmpty())
         return refuse(connection, QStringLiteral("it does not say its serial number"));
-    if (connectionOf(serial))
+    const bool isTwin = std::any_of(m_connections.begin(), m_connections.end(),
+                                    [&](const auto &other) { return other->serial == serial; });
+    if (isTwin)
         return refuse(connection, QStringLiteral("the sensor with serial %1 is connected already").arg(serial));
     const std::shared_ptr<norvexData> store =
         m_session->addSensor(serial, connection.chamber, sensor->address(), sensor->port());
@@ -122,6 +133,43 @@ void Recorder::refuse(Connection &connection, const QString &reason)
     connection.sensor->stop();
     logWarning(QStringLiteral("Recorder: refused %1: %2").arg(connection.sensor->address(), reason));
     emit sensorRefused(connection.sensor, reason);
+}
+
+Recorder::Connection *Recorder::find(const arcSensor *sensor) const
+{
+    for (const auto &connection : m_connections) {
+        if (connection->sensor == sensor)
+            return connection.get();
+    }
+    return nullptr;
+}
+
+Recorder::AddOutcome Recorder::moveConnection(arcSensor *sensor, const QString &address, quint16 port, QString *holder)
+{
+    Connection *const connection = find(sensor);
+    if (!connection)
+        return AddOutcome::AlreadyThere;
+    if (sensor->address() != address || sensor->port() != port) {
+        const auto before = std::find_if(m_connections.begin(), m_connections.end(), [&](const auto &other) {
+            return other->sensor->address() == address && other->sensor->port() == port && other->lock;
+        });
+        LockAttempt attempt;
+        if (before != m_connections.end()) // whose sensor has left this address
+            attempt.lock = std::move((*before)->lock);
+        else
+            attempt = takeLock(lockPath(address, port));
+        if (attempt.outcome == LockAttempt::HeldByOther) {
+            if (holder)
+                *holder = attempt.holder;
+            return AddOutcome::LockedByOther;
+        }
+        connection->lock = std::move(attempt.lock);
+        sensor->setAddress(address, port);
+        m_session->setSensorAddress(connection->serial.isEmpty() ? connection->expectedSerial : connection->serial,
+                                    address, port);
+    }
+    sensor->reconnect();
+    return AddOutcome::Added;
 }
 
 void Recorder::removeConnection(arcSensor *sensor)
@@ -147,7 +195,8 @@ QVector<arcSensor *> Recorder::connections() const
 arcSensor *Recorder::connectionOf(const QString &serial) const
 {
     for (const auto &connection : m_connections) {
-        if (!serial.isEmpty() && connection->serial == serial)
+        const QString &own = connection->serial.isEmpty() ? connection->expectedSerial : connection->serial;
+        if (!serial.isEmpty() && own == serial)
             return connection->sensor;
     }
     return nullptr;
@@ -155,9 +204,8 @@ arcSensor *Recorder::connectionOf(const QString &serial) const
 
 bool Recorder::isRecording(const arcSensor *sensor) const
 {
-    return std::any_of(m_connections.begin(), m_connections.end(), [&](const auto &connection) {
-        return connection->sensor == sensor && !connection->serial.isEmpty();
-    });
+    const Connection *const connection = find(sensor);
+    return connection && !connection->serial.isEmpty();
 }
 
 bool Recorder::stop()

@@ -36,10 +36,14 @@ public:
     AddOutcome addSensor(const QString &address, quint16 port, const QString &chamber, QString *holder = nullptr);
     /// Ends a connection; the sensor stays in the session.
     void removeConnection(arcSensor *sensor);
+    /// Ends a sensor's connection and starts it again at this address, which is the session's from now on. Its store
+    /// and who listens to it stay.
+    AddOutcome moveConnection(arcSensor *sensor, const QString &address, quint16 port, QString *holder = nullptr);
     /// Connects every sensor of the session that has an address.
     void connectAll();
 
     QVector<arcSensor *> connections() const;
+    /// The connection that records the sensor with this serial, or that is to when it answers.
     arcSensor *connectionOf(const QString &serial) const;
 
     /// True when a sensor at this connection has said its serial and records into the session.
@@ -54,11 +58,14 @@ signals:
     void sensorReady(arcSensor *sensor, const QString &serial);
     /// Another serial than the session knows for this address answered, or the serial is connected twice.
     void sensorRefused(arcSensor *sensor, const QString &reason);
+    /// A sensor of the session was not connected at all.
+    void sensorLocked(const QString &serial, const QString &holder);
 
 private:
     struct Connection;
     AddOutcome connectTo(const QString &address, quint16 port, const QString &chamber, const QString &expectedSerial,
                          QString *holder);
+    Connection *find(const arcSensor *sensor) const;
     void sensorAnswered(Connection &connection);
     void refuse(Connection &connection, const QString &reason);
     QString lockPath(const QString &address, quint16 port) const;

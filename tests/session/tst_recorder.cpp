@@ -111,6 +111,44 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(m_session->store(QStringLiteral("SN1"))->sampleCount() > before, patience);
     }
 
+    void anotherSensorTakesTheAddressOfAStoppedOne()
+    {
+        const auto sensor = started(QStringLiteral("SN1"));
+        Recorder recorder(m_session.get(), m_options);
+        QSignalSpy ready(&recorder, &Recorder::sensorReady);
+        recorder.addSensor(host, sensor->port(), {});
+        QTRY_COMPARE_WITH_TIMEOUT(ready.size(), 1, patience);
+        recorder.connectionOf(QStringLiteral("SN1"))->stop();
+        sensor->setSerial(QStringLiteral("SN2"));
+        QCOMPARE(recorder.addSensor(host, sensor->port(), {}), Recorder::AddOutcome::Added);
+        QTRY_COMPARE_WITH_TIMEOUT(ready.size(), 2, patience);
+        QCOMPARE(recorder.connections().size(), 1);
+        QVERIFY(m_session->sensors().at(0).address.isEmpty()); // or both would claim it when the session is opened
+        QCOMPARE(m_session->sensors().at(1).port, sensor->port());
+    }
+
+    void aSensorMovesToAnotherAddress()
+    {
+        const auto one = started(QStringLiteral("SN1"));
+        const auto two = started(QStringLiteral("SN2"));
+        Recorder recorder(m_session.get(), m_options);
+        QSignalSpy ready(&recorder, &Recorder::sensorReady);
+        recorder.addSensor(host, one->port(), {});
+        recorder.addSensor(host, two->port(), {});
+        QTRY_COMPARE_WITH_TIMEOUT(ready.size(), 2, patience);
+        two->setPower(false); // they change places
+        one->setSerial(QStringLiteral("SN2"));
+        arcSensor *const moved = recorder.connectionOf(QStringLiteral("SN2"));
+        const quint64 before = m_session->store(QStringLiteral("SN2"))->sampleCount();
+        QCOMPARE(recorder.moveConnection(moved, host, one->port()), Recorder::AddOutcome::Added);
+        QTRY_VERIFY_WITH_TIMEOUT(m_session->store(QStringLiteral("SN2"))->sampleCount() > before, patience);
+        QCOMPARE(m_session->sensors().at(1).port, one->port());
+        QString holder;
+        Recorder other(m_session.get(), m_options);
+        QCOMPARE(other.addSensor(host, one->port(), {}, &holder), Recorder::AddOutcome::LockedByOther);
+        QCOMPARE(other.addSensor(host, two->port(), {}, &holder), Recorder::AddOutcome::Added); // it is free now
+    }
+
     void aLoadedSessionConnectsItsSensors()
     {
         const auto sensor = started(QStringLiteral("SN1"));
