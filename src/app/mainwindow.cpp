@@ -286,6 +286,7 @@ void MainWindow::adopt(std::unique_ptr<Session> session)
         m_status->addProblem(problem);
     updateOverlayButtons(0, 0);
     m_recorder->connectAll();
+    m_form->attachConnections();
     m_form->showView(m_view);
     refreshStatus();
 }
@@ -453,13 +454,13 @@ void MainWindow::quit()
 void MainWindow::endNow()
 {
     m_ending = true;
-    close();
     if (NestedLoop::isAnyRunning()) {
         if (QWidget *inFront = QApplication::activeModalWidget())
             inFront->close();
         QTimer::singleShot(endRetryMs, this, &MainWindow::endNow);
         return;
     }
+    close();
 }
 
 // --- settings and status

@@ -42,8 +42,8 @@ QString toneOf(SensorCardPresenter::Level level)
 } // namespace
 
 dataObjectWidget::dataObjectWidget(const std::shared_ptr<norvexData> &store, arcSensor *sensor, Prompts &prompts,
-                                   AppSettings &settings, const QString &sessionPath, bool reanalysed,
-                                   QWidget *parent, const Clock &clock)
+                                   AppSettings &settings, const QString &sessionPath, bool reanalysed, QWidget *parent,
+                                   const Clock &clock)
     : QWidget(parent), ui(std::make_unique<Ui::dataObjectWidget>()), m_store(store), m_prompts(prompts),
       m_settings(settings), m_clock(clock),
       m_sessionPath(sessionPath.isEmpty() ? settings.currentSessionPath() : sessionPath)
@@ -69,14 +69,19 @@ dataObjectWidget::dataObjectWidget(const std::shared_ptr<norvexData> &store, arc
     connect(&m_textTimer, &QTimer::timeout, this, &dataObjectWidget::refreshTexts);
     connect(this, &QWidget::customContextMenuRequested, this, &dataObjectWidget::contextMenu);
     connect(ui->enableDisplay, &QPushButton::clicked, this, &dataObjectWidget::displayToggled);
-    connect(ui->b_menu, &QToolButton::clicked, this,
-            [this] { contextMenu(ui->b_menu->geometry().bottomLeft()); });
+    connect(ui->b_menu, &QToolButton::clicked, this, [this] { contextMenu(ui->b_menu->geometry().bottomLeft()); });
 
     auto *shortcut = new QShortcut(QKeySequence(Qt::Key_I, Qt::Key_T), this);
     shortcut->setContext(Qt::ApplicationShortcut);
-    connect(shortcut, &QShortcut::activated, this, &dataObjectWidget::makeImportExtDataVisible);
-    // Every card has the same two keys, so with two cards the toolkit only reports the ambiguity.
-    connect(shortcut, &QShortcut::activatedAmbiguously, this, &dataObjectWidget::makeImportExtDataVisible);
+    // Every card has the same two keys, so with two cards the toolkit only reports the ambiguity, and to one of them.
+    const auto showEverywhere = [this] {
+        const QList<dataObjectWidget *> cards = window()->findChildren<dataObjectWidget *>();
+        for (dataObjectWidget *card : cards)
+            card->makeImportExtDataVisible();
+        makeImportExtDataVisible();
+    };
+    connect(shortcut, &QShortcut::activated, this, showEverywhere);
+    connect(shortcut, &QShortcut::activatedAmbiguously, this, showEverywhere);
 
     setColor(QColor(QStringLiteral("#2255ee")));
     m_displayOn = false;
@@ -104,6 +109,9 @@ void dataObjectWidget::setSensor(arcSensor *sensor)
         connect(m_sensor, &arcSensor::recipeUpdated, this, &dataObjectWidget::updateRecipe);
         connect(m_sensor, &arcSensor::statusUpdate, this, &dataObjectWidget::sensorStatus);
         connect(m_sensor, &arcSensor::uploadFinished, this, &dataObjectWidget::uploadFinished);
+        connect(m_sensor, &arcSensor::wrongSerial, this, [this](const QString &found) {
+            m_lastProblem = tr("Another sensor answers at its address: %1").arg(found);
+        });
         if (m_sensor->state() > 0)
             setConnectionState(m_sensor->state());
     }
@@ -212,6 +220,7 @@ void dataObjectWidget::setConnectionState(int state)
     emit doingUpdate(state == 1 || state == 2);
     if (change.disconnectActively)
         disconnectSensor();
+    updateActions();
     refreshTexts();
 }
 
@@ -257,18 +266,19 @@ void dataObjectWidget::sensorStatus(const QString &message)
 {
     if (message == QLatin1String("Connected")) {
         m_lastProblem.clear();
+    } else if (message == QLatin1String("Connecting")) {
+        m_presenter.connecting();
+        refreshTexts();
     } else if (message == QLatin1String("Disconnected") || message == QLatin1String("Connection timed out")) {
-        m_lastProblem = message == QLatin1String("Disconnected")
-                            ? tr("The sensor refused or broke the connection.")
-                            : tr("The sensor did not answer in time.");
+        m_lastProblem = message == QLatin1String("Disconnected") ? tr("The sensor refused or broke the connection.")
+                                                                 : tr("The sensor did not answer in time.");
         emit problem(tr("Sensor %1: %2 Stored data are safe; trying again.").arg(serial(), m_lastProblem));
     }
 }
 
 void dataObjectWidget::updateProgressBar(int samplesDone, int samplesTotal, int eventsDone, int eventsTotal)
 {
-    ui->progressBar->setToolTip(
-        SensorCardPresenter::progressTip(samplesDone, samplesTotal, eventsDone, eventsTotal));
+    ui->progressBar->setToolTip(SensorCardPresenter::progressTip(samplesDone, samplesTotal, eventsDone, eventsTotal));
     ui->progressBar->setValue(SensorCardPresenter::progressValue(samplesDone, samplesTotal));
 }
 
@@ -397,8 +407,8 @@ void dataObjectWidget::postRecipe(const Recipe &recipe)
         return;
     const QPointer<arcSensor> sensor = m_sensor;
     const QPointer<dataObjectWidget> self = this;
-    if (m_store->isInsideRun()
-        && !m_prompts.ask(this, warningTitle, QStringLiteral("Do you wish to upload recipe during the current run?")))
+    if (m_store->isInsideRun() &&
+        !m_prompts.ask(this, warningTitle, QStringLiteral("Do you wish to upload recipe during the current run?")))
         return;
     if (!self || !sensor) // gone while the question was open
         return;
@@ -462,9 +472,9 @@ void dataObjectWidget::displayToggled()
 void dataObjectWidget::showDisplayStyle()
 {
     const QString rest = QStringLiteral("border-style: outset; border-width: 2px; border-color: grey;");
-    ui->sensorId->setStyleSheet(
-        m_displayOn ? QStringLiteral("color: white; background-color: %1; ").arg(m_colour.name()) + rest
-                    : QStringLiteral("color: black; background-color: white; ") + rest);
+    ui->sensorId->setStyleSheet(m_displayOn
+                                    ? QStringLiteral("color: white; background-color: %1; ").arg(m_colour.name()) + rest
+                                    : QStringLiteral("color: black; background-color: white; ") + rest);
 }
 
 void dataObjectWidget::getFilter(QVector<eventType> filter)
@@ -474,9 +484,9 @@ void dataObjectWidget::getFilter(QVector<eventType> filter)
 
 void dataObjectWidget::setRFONThreshold()
 {
-    const auto value = m_prompts.askNumber(this, QStringLiteral("Set Rfon Threshold value"),
-                                           QStringLiteral("Input rfon Threshold value"),
-                                           {m_rfOnThreshold, -100000, 100000, 1});
+    const auto value =
+        m_prompts.askNumber(this, QStringLiteral("Set Rfon Threshold value"),
+                            QStringLiteral("Input rfon Threshold value"), {m_rfOnThreshold, -100000, 100000, 1});
     if (!value)
         return;
     m_rfOnThreshold = *value;
@@ -514,9 +524,9 @@ void dataObjectWidget::triggerSensorDataClear()
     if (!m_sensor)
         return;
     const QPointer<arcSensor> sensor = m_sensor;
-    const bool yes = m_prompts.ask(this, warningTitle, tr("Clear the data that sensor %1 still holds?").arg(serial()),
-                                   {tr("What was not downloaded yet is lost. Nothing is deleted on this computer."),
-                                    QString()});
+    const bool yes =
+        m_prompts.ask(this, warningTitle, tr("Clear the data that sensor %1 still holds?").arg(serial()),
+                      {tr("What was not downloaded yet is lost. Nothing is deleted on this computer."), QString()});
     if (yes && sensor)
         sensor->clearData();
 }

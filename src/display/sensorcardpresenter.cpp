@@ -70,6 +70,7 @@ QString SensorCardPresenter::toggleBlink()
 void SensorCardPresenter::activelyDisconnected()
 {
     m_disconnected = true;
+    m_state = -1; // the light is off: whatever comes next is new
 }
 
 SensorCardPresenter::Word SensorCardPresenter::word(bool hasAddress, int retryMs, qint64 ageMs,

@@ -12,8 +12,8 @@ public:
     /// What the card has to do after a connection state arrived.
     struct Change
     {
-        bool acted = false;          // the state was new, or 0
-        bool startBlinking = false;  // else the blink timer stops
+        bool acted = false;         // the state was new, or 0
+        bool startBlinking = false; // else the blink timer stops
         bool clearProgress = false;
         bool markConnection = false; // tell the store whether it is connected
         bool connected = false;
@@ -31,6 +31,8 @@ public:
     /// One tick of the blink timer: the image to show.
     QString toggleBlink();
     void activelyDisconnected();
+    /// A connection is tried again after activelyDisconnected().
+    void connecting() { m_disconnected = false; }
     int connectionState() const { return m_state; }
     /// How often state 0 was shown since state 1.
     int consecutiveErrors() const { return m_errors; }

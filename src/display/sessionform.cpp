@@ -84,6 +84,9 @@ SessionForm::SessionForm(const DisplayContext &context, QWidget *parent)
     connect(&m_context.recorder, &Recorder::sensorReady, this, &SessionForm::sensorReady);
     connect(&m_context.recorder, &Recorder::sensorRefused, this,
             [this](arcSensor *, const QString &reason) { emit problem(reason); });
+    connect(&m_context.recorder, &Recorder::sensorLocked, this, [this](const QString &serial, const QString &holder) {
+        emit problem(tr("Sensor %1 is not recorded here: another program does it (%2).").arg(serial, holder));
+    });
     connect(&m_refreshTimer, &QTimer::timeout, this, &SessionForm::tick);
 
     const QVector<SensorEntry> sensors = m_context.session.sensors();
@@ -183,6 +186,12 @@ void SessionForm::addCard(const QString &serial)
     showEmptyState();
 }
 
+void SessionForm::attachConnections()
+{
+    for (dataObjectWidget *card : qAsConst(m_cards))
+        card->setSensor(m_context.recorder.connectionOf(card->serial()));
+}
+
 void SessionForm::sensorReady(arcSensor *sensor, const QString &serial)
 {
     addCard(serial);
@@ -218,7 +227,11 @@ void SessionForm::removeSensor(const QString &sensor)
         return;
     if (arcSensor *connection = m_context.recorder.connectionOf(sensor))
         m_context.recorder.removeConnection(connection);
-    m_context.session.removeSensor(sensor);
+    if (!m_context.session.removeSensor(sensor))
+        m_context.prompts.warn(this, warningTitle, tr("Sensor %1 could not be removed").arg(sensor),
+                               {tr("Its last samples cannot be saved, so it stays in the session. Its recording has "
+                                   "ended; is the disk full?"),
+                                QString()});
 }
 
 void SessionForm::removeSensorWidget(const QString &sensor)
@@ -346,6 +359,7 @@ void SessionForm::exportData()
         asImage = true;
         dialog.accept();
     });
+    const NestedLoop nested;
     if (dialog.exec() != QDialog::Accepted)
         return;
     if (asImage)
@@ -359,7 +373,6 @@ void SessionForm::exportCsv(dataObjectWidget *card)
     if (card->store()->lastTime() == 0) {
         m_context.prompts.warn(this, warningTitle, tr("Sensor %1 has no stored samples yet").arg(card->serial()));
         return;
-    const NestedLoop nested;
     }
     AppSettings *const settings = &m_context.settings;
     exportDialog::Setup setup;
@@ -430,11 +443,16 @@ void SessionForm::reconnectSensor(const QString &sensor)
     for (const SensorEntry &entry : sensors) {
         if (entry.data->sensorSerial() != sensor)
             continue;
+        // The dialog asks the sensor itself; two connections at once would disturb each other.
+        arcSensor *const connection = m_context.recorder.connectionOf(sensor);
+        const bool wasOn = connection && connection->isOpen();
         if (dataObjectWidget *known = card(sensor))
             known->disconnectSensor();
         auto *dialog = new SensorDialog(m_context.prompts, dialogSurroundings(),
                                         {sensor, entry.address, entry.port, entry.data->chamberSerial()}, this);
         openSensorDialog(dialog);
+        if (wasOn)
+            connect(dialog, &QDialog::rejected, connection, &arcSensor::reconnect);
         return;
     }
 }
@@ -444,22 +462,24 @@ void SessionForm::openSensorDialog(SensorDialog *dialog)
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     connect(dialog, &QDialog::finished, this, [this, dialog](int result) {
         if (result == QDialog::Accepted)
-            startRecording(dialog->verifiedSerial(), dialog->verifiedAddress(), dialog->verifiedPort(), dialog->chamberName());
+            startRecording(dialog->verifiedSerial(), dialog->verifiedAddress(), dialog->verifiedPort(),
+                           dialog->chamberName());
     });
     dialog->open();
 }
 
 void SessionForm::startRecording(const QString &serial, const QString &address, quint16 port, const QString &chamber)
 {
-    if (arcSensor *connection = m_context.recorder.connectionOf(serial)) {
-        connection->setAddress(address, port);
-        m_context.session.setSensorAddress(serial, address, port);
-        connection->reconnect();
-        finishSensorReconnection(serial);
-        return;
-    }
     QString holder;
-    if (m_context.recorder.addSensor(address, port, chamber, &holder) == Recorder::AddOutcome::LockedByOther)
+    arcSensor *const connection = m_context.recorder.connectionOf(serial);
+    const Recorder::AddOutcome outcome = connection
+                                             ? m_context.recorder.moveConnection(connection, address, port, &holder)
+                                             : m_context.recorder.addSensor(address, port, chamber, &holder);
+    if (connection)
+        finishSensorReconnection(serial);
+    if (connection && outcome == Recorder::AddOutcome::LockedByOther)
+        connection->reconnect(); // where it was
+    if (outcome == Recorder::AddOutcome::LockedByOther)
         m_context.prompts.warn(
             this, warningTitle, tr("Sensor %1 is being recorded by another program").arg(serial),
             {tr("%1\nClose it there first; two programs would take each other's samples.").arg(holder), QString()});

@@ -41,6 +41,8 @@ public:
     int connectedSensors() const;
     /// Keeps the splitter, the span, the quantities and the time mode in the settings for the next session.
     void keepState() const;
+    /// Gives every card the connection that its sensor has in the recorder by now, answered or not.
+    void attachConnections();
 
 signals:
     void overlayTableUpdated(int runs, int events);
