@@ -443,7 +443,8 @@ void MainWindow::about()
 {
     auto *dialog = new AboutDialog(this);
     dialog->setAttribute(Qt::WA_DeleteOnClose);
-    dialog->open();
+    dialog->setWindowModality(Qt::ApplicationModal);
+    dialog->show();
 }
 
 void MainWindow::quit()

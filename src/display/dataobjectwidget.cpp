@@ -361,7 +361,7 @@ void dataObjectWidget::configureSensor()
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     dialog->setWindowModality(Qt::ApplicationModal);
     connect(dialog, &reconfigureSensordialog::configUpdated, this, &dataObjectWidget::sensorConfigUpdated);
-    dialog->open();
+    dialog->show();
 }
 
 void dataObjectWidget::sensorConfigUpdated()

@@ -465,7 +465,7 @@ void SessionForm::openSensorDialog(SensorDialog *dialog)
             startRecording(dialog->verifiedSerial(), dialog->verifiedAddress(), dialog->verifiedPort(),
                            dialog->chamberName());
     });
-    dialog->open();
+    dialog->show(); // open() would make it modal to this window alone
 }
 
 void SessionForm::startRecording(const QString &serial, const QString &address, quint16 port, const QString &chamber)
