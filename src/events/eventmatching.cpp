@@ -22,8 +22,9 @@ QString nameOf(const EventRecord &event)
 class Pass
 {
 public:
-    Pass(const abstractNorvexData &data, const QVector<eventType> &types, JobProgress &progress)
-        : m_data(data), m_types(types), m_progress(progress)
+    Pass(const abstractNorvexData &data, const QVector<eventType> &types, JobProgress &progress,
+         const EventMatches &known)
+        : m_data(data), m_types(types), m_progress(progress), m_known(known)
     {}
 
     EventMatches run()
@@ -58,20 +59,29 @@ private:
         for (const EventRecord &event : events) {
             if (m_progress.isCancelled())
                 break;
-            QString name;
-            if (canMatch(event, m_types))
-                name = eventtype::firstMatch(m_types,
-                                             event.samples.isEmpty() ? m_data.waveform(keyOf(event)) : event.samples);
-            if (!name.isEmpty())
-                m_matches.names.insert(keyOf(event), name);
+            const QString name = canMatch(event, m_types) ? matchOf(event) : QString();
             ++m_matches.counts[name.isEmpty() ? nameOf(event) : name];
         }
         return events.size();
     }
 
+    QString matchOf(const EventRecord &event)
+    {
+        const EventKey key = keyOf(event);
+        QString name = m_known.names.value(key);
+        if (name.isEmpty() && !m_known.unmatched.contains(key))
+            name = eventtype::firstMatch(m_types, event.samples.isEmpty() ? m_data.waveform(key) : event.samples);
+        if (name.isEmpty())
+            m_matches.unmatched.insert(key);
+        else
+            m_matches.names.insert(key, name);
+        return name;
+    }
+
     const abstractNorvexData &m_data;
     const QVector<eventType> &m_types;
     JobProgress &m_progress;
+    const EventMatches &m_known;
     EventMatches m_matches;
 };
 
@@ -90,9 +100,10 @@ bool canMatch(const EventRecord &event, const QVector<eventType> &types)
                        [&](const eventType &type) { return isOfUser(type) && !(type.magnitude > bound); });
 }
 
-EventMatches matchEvents(const abstractNorvexData &data, const QVector<eventType> &types, JobProgress &progress)
+EventMatches matchEvents(const abstractNorvexData &data, const QVector<eventType> &types, JobProgress &progress,
+                         const EventMatches &known)
 {
-    return Pass(data, types, progress).run();
+    return Pass(data, types, progress, known).run();
 }
 
 EventMatchJob::EventMatchJob(QObject *parent) : QObject(parent)
@@ -112,16 +123,21 @@ EventMatchJob::~EventMatchJob()
 void EventMatchJob::start(const std::shared_ptr<const abstractNorvexData> &data, const QVector<eventType> &types)
 {
     cancel();
+    if (m_types != types || m_data.lock() != data)
+        m_known = {};
+    m_types = types;
+    m_data = data;
     m_progress = std::make_shared<JobProgress>();
     m_timer.start();
-    m_pool.start([this, data, types, progress = m_progress] {
-        auto matches = std::make_shared<EventMatches>(matchEvents(*data, types, *progress));
+    m_pool.start([this, data, types, known = m_known, progress = m_progress] {
+        auto matches = std::make_shared<EventMatches>(matchEvents(*data, types, *progress, known));
         // Asked in the owner's thread: only there is it known whether this job still counts.
         QMetaObject::invokeMethod(this, [this, matches, progress] {
             if (progress != m_progress)
                 return;
             m_progress.reset();
             m_timer.stop();
+            m_known = *matches;
             emit finished(*matches);
         });
     });

@@ -126,14 +126,15 @@ void RecipeTimeline::paintEvent(QPaintEvent *)
     const Lanes all = lanes();
     painter.setPen(faint(palette().color(QPalette::WindowText), 0.2));
     painter.setBrush(palette().brush(QPalette::Base));
-    for (const QRectF &lane : {all.names, all.frequency, all.threshold})
-        painter.drawRect(lane);
     if (m_layout.steps.isEmpty()) {
+        const QRectF room(0.5, all.names.top(), width() - 1.0, all.ticks.bottom() - all.names.top());
+        painter.drawRect(room);
         painter.setPen(palette().color(QPalette::PlaceholderText));
-        painter.drawText(all.frequency.united(all.threshold), Qt::AlignCenter,
-                         tr("No steps yet. Set one up below and press \"Add step\"."));
+        painter.drawText(room, Qt::AlignCenter, tr("No steps yet. Set one up below and press \"Add step\"."));
         return;
     }
+    for (const QRectF &lane : {all.names, all.frequency, all.threshold})
+        painter.drawRect(lane);
     paintSteps(painter, all);
     paintFrequency(painter, all.frequency);
     paintThreshold(painter, all.threshold);

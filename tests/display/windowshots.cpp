@@ -1,11 +1,16 @@
 // Renders windows into a folder, light and dark, at the screen's scale. Run it with QT_SCALE_FACTOR=2 for the second
 // set.
 
-#include "base/widgetprompts.h"
+#include "data/norvexdata.h"
+#include "display/dataobjectwidget.h"
+#include "display/eventicon.h"
 #include "display/theme.h"
 #include "events/eventfilterpanel.h"
 #include "events/eventtypecreator.h"
 #include "recipe/recipeform.h"
+#include "sensor/arcsensor.h"
+#include "session/appsettings.h"
+#include "support/fakeprompts.h"
 
 #include <QApplication>
 #include <QCheckBox>
@@ -24,7 +29,7 @@
 
 namespace {
 
-WidgetPrompts prompts;
+FakePrompts prompts;
 
 struct Scene
 {
@@ -74,7 +79,7 @@ struct Types : QObject
     eventTypeFilter filter{dictionary};
 };
 
-std::unique_ptr<QWidget> panel()
+std::unique_ptr<QWidget> panel(Theme &theme)
 {
     auto window = std::make_unique<QWidget>();
     auto *types = new Types(window.get());
@@ -82,6 +87,8 @@ std::unique_ptr<QWidget> panel()
     auto *layout = new QVBoxLayout(window.get());
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(panel);
+    panel->setIconSource(
+        [types, panel, &theme](const QString &name) { return eventIcon(name, theme, types->dictionary, *panel); });
     QHash<QString, int> counts;
     int count = 7;
     for (const QString &name : types->dictionary.names().mid(0, 11))
@@ -90,6 +97,25 @@ std::unique_ptr<QWidget> panel()
     panel->setCounts(counts);
     types->filter.setEnabled(QStringLiteral("NOTANEVENT"), false);
     panel->setActivity(QStringLiteral("Matching event types: 42 %"));
+    return window;
+}
+
+/// The card of a sensor to which a recipe could not be sent.
+std::unique_ptr<QWidget> card()
+{
+    static AppSettings settings(AppSettings::Source::Forgotten);
+    auto store = std::make_shared<norvexData>();
+    store->setSensorSerial(QStringLiteral("NVX-0012"));
+    store->setChamberSerial(QStringLiteral("Chamber 1"));
+    store->setRecipe(etch(6));
+    auto window = std::make_unique<QWidget>();
+    auto *sensor = new arcSensor(QStringLiteral("127.0.0.1"), 9, {}, systemClock(), window.get());
+    auto *card = new dataObjectWidget(store, sensor, prompts, settings, QDir::tempPath(), false, window.get());
+    auto *layout = new QVBoxLayout(window.get());
+    layout->addWidget(card);
+    Recipe other = etch(3);
+    other.setRecipeName(QStringLiteral("Clean"));
+    card->postRecipe(other);
     return window;
 }
 
@@ -149,7 +175,8 @@ std::vector<Scene> scenes()
              recipe.setEventMinAmp1(4, 99);
              return formWith(recipe);
          }},
-        {"event-panel", {250, 560}, [](Theme &) { return panel(); }},
+        {"event-panel", {250, 560}, [](Theme &theme) { return panel(theme); }},
+        {"sensor-card", {300, 260}, [](Theme &) { return card(); }},
         {"event-creator", {480, 460}, [](Theme &) { return creator(); }},
     };
 }

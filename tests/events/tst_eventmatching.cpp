@@ -88,7 +88,7 @@ private slots:
     void snapshotsNeverHideAMatch();
     void piecesFollowTheDensity();
     void aCancelledOneSaysSo();
-    void onlyTheLastJobArrives();
+    void onlyTheLastJobArrivesAndReadsWhatIsNew();
 };
 
 void tst_EventMatching::namesAndCounts()
@@ -167,23 +167,29 @@ void tst_EventMatching::aCancelledOneSaysSo()
     QCOMPARE(data.read, 0);
 }
 
-void tst_EventMatching::onlyTheLastJobArrives()
+void tst_EventMatching::onlyTheLastJobArrivesAndReadsWhatIsNew()
 {
     auto data = std::make_shared<Events>();
     data->add(1000, eventtype::E11, pulse(100, 50, 20));
     EventMatchJob job;
     QVector<EventMatches> arrived;
     connect(&job, &EventMatchJob::finished, this, [&](const EventMatches &found) { arrived.append(found); });
-    job.start(data, {type("first", 1, 0, eventType::Either)});
+    job.start(std::make_shared<Events>(), {type("first", 1, 0, eventType::Either)});
     job.start(data, {type("second", 1, 0, eventType::Either)});
     QVERIFY(job.isRunning());
     QTRY_COMPARE_WITH_TIMEOUT(arrived.size(), 1, 20000);
     QVERIFY(!job.isRunning());
     QCOMPARE(arrived.first().names.value({1000, eventtype::E11}), QStringLiteral("second"));
+    QCOMPARE(data->read, 1);
+    data->add(2000, eventtype::E11, pulse(100, 50, 20)); // the next pass reads only the new one
+    job.start(data, {type("second", 1, 0, eventType::Either)});
+    QTRY_COMPARE_WITH_TIMEOUT(arrived.size(), 2, 20000);
+    QCOMPARE(arrived.last().names.size(), 2);
+    QCOMPARE(data->read, 2);
     job.start(data, {});
     job.cancel();
     job.start(data, {type("third", 1, 0, eventType::Either)});
-    QTRY_COMPARE_WITH_TIMEOUT(arrived.size(), 2, 20000);
+    QTRY_COMPARE_WITH_TIMEOUT(arrived.size(), 3, 20000);
     QCOMPARE(arrived.last().names.value({1000, eventtype::E11}), QStringLiteral("third"));
 }
 
