@@ -2,6 +2,7 @@
 
 #include "cli/command.h"
 #include "cli/commandline.h"
+#include "cli/jobrunner.h"
 
 #include <QDir>
 #include <QJsonArray>
@@ -17,6 +18,9 @@ QJsonObject sensorJson(const IntegrityReport &sensor, bool isListed)
                                  {QStringLiteral("state"), nameOf(finding.state)},
                                  {QStringLiteral("detail"), finding.detail}});
     }
+    QJsonObject counts;
+    for (auto it = sensor.counts.cbegin(); it != sensor.counts.cend(); ++it)
+        counts.insert(nameOf(it.key()), it.value());
     return {
         {QStringLiteral("folder"), sensor.folder},
         {QStringLiteral("listed"), isListed},
@@ -25,6 +29,7 @@ QJsonObject sensorJson(const IntegrityReport &sensor, bool isListed)
         {QStringLiteral("eventFiles"), sensor.events},
         {QStringLiteral("damaged"), sensor.isDamaged()},
         {QStringLiteral("problems"), QJsonArray::fromStringList(sensor.problems)},
+        {QStringLiteral("states"), counts},
         {QStringLiteral("files"), files},
     };
 }
@@ -45,7 +50,25 @@ QString sensorText(const IntegrityReport &sensor, bool isListed)
         text +=
             finding.detail.isEmpty() ? QStringLiteral("\n") : QStringLiteral(": ") + finding.detail + QLatin1Char('\n');
     }
+    for (auto it = sensor.counts.cbegin(); it != sensor.counts.cend(); ++it) {
+        if (it.key() != FileState::Sound && it.value() > IntegrityReport::maximumFindings)
+            text += QStringLiteral("  %1 files are %2\n").arg(it.value()).arg(nameOf(it.key()));
+    }
     return text;
+}
+
+QString outcomeText(const SessionRepair &repair)
+{
+    switch (repair.outcome) {
+    case SessionRepair::Outcome::Sound:
+        return QStringLiteral("No damage was found, nothing was changed.\n");
+    case SessionRepair::Outcome::Repaired:
+        return repair.asideFolder.isEmpty()
+                   ? QStringLiteral("The session is repaired.\n")
+                   : QStringLiteral("The session is repaired. What was replaced is in %1\n").arg(repair.asideFolder);
+    default:
+        return {};
+    }
 }
 
 } // namespace
@@ -58,6 +81,7 @@ QJsonObject toJson(const SessionCheck &check)
     return {{QStringLiteral("session"), check.session},
             {QStringLiteral("damaged"), check.isDamaged()},
             {QStringLiteral("problems"), QJsonArray::fromStringList(check.problems)},
+            {QStringLiteral("journalRecords"), check.journalRecords},
             {QStringLiteral("sensors"), sensors}};
 }
 
@@ -68,24 +92,108 @@ QString toText(const SessionCheck &check)
         text += problem + QLatin1Char('\n');
     for (const IntegrityReport &sensor : check.sensors)
         text += sensorText(sensor, !check.notListed.contains(sensor.folder));
+    if (check.journalRecords > 0) {
+        text += QStringLiteral("The journal holds %1 records; the next opening of the session takes what is new.\n")
+                    .arg(check.journalRecords);
+    }
     return text +
            (check.isDamaged() ? QStringLiteral("Damage was found.\n") : QStringLiteral("No damage was found.\n"));
 }
 
+QJsonObject toJson(const SessionRepair &repair)
+{
+    QJsonArray sensors;
+    for (const SessionRepair::Sensor &sensor : repair.sensors) {
+        sensors.append(QJsonObject{{QStringLiteral("folder"), sensor.folder},
+                                   {QStringLiteral("found"), QJsonArray::fromStringList(sensor.found)},
+                                   {QStringLiteral("changes"), QJsonArray::fromStringList(sensor.repair.changes)},
+                                   {QStringLiteral("setAside"), sensor.repair.setAside},
+                                   {QStringLiteral("rewrittenBlocks"), sensor.repair.rewritten},
+                                   {QStringLiteral("addedFiles"), sensor.repair.addedFiles},
+                                   {QStringLiteral("restoredEvents"), sensor.repair.restoredEvents},
+                                   {QStringLiteral("lostSamples"), sensor.repair.lostSamples},
+                                   {QStringLiteral("missingBlocks"), sensor.repair.missingBlocks.size()}});
+    }
+    return {{QStringLiteral("session"), repair.session},
+            {QStringLiteral("repaired"), repair.outcome == SessionRepair::Outcome::Repaired},
+            {QStringLiteral("originals"), repair.asideFolder},
+            {QStringLiteral("problems"), QJsonArray::fromStringList(repair.problems)},
+            {QStringLiteral("sensors"), sensors}};
+}
+
+QString toText(const SessionRepair &repair)
+{
+    QString text = QStringLiteral("Session ") + repair.session + QLatin1Char('\n');
+    for (const QString &problem : repair.problems)
+        text += problem + QLatin1Char('\n');
+    for (const SessionRepair::Sensor &sensor : repair.sensors) {
+        text += sensor.folder + QLatin1Char('\n');
+        for (const QString &line : sensor.found)
+            text += QStringLiteral("  found: ") + line + QLatin1Char('\n');
+        for (const QString &line : sensor.repair.changes)
+            text += QStringLiteral("  ") + line + QLatin1Char('\n');
+    }
+    return text + outcomeText(repair);
+}
+
+namespace {
+
+ExitCode exitCodeOf(SessionRepair::Outcome outcome)
+{
+    switch (outcome) {
+    case SessionRepair::Outcome::Sound:
+    case SessionRepair::Outcome::Repaired:
+        return ExitCode::Done;
+    case SessionRepair::Outcome::Locked:
+        return ExitCode::Locked;
+    default:
+        return ExitCode::Failed;
+    }
+}
+
+using RepairFunction = SessionRepair (*)(const QString &folder, JobProgress *progress, const Clock &clock);
+
+ExitCode repairAndPrint(const CommandLine &line, RepairFunction function, Console &console)
+{
+    SessionRepair repair;
+    runJob(console, [&](JobProgress &progress) { repair = function(line.positional(0), &progress, systemClock()); });
+    if (line.isSet(QStringLiteral("json")))
+        console.out << QJsonDocument(toJson(repair)).toJson();
+    else
+        console.out << toText(repair);
+    if (repair.outcome == SessionRepair::Outcome::Cancelled)
+        console.complain(QStringLiteral("cancelled; what was repaired so far stays"));
+    else if (!repair.isSessionThere())
+        console.complain(repair.reason);
+    return exitCodeOf(repair.outcome);
+}
+
+} // namespace
+
 ExitCode runCheck(const QStringList &arguments, Console &console)
 {
-    CommandLine line(QStringLiteral("check DIR [--json]"),
+    CommandLine line(QStringLiteral("check DIR [--repair] [--json]"),
                      QStringLiteral("Reads every block and event file of a session folder and compares them with the "
-                                    "indexes.\nChanges nothing. Exit code 4 when there is damage. While a recording "
-                                    "runs, files of the\nmoment may show as unlisted."));
+                                    "indexes.\nExit code 4 when there is damage. While a recording runs, files of the "
+                                    "moment may show as\nunlisted. Without --repair nothing is changed; with it the "
+                                    "session is made sound and the\noriginals of what was replaced are moved to "
+                                    "\"repair-<time>\" in the session folder."));
+    line.addFlag(QStringLiteral("repair"), QStringLiteral("Repair what is damaged."));
     line.addFlag(QStringLiteral("json"), QStringLiteral("Print one JSON object."));
     const CommandLine::Outcome outcome = line.parse(arguments, 1);
     if (outcome != CommandLine::Outcome::Run)
         return console.stopped(line, outcome == CommandLine::Outcome::ShowHelp);
+    if (line.isSet(QStringLiteral("repair")))
+        return repairAndPrint(line, repairSession, console);
 
-    const SessionCheck check = checkSession(line.positional(0));
+    SessionCheck check;
+    runJob(console, [&](JobProgress &progress) { check = checkSession(line.positional(0), &progress); });
     if (!QDir(check.session).exists()) {
         console.complain(QStringLiteral("there is no folder %1").arg(check.session));
+        return ExitCode::Failed;
+    }
+    if (check.cancelled) {
+        console.complain(QStringLiteral("cancelled"));
         return ExitCode::Failed;
     }
     if (line.isSet(QStringLiteral("json")))
@@ -93,4 +201,17 @@ ExitCode runCheck(const QStringList &arguments, Console &console)
     else
         console.out << toText(check);
     return check.isDamaged() ? ExitCode::Damage : ExitCode::Done;
+}
+
+ExitCode runRecover(const QStringList &arguments, Console &console)
+{
+    CommandLine line(QStringLiteral("recover DIR [--json]"),
+                     QStringLiteral("Makes a session that opens of a folder with sensor data, with or without a "
+                                    "session file:\nevery sub-folder with sensor data becomes a sensor of it, and what "
+                                    "is damaged is repaired\nas by 'check --repair'. Nothing is deleted."));
+    line.addFlag(QStringLiteral("json"), QStringLiteral("Print one JSON object."));
+    const CommandLine::Outcome outcome = line.parse(arguments, 1);
+    if (outcome != CommandLine::Outcome::Run)
+        return console.stopped(line, outcome == CommandLine::Outcome::ShowHelp);
+    return repairAndPrint(line, recoverSession, console);
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "session/sessioncheck.h"
+#include "session/sessionrepair.h"
 
 #include <QJsonObject>
 #include <QString>
@@ -8,3 +9,7 @@
 /// What "norvex-cli check" prints.
 QJsonObject toJson(const SessionCheck &check);
 QString toText(const SessionCheck &check);
+
+/// What "norvex-cli check --repair" and "norvex-cli recover" print.
+QJsonObject toJson(const SessionRepair &repair);
+QString toText(const SessionRepair &repair);

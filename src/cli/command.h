@@ -34,4 +34,5 @@ ExitCode runExport(const QStringList &arguments, Console &console);
 ExitCode runInfo(const QStringList &arguments, Console &console);
 ExitCode runRecipe(const QStringList &arguments, Console &console);
 ExitCode runRecord(const QStringList &arguments, Console &console);
+ExitCode runRecover(const QStringList &arguments, Console &console);
 ExitCode runSend(const QStringList &arguments, Console &console);

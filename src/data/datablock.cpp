@@ -176,6 +176,12 @@ bool dataBlock::fromFile(const QString &folder, const QString &path)
     return content.complete;
 }
 
+void dataBlock::moveTo(const QString &folder)
+{
+    const QMutexLocker locker(&m_nameLock);
+    m_folder = folder;
+}
+
 bool dataBlock::unload()
 {
     if (!m_loaded)

@@ -56,6 +56,8 @@ public:
     /// Replaces the samples by the content of a block file and sorts them. A file that cannot be opened leaves an
     /// empty, loaded block and gives false; so does one that ends early, with the samples read so far.
     bool fromFile(const QString &folder, const QString &path);
+    /// Its file was copied to another folder under the same name and is from now on that one.
+    void moveTo(const QString &folder);
     /// Saves the block if it is modified and drops the samples from memory; false for a block never saved or one that
     /// cannot be saved, which keeps its samples.
     bool unload();

@@ -133,5 +133,5 @@ qint32 eventfile::numberOf(const QString &fileName)
         return 0;
     const int length = fileName.size() - prefix.size() - datanames::eventExtension().size();
     const qint32 number = fileName.midRef(prefix.size(), qMax(length, 0)).toInt();
-    return number > 0 && fileName == eventfile::fileName(number) ? number : 0;
+    return number > 0 && number <= largestNumber && fileName == eventfile::fileName(number) ? number : 0;
 }

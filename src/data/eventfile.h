@@ -40,6 +40,8 @@ bool decode(const QByteArray &bytes, EventRecord &event, QString *reason = nullp
 bool read(const QString &path, EventRecord &event, QString *reason = nullptr, Content content = Content::Everything);
 
 QString fileName(qint32 number);
+/// Beyond, a file counts as one of another name: the next numbers must stay numbers.
+constexpr qint32 largestNumber = 2000000000;
 /// The number of "Event_<number>.norvexevent" without leading zeros, 0 for any other name.
 qint32 numberOf(const QString &fileName);
 

@@ -34,6 +34,7 @@ struct IndexContent
     std::vector<EventSummary> events;
     int skippedLines = 0;
     QStringList problems;  // the first of the skipped lines, each with its reason
+    QStringList outside;   // file names of skipped lines that leave the folder, the first of them
     bool complete = false; // "End Events;" was there
 
     bool missesBlocks() const { return foundBlocks < announcedBlocks; }

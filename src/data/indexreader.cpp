@@ -14,6 +14,8 @@ namespace {
 using Text = std::string_view;
 
 constexpr int maximumProblems = 20;
+constexpr int maximumOutside = 1000;
+constexpr char liesOutside[] = "its file lies outside the folder";
 
 QString toString(Text text)
 {
@@ -52,6 +54,12 @@ Text valueOf(Text line)
 {
     const std::size_t end = line.find(';');
     return end == Text::npos ? Text() : line.substr(end + 1);
+}
+
+/// The third field of a line of a block or an event.
+Text fileOf(Text line)
+{
+    return valueOf(valueOf(line)).substr(0, valueOf(valueOf(line)).find(';'));
 }
 
 constexpr double powersOfTen[] = {1e0, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6, 1e7, 1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
@@ -181,7 +189,7 @@ bool setEventFile(EventSummary &event, Text file)
         file.substr(file.size() - suffix.size()) == suffix) {
         const Text digits = file.substr(prefix.size(), file.size() - prefix.size() - suffix.size());
         if (digits.front() != '0' && digits.front() != '-' && toNumber(digits, event.fileNumber) &&
-            event.fileNumber > 0)
+            event.fileNumber > 0 && event.fileNumber <= eventfile::largestNumber)
             return true;
         event.fileNumber = 0;
     }
@@ -200,7 +208,7 @@ const char *takeEvent(Text line, EventSummary &event)
     if (!fields.next(field) || !fields.next(field) || !fields.next(file))
         return "too few fields";
     if (!setEventFile(event, file))
-        return "its file lies outside the folder";
+        return liesOutside;
     if (!fields.nextNumber(event.time) || !fields.next(name) || !fields.nextNumber(attribute) ||
         !fields.nextNumber(code))
         return "time, type attribute or code is missing or not a number";
@@ -224,7 +232,7 @@ const char *takeBlock(Text line, IndexBlock &block)
     block.folder = toString(folder);
     block.file = toString(file);
     if (!datanames::isPlainFileName(block.file))
-        return "its file lies outside the folder";
+        return liesOutside;
     if (!fields.next(first) || !fields.next(last))
         return nullptr;
     if (!toNumber(first, block.firstTime) || !toNumber(last, block.lastTime))
@@ -380,6 +388,8 @@ private:
     void skip(Text line, const char *reason)
     {
         ++m_content.skippedLines;
+        if (reason == liesOutside && m_content.outside.size() < maximumOutside)
+            m_content.outside.append(toString(fileOf(line).substr(0, 200)));
         if (m_content.problems.size() < maximumProblems) {
             m_content.problems.append(
                 QStringLiteral("%1: %2").arg(QLatin1String(reason), toString(line.substr(0, 200))));

@@ -229,8 +229,8 @@ bool norvexData::insertAll(std::shared_ptr<dataBlock> block, const QVector<Sampl
 /// The block holds new samples; it is the newest one or comes after it.
 void norvexData::takeBlock(const std::shared_ptr<dataBlock> &block)
 {
-    widenTimes(*block);
     const QMutexLocker locker(&m_dataLock);
+    widenTimes(*block);
     if (m_blocks.isEmpty() || m_blocks.constLast() != block) {
         m_blocks.append(block);
         m_closeNewestBlock = false;

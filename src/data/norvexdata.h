@@ -124,6 +124,8 @@ public:
     /// Adds what an interrupted save wrote after the index, without doubling anything, and logs what was found. After
     /// load() and before the journal is replayed; only before the store is shared.
     ReconcileReport reconcile();
+    /// The sensor folder's files were copied into another session folder: from now on they are read and saved there.
+    void moveTo(const QString &sessionFolder);
     /// Drops from memory the blocks that are saved, not the newest, and not read for 60 s (or at all when `now`); of
     /// the others no more than a few stay.
     void unloadIdleBlocks(bool now = false);
@@ -132,6 +134,7 @@ private:
     friend class StoreSaver;
     friend class StoreLoader;
     friend class StoreReconciler;
+    friend class StoreImporter;
 
     using Blocks = QVector<std::shared_ptr<dataBlock>>;
 

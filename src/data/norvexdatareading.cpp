@@ -1,11 +1,13 @@
 #include "base/log.h"
 #include "data/eventfile.h"
 #include "data/norvexdata.h"
+#include "data/storefiles.h"
 #include "data/storeloader.h"
 #include "data/storesaver.h"
 
 #include <algorithm>
 #include <limits>
+#include <utility>
 
 namespace {
 
@@ -214,6 +216,23 @@ LoadOutcome norvexData::load(const QString &sessionFolder, LoadMode mode)
 ReconcileReport norvexData::reconcile()
 {
     return StoreReconciler(*this).run();
+}
+
+void norvexData::moveTo(const QString &sessionFolder)
+{
+    const QMutexLocker saving(&m_saveLock);
+    const QString path = storefiles::sensorPath(sessionFolder, folderName());
+    QString old;
+    {
+        const QMutexLocker locker(&m_dataLock);
+        old = std::exchange(m_folderPath, path);
+    }
+    if (m_saveState->folderPath == old)
+        m_saveState->folderPath = path; // what is known of the old files is true of their copies
+    for (const auto &block : blocks()) {
+        if (block->folder() == old)
+            block->moveTo(path);
+    }
 }
 
 void norvexData::unloadIdleBlocks(bool now)

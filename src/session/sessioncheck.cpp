@@ -1,10 +1,12 @@
 #include "session/sessioncheck.h"
 
+#include "base/jobprogress.h"
 #include "base/safefile.h"
+#include "data/journalcheck.h"
 #include "session/session.h"
-#include "session/sessionfile.h"
 
 #include <QDir>
+#include <QFileInfo>
 
 #include <algorithm>
 
@@ -14,31 +16,59 @@ bool SessionCheck::isDamaged() const
            std::any_of(sensors.begin(), sensors.end(), [](const IntegrityReport &r) { return r.isDamaged(); });
 }
 
-SessionCheck checkSession(const QString &folder)
+SessionContent contentOfSession(const QString &folder)
 {
-    SessionCheck check;
-    check.session = QDir(Session::folderOf(folder)).absolutePath();
-    const QDir session(check.session);
+    SessionContent content;
+    content.path = QDir(Session::folderOf(folder)).absolutePath();
+    const QDir session(content.path);
     QByteArray bytes;
     QString reason;
-    SessionFileContent content;
     if (!session.exists(Session::fileName()))
-        check.problems.append(QStringLiteral("there is no session file"));
+        content.problems.append(QStringLiteral("there is no session file"));
     else if (!readWholeFile(session.filePath(Session::fileName()), bytes, sessionfile::maximumSize, &reason) ||
-             !sessionfile::read(bytes, content, &reason))
-        check.problems.append(QStringLiteral("the session file cannot be read: %1").arg(reason));
-    check.problems += content.problems;
+             !sessionfile::read(bytes, content.file, &reason))
+        content.problems.append(QStringLiteral("the session file cannot be read: %1").arg(reason));
+    content.problems += content.file.problems;
 
     QStringList names;
-    for (const SessionFileSensor &sensor : qAsConst(content.sensors))
+    for (const SessionFileSensor &sensor : qAsConst(content.file.sensors)) {
         names.append(sensor.folder);
+        if (!QFileInfo(session.filePath(sensor.folder)).isDir())
+            content.problems.append(QStringLiteral("there is no folder %1").arg(sensor.folder));
+    }
     const QStringList folders = session.entryList(QDir::Dirs | QDir::NoDotAndDotDot | QDir::NoSymLinks, QDir::Name);
     for (const QString &name : folders) {
         if (!names.contains(name) && holdsSensorData(session.filePath(name)))
-            check.notListed.append(name);
+            content.notListed.append(name);
     }
-    names += check.notListed;
-    for (const QString &name : qAsConst(names))
-        check.sensors.append(checkSensorFolder(session.filePath(name)));
+    return content;
+}
+
+SessionCheck checkSession(const QString &folder, JobProgress *progress)
+{
+    const SessionContent content = contentOfSession(folder);
+    SessionCheck check;
+    check.session = content.path;
+    check.problems = content.problems;
+    check.notListed = content.notListed;
+    const JournalCheck journal = checkJournal(check.session);
+    check.problems += journal.problems;
+    check.journalRecords = journal.records;
+
+    QStringList paths;
+    for (const SessionFileSensor &sensor : content.file.sensors)
+        paths.append(check.session + QLatin1Char('/') + sensor.folder);
+    for (const QString &name : content.notListed)
+        paths.append(check.session + QLatin1Char('/') + name);
+    if (progress) {
+        qint64 units = 0;
+        for (const QString &path : qAsConst(paths))
+            units += inspectionUnits(path);
+        progress->begin(QStringLiteral("Checking"), units);
+    }
+    for (const QString &path : qAsConst(paths)) {
+        check.sensors.append(checkSensorFolder(path, progress));
+        check.cancelled = check.cancelled || check.sensors.constLast().cancelled;
+    }
     return check;
 }

@@ -1,3 +1,5 @@
+#include "data/blockfile.h"
+#include "data/folderrepair.h"
 #include "data/integritycheck.h"
 #include "storefixture.h"
 
@@ -66,22 +68,60 @@ private slots:
         QTest::addColumn<int>("problems");
         const QString block = QStringLiteral("block_1.norvexdata");
         const QString event = QStringLiteral("Event_1.norvexevent");
-        const auto row = [](const char *name, const Harm &harm, const QStringList &findings, int problems = 0) {
-            QTest::newRow(name) << harm << findings << problems;
-        };
-        row("block cut", [=](const SensorFolder &f) { return cut(f.file(block), 12 + 196 * 4 + 100); },
-            {block + QStringLiteral(" short")});
-        row("block cut in its header", [=](const SensorFolder &f) { return cut(f.file(block), 11); },
-            {block + QStringLiteral(" unreadable")});
-        row("block empty", [=](const SensorFolder &f) { return empty(f.file(block)); },
-            {block + QStringLiteral(" unreadable")});
-        row("block gone", [=](const SensorFolder &f) { return QFile::remove(f.file(block)); },
-            {block + QStringLiteral(" missing")});
+        QTest::addColumn<int>("kept"); // samples after the repair
+        const auto row = [](const char *name, const Harm &harm, const QStringList &findings, int problems = 0,
+                            int kept = 10) { QTest::newRow(name) << harm << findings << problems << kept; };
+        row(
+            "block cut", [=](const SensorFolder &f) { return cut(f.file(block), 12 + 196 * 4 + 100); },
+            {block + QStringLiteral(" short")}, 0, 4);
+        row("block's count lowered",
+            [=](const SensorFolder &f) {
+                QFile file(f.file(block));
+                return file.open(QIODevice::ReadWrite) && file.seek(11) && file.write("\3", 1) == 1;
+            },
+            {block + QStringLiteral(" long")});
+        row(
+            "block of another version",
+            [=](const SensorFolder &f) {
+                QFile file(f.file(block));
+                return file.open(QIODevice::ReadWrite) && file.seek(3) && file.write("\5", 1) == 1;
+            },
+            {block + QStringLiteral(" unreadable")}, 0, 0);
+        row(
+            "blocks half the same",
+            [=](const SensorFolder &f) {
+                return writeFile(f.file(QStringLiteral("block_2.norvexdata")), blockfile::encodeBlock(::row(6000, 10)));
+            },
+            {QStringLiteral("block_2.norvexdata overlapping")}, 0, 15);
+        row(
+            "names that leave the folder",
+            [](const SensorFolder &f) {
+                return writeFile(f.index(), contentOf(f.index())
+                                                .replace("Block Data;1", "Block Data;2\nblock;S1;../evil;1;2")
+                                                .replace("Event_1.", "../Event_1."));
+            },
+            {event + QStringLiteral(" unlisted"), QStringLiteral("../evil outside"),
+             QStringLiteral("../Event_1.norvexevent outside")},
+            2);
+        row("other times listed",
+            [](const SensorFolder &f) {
+                return writeFile(f.index(), contentOf(f.index()).replace(";10000\n", ";9\n"));
+            },
+            {block + QStringLiteral(" stale")});
+        row(
+            "block cut in its header", [=](const SensorFolder &f) { return cut(f.file(block), 11); },
+            {block + QStringLiteral(" unreadable")}, 0, 0);
+        row(
+            "block empty", [=](const SensorFolder &f) { return empty(f.file(block)); },
+            {block + QStringLiteral(" unreadable")}, 0, 0);
+        row(
+            "block gone", [=](const SensorFolder &f) { return QFile::remove(f.file(block)); },
+            {block + QStringLiteral(" missing")}, 0, 0);
         row("block more",
             [=](const SensorFolder &f) {
                 return QFile::copy(f.file(block), f.file(QStringLiteral("block_7.norvexdata")));
             },
-            {QStringLiteral("block_7.norvexdata unlisted")});
+            {QStringLiteral("block_7.norvexdata overlapping")});
         row("event cut", [=](const SensorFolder &f) { return cut(f.file(event), 100); },
             {event + QStringLiteral(" unreadable")});
         row("event gone", [=](const SensorFolder &f) { return QFile::remove(f.file(event)); },
@@ -90,7 +130,7 @@ private slots:
             [=](const SensorFolder &f) {
                 return QFile::copy(f.file(event), f.file(QStringLiteral("Event_9.norvexevent")));
             },
-            {QStringLiteral("Event_9.norvexevent unlisted")});
+            {QStringLiteral("Event_9.norvexevent overlapping")});
         row(
             "index gone", [](const SensorFolder &f) { return QFile::remove(f.index()); },
             {block + QStringLiteral(" unlisted"), event + QStringLiteral(" unlisted")}, 1);
@@ -99,7 +139,7 @@ private slots:
         row(
             "save interrupted", [](const SensorFolder &f) { return QFile::copy(f.index(), f.backup()); }, {}, 1);
         row(
-            "folder gone", [](const SensorFolder &f) { return QDir(f.path()).removeRecursively(); }, {}, 1);
+            "folder gone", [](const SensorFolder &f) { return QDir(f.path()).removeRecursively(); }, {}, 1, 0);
     }
 
     void damage()
@@ -112,6 +152,44 @@ private slots:
         QTEST(shown(report), "findings");
         QTEST(report.problems.size(), "problems");
         QCOMPARE(m_folder->names(), before);
+    }
+
+    void repair_data() { damage_data(); }
+
+    void repair()
+    {
+        QFETCH(Harm, harm);
+        QFETCH(int, kept);
+        QVERIFY(harm(*m_folder));
+        const QStringList before = m_folder->names();
+        QMap<QString, QByteArray> originals;
+        for (const QString &name : before)
+            originals.insert(name, contentOf(m_folder->file(name)));
+        const QString aside = m_folder->session() + QStringLiteral("/aside");
+        const SensorIdentity identity{QStringLiteral("S1"), QStringLiteral("Default")};
+        const FolderRepair done = repairFolder(inspectFolder(m_folder->path()), identity, aside);
+        QVERIFY2(done.outcome == FolderRepair::Outcome::Repaired, qPrintable(done.reason));
+
+        // Sound, and nothing to do a second time.
+        const IntegrityReport after = checkSensorFolder(m_folder->path());
+        QVERIFY2(!after.isDamaged(), qPrintable((shown(after) + after.problems).join(QLatin1Char('\n'))));
+        const QStringList repaired = m_folder->names();
+        QVERIFY(repairFolder(inspectFolder(m_folder->path()), identity, aside).outcome == FolderRepair::Outcome::Sound);
+        QCOMPARE(m_folder->names(), repaired);
+
+        // Every file that is no longer there or no longer the same is kept.
+        for (const QString &name : before) {
+            if (contentOf(m_folder->file(name)) != originals.value(name))
+                QCOMPARE(contentOf(aside + QLatin1Char('/') + name), originals.value(name));
+        }
+
+        LoadOutcome outcome = LoadOutcome::Failed;
+        const auto store = m_folder->load(&outcome);
+        QCOMPARE(outcome, LoadOutcome::Loaded);
+        QCOMPARE(everything(*store).size(), kept);
+        QCOMPARE(store->sampleCount(), quint64(kept));
+        QCOMPARE(store->eventCount(), kept == 0 && !before.contains(QStringLiteral("index.dat")) ? 0 : 1);
+        QCOMPARE(store->sensorSerial(), QStringLiteral("S1"));
     }
 
 private:
