@@ -31,6 +31,7 @@ struct Command
 ExitCode runCheck(const QStringList &arguments, Console &console);
 ExitCode runDiscover(const QStringList &arguments, Console &console);
 ExitCode runExport(const QStringList &arguments, Console &console);
+ExitCode runImport(const QStringList &arguments, Console &console);
 ExitCode runInfo(const QStringList &arguments, Console &console);
 ExitCode runRecipe(const QStringList &arguments, Console &console);
 ExitCode runRecord(const QStringList &arguments, Console &console);

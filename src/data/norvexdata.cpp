@@ -231,7 +231,8 @@ void norvexData::takeBlock(const std::shared_ptr<dataBlock> &block)
 {
     const QMutexLocker locker(&m_dataLock);
     widenTimes(*block);
-    if (m_blocks.isEmpty() || m_blocks.constLast() != block) {
+    // An import may have put a block behind the one that is recorded into.
+    if (m_blocks.isEmpty() || (m_blocks.constLast() != block && !m_blocks.contains(block))) {
         m_blocks.append(block);
         m_closeNewestBlock = false;
     }

@@ -1,12 +1,15 @@
 #include "base/log.h"
 #include "base/safefile.h"
 #include "data/datanames.h"
+#include "data/integritycheck.h"
 #include "session/exclusivelock.h"
 #include "session/session.h"
 #include "session/sessionfile.h"
 
 #include <QDir>
 #include <QFileInfo>
+
+#include <algorithm>
 
 // How a session and its sensors come from a folder: creating, loading, locking, and finding a folder for a new sensor.
 
@@ -36,6 +39,24 @@ QString problemOf(LoadOutcome outcome)
         return QStringLiteral("its folder could not be read");
     }
     return {};
+}
+
+/// A session file that is damaged may have lost sensors: the folders with sensor data that it does not name are taken,
+/// too, before the next save makes their loss lasting.
+void addUnlistedFolders(const QString &sessionPath, QVector<SessionFileSensor> &sensors)
+{
+    const QDir session(sessionPath);
+    for (const QString &name : session.entryList(QDir::Dirs | QDir::NoDotAndDotDot | QDir::NoSymLinks, QDir::Name)) {
+        const bool listed = std::any_of(sensors.cbegin(), sensors.cend(),
+                                        [&name](const SessionFileSensor &sensor) { return sensor.folder == name; });
+        if (listed || !holdsSensorData(session.filePath(name)))
+            continue;
+        SessionFileSensor line;
+        line.folder = name;
+        line.serial = name.section(QLatin1Char('-'), 0, 0);
+        line.chamber = name.section(QLatin1Char('-'), 1);
+        sensors.append(line);
+    }
 }
 
 } // namespace
@@ -129,17 +150,19 @@ bool Session::readSessionFile(SessionError *error, const Progress &progress)
         setError(error, SessionError::MissingFile, QStringLiteral("Could not locate file at directory:%1").arg(m_path));
         return false;
     }
-    if (!QFileInfo::exists(file))
-        return true; // a recording that ended before its first save: all of it is in the journal
     QByteArray bytes;
     QString reason;
     SessionFileContent content;
-    if (!readWholeFile(file, bytes, sessionfile::maximumSize, &reason) || !sessionfile::read(bytes, content, &reason)) {
+    const bool there = QFileInfo::exists(file); // else a recording ended before its first save, or the file is lost
+    if (there && (!readWholeFile(file, bytes, sessionfile::maximumSize, &reason) ||
+                  !sessionfile::read(bytes, content, &reason))) {
         setError(error, SessionError::Unreadable, QStringLiteral("Cannot read %1: %2").arg(file, reason));
         return false;
     }
     m_fileProblems = content.problems;
     m_loadProblems = content.problems;
+    if (!there || !content.problems.isEmpty())
+        addUnlistedFolders(m_path, content.sensors);
     for (int i = 0; i < content.sensors.size(); ++i) {
         const SessionFileSensor &line = content.sensors.at(i);
         if (progress && !progress(i, content.sensors.size(), line.folder)) {
@@ -150,7 +173,8 @@ bool Session::readSessionFile(SessionError *error, const Progress &progress)
     }
     for (const QString &problem : qAsConst(m_loadProblems))
         logWarning(QStringLiteral("Session::load: %1").arg(problem));
-    m_fileOnDisk = fileBytes(m_sensors); // what was read counts as saved; lines left out are kept until a change
+    if (there)
+        m_fileOnDisk = fileBytes(m_sensors); // what was read counts as saved; lines left out are kept until a change
     return true;
 }
 

@@ -178,7 +178,8 @@ void TestEventFile::numbersOfNames_data()
     QTest::addColumn<QString>("name");
     QTest::addColumn<int>("number");
     QTest::newRow("first") << "Event_1.norvexevent" << 1;
-    QTest::newRow("large") << "Event_2147483647.norvexevent" << 2147483647;
+    QTest::newRow("large") << "Event_2000000000.norvexevent" << 2000000000;
+    QTest::newRow("no room for the next") << "Event_2147483647.norvexevent" << 0;
     QTest::newRow("too large") << "Event_2147483648.norvexevent" << 0;
     QTest::newRow("leading zero") << "Event_01.norvexevent" << 0;
     QTest::newRow("sign") << "Event_+1.norvexevent" << 0;

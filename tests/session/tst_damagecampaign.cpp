@@ -45,6 +45,13 @@ bool copySession(const QString &from, const QString &to)
     return true;
 }
 
+/// In memory where there is such a folder: every case syncs some dozens of files.
+QString placeForFiles()
+{
+    const QString memory = QStringLiteral("/dev/shm");
+    return (QFileInfo(memory).isWritable() ? memory : QDir::tempPath()) + QStringLiteral("/campaign-XXXXXX");
+}
+
 QString sensorName(int sensor)
 {
     return QStringLiteral("S%1-PM%1").arg(sensor);
@@ -85,6 +92,7 @@ public:
 
     void harm();
     QStringList done; // in words, for the report of a failure
+    bool indexHarmed = false;
 
 private:
     int below(int limit) { return int(m_random.bounded(limit)); }
@@ -266,6 +274,7 @@ void Case::harmIndex()
     const QString name = sensorName(anySensor()) + QStringLiteral("/index.dat");
     const QString path = m_folder + QLatin1Char('/') + name;
     const QByteArray text = contentOf(path);
+    indexHarmed = true;
     switch (below(4)) {
     case 0:
         QFile::remove(path);
@@ -393,7 +402,7 @@ private slots:
 private:
     void compare(const Session &session, const Case &harmed);
 
-    QTemporaryDir m_folder;
+    QTemporaryDir m_folder{placeForFiles()};
     Expected m_sound;
 };
 
@@ -468,7 +477,7 @@ void TestDamageCampaign::compare(const Session &session, const Case &harmed)
 void TestDamageCampaign::everyUndamagedRecordIsThereOnce()
 {
     QFETCH(int, seed);
-    const QTemporaryDir folder;
+    const QTemporaryDir folder(placeForFiles());
     const QString path = folder.filePath(QStringLiteral("s"));
     QVERIFY(copySession(m_folder.filePath(QStringLiteral("sound")), path));
     Case harmed(path, seed, m_sound);
@@ -489,7 +498,7 @@ void TestDamageCampaign::everyUndamagedRecordIsThereOnce()
     QVERIFY2(!check.isDamaged(), qPrintable(check.problems.join(QLatin1Char('\n'))));
     QVERIFY(repairSession(path).outcome == SessionRepair::Outcome::Sound);
     for (const QString &name : harmed.expected.lostFiles) {
-        if (seed % 4 != 1) // an opening has already dropped it from the list
+        if (seed % 4 != 1 && !harmed.indexHarmed) // nothing else knows that there was such a file
             QVERIFY2(story.section(QStringLiteral("--"), 1).contains(name), qPrintable(name));
     }
     SessionError error;

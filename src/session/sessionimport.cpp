@@ -1,0 +1,222 @@
+#include "session/sessionimport.h"
+
+#include "base/jobprogress.h"
+#include "data/blockscan.h"
+#include "data/datanames.h"
+#include "data/eventfile.h"
+#include "data/integritycheck.h"
+#include "data/journalcheck.h"
+#include "data/storefiles.h"
+#include "data/storeimporter.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QTextStream>
+
+#include <algorithm>
+
+namespace {
+
+using Kind = ImportOutcome::Kind;
+
+class Importer
+{
+public:
+    Importer(const QString &source, norvexData &store, const QString &sessionFolder, JobProgress *progress)
+        : m_source(QDir(source).absolutePath()), m_store(store), m_sessionFolder(sessionFolder), m_progress(progress),
+          m_importer(store, sessionFolder)
+    {}
+
+    ImportOutcome run();
+
+private:
+    bool stop(Kind kind, const QString &reason = QString());
+    bool begin(const QString &name);
+    bool inspect();
+    void takeSettings();
+    bool takeBlock(const InspectedBlock &block);
+    bool takeBlocks();
+    bool takeEvents();
+
+    const QString m_source;
+    norvexData &m_store;
+    const QString m_sessionFolder;
+    JobProgress *const m_progress;
+    StoreImporter m_importer;
+    FolderInspection m_found;
+    ImportOutcome m_outcome;
+};
+
+bool Importer::stop(Kind kind, const QString &reason)
+{
+    m_outcome.kind = kind;
+    m_outcome.reason = reason;
+    return false;
+}
+
+bool Importer::begin(const QString &name)
+{
+    if (!m_progress)
+        return true;
+    m_progress->advance();
+    m_progress->setName(name);
+    return !m_progress->isCancelled() || stop(Kind::Cancelled);
+}
+
+bool Importer::inspect()
+{
+    if (!holdsSensorData(m_source))
+        return stop(Kind::NoData, QStringLiteral("The folder %1 holds no sensor data").arg(m_source));
+    const QString target = storefiles::sensorPath(m_sessionFolder, m_store.folderName());
+    if (QFileInfo(target).canonicalFilePath() == QFileInfo(m_source).canonicalFilePath())
+        return stop(Kind::Failed, QStringLiteral("A sensor cannot be imported into itself"));
+    if (m_progress)
+        m_progress->begin(QStringLiteral("Looking at the source"), inspectionUnits(m_source));
+    m_found = inspectFolder(m_source, m_progress);
+    if (m_found.cancelled)
+        return stop(Kind::Cancelled);
+    m_outcome.hadIndex = QFile::exists(m_source + QLatin1Char('/') + datanames::indexFile());
+    const IntegrityReport report = reportOf(m_found);
+    if (m_outcome.hadIndex)
+        m_outcome.problems = report.problems;
+    for (const FileFinding &finding : report.findings) {
+        if (finding.state != FileState::Unlisted)
+            m_outcome.problems.append(
+                QStringLiteral("%1: %2 %3").arg(finding.file, nameOf(finding.state), finding.detail));
+    }
+    const qint64 unsaved = checkJournal(QFileInfo(m_source).path()).records;
+    if (unsaved > 0) {
+        m_outcome.problems.append(
+            QStringLiteral(
+                "the source session was not closed: %1 records of its journal are not imported, open it once")
+                .arg(unsaved));
+    }
+    return true;
+}
+
+void Importer::takeSettings()
+{
+    if (m_store.blockCount() > 0 || m_store.eventCount() > 0 || m_store.runCount() > 0)
+        return;
+    SensorConfiguration configuration;
+    const QString path = m_source + QLatin1Char('/') + datanames::lastConfig() + configFileExtension();
+    bool known = QFile::exists(path) && configuration.loadFromFile(path);
+    if (!known && !m_found.configurationText.isEmpty()) {
+        QTextStream stream(m_found.configurationText);
+        stream.setCodec("UTF-8");
+        configuration.readConfigText(stream);
+        known = true;
+    }
+    if (known)
+        m_store.setConfiguration(configuration);
+    Recipe recipe;
+    if (!m_found.recipe.isEmpty() && recipe.fromJSON(m_found.recipe))
+        m_store.setRecipe(recipe);
+}
+
+bool Importer::takeBlock(const InspectedBlock &block)
+{
+    blockscan::Header header;
+    QVector<SamplePoint> samples;
+    bool ok = true;
+    const auto take = [&](const uchar *records, int count, const blockscan::Header &head) {
+        samples.resize(count);
+        decodeSamples(records, count, head.version, samples.data());
+        ok = m_importer.takeSamples(samples.constData(), count);
+        return ok && !(m_progress && m_progress->isCancelled());
+    };
+    blockscan::scan(m_source + QLatin1Char('/') + block.name, header, take, nullptr);
+    return ok || stop(Kind::Failed, m_importer.reason());
+}
+
+bool Importer::takeBlocks()
+{
+    QVector<const InspectedBlock *> blocks;
+    for (const InspectedBlock &block : qAsConst(m_found.blocks)) {
+        if (block.readable > 0)
+            blocks.append(&block);
+    }
+    std::stable_sort(blocks.begin(), blocks.end(),
+                     [](const auto *a, const auto *b) { return a->firstTime < b->firstTime; });
+    for (const InspectedBlock *block : qAsConst(blocks)) {
+        if (!begin(block->name) || !takeBlock(*block))
+            return false;
+    }
+    return true;
+}
+
+bool Importer::takeEvents()
+{
+    for (const InspectedEvent &found : m_found.events) {
+        if (!begin(found.summary.fileName()))
+            return false;
+        EventRecord event;
+        if (found.state == FileState::Unreadable ||
+            !eventfile::read(m_source + QLatin1Char('/') + found.summary.fileName(), event))
+            continue;
+        if (!m_importer.takeEvent(event))
+            return stop(Kind::Failed, m_importer.reason());
+    }
+    // Of an event whose file is lost, what the index says of it is taken.
+    for (const LostEvent &lost : m_found.lostEvents) {
+        if (!m_importer.takeEvent(recordOf(lost.summary, {})))
+            return stop(Kind::Failed, m_importer.reason());
+    }
+    return true;
+}
+
+ImportOutcome Importer::run()
+{
+    if (!inspect())
+        return m_outcome;
+    takeSettings();
+    if (m_progress) {
+        m_progress->begin(QStringLiteral("Importing"),
+                          m_found.blocks.size() + static_cast<qint64>(m_found.events.size()));
+    }
+    const bool all = takeBlocks() && takeEvents();
+    if (m_outcome.kind != Kind::Failed && !m_importer.finish() && all)
+        stop(Kind::Failed, m_importer.reason());
+    m_outcome.samples = m_importer.addedSamples();
+    m_outcome.knownSamples = m_importer.knownSamples();
+    m_outcome.events = m_importer.addedEvents();
+    m_outcome.knownEvents = m_importer.knownEvents();
+    return m_outcome;
+}
+
+} // namespace
+
+QStringList sensorFoldersOf(const QString &source)
+{
+    const QDir folder(QDir(source).absolutePath());
+    if (holdsSensorData(folder.path()))
+        return {folder.path()};
+    QStringList paths;
+    for (const QString &name : folder.entryList(QDir::Dirs | QDir::NoDotAndDotDot | QDir::NoSymLinks, QDir::Name)) {
+        if (holdsSensorData(folder.filePath(name)))
+            paths.append(folder.filePath(name));
+    }
+    return paths;
+}
+
+ImportNames proposedNames(const QString &sensorFolder)
+{
+    QFile file(sensorFolder + QLatin1Char('/') + datanames::indexFile());
+    const QString name = QDir(sensorFolder).dirName();
+    ImportNames names{name.section(QLatin1Char('-'), 0, 0), name.section(QLatin1Char('-'), 1)};
+    if (file.open(QIODevice::ReadOnly)) {
+        const IndexContent index = indexfile::read(file.read(64 * 1024));
+        if (!index.sensorSerial.isEmpty())
+            names = {index.sensorSerial, index.chamberSerial};
+    }
+    if (names.chamber.isEmpty())
+        names.chamber = QStringLiteral("Default");
+    return names;
+}
+
+ImportOutcome importSensorFolder(const QString &source, norvexData &store, const QString &sessionFolder,
+                                 JobProgress *progress)
+{
+    return Importer(source, store, sessionFolder, progress).run();
+}
