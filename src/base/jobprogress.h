@@ -6,8 +6,8 @@
 #include <atomic>
 
 /// What a long job shares with the one who waits for it: how far it is, what it is at, and the wish to end it. The job
-/// runs on one thread and is the only one to call begin(), advance() and setName(); everything else may be called from
-/// any thread. The one who waits owns it and keeps it until the job has ended; it is polled, it signals nothing.
+/// runs on one thread, which alone calls begin() and setName(), and may have helpers that call advance(); everything else
+/// may be called from any thread. The one who waits owns it and keeps it until the job has ended; it is polled, it signals nothing.
 class JobProgress
 {
 public:

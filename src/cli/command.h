@@ -33,6 +33,7 @@ ExitCode runDiscover(const QStringList &arguments, Console &console);
 ExitCode runExport(const QStringList &arguments, Console &console);
 ExitCode runImport(const QStringList &arguments, Console &console);
 ExitCode runInfo(const QStringList &arguments, Console &console);
+ExitCode runReanalyse(const QStringList &arguments, Console &console);
 ExitCode runRecipe(const QStringList &arguments, Console &console);
 ExitCode runRecord(const QStringList &arguments, Console &console);
 ExitCode runRecover(const QStringList &arguments, Console &console);

@@ -12,6 +12,7 @@ const Command commands[] = {
     {"export", "write CSV files of a time range", runExport},
     {"check", "look for damaged files in a session folder and repair them", runCheck},
     {"import", "copy a sensor of another session into a session", runImport},
+    {"reanalyse", "classify stored events with another configuration", runReanalyse},
     {"recover", "make a session of a folder with sensor data", runRecover},
     {"discover", "find the sensors on the network", runDiscover},
     {"send", "send a recipe, a configuration or a snapshot request to a sensor", runSend},

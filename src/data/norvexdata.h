@@ -96,8 +96,16 @@ public:
     /// Known from the blocks' ranges, without reading one.
     quint64 nextSampleTime(quint64 from) const override;
     QVector<EventRecord> eventsInRange(quint64 from, quint64 to) const override;
+    /// The same as they are stored, whatever reanalysis is shown.
+    QVector<EventRecord> storedEvents(quint64 from, quint64 to) const;
     QVector<RunRecord> runsInRange(quint64 from, quint64 to) const override;
     QVector<SamplePoint> waveform(const EventKey &event) const override;
+
+    /// The codes that a reanalysis gave to events. While they are set, they are the codes in effect for every reader;
+    /// what is stored does not change. nullptr shows the original data again.
+    using EventCodes = QHash<EventKey, qint32>;
+    void setReanalysis(std::shared_ptr<const EventCodes> codes);
+    bool showsReanalysis() const;
 
     SensorConfiguration configuration() const;
     Recipe recipe() const;
@@ -164,6 +172,7 @@ private:
     Blocks m_blocks; // oldest first, none empty
     EventList m_events;
     mutable QHash<int, RunRecord> m_runs; // by position in m_events, as far as their files were read
+    std::shared_ptr<const EventCodes> m_reanalysis;
     bool m_closeNewestBlock = false;
     DurableLog *m_log = nullptr;
     bool m_logKnowsSensor = false;

@@ -64,7 +64,7 @@ void norvexData::limitLoadedBlocks(const Blocks &blocks) const
         loaded[i]->unload();
 }
 
-QVector<EventRecord> norvexData::eventsInRange(quint64 from, quint64 to) const
+QVector<EventRecord> norvexData::storedEvents(quint64 from, quint64 to) const
 {
     QVector<int> positions;
     QString folder;
@@ -88,6 +88,39 @@ QVector<EventRecord> norvexData::eventsInRange(quint64 from, quint64 to) const
             events.append(entry.record ? *entry.record : recordOf(entry.summary, folder));
     }
     return events;
+}
+
+QVector<EventRecord> norvexData::eventsInRange(quint64 from, quint64 to) const
+{
+    QVector<EventRecord> events = storedEvents(from, to);
+    std::shared_ptr<const EventCodes> codes;
+    {
+        const QMutexLocker locker(&m_dataLock);
+        codes = m_reanalysis;
+    }
+    if (!codes)
+        return events;
+    for (EventRecord &event : events) {
+        const auto code = codes->constFind(keyOf(event));
+        if (code == codes->constEnd() || code.value() == event.effectiveCode())
+            continue;
+        event.isOverridden = true;
+        event.overrideCode = code.value();
+    }
+    return events;
+}
+
+void norvexData::setReanalysis(std::shared_ptr<const EventCodes> codes)
+{
+    const QMutexLocker locker(&m_dataLock);
+    m_reanalysis = std::move(codes);
+    ++m_revision;
+}
+
+bool norvexData::showsReanalysis() const
+{
+    const QMutexLocker locker(&m_dataLock);
+    return m_reanalysis != nullptr;
 }
 
 QVector<RunRecord> norvexData::runsInRange(quint64 from, quint64 to) const

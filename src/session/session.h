@@ -95,8 +95,12 @@ public:
 signals:
     void sensorAdded(const QString &serial);
     void sensorRemoved(const QString &serial);
+    /// The session goes on in another folder, with another journal.
+    void moved(const QString &folder);
 
 private:
+    friend class SaveAs;
+
     Session(const QString &folder, bool readOnly, const Clock &clock);
 
     bool saveLocked();

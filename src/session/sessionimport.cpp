@@ -220,3 +220,29 @@ ImportOutcome importSensorFolder(const QString &source, norvexData &store, const
 {
     return Importer(source, store, sessionFolder, progress).run();
 }
+
+ImportOutcome importTable(const QString &path, const csvsamples::Layout &layout, norvexData &store,
+                          const QString &sessionFolder, JobProgress *progress)
+{
+    ImportOutcome outcome;
+    StoreImporter importer(store, sessionFolder);
+    const csvsamples::Outcome read = csvsamples::readFile(
+        path, layout,
+        [&importer](const SamplePoint *samples, int count) { return importer.takeSamples(samples, count); }, progress);
+    const bool finished = importer.finish();
+    if (read.kind == csvsamples::Outcome::Kind::Cancelled)
+        outcome.kind = Kind::Cancelled;
+    else if (read.kind == csvsamples::Outcome::Kind::Failed || !finished)
+        outcome.kind = Kind::Failed;
+    else if (read.samples == 0)
+        outcome.kind = Kind::NoData;
+    outcome.reason = read.reason.isEmpty() ? importer.reason() : read.reason;
+    outcome.samples = importer.addedSamples();
+    outcome.knownSamples = importer.knownSamples();
+    if (read.skippedLines > 0) {
+        outcome.problems.append(QStringLiteral("%1 lines are no samples, the first is line %2")
+                                    .arg(read.skippedLines)
+                                    .arg(read.firstSkipped));
+    }
+    return outcome;
+}

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "data/csvsamples.h"
+
 #include <QString>
 #include <QStringList>
 
@@ -41,3 +43,8 @@ ImportNames proposedNames(const QString &sensorFolder);
 /// read is taken. A new store also gets the configuration and the recipe. Pool thread; the store may be shared.
 ImportOutcome importSensorFolder(const QString &source, norvexData &store, const QString &sessionFolder,
                                  JobProgress *progress = nullptr);
+
+/// Adds the samples of a text table, read by `layout`, to a store of the session in `sessionFolder`, without the run
+/// detector. The same rules as above.
+ImportOutcome importTable(const QString &path, const csvsamples::Layout &layout, norvexData &store,
+                          const QString &sessionFolder, JobProgress *progress = nullptr);

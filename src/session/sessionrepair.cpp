@@ -8,6 +8,7 @@
 #include "session/exclusivelock.h"
 #include "session/session.h"
 #include "session/sessioncheck.h"
+#include "session/sessionimport.h"
 
 #include <QDateTime>
 #include <QDir>
@@ -218,6 +219,36 @@ SessionRepair Repairer::run()
     return m_result;
 }
 
+/// Block and event files that lie in the folder itself become a sensor of a new session there; they stay as they are.
+SessionRepair importLooseFiles(const QString &folder, JobProgress *progress, const Clock &clock)
+{
+    SessionRepair result;
+    result.session = folder;
+    const auto fail = [&result](Outcome outcome, const QString &reason) {
+        result.outcome = outcome;
+        result.reason = reason;
+        return result;
+    };
+    SessionError error;
+    const ImportNames names = proposedNames(folder);
+    const std::unique_ptr<Session> session = Session::create(folder, &error, clock);
+    if (!session)
+        return fail(error.kind == SessionError::Locked ? Outcome::Locked : Outcome::Failed, error.text);
+    const auto store = session->addSensor(names.sensor, names.chamber, QString(), 80);
+    if (!store)
+        return fail(Outcome::Failed, QStringLiteral("Cannot create a folder in %1").arg(folder));
+    const ImportOutcome imported = importSensorFolder(folder, *store, folder, progress);
+    result.problems = imported.problems;
+    if (imported.kind == ImportOutcome::Kind::Cancelled)
+        return fail(Outcome::Cancelled, {});
+    if (imported.kind != ImportOutcome::Kind::Done)
+        return fail(Outcome::Failed, imported.reason);
+    if (!session->save())
+        return fail(Outcome::Failed, QStringLiteral("The session cannot be saved"));
+    result.outcome = Outcome::Repaired;
+    return result;
+}
+
 } // namespace
 
 SessionRepair repairSession(const QString &folder, JobProgress *progress, const Clock &clock)
@@ -227,5 +258,21 @@ SessionRepair repairSession(const QString &folder, JobProgress *progress, const 
 
 SessionRepair recoverSession(const QString &folder, JobProgress *progress, const Clock &clock)
 {
-    return Repairer(folder, Repairer::Scope::EverySensor, progress, clock).run();
+    const QString path = QDir(Session::folderOf(folder)).absolutePath();
+    QStringList problems;
+    bool imported = false;
+    if (holdsSensorData(path) && !Session::holdsSession(path)) {
+        if (Session::holdsSession(QFileInfo(path).path())) // a sensor folder: its session is meant
+            return recoverSession(QFileInfo(path).path(), progress, clock);
+        const SessionRepair loose = importLooseFiles(path, progress, clock);
+        if (!loose.isSessionThere())
+            return loose;
+        problems = loose.problems;
+        imported = true;
+    }
+    SessionRepair repair = Repairer(path, Repairer::Scope::EverySensor, progress, clock).run();
+    repair.problems = problems + repair.problems;
+    if (imported && repair.outcome == Outcome::Sound)
+        repair.outcome = Outcome::Repaired;
+    return repair;
 }

@@ -1,0 +1,340 @@
+#include "data/csvsamples.h"
+
+#include "base/jobprogress.h"
+#include "data/csvtime.h"
+
+#include <QDateTime>
+#include <QFile>
+#include <QFileInfo>
+
+#include <algorithm>
+
+namespace csvsamples {
+
+namespace {
+
+constexpr qint64 beginningSize = 64 * 1024;
+constexpr qint64 longestLine = 64 * 1024;
+constexpr int linesLookedAt = 200;
+constexpr int pieceSize = 10000;
+constexpr char exportTitle[] = "Norvex RF Event Detector Data Export";
+
+/// The cells of a line; a cell in quotes may hold the delimiter.
+QStringList split(const QString &line, QChar delimiter)
+{
+    QStringList cells;
+    QString cell;
+    bool quoted = false;
+    for (const QChar c : line) {
+        if (c == QLatin1Char('"')) {
+            quoted = !quoted;
+        } else if (c == delimiter && !quoted) {
+            cells.append(cell.trimmed());
+            cell.clear();
+        } else {
+            cell.append(c);
+        }
+    }
+    cells.append(cell.trimmed());
+    return cells;
+}
+
+QStringList linesOf(QByteArray bytes)
+{
+    if (bytes.startsWith("\xEF\xBB\xBF"))
+        bytes.remove(0, 3);
+    QStringList lines;
+    const bool cut = bytes.size() >= beginningSize && !bytes.endsWith('\n');
+    for (QByteArray line : bytes.split('\n')) {
+        if (line.endsWith('\r'))
+            line.chop(1);
+        lines.append(QString::fromUtf8(line));
+    }
+    if (cut || (!lines.isEmpty() && lines.constLast().isEmpty()))
+        lines.removeLast();
+    return lines.mid(0, linesLookedAt);
+}
+
+/// A table as one delimiter and decimal sign show it: its longest run of lines with as many cells, from which numbers
+/// and times can be read.
+struct Reading
+{
+    Layout layout;
+    QStringList columns;
+    int lines = 0; // that are samples
+    bool named = false;
+};
+
+bool nameFits(const QString &name, const QStringList &words, const QString &unit)
+{
+    const QString lower = name.toLower();
+    return std::any_of(words.begin(), words.end(), [&](const QString &word) { return lower.contains(word); }) ||
+           lower.endsWith(unit);
+}
+
+int namedColumn(const QStringList &names, const QStringList &words, const QString &unit)
+{
+    for (int i = 0; i < names.size(); ++i) {
+        if (nameFits(names.at(i), words, unit))
+            return i;
+    }
+    return -1;
+}
+
+QStringList columnOf(const QVector<QStringList> &rows, int column)
+{
+    QStringList cells;
+    for (const QStringList &row : rows)
+        cells.append(row.value(column));
+    return cells;
+}
+
+bool isNumeric(const QStringList &cells, QChar decimalSign)
+{
+    double unused = 0;
+    return std::all_of(cells.begin(), cells.end(),
+                       [&](const QString &cell) { return csvtime::parseNumber(cell, decimalSign, unused); });
+}
+
+/// Finds the columns of rows that have the same number of cells. False when there are none to be samples.
+bool findColumns(const QVector<QStringList> &rows, Reading &reading)
+{
+    static const QStringList times{QStringLiteral("time"), QStringLiteral("date"), QStringLiteral("zeit"),
+                                   QStringLiteral("datum")};
+    static const QStringList voltages{QStringLiteral("volt"), QStringLiteral("spannung")};
+    static const QStringList currents{QStringLiteral("current"), QStringLiteral("strom"), QStringLiteral("amp")};
+    Layout &layout = reading.layout;
+    const int width = rows.constFirst().size();
+    QVector<TimeFormat> formats;
+    layout.timeColumn = namedColumn(reading.columns, times, QStringLiteral("(s)"));
+    if (layout.timeColumn >= 0)
+        formats = csvtime::formatsOf(columnOf(rows, layout.timeColumn), layout.decimalSign);
+    for (int i = 0; i < width && formats.isEmpty(); ++i) {
+        formats = csvtime::formatsOf(columnOf(rows, i), layout.decimalSign);
+        layout.timeColumn = i;
+    }
+    if (formats.isEmpty())
+        return false;
+    layout.timeFormat = formats.constFirst();
+    QVector<int> numeric;
+    for (int i = 0; i < width; ++i) {
+        if (i != layout.timeColumn && isNumeric(columnOf(rows, i), layout.decimalSign))
+            numeric.append(i);
+    }
+    const int voltage = namedColumn(reading.columns, voltages, QStringLiteral("(v)"));
+    const int current = namedColumn(reading.columns, currents, QStringLiteral("(a)"));
+    reading.named = numeric.contains(voltage) && numeric.contains(current) && voltage != current;
+    if (!reading.named && numeric.size() < 2)
+        return false;
+    layout.voltageColumn = reading.named ? voltage : numeric.at(0);
+    layout.currentColumn = reading.named ? current : numeric.at(1);
+    return true;
+}
+
+/// The rows from `first` on that have as many cells.
+QVector<QStringList> sameWidth(const QVector<QStringList> &rows, int first)
+{
+    int end = first;
+    while (end < rows.size() && rows.at(end).size() == rows.at(first).size())
+        ++end;
+    return rows.mid(first, end - first);
+}
+
+bool looksLikeData(const QStringList &cells, QChar decimalSign)
+{
+    const auto count = std::count_if(cells.begin(), cells.end(), [&](const QString &cell) {
+        double unused = 0;
+        return csvtime::parseNumber(cell, decimalSign, unused);
+    });
+    return count >= 2 && cells.size() >= 3;
+}
+
+Reading read(const QStringList &lines, QChar delimiter, QChar decimalSign)
+{
+    Reading reading;
+    reading.layout.delimiter = delimiter;
+    reading.layout.decimalSign = decimalSign;
+    QVector<QStringList> rows;
+    for (const QString &line : lines)
+        rows.append(split(line, delimiter));
+    for (int first = 0; first < rows.size(); ++first) {
+        if (!looksLikeData(rows.at(first), decimalSign))
+            continue;
+        const QVector<QStringList> data = sameWidth(rows, first);
+        const QStringList above = first > 0 ? rows.at(first - 1) : QStringList();
+        // Data lines may end with a delimiter that the line of names does not have.
+        reading.columns = above.size() >= 3 && above.size() + 1 >= data.constFirst().size() ? above : QStringList();
+        reading.layout.firstLine = first;
+        if (findColumns(data, reading)) {
+            reading.lines = data.size();
+            return reading;
+        }
+        reading.columns.clear();
+    }
+    return reading;
+}
+
+/// Of an export of ours the delimiter stands behind "Chamber" in the second line.
+QChar exportDelimiter(const QStringList &lines)
+{
+    const QString second = lines.value(1);
+    const QLatin1String label("Chamber");
+    return second.startsWith(label) && second.size() > label.size() ? second.at(label.size()) : QChar();
+}
+
+SamplePoint sampleOf(quint64 time, double voltage, double current)
+{
+    SamplePoint sample;
+    sample.time = time;
+    sample.voltage = voltage;
+    sample.currentReal = current;
+    return sample;
+}
+
+bool takeCells(const QStringList &cells, const Layout &layout, SamplePoint &sample)
+{
+    quint64 time = 0;
+    double voltage = 0;
+    double current = 0;
+    if (!csvtime::parse(cells.value(layout.timeColumn), layout.timeFormat, layout.decimalSign, layout.startUs, time) ||
+        !csvtime::parseNumber(cells.value(layout.voltageColumn), layout.decimalSign, voltage) ||
+        !csvtime::parseNumber(cells.value(layout.currentColumn), layout.decimalSign, current))
+        return false;
+    sample = sampleOf(time, voltage, current);
+    return true;
+}
+
+} // namespace
+
+QStringList timeFormatNames()
+{
+    return {QStringLiteral("Mon-05-Feb-2024 13:45:10.123456"),
+            QStringLiteral("2024-02-05 13:45:10.123456"),
+            QStringLiteral("05.02.2024 13:45:10.123456"),
+            QStringLiteral("02/05/2024 13:45:10.123456"),
+            QStringLiteral("microseconds since 1970"),
+            QStringLiteral("milliseconds since 1970"),
+            QStringLiteral("seconds since 1970"),
+            QStringLiteral("seconds since the start")};
+}
+
+bool operator==(const Layout &a, const Layout &b)
+{
+    return a.delimiter == b.delimiter && a.decimalSign == b.decimalSign && a.timeFormat == b.timeFormat &&
+           a.firstLine == b.firstLine && a.timeColumn == b.timeColumn && a.voltageColumn == b.voltageColumn &&
+           a.currentColumn == b.currentColumn && a.startUs == b.startUs;
+}
+
+Preview detect(const QByteArray &beginning)
+{
+    Preview preview;
+    const QStringList lines = linesOf(beginning);
+    QVector<QChar> delimiters{QLatin1Char(';'), QLatin1Char('\t'), QLatin1Char(','), QLatin1Char('|')};
+    preview.isOurs = lines.value(0).startsWith(QLatin1String(exportTitle)) && !exportDelimiter(lines).isNull();
+    if (preview.isOurs)
+        delimiters = {exportDelimiter(lines)};
+    Reading best;
+    for (const QChar delimiter : qAsConst(delimiters)) {
+        for (const QChar sign : {QLatin1Char('.'), QLatin1Char(',')}) {
+            if (delimiter == sign || (preview.isOurs && sign != QLatin1Char('.')))
+                continue;
+            const Reading reading = read(lines, delimiter, sign);
+            if (reading.lines > best.lines || (reading.lines == best.lines && reading.named && !best.named))
+                best = reading;
+        }
+    }
+    preview.layout = best.layout;
+    preview.columns = best.columns;
+    preview.understood = best.lines > 0;
+    if (!preview.understood)
+        preview.reason = QStringLiteral("No lines with a time, a voltage and a current were found");
+    preview.rows = rowsOf(beginning, best.layout);
+    return preview;
+}
+
+QVector<Row> rowsOf(const QByteArray &beginning, const Layout &layout, int count)
+{
+    QVector<Row> rows;
+    const QStringList lines = linesOf(beginning);
+    for (int i = layout.firstLine; i < lines.size() && rows.size() < count; ++i) {
+        Row row;
+        row.cells = split(lines.at(i), layout.delimiter);
+        row.isSample = takeCells(row.cells, layout, row.sample);
+        rows.append(row);
+    }
+    return rows;
+}
+
+Preview previewOf(const QString &path)
+{
+    Preview preview;
+    QFile file(path);
+    if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly)) {
+        preview.reason = file.errorString();
+        return preview;
+    }
+    const QByteArray beginning = file.read(beginningSize);
+    preview = detect(beginning);
+    if (preview.layout.timeFormat != TimeFormat::ElapsedSeconds || !preview.understood)
+        return preview;
+    // The last line of the table was written when the file was.
+    SamplePoint last;
+    file.seek(std::max<qint64>(file.size() - beginningSize, 0));
+    for (const QByteArray &line : file.readAll().split('\n'))
+        takeLine(line, preview.layout, last);
+    const quint64 changed = static_cast<quint64>(QFileInfo(path).lastModified().toMSecsSinceEpoch()) * 1000;
+    preview.layout.startUs = changed > last.time ? changed - last.time : changed;
+    preview.rows = rowsOf(beginning, preview.layout);
+    return preview;
+}
+
+bool takeLine(const QByteArray &line, const Layout &layout, SamplePoint &sample)
+{
+    return takeCells(split(QString::fromUtf8(line).trimmed(), layout.delimiter), layout, sample);
+}
+
+Outcome readFile(const QString &path, const Layout &layout, const Take &take, JobProgress *progress)
+{
+    Outcome outcome;
+    const auto stop = [&outcome](Outcome::Kind kind, const QString &reason) {
+        outcome.kind = kind;
+        outcome.reason = reason;
+        return outcome;
+    };
+    QFile file(path);
+    if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly))
+        return stop(Outcome::Kind::Failed, file.errorString());
+    if (progress)
+        progress->begin(QStringLiteral("Reading"), file.size());
+    QVector<SamplePoint> piece;
+    piece.reserve(pieceSize);
+    const auto handOn = [&] {
+        outcome.samples += static_cast<quint64>(piece.size());
+        const bool ok = piece.isEmpty() || take(piece.constData(), piece.size());
+        piece.clear();
+        return ok;
+    };
+    for (qint64 number = 1; !file.atEnd(); ++number) {
+        const QByteArray line = file.readLine(longestLine);
+        if (progress)
+            progress->advance(line.size());
+        if (number <= layout.firstLine || line.trimmed().isEmpty())
+            continue;
+        SamplePoint sample;
+        if (takeLine(line, layout, sample))
+            piece.append(sample);
+        else if (++outcome.skippedLines == 1)
+            outcome.firstSkipped = number;
+        if (piece.size() < pieceSize)
+            continue;
+        if (progress && progress->isCancelled())
+            return stop(Outcome::Kind::Cancelled, {});
+        if (!handOn())
+            return stop(Outcome::Kind::Failed, {});
+    }
+    if (file.error() != QFileDevice::NoError)
+        return stop(Outcome::Kind::Failed, file.errorString());
+    return handOn() ? outcome : stop(Outcome::Kind::Failed, {});
+}
+
+} // namespace csvsamples

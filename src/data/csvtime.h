@@ -1,0 +1,15 @@
+#pragma once
+
+#include "data/csvsamples.h"
+
+/// The times of text tables. Pure functions.
+namespace csvtime {
+
+/// The time in a cell, us since the epoch. False when it is not one of this format.
+bool parse(QString cell, csvsamples::TimeFormat format, QChar decimalSign, quint64 startUs, quint64 &timeUs);
+/// A number with this decimal sign; blanks around it are allowed.
+bool parseNumber(const QString &cell, QChar decimalSign, double &value);
+/// The formats that could be meant by the texts of a column, the likeliest first.
+QVector<csvsamples::TimeFormat> formatsOf(const QStringList &cells, QChar decimalSign);
+
+} // namespace csvtime

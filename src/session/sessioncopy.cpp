@@ -1,0 +1,226 @@
+#include "session/sessioncopy.h"
+
+#include "base/crc32c.h"
+#include "base/jobprogress.h"
+#include "base/platform.h"
+#include "base/safefile.h"
+#include "session/session.h"
+
+#include <QDateTime>
+#include <QDir>
+#include <QDirIterator>
+#include <QFile>
+#include <QFileInfo>
+
+namespace {
+
+using Kind = CopyOutcome::Kind;
+
+constexpr qint64 pieceSize = 1 << 20;
+
+/// Files of the moment stay behind: the index's backup and what a killed writer left.
+bool belongsToCopy(const QString &name)
+{
+    return !SafeFile::isTemporaryName(name) && !name.contains(QLatin1String(".bakup"));
+}
+
+/// The checksum of a file's bytes; false when it cannot be read.
+bool checksum(const QString &path, quint32 &sum, qint64 &size, QString &reason)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
+        reason = file.errorString();
+        return false;
+    }
+    QByteArray buffer(pieceSize, Qt::Uninitialized);
+    sum = 0;
+    size = 0;
+    while (true) {
+        const qint64 got = file.read(buffer.data(), buffer.size());
+        if (got == 0)
+            return true;
+        if (got < 0) {
+            reason = file.errorString();
+            return false;
+        }
+        sum = crc32c(buffer.constData(), got, sum);
+        size += got;
+    }
+}
+
+/// Writes a copy and syncs it; `sum` is that of the bytes that were read.
+bool writeCopy(const QString &from, const QString &to, quint32 &sum, qint64 &size, QString &reason)
+{
+    QFile source(from);
+    QFile target(to);
+    const auto fail = [&reason](const QFile &file) {
+        reason = file.errorString();
+        return false;
+    };
+    if (!source.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
+        return fail(source);
+    if (!target.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Unbuffered))
+        return fail(target);
+    QByteArray buffer(pieceSize, Qt::Uninitialized);
+    sum = 0;
+    size = 0;
+    while (true) {
+        const qint64 got = source.read(buffer.data(), buffer.size());
+        if (got < 0)
+            return fail(source);
+        if (got == 0)
+            break;
+        if (target.write(buffer.constData(), got) != got)
+            return fail(target);
+        sum = crc32c(buffer.constData(), got, sum);
+        size += got;
+    }
+    target.setFileTime(QFileInfo(from).lastModified(), QFileDevice::FileModificationTime);
+    if (platform::syncFile(target))
+        return true;
+    reason = QStringLiteral("it cannot be synced");
+    return false;
+}
+
+} // namespace
+
+SessionCopy::SessionCopy(const QString &from, const QString &to, JobProgress *progress)
+    : m_from(QDir(from).absolutePath()), m_to(QDir(to).absolutePath()), m_progress(progress)
+{}
+
+bool SessionCopy::stop(Kind kind, const QString &reason)
+{
+    m_outcome.kind = kind;
+    m_outcome.reason = reason;
+    return false;
+}
+
+bool SessionCopy::begin()
+{
+    const QDir target(m_to);
+    const bool inside = m_to == m_from || m_to.startsWith(m_from + QLatin1Char('/'));
+    if (inside || (target.exists() && !target.isEmpty(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot)))
+        return stop(Kind::NotEmpty, QStringLiteral("The folder %1 must be empty or new").arg(m_to));
+    QStringList missing; // innermost first
+    for (QString path = m_to; !QFileInfo::exists(path) && path != QFileInfo(path).path(); path = QFileInfo(path).path())
+        missing.append(path);
+    if (!QDir().mkpath(m_to))
+        return stop(Kind::Failed, QStringLiteral("Cannot create the folder %1").arg(m_to));
+    while (!missing.isEmpty())
+        m_madeFolders.append(missing.takeLast());
+    return true;
+}
+
+bool SessionCopy::list(const QStringList &sensorFolders, QVector<Task> &tasks, bool onlyChanged)
+{
+    const auto add = [&](const QString &name, const QFileInfo &file) {
+        const QFileInfo copy(m_to + QLatin1Char('/') + name);
+        const bool same = copy.exists() && copy.size() == file.size() && copy.lastModified() == file.lastModified();
+        if (!onlyChanged || !same)
+            tasks.append({name, file.size()});
+    };
+    for (const QString &folder : sensorFolders) {
+        const QString path = m_from + QLatin1Char('/') + folder;
+        if (!QFileInfo(path).isDir())
+            return stop(Kind::Failed, QStringLiteral("There is no folder %1").arg(path));
+        QDirIterator files(path, QDir::Files | QDir::Hidden | QDir::NoSymLinks);
+        while (files.hasNext()) {
+            files.next();
+            if (belongsToCopy(files.fileName()))
+                add(folder + QLatin1Char('/') + files.fileName(), files.fileInfo());
+        }
+    }
+    const QFileInfo session(m_from + QLatin1Char('/') + Session::fileName());
+    if (session.exists())
+        add(Session::fileName(), session);
+    return true;
+}
+
+bool SessionCopy::makeFolders(const QStringList &sensorFolders)
+{
+    for (const QString &folder : sensorFolders) {
+        const QString path = m_to + QLatin1Char('/') + folder;
+        if (QFileInfo(path).isDir())
+            continue;
+        if (!QDir().mkdir(path))
+            return stop(Kind::Failed, QStringLiteral("Cannot create the folder %1").arg(path));
+        m_madeFolders.append(path);
+    }
+    return true;
+}
+
+bool SessionCopy::copyFile(const Task &task)
+{
+    const QString from = m_from + QLatin1Char('/') + task.name;
+    const QString to = m_to + QLatin1Char('/') + task.name;
+    quint32 sum = 0;
+    quint32 readBack = 0;
+    qint64 size = 0;
+    qint64 sizeBack = 0;
+    QString reason;
+    m_madeFiles.append(to);
+    if (!writeCopy(from, to, sum, size, reason))
+        return stop(Kind::Failed, QStringLiteral("Cannot copy %1: %2").arg(task.name, reason));
+    if (!checksum(to, readBack, sizeBack, reason))
+        return stop(Kind::Failed, QStringLiteral("Cannot read the copy of %1: %2").arg(task.name, reason));
+    if (readBack != sum || sizeBack != size)
+        return stop(Kind::Failed, QStringLiteral("The copy of %1 is not the same").arg(task.name));
+    ++m_outcome.files;
+    m_outcome.bytes += size;
+    return true;
+}
+
+bool SessionCopy::copyAll(const QVector<Task> &tasks)
+{
+    for (const Task &task : tasks) {
+        if (m_progress) {
+            m_progress->setName(task.name);
+            if (m_progress->isCancelled())
+                return stop(Kind::Cancelled);
+        }
+        if (!copyFile(task))
+            return false;
+        if (m_progress)
+            m_progress->advance(task.size);
+    }
+    return true;
+}
+
+bool SessionCopy::syncFolders(const QStringList &sensorFolders)
+{
+    bool ok = platform::syncFolder(m_to) && platform::syncFolder(QFileInfo(m_to).path());
+    for (const QString &folder : sensorFolders)
+        ok = platform::syncFolder(m_to + QLatin1Char('/') + folder) && ok;
+    return ok || stop(Kind::Failed, QStringLiteral("The folder %1 cannot be synced").arg(m_to));
+}
+
+bool SessionCopy::copy(const QStringList &sensorFolders)
+{
+    QVector<Task> tasks;
+    if (!list(sensorFolders, tasks, false))
+        return false;
+    qint64 bytes = 0;
+    for (const Task &task : qAsConst(tasks))
+        bytes += task.size;
+    if (m_progress)
+        m_progress->begin(QStringLiteral("Copying"), bytes);
+    return makeFolders(sensorFolders) && copyAll(tasks) && syncFolders(sensorFolders);
+}
+
+bool SessionCopy::refresh(const QStringList &sensorFolders)
+{
+    QVector<Task> tasks;
+    if (!list(sensorFolders, tasks, true))
+        return false;
+    return tasks.isEmpty() || (makeFolders(sensorFolders) && copyAll(tasks) && syncFolders(sensorFolders));
+}
+
+void SessionCopy::undo()
+{
+    for (const QString &path : qAsConst(m_madeFiles))
+        QFile::remove(path);
+    QDir().rmdir(m_to + QStringLiteral("/journal"));
+    while (!m_madeFolders.isEmpty())
+        QDir().rmdir(m_madeFolders.takeLast()); // only when nothing else has come into it
+    m_madeFiles.clear();
+}

@@ -1,0 +1,178 @@
+#include "base/jobprogress.h"
+#include "session/saveas.h"
+#include "sessionfixture.h"
+
+#include <QtTest>
+
+namespace {
+
+QVector<SamplePoint> allOf(const norvexData &store)
+{
+    QVector<SamplePoint> all;
+    if (!store.samplesInRange(0, ~quint64(0), all))
+        all.clear();
+    return all;
+}
+
+bool settle(norvexData &store)
+{
+    QObject context;
+    int answer = -1;
+    store.whenDurable(&context, [&](bool ok) { answer = ok ? 1 : 0; });
+    return QTest::qWaitFor([&] { return answer >= 0; }, 20000) && answer == 1;
+}
+
+/// All but the journal, whose files come and go.
+QStringList dataFiles(const QString &folder)
+{
+    return filesBelow(folder).filter(QRegularExpression(QStringLiteral("^(?!.*/journal/)")));
+}
+
+using Change = std::function<void(const QString &from, const QString &to, JobProgress &progress)>;
+
+} // namespace
+Q_DECLARE_METATYPE(Change)
+Q_DECLARE_METATYPE(CopyOutcome::Kind)
+
+class TestSaveAs : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void recordingGoesOn();
+    void leavesEverythingAsItWas_data();
+    void leavesEverythingAsItWas();
+    void droppedCopy();
+
+private:
+    QString from() const { return m_folder->filePath(QStringLiteral("from")); }
+    QString to() const { return m_folder->filePath(QStringLiteral("new/to")); }
+
+    std::unique_ptr<QTemporaryDir> m_folder;
+    std::unique_ptr<Session> m_session;
+    std::shared_ptr<norvexData> m_store;
+};
+
+void TestSaveAs::init()
+{
+    m_session.reset();
+    m_folder = std::make_unique<QTemporaryDir>();
+    m_session = Session::create(from(), nullptr);
+    m_store = m_session->addSensor(QStringLiteral("S1"), QStringLiteral("PM1"), QString(), 80);
+    QVERIFY(m_store->addSamples(samplesFrom(0, 10050)));
+    EventRecord event;
+    event.time = 1700000000000000ULL;
+    event.samples = samplesFrom(0, 20);
+    QVERIFY(m_store->addEvent(event));
+    QVERIFY(m_session->save());
+}
+
+void TestSaveAs::recordingGoesOn()
+{
+    QVERIFY(m_store->addSamples(samplesFrom(10050, 10))); // not saved when the copy begins
+    JobProgress progress;
+    SaveAs job(*m_session, to());
+    const CopyOutcome copied = job.copy(&progress);
+    QVERIFY2(copied.kind == CopyOutcome::Kind::Done, qPrintable(copied.reason));
+    QCOMPARE(progress.done(), progress.total());
+    QCOMPARE(m_session->path(), from());
+    QVERIFY(m_store->addSamples(samplesFrom(10060, 10))); // saved where the session still is
+    m_session->addSensor(QStringLiteral("S2"), QStringLiteral("PM2"), QString(), 80);
+    QVERIFY(m_session->save());
+    QVERIFY(m_store->addSamples(samplesFrom(10070, 10))); // not saved at all
+    bool answered = false;
+    m_store->whenDurable(this, [&](bool ok) { answered = ok; });
+
+    const CopyOutcome moved = job.finish();
+    QVERIFY2(moved.kind == CopyOutcome::Kind::Done, qPrintable(moved.reason));
+    QTRY_VERIFY_WITH_TIMEOUT(answered, 20000); // whoever waited for the old journal is answered
+    QCOMPARE(m_session->path(), to());
+    QVERIFY(QDir(from()).removeRecursively());
+    QVERIFY(m_store->addSamples(samplesFrom(10080, 10)));
+    QVERIFY(settle(*m_store)); // in the new journal
+    QVERIFY(QDir(to() + QStringLiteral("/journal")).exists());
+    m_store->unloadIdleBlocks(true);
+    QCOMPARE(allOf(*m_store).size(), 10090);
+    QVERIFY(m_session->save());
+    QVERIFY(!m_session->hasUnsavedData());
+
+    const auto read = Session::loadReadOnly(to(), nullptr);
+    QCOMPARE(read->sensors().size(), 2);
+    QCOMPARE(allOf(*read->store(QStringLiteral("S1"))).size(), 10090);
+    const auto events = read->store(QStringLiteral("S1"))->eventsInRange(0, ~quint64(0));
+    QCOMPARE(events.size(), 1);
+    QCOMPARE(read->store(QStringLiteral("S1"))->waveform(keyOf(events[0])).size(), 20);
+    SessionError error;
+    QVERIFY(!Session::load(to(), &error)); // the lock has moved along
+    QCOMPARE(error.kind, SessionError::Locked);
+}
+
+void TestSaveAs::leavesEverythingAsItWas_data()
+{
+    QTest::addColumn<Change>("before");
+    QTest::addColumn<CopyOutcome::Kind>("kind");
+    const auto row = [](const char *name, const Change &before, CopyOutcome::Kind kind) {
+        QTest::newRow(name) << before << kind;
+    };
+    row(
+        "cancelled", [](const QString &, const QString &, JobProgress &progress) { progress.cancel(); },
+        CopyOutcome::Kind::Cancelled);
+    row(
+        "the target holds something",
+        [](const QString &, const QString &to, JobProgress &) {
+            QDir().mkpath(to);
+            QFile file(to + QStringLiteral("/mine.txt"));
+            QVERIFY(file.open(QIODevice::WriteOnly));
+        },
+        CopyOutcome::Kind::NotEmpty);
+    row(
+        "the target cannot be made",
+        [](const QString &, const QString &to, JobProgress &) {
+            QFile file(QFileInfo(to).path());
+            QVERIFY(file.open(QIODevice::WriteOnly));
+        },
+        CopyOutcome::Kind::Failed);
+    row(
+        "a sensor folder was taken away",
+        [](const QString &from, const QString &, JobProgress &) {
+            QVERIFY(QDir().rename(from + QStringLiteral("/S1-PM1"), from + QStringLiteral("/gone")));
+        },
+        CopyOutcome::Kind::Failed);
+}
+
+void TestSaveAs::leavesEverythingAsItWas()
+{
+    QFETCH(Change, before);
+    JobProgress progress;
+    before(from(), to(), progress);
+    if (QTest::currentTestFailed())
+        return;
+    const QStringList files = dataFiles(from());
+    const QStringList others = dataFiles(m_folder->path());
+    SaveAs job(*m_session, to());
+    const CopyOutcome outcome = job.copy(&progress);
+    QTEST(outcome.kind, "kind");
+    QVERIFY(outcome.kind == CopyOutcome::Kind::Cancelled || !outcome.reason.isEmpty());
+    QVERIFY(job.finish().kind != CopyOutcome::Kind::Done);
+    QCOMPARE(m_session->path(), from());
+    QCOMPARE(dataFiles(from()), files);
+    QCOMPARE(dataFiles(m_folder->path()), others);
+    QVERIFY(!QFileInfo(m_folder->filePath(QStringLiteral("new"))).isDir() || !filesBelow(to()).isEmpty());
+    QVERIFY(m_store->addSamples(samplesFrom(20000, 10)));
+    QVERIFY(settle(*m_store));
+}
+
+void TestSaveAs::droppedCopy()
+{
+    {
+        SaveAs job(*m_session, to());
+        QVERIFY(job.copy().kind == CopyOutcome::Kind::Done);
+    }
+    QVERIFY(!QFileInfo::exists(to()));
+    SaveAs inside(*m_session, from() + QStringLiteral("/S1-PM1/x"));
+    QVERIFY(inside.copy().kind == CopyOutcome::Kind::NotEmpty);
+}
+
+QTEST_GUILESS_MAIN(TestSaveAs)
+#include "tst_saveas.moc"
