@@ -24,7 +24,7 @@ QString helpText()
     QString text = QStringLiteral("Norvex - RF Event Detector, command line\n\n"
                                   "Usage: norvex-cli COMMAND [arguments]\n\nCommands:\n");
     for (const Command &command : commands)
-        text += QStringLiteral("  %1%2\n").arg(QLatin1String(command.name), -10).arg(QLatin1String(command.summary));
+        text += QStringLiteral("  %1%2\n").arg(QLatin1String(command.name), -11).arg(QLatin1String(command.summary));
     return text +
            QStringLiteral("\n'norvex-cli COMMAND --help' explains a command.\n"
                           "Results go to stdout; progress, problems and, with --verbose, the log go to stderr.\n");
