@@ -3,6 +3,7 @@
 #include "base/log.h"
 #include "base/prompts.h"
 #include "data/norvexdata.h"
+#include "recipe/recipefiles.h"
 #include "recipe/reconfiguresensordialog.h"
 #include "sensor/arcsensor.h"
 #include "sensor/sensorrequest.h"
@@ -391,9 +392,10 @@ void dataObjectWidget::loadRecentlyUsedRecipe()
 bool dataObjectWidget::loadAndPost(const QString &path)
 {
     Recipe recipe;
-    if (!recipe.loadFromFile(path) || recipe.isEmpty()) {
+    QString reason = tr("It holds no steps.");
+    if (!recipefiles::load(path, recipe, reason) || recipe.isEmpty()) {
         m_prompts.warn(this, warningTitle, tr("Unable to read a recipe from the file:") + path,
-                       {tr("It is missing, damaged, or holds no steps. Nothing was sent to the sensor."), QString()});
+                       {tr("%1\nNothing was sent to the sensor.").arg(reason), QString()});
         return false;
     }
     m_settings.addRecentRecipe(path);

@@ -78,6 +78,9 @@ RecipeStatus recipeStatus(const RecipeFacts &facts)
     case PostedRecipe::State::None:
         break;
     }
-    status.tip = QStringList{sensorLine(facts), storedLine(facts), postedLine(facts.posted)}.join(QLatin1Char('\n'));
+    // The first line decides whether the toolkit takes a tip for markup, so no name stands there.
+    status.tip = QStringList{QStringLiteral("The recipes of this sensor"), sensorLine(facts), storedLine(facts),
+                             postedLine(facts.posted)}
+                     .join(QLatin1Char('\n'));
     return status;
 }

@@ -1,5 +1,6 @@
 #include "events/eventfilterpanel.h"
 
+#include "base/plaintip.h"
 #include "data/eventtypelist.h"
 #include "events/eventtypenames.h"
 #include "events/swatch.h"
@@ -42,7 +43,7 @@ eventFilterPanel::eventFilterPanel(eventTypeFilter &filter, const eventTypeNames
     scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     auto *inner = new QWidget;
     m_outer = new QVBoxLayout(inner);
-    m_outer->setContentsMargins(0, 0, 0, 0);
+    m_outer->setContentsMargins(0, 0, fontMetrics().averageCharWidth(), 0);
     m_outer->addStretch();
     scroll->setWidget(inner);
 
@@ -90,7 +91,7 @@ void eventFilterPanel::addRow(QVBoxLayout *column, const QString &name)
     row.box->setObjectName(QStringLiteral("cb_") + name);
     row.box->setAccessibleName(name);
     row.box->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
-    row.box->setToolTip(name);
+    row.box->setToolTip(plainTip(name));
     row.count->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
     connect(row.box, &QCheckBox::toggled, this, [this, name](bool on) { m_filter.setEnabled(name, on); });
     auto *line = new QHBoxLayout;

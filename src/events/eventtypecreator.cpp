@@ -1,5 +1,6 @@
 #include "events/eventtypecreator.h"
 
+#include "base/plaintip.h"
 #include "base/prompts.h"
 #include "events/swatch.h"
 #include "ui_eventtypecreator.h"
@@ -115,7 +116,7 @@ void eventTypeCreator::showList()
     for (const eventTypeNames::UserType &entry : m_dictionary.userTypes()) {
         auto *item = new QListWidgetItem(swatchIcon(*this, m_dictionary.shownColour(entry.colour, isOnDark(*this))),
                                          entry.type.description());
-        item->setToolTip(entry.type.description());
+        item->setToolTip(plainTip(entry.type.description()));
         ui->eventList->addItem(item);
     }
     ui->eventList->setCurrentRow(qMin(row, ui->eventList->count() - 1));

@@ -33,7 +33,8 @@ QString recipefiles::baseName(const QString &recipeName)
 bool recipefiles::load(const QString &path, Recipe &recipe, QString &reason)
 {
     QByteArray bytes;
-    if (!readWholeFile(path, bytes, maximumFileSize, &reason))
+    const QString file = path.contains(recipenames::fileExtension()) ? path : path + recipenames::fileExtension();
+    if (!readWholeFile(file, bytes, maximumFileSize, &reason))
         return false;
     Recipe loaded;
     if (!loaded.loadFromFile(path)) {

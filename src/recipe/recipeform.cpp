@@ -1,6 +1,7 @@
 #include "recipe/recipeform.h"
 
 #include "base/log.h"
+#include "base/plaintip.h"
 #include "base/prompts.h"
 #include "recipe/pulseindicators.h"
 #include "recipe/stepcontrols.h"
@@ -316,7 +317,7 @@ void RecipeForm::showState()
     const auto allow = [&busy](QPushButton *button, const QString &obstacle, const QString &tip) {
         const QString reason = busy.isEmpty() ? obstacle : busy;
         button->setEnabled(reason.isEmpty());
-        button->setToolTip(reason.isEmpty() ? tip : reason);
+        button->setToolTip(plainTip(reason.isEmpty() ? tip : reason));
     };
     const QString none = row < 0 ? tr("No step is chosen.") : QString();
     allow(ui->b_stepAdd, QString(), tr("Append this step to the recipe (Ctrl+Return)"));

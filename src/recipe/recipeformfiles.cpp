@@ -121,7 +121,7 @@ void RecipeForm::offerDraft()
     const Recipe &kept = m_drafts.found().recipe;
     const QString name =
         kept.recipeName().isEmpty() ? tr("A recipe without a name") : tr("The recipe \"%1\"").arg(kept.recipeName());
-    ui->lb_draft->setText(tr("%1 was not saved on %2; it has %3 of %4 steps.")
+    ui->lb_draft->setText(tr("%1 of %2 was not saved; it has %3 of %4 steps.")
                               .arg(name, m_drafts.foundTime().toString(QStringLiteral("yyyy-MM-dd HH:mm")))
                               .arg(kept.numberOfSteps())
                               .arg(Recipe::maximumSteps));

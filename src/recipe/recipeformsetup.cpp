@@ -158,7 +158,7 @@ void RecipeForm::layOut()
     QHeaderView *header = ui->tw_steps->horizontalHeader();
     for (int column = 1; column < ui->tw_steps->columnCount(); ++column)
         header->setSectionResizeMode(column, QHeaderView::ResizeToContents);
-    header->resizeSection(0, 22 * letter);
+    header->resizeSection(0, 18 * letter);
     header->setStretchLastSection(true);
     ui->splitter->setStretchFactor(0, 1);
     ui->splitter->setStretchFactor(1, 0);

@@ -1,6 +1,7 @@
 #include "recipe/recipetimeline.h"
 
 #include "base/inks.h"
+#include "base/plaintip.h"
 
 #include <QHelpEvent>
 #include <QMouseEvent>
@@ -101,7 +102,7 @@ bool RecipeTimeline::event(QEvent *event)
     if (event->type() == QEvent::ToolTip) {
         const QPoint point = static_cast<QHelpEvent *>(event)->pos();
         const int step = stepAt(point);
-        QToolTip::showText(mapToGlobal(point), step < 0 ? QString() : tip(step), this);
+        QToolTip::showText(mapToGlobal(point), step < 0 ? QString() : plainTip(tip(step)), this);
         return true;
     }
     return QWidget::event(event);

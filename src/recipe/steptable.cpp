@@ -1,5 +1,6 @@
 #include "recipe/steptable.h"
 
+#include "base/plaintip.h"
 #include "recipe/stepfields.h"
 
 #include <QPainter>
@@ -39,7 +40,7 @@ void steptable::fill(QTableWidget &table, const Recipe &recipe, const QHash<int,
         const auto put = [&](int column, const QString &text, Qt::Alignment alignment) {
             auto *item = new QTableWidgetItem(text);
             item->setTextAlignment(int(alignment | Qt::AlignVCenter));
-            item->setToolTip(tip.isEmpty() && column == 0 ? text : tip);
+            item->setToolTip(plainTip(tip.isEmpty() && column == 0 ? text : tip));
             if (column == 0 && !tip.isEmpty())
                 item->setIcon(warning);
             table.setItem(row, column, item);

@@ -355,6 +355,12 @@ void TestDataObjectWidget::aRecipeIsPostedAndShown()
     m_prompts.takeShown();
     m_card->loadRecipe(); // of a file that is not there
     QCOMPARE(m_prompts.takeShown().size(), 2);
+    QFile other(m_folder->filePath(QStringLiteral("other.recipe")));
+    QVERIFY(other.open(QIODevice::WriteOnly) && other.write("{\"window\": {\"width\": 3}}") > 0);
+    other.close();
+    m_prompts.paths = QStringList{other.fileName()};
+    m_card->loadRecipe(); // of another program
+    QCOMPARE(m_prompts.takeShown().size(), 2);
     QCOMPARE(m_card->store()->recipe().recipeName(), recipe.recipeName());
 }
 

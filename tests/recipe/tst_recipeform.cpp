@@ -78,6 +78,7 @@ private slots:
     void closingNamesWhatIsUnsaved();
     void draftsOutliveTheWindow();
     void buttonsComeUpAgain();
+    void namesAreNoMarkup();
     void valuesOutsideTheRangesAreTold();
 };
 
@@ -450,6 +451,14 @@ void TestRecipeForm::buttonsComeUpAgain()
     QCOMPARE(desk.prompts.shown.size(), 2);
     QTest::mouseRelease(save, Qt::LeftButton);
     QCOMPARE(desk.prompts.shown.size(), 2);
+}
+
+void TestRecipeForm::namesAreNoMarkup()
+{
+    Desk desk;
+    desk.add("<img src=x>");
+    QVERIFY(desk.table().item(0, 0)->toolTip().contains(QStringLiteral("&lt;img")));
+    QVERIFY(desk.get<QPushButton>("b_undo")->toolTip().contains(QStringLiteral("&lt;img")));
 }
 
 void TestRecipeForm::valuesOutsideTheRangesAreTold()
