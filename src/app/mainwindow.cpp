@@ -168,7 +168,7 @@ QWidget *MainWindow::buildViewRow()
 
 void MainWindow::changeView(int view)
 {
-    m_view = qBound(0, view, 4);
+    m_view = qMax(0, view); // summary and chart have no button in the row
     const QList<QAbstractButton *> buttons = m_viewButtons->buttons();
     for (QAbstractButton *button : buttons)
         button->setStyleSheet(m_viewButtons->id(button) == m_view ? activeView : otherView);
@@ -279,6 +279,7 @@ void MainWindow::adopt(std::unique_ptr<Session> session)
     m_form = new SessionForm({*m_session, *m_recorder, m_parts.prompts, m_parts.settings, m_parts.theme, m_parts.filter,
                               m_parts.dictionary});
     connect(m_form, &SessionForm::overlayTableUpdated, this, &MainWindow::updateOverlayButtons);
+    connect(m_form, &SessionForm::viewRequested, this, &MainWindow::changeView);
     connect(m_form, &SessionForm::problem, m_status, &AppStatusBar::addProblem);
     setCentralWidget(m_form);
     const QStringList problems = m_session->loadProblems();

@@ -98,6 +98,8 @@ signals:
     /// Stored samples are being read for the first time; done == total when it is over.
     void readProgress(int done, int total);
     void eventActivated(const QString &serial, quint64 time, int typeCode);
+    /// A double click on a run.
+    void runActivated(const QString &serial, quint64 start);
     void emptyStateButtonClicked();
 
 public:

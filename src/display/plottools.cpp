@@ -177,10 +177,12 @@ void arcPlotDisplay::Private::doubleClick(Place place, const QPointF &point)
     }
     if (const RunMark *run = runAt(point, &sensor)) {
         const quint64 margin = (run->to - run->from) / 20 + 1;
-        const TimeRange range{run->from, run->to};
-        model.view.setVisible({run->from - std::min(run->from, margin), run->to + margin}, now());
+        const RunMark chosen = *run;
+        const QString serial = sensor->serial;
+        model.view.setVisible({chosen.from - std::min(chosen.from, margin), chosen.to + margin}, now());
         viewChanged();
-        emit q->timeFrameSelected(range.from, range.to);
+        emit q->timeFrameSelected(chosen.from, chosen.to);
+        emit q->runActivated(serial, chosen.from);
         return;
     }
     for (const auto axis : {PlotView::Left, PlotView::Right})

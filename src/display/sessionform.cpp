@@ -8,6 +8,7 @@
 #include "display/arcplotdisplay.h"
 #include "display/dataobjectwidget.h"
 #include "display/livenumbers.h"
+#include "display/sessionviews.h"
 #include "display/theme.h"
 #include "events/eventfilter.h"
 #include "events/eventtypenames.h"
@@ -62,17 +63,20 @@ SessionForm::SessionForm(const DisplayContext &context, QWidget *parent)
     m_plot = new arcPlotDisplay(m_context.theme);
     liveLayout->addWidget(m_numbers);
     liveLayout->addWidget(m_plot, 1);
-    ui->displayStack->addWidget(live);
+    m_views = new SessionViews(m_context, ui->displayStack, live, m_plot, this);
+    ui->b_eventChart->setVisible(m_views->has(SessionViews::EventChart));
 
     connect(ui->b_addSensor, &QPushButton::clicked, this, &SessionForm::addSensor);
     connect(ui->b_export, &QPushButton::released, this, &SessionForm::exportData);
     connect(ui->b_snapshot, &QPushButton::released, this, &SessionForm::triggerSnapshotEvent);
     connect(ui->b_viewSummary, &QPushButton::released, this, &SessionForm::viewSummaryButtonPressed);
+    connect(ui->b_eventChart, &QPushButton::released, this, [this] { m_views->request(SessionViews::EventChart); });
     connect(ui->b_addRuns, &QPushButton::released, this, &SessionForm::addVisibleRunsToOverlayTable);
     connect(ui->b_addEvents, &QPushButton::released, this, &SessionForm::addVisibleEventsToOverlayTable);
     connect(&m_context.filter, &eventFilter::newFilter, this, &SessionForm::setCurrentFilter);
     connect(&m_context.dictionary, &eventTypeNames::dictionaryUpdated, this, &SessionForm::typeDictionaryUpdated);
     connect(m_plot, &arcPlotDisplay::timeFrameSelected, this, &SessionForm::plotWindowSelected);
+    connect(m_views, &SessionViews::pageRequested, this, &SessionForm::viewRequested);
     connect(m_plot, &arcPlotDisplay::setCurrentDisplayWindow, this, &SessionForm::setCurrentDisplayWindow);
     connect(m_plot, &arcPlotDisplay::yieldView, this, &SessionForm::yieldPlotView);
     connect(m_plot, &arcPlotDisplay::returnToNormalMode, this, &SessionForm::returnToNormalView);
@@ -126,7 +130,8 @@ void SessionForm::restoreState()
 
 void SessionForm::showView(int view)
 {
-    if (view == LiveView)
+    m_views->show(view);
+    if (view == SessionViews::Live)
         m_plot->jumpToLive();
 }
 
@@ -183,6 +188,16 @@ void SessionForm::addCard(const QString &serial)
         m_numbers->addSensor(serial, entry.data, entry.colour);
         break;
     }
+    announceSensors();
+}
+
+void SessionForm::announceSensors()
+{
+    QVector<ViewSensor> sensors;
+    for (dataObjectWidget *card : qAsConst(m_cards))
+        sensors.append(ViewSensor{card->serial(), QStringLiteral("%1 %2").arg(card->serial(), card->chamber()),
+                                  card->store(), card->colour(), m_displayed.contains(card)});
+    m_views->setSensors(sensors);
     showEmptyState();
 }
 
@@ -216,6 +231,7 @@ void SessionForm::enableDisplays(bool on)
         m_numbers->addSensor(card->serial(), card->store(), card->colour().name());
     else
         m_numbers->removeSensor(card->serial());
+    announceSensors();
     refreshDisplays(0);
 }
 
@@ -245,7 +261,7 @@ void SessionForm::removeSensorWidget(const QString &sensor)
     m_numbers->removeSensor(sensor);
     gone->hide();
     gone->deleteLater(); // its own menu may be open
-    showEmptyState();
+    announceSensors();
 }
 
 void SessionForm::showEmptyState()
@@ -277,11 +293,13 @@ void SessionForm::tick()
         return;
     m_dirty = false;
     m_plot->markDirty();
+    m_views->refresh();
 }
 
 void SessionForm::setCurrentFilter(QVector<eventType> filter)
 {
     m_filter = std::move(filter);
+    m_views->filterChanged();
     m_plot->setEventFilter([this](const EventRecord &event) {
         return m_context.filter.isEnabled(eventtype::name(event.effectiveCode()));
     });
@@ -300,18 +318,18 @@ void SessionForm::switchSavedDataViewMode(const QString &)
 
 void SessionForm::plotWindowSelected(quint64 from, quint64 to)
 {
-    m_plot->setVisibleRange({from, to});
+    m_views->choosePeriod({from, to});
 }
 
 void SessionForm::yieldPlotView()
 {
-    ui->displayStack->setCurrentIndex(0);
+    m_views->request(SessionViews::Events);
 }
 
 void SessionForm::returnToNormalView()
 {
-    ui->displayStack->setCurrentIndex(0);
-    m_plot->setFollowing(true);
+    m_views->request(SessionViews::Live);
+    m_plot->jumpToLive();
 }
 
 // --- commands
@@ -403,11 +421,9 @@ void SessionForm::exportCsv(dataObjectWidget *card)
 
 void SessionForm::exportImage()
 {
-    if (!m_plot->isVisible())
-        return;
     const QString folder = m_context.session.path() + QStringLiteral("/Exports");
     imageexport::saveImage(this, m_context.prompts, folder,
-                           [this] { return m_plot->renderImage(m_plot->size(), devicePixelRatioF()); });
+                           [this] { return m_views->currentImage(devicePixelRatioF(), Theme::Kind::Light); });
 }
 
 // --- connecting
@@ -496,6 +512,11 @@ void SessionForm::finishSensorReconnection(const QString &sensor)
 
 void SessionForm::viewSummaryButtonPressed()
 {
+    if (m_views->has(SessionViews::Summary)) {
+        if (!warnWithoutDisplay())
+            m_views->request(SessionViews::Summary);
+        return;
+    }
     explainMissing(tr("View Summary"));
 }
 

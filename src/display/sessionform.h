@@ -12,6 +12,7 @@
 
 class LiveNumbers;
 class QVBoxLayout;
+class SessionViews;
 class arcPlotDisplay;
 class arcSensor;
 class dataObjectWidget;
@@ -30,11 +31,11 @@ public:
     explicit SessionForm(const DisplayContext &context, QWidget *parent = nullptr);
     ~SessionForm() override;
 
-    /// The five views, in the order of their buttons.
-    enum View { LiveView, RunsView, EventsView, RunsOverlay, EventsOverlay };
+    /// A page of the views by its number, the first five by those of their buttons. The live view follows then.
     void showView(int view);
 
     arcPlotDisplay *plot() const { return m_plot; }
+    SessionViews &views() { return *m_views; }
     dataObjectWidget *card(const QString &serial) const;
     /// The sensor whose display was switched on last and still is; nullptr when none is displayed.
     dataObjectWidget *displayedSensor() const;
@@ -49,6 +50,8 @@ signals:
     void setCurrentDisplayWindow(unsigned int display, quint64 from, quint64 to);
     void sensorReconnectSuccessful(const QString &sensor);
     void sensorRemoved(const QString &sensor);
+    /// A view asked for another one, by the number that showView() takes.
+    void viewRequested(int view);
     /// Shown in the status bar and counted, never in a box.
     void problem(const QString &text);
 
@@ -78,6 +81,7 @@ private:
     void addCard(const QString &serial);
     void sensorReady(arcSensor *sensor, const QString &serial);
     void showEmptyState();
+    void announceSensors();
     SensorDialog::Surroundings dialogSurroundings() const;
     void openSensorDialog(SensorDialog *dialog);
     void startRecording(const QString &serial, const QString &address, quint16 port, const QString &chamber);
@@ -91,6 +95,7 @@ private:
     std::unique_ptr<Ui::SessionForm> ui;
     arcPlotDisplay *m_plot = nullptr;
     LiveNumbers *m_numbers = nullptr;
+    SessionViews *m_views = nullptr;
     QVBoxLayout *m_cardLayout = nullptr;
     QVector<dataObjectWidget *> m_cards;
     QVector<dataObjectWidget *> m_displayed; // in the order in which they were switched on

@@ -1,0 +1,71 @@
+#pragma once
+
+#include "display/sessionselection.h"
+#include "display/sessionview.h"
+
+#include <QImage>
+#include <QObject>
+
+#include <array>
+
+class QStackedWidget;
+class arcPlotDisplay;
+
+/// The views of an open session, one page each in the form's stack, and the selection they share. It shows one at a
+/// time, tells all of them what changed about sensors, filter and time mode, and only the visible one that something
+/// was stored. GUI thread; owned by the session form, the pages by the stack.
+class SessionViews : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// The first five in the order of their buttons.
+    enum Page { Live, Runs, Events, RunsOverlay, EventsOverlay, Summary, EventChart, pageCount };
+
+    /// `live` is the page that `plot` stands on.
+    SessionViews(const DisplayContext &context, QStackedWidget *stack, QWidget *live, arcPlotDisplay *plot,
+                 QObject *parent);
+
+    SessionSelection &selection() { return m_selection; }
+    /// nullptr for the live page.
+    SessionView *view(int page) const { return m_pages[std::size_t(page)].view; }
+    bool has(int page) const { return page >= 0 && page < pageCount && m_pages[std::size_t(page)].widget; }
+    int current() const { return m_current; }
+    void show(int page);
+    /// The same, and says so with pageRequested().
+    void request(int page);
+    /// The live page with this range, not following.
+    void showPlot(const TimeRange &range);
+    /// A period that was chosen in the plot of the live page.
+    void choosePeriod(const TimeRange &period);
+
+    void setSensors(const QVector<ViewSensor> &sensors);
+    void filterChanged();
+    void setTimeMode(TimeMode mode);
+    /// Something was stored.
+    void refresh();
+
+    /// The display in view as a picture.
+    QImage currentImage(qreal scale, Theme::Kind kind) const;
+
+signals:
+    /// Another page was asked for from inside a view; it is in front already.
+    void pageRequested(int page);
+
+private:
+    struct PageEntry
+    {
+        QWidget *widget = nullptr;
+        SessionView *view = nullptr;
+    };
+
+    void addView(int page, SessionView *view);
+    void followPlot();
+
+    QStackedWidget *const m_stack;
+    arcPlotDisplay *const m_plot;
+    SessionSelection m_selection;
+    std::array<PageEntry, pageCount> m_pages;
+    int m_current = Live;
+    bool m_plotChooses = false; // the period comes from the plot: it stays where it is
+};
