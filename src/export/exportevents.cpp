@@ -30,6 +30,13 @@ bool isShown(const ExportRequest &request, const QString &type)
            (!eventtype::names().contains(type) && !request.disabledTypes.contains(type));
 }
 
+/// Events mostly come in order.
+void sortTimes(QVector<quint64> &times)
+{
+    if (!std::is_sorted(times.constBegin(), times.constEnd()))
+        std::sort(times.begin(), times.end());
+}
+
 int countOf(const QVector<quint64> &sorted, quint64 before)
 {
     return static_cast<int>(std::lower_bound(sorted.begin(), sorted.end(), before) - sorted.begin());
@@ -53,8 +60,15 @@ ExportEvents::Overlaps::Overlaps(const QVector<EventRecord> &events)
         m_starts.append(event.time);
         m_ends.append(event.endTime());
     }
-    std::sort(m_starts.begin(), m_starts.end());
-    std::sort(m_ends.begin(), m_ends.end());
+    sortTimes(m_starts);
+    sortTimes(m_ends);
+}
+
+ExportEvents::Overlaps::Overlaps(QVector<quint64> starts, QVector<quint64> ends)
+    : m_starts(std::move(starts)), m_ends(std::move(ends))
+{
+    sortTimes(m_starts);
+    sortTimes(m_ends);
 }
 
 int ExportEvents::Overlaps::count(const RunRecord &run) const

@@ -23,6 +23,8 @@ public:
     public:
         Overlaps() = default;
         explicit Overlaps(const QVector<EventRecord> &events);
+        /// From the start and the end of each event, in any order.
+        Overlaps(QVector<quint64> starts, QVector<quint64> ends);
         /// Events that start not after the run's end and end not before its start.
         int count(const RunRecord &run) const;
 
