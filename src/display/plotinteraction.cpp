@@ -1,11 +1,9 @@
 #include "display/plotinteraction.h"
 
-#include "display/plotfigure.h"
-
 #include <QApplication>
 #include <QMouseEvent>
 #include <QWheelEvent>
-#include <qwt_plot_canvas.h>
+#include <qwt_plot.h>
 #include <qwt_scale_widget.h>
 
 #include <cmath>
@@ -15,10 +13,10 @@ constexpr double wheelStep = 0.8;
 constexpr double smallestBand = 6; // pixels
 } // namespace
 
-PlotInteraction::PlotInteraction(PlotFigure *figure, QObject *parent) : QObject(parent), m_figure(figure)
+PlotInteraction::PlotInteraction(QwtPlot *figure, QObject *parent) : QObject(parent), m_figure(figure)
 {
-    figure->plotCanvas()->setMouseTracking(true);
-    figure->plotCanvas()->installEventFilter(this);
+    figure->canvas()->setMouseTracking(true);
+    figure->canvas()->installEventFilter(this);
     for (const int axis : {int(QwtPlot::xBottom), int(QwtPlot::yLeft), int(QwtPlot::yRight)})
         figure->axisWidget(axis)->installEventFilter(this);
     setShape();
@@ -35,7 +33,7 @@ PlotInteraction::Place PlotInteraction::placeOf(const QObject *widget) const
 
 QPointF PlotInteraction::onCanvas(const QWidget *widget, const QPointF &point) const
 {
-    const QWidget *canvas = m_figure->plotCanvas();
+    const QWidget *canvas = m_figure->canvas();
     return widget == canvas ? point
                             : point + QPointF(widget->mapTo(m_figure, QPoint()) - canvas->mapTo(m_figure, QPoint()));
 }
@@ -77,7 +75,7 @@ bool PlotInteraction::wheel(QWidget *widget, QWheelEvent *event)
     const double steps = (angle.y() ? angle.y() : angle.x()) / 120.0;
     if (steps == 0)
         return true;
-    const QWidget *canvas = m_figure->plotCanvas();
+    const QWidget *canvas = m_figure->canvas();
     const QPointF point = onCanvas(widget, event->position());
     const Place place = placeOf(widget);
     // Sideways, or with Shift: pan.
@@ -108,7 +106,7 @@ bool PlotInteraction::press(QWidget *widget, QMouseEvent *event)
 bool PlotInteraction::move(QWidget *widget, QMouseEvent *event)
 {
     const QPointF point = onCanvas(widget, event->localPos());
-    const QWidget *canvas = m_figure->plotCanvas();
+    const QWidget *canvas = m_figure->canvas();
     if (m_drag == Drag::Pending && (point - m_start).manhattanLength() >= QApplication::startDragDistance()) {
         m_drag = m_bandWanted ? Drag::Band : Drag::Pan;
         setShape();
@@ -134,7 +132,7 @@ bool PlotInteraction::release(QWidget *widget, QMouseEvent *event)
     m_drag = Drag::None;
     setShape();
     if (ended == Drag::Band) {
-        const QRectF band = QRectF(m_start, point).normalized() & QRectF(m_figure->plotCanvas()->rect());
+        const QRectF band = QRectF(m_start, point).normalized() & QRectF(m_figure->canvas()->rect());
         if (band.width() >= smallestBand || band.height() >= smallestBand)
             emit bandFinished(band);
         else
@@ -150,7 +148,7 @@ bool PlotInteraction::release(QWidget *widget, QMouseEvent *event)
 
 void PlotInteraction::setShape()
 {
-    QWidget *canvas = m_figure->plotCanvas();
+    QWidget *canvas = m_figure->canvas();
     canvas->setCursor(m_drag == Drag::Pan ? Qt::ClosedHandCursor : Qt::CrossCursor);
     m_figure->axisWidget(QwtPlot::xBottom)->setCursor(Qt::SizeHorCursor);
     m_figure->axisWidget(QwtPlot::yLeft)->setCursor(Qt::SizeVerCursor);

@@ -4,12 +4,12 @@
 #include <QPoint>
 #include <QRectF>
 
-class PlotFigure;
 class QMouseEvent;
 class QWheelEvent;
 class QWidget;
+class QwtPlot;
 
-/// Turns the mouse on a figure's canvas and axes into what it means: zooms, pans, rubber bands, double clicks. It
+/// Turns the mouse on a plot's canvas and axes into what it means: zooms, pans, rubber bands, double clicks. It
 /// changes nothing itself. Dragging pans, with Shift or the right button it draws a rubber band; zoomByDrag() swaps the
 /// two. Child of the display; GUI thread.
 class PlotInteraction : public QObject
@@ -19,7 +19,7 @@ class PlotInteraction : public QObject
 public:
     enum class Place { Canvas, TimeAxis, LeftAxis, RightAxis };
 
-    PlotInteraction(PlotFigure *figure, QObject *parent);
+    PlotInteraction(QwtPlot *figure, QObject *parent);
 
     void setZoomByDrag(bool zooms) { m_zoomByDrag = zooms; }
     bool zoomsByDrag() const { return m_zoomByDrag; }
@@ -52,7 +52,7 @@ private:
     bool release(QWidget *widget, QMouseEvent *event);
     void setShape();
 
-    PlotFigure *const m_figure;
+    QwtPlot *const m_figure;
     Drag m_drag = Drag::None;
     bool m_bandWanted = false;
     bool m_zoomByDrag = false;
