@@ -64,7 +64,6 @@ SessionForm::SessionForm(const DisplayContext &context, QWidget *parent)
     liveLayout->addWidget(m_numbers);
     liveLayout->addWidget(m_plot, 1);
     m_views = new SessionViews(m_context, ui->displayStack, live, m_plot, this);
-    ui->b_eventChart->setVisible(m_views->has(SessionViews::EventChart));
 
     connect(ui->b_addSensor, &QPushButton::clicked, this, &SessionForm::addSensor);
     connect(ui->b_export, &QPushButton::released, this, &SessionForm::exportData);
@@ -77,6 +76,12 @@ SessionForm::SessionForm(const DisplayContext &context, QWidget *parent)
     connect(&m_context.dictionary, &eventTypeNames::dictionaryUpdated, this, &SessionForm::typeDictionaryUpdated);
     connect(m_plot, &arcPlotDisplay::timeFrameSelected, this, &SessionForm::plotWindowSelected);
     connect(m_views, &SessionViews::pageRequested, this, &SessionForm::viewRequested);
+    connect(m_views, &SessionViews::overlayTableUpdated, this, &SessionForm::overlayTableUpdated);
+    connect(m_views, &SessionViews::setCurrentDisplayWindow, this, &SessionForm::setCurrentDisplayWindow);
+    connect(m_views, &SessionViews::exportRequested, this, [this] { onDisplayedCard(&dataObjectWidget::exportData); });
+    connect(m_views, &SessionViews::thresholdRequested, this,
+            [this] { onDisplayedCard(&dataObjectWidget::setRFONThreshold); });
+    connect(m_views, &SessionViews::unloadRequested, this, [this] { onDisplayedCard(&dataObjectWidget::unloadData); });
     connect(m_plot, &arcPlotDisplay::setCurrentDisplayWindow, this, &SessionForm::setCurrentDisplayWindow);
     connect(m_plot, &arcPlotDisplay::yieldView, this, &SessionForm::yieldPlotView);
     connect(m_plot, &arcPlotDisplay::returnToNormalMode, this, &SessionForm::returnToNormalView);
@@ -508,31 +513,28 @@ void SessionForm::finishSensorReconnection(const QString &sensor)
     refreshDisplays(0);
 }
 
-// --- views that are still to come
+// --- views
 
 void SessionForm::viewSummaryButtonPressed()
 {
-    if (m_views->has(SessionViews::Summary)) {
-        if (!warnWithoutDisplay())
-            m_views->request(SessionViews::Summary);
-        return;
-    }
-    explainMissing(tr("View Summary"));
+    if (!warnWithoutDisplay())
+        m_views->showSummary();
 }
 
 void SessionForm::addVisibleRunsToOverlayTable()
 {
-    explainMissing(tr("Add Runs to Overlay"));
+    if (!warnWithoutDisplay())
+        m_views->addToOverlay(true);
 }
 
 void SessionForm::addVisibleEventsToOverlayTable()
 {
-    explainMissing(tr("Add Events to Overlay"));
+    if (!warnWithoutDisplay())
+        m_views->addToOverlay(false);
 }
 
-void SessionForm::explainMissing(const QString &command)
+void SessionForm::onDisplayedCard(void (dataObjectWidget::*command)())
 {
     if (!warnWithoutDisplay())
-        m_context.prompts.inform(this, command, tr("This version does not have this view yet."),
-                                 {tr("Runs and events are marked in the plot of the live view."), QString()});
+        (displayedSensor()->*command)();
 }

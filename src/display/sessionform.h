@@ -88,7 +88,7 @@ private:
     void exportCsv(dataObjectWidget *card);
     void exportImage();
     bool warnWithoutDisplay();
-    void explainMissing(const QString &command);
+    void onDisplayedCard(void (dataObjectWidget::*command)());
     void tick();
 
     DisplayContext m_context;

@@ -1,6 +1,13 @@
 #include "display/sessionviews.h"
 
+#include "base/prompts.h"
+#include "display/arcglobalview.h"
 #include "display/arcplotdisplay.h"
+#include "display/overlayset.h"
+#include "display/overlayview.h"
+#include "display/sessionfacts.h"
+#include "display/summaryview.h"
+#include "events/eventfilter.h"
 
 #include <QStackedWidget>
 
@@ -25,12 +32,14 @@ const std::vector<Factory> factories = {};
 
 SessionViews::SessionViews(const DisplayContext &context, QStackedWidget *stack, QWidget *live, arcPlotDisplay *plot,
                            QObject *parent)
-    : QObject(parent), m_stack(stack), m_plot(plot)
+    : QObject(parent), m_context(context), m_stack(stack), m_plot(plot), m_facts(new SessionFacts(this)),
+      m_overlays(new OverlaySet(context.theme, *m_facts, this))
 {
     m_stack->addWidget(live);
     m_pages[Live].widget = live;
     for (const Factory &factory : factories)
         addView(factory.page, factory.make(context, m_selection));
+    addCountingViews();
     followPlot();
 }
 
@@ -41,6 +50,30 @@ void SessionViews::addView(int page, SessionView *view)
     view->setTimeMode(m_plot->timeMode());
     connect(view, &SessionView::viewRequested, this, &SessionViews::request);
     connect(view, &SessionView::plotRequested, this, [this](quint64 from, quint64 to) { showPlot({from, to}); });
+}
+
+// Those that share the facts of the session.
+void SessionViews::addCountingViews()
+{
+    auto *summary = new SummaryView(m_context, m_selection, *m_facts);
+    addView(Summary, summary);
+    connect(summary, &SummaryView::exportRequested, this, &SessionViews::exportRequested);
+    connect(summary, &SummaryView::thresholdRequested, this, &SessionViews::thresholdRequested);
+    connect(summary, &SummaryView::unloadRequested, this, &SessionViews::unloadRequested);
+
+    auto *chart = new arcGlobalView(m_context, m_selection, *m_facts);
+    addView(EventChart, chart);
+    connect(chart, &arcGlobalView::setCurrentDisplayWindow, this, &SessionViews::setCurrentDisplayWindow);
+
+    for (const bool runs : {true, false}) {
+        OverlayView *view = runs ? static_cast<OverlayView *>(new RunsOverlayView(m_context, m_selection, *m_overlays))
+                                 : new EventsOverlayView(m_context, m_selection, *m_overlays);
+        addView(runs ? RunsOverlay : EventsOverlay, view);
+        connect(view, &OverlayView::addRequested, this, [this, runs] { addToOverlay(runs); });
+    }
+    connect(&m_overlays->table(), &OverlayTable::overlayTableUpdated, this, &SessionViews::overlayTableUpdated);
+    connect(m_overlays, &OverlaySet::added, this,
+            [this](int kind, int found, int, int beyond) { tellAdded(kind, found, beyond); });
 }
 
 // What is chosen in the plot is chosen everywhere, and a chosen period is shown in the plot.
@@ -88,12 +121,46 @@ void SessionViews::choosePeriod(const TimeRange &period)
     m_plotChooses = false;
 }
 
+void SessionViews::showSummary()
+{
+    static_cast<SummaryView *>(view(Summary))->setViewRange(m_plot->visibleRange(), !m_plot->isFollowing());
+    request(Summary);
+}
+
+void SessionViews::addToOverlay(bool runs)
+{
+    eventTypeFilter *const filter = &m_context.filter;
+    if (runs)
+        m_overlays->addRuns(m_sensors, m_plot->visibleRange());
+    else
+        m_overlays->addEvents(m_sensors, m_plot->visibleRange(),
+                              [filter](const QString &type) { return filter->isEnabled(type); });
+}
+
+void SessionViews::tellAdded(int kind, int found, int beyond)
+{
+    const bool runs = kind == OverlayEntry::Run;
+    if (found == 0)
+        m_context.prompts.inform(
+            m_stack, runs ? tr("Add Runs to Overlay") : tr("Add Events to Overlay"),
+            runs ? tr("The live plot shows no finished run of a displayed sensor.")
+                 : tr("The live plot shows no event of a displayed sensor."),
+            {tr("Zoom or pan the live plot until it shows what you want to compare, then add it."), QString()});
+    else if (beyond > 0)
+        m_context.prompts.inform(
+            m_stack, runs ? tr("Add Runs to Overlay") : tr("Add Events to Overlay"),
+            tr("The overlay is full: %1 more were left out.").arg(beyond),
+            {tr("Remove what you no longer compare, or show a shorter range in the live plot."), QString()});
+}
+
 void SessionViews::setSensors(const QVector<ViewSensor> &sensors)
 {
+    m_sensors = sensors;
     for (const PageEntry &page : m_pages) {
         if (page.view)
             page.view->setSensors(sensors);
     }
+    m_facts->retain(sensors);
     refresh();
 }
 

@@ -8,7 +8,9 @@
 
 #include <array>
 
+class OverlaySet;
 class QStackedWidget;
+class SessionFacts;
 class arcPlotDisplay;
 
 /// The views of an open session, one page each in the form's stack, and the selection they share. It shows one at a
@@ -38,6 +40,10 @@ public:
     void showPlot(const TimeRange &range);
     /// A period that was chosen in the plot of the live page.
     void choosePeriod(const TimeRange &period);
+    /// The summary of what the plot shows; of the whole recording while it follows.
+    void showSummary();
+    /// Lays the runs, or else the events, that the plot shows over those that are overlaid already.
+    void addToOverlay(bool runs);
 
     void setSensors(const QVector<ViewSensor> &sensors);
     void filterChanged();
@@ -51,6 +57,12 @@ public:
 signals:
     /// Another page was asked for from inside a view; it is in front already.
     void pageRequested(int page);
+    /// For the sensor that is displayed.
+    void exportRequested();
+    void thresholdRequested();
+    void unloadRequested();
+    void overlayTableUpdated(int runs, int events);
+    void setCurrentDisplayWindow(unsigned int display, quint64 from, quint64 to);
 
 private:
     struct PageEntry
@@ -60,11 +72,17 @@ private:
     };
 
     void addView(int page, SessionView *view);
+    void addCountingViews();
+    void tellAdded(int kind, int found, int beyond);
     void followPlot();
 
+    const DisplayContext m_context;
     QStackedWidget *const m_stack;
     arcPlotDisplay *const m_plot;
     SessionSelection m_selection;
+    SessionFacts *m_facts;
+    OverlaySet *m_overlays;
+    QVector<ViewSensor> m_sensors;
     std::array<PageEntry, pageCount> m_pages;
     int m_current = Live;
     bool m_plotChooses = false; // the period comes from the plot: it stays where it is
