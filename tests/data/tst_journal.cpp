@@ -86,6 +86,7 @@ private slots:
     void replayTwice();
     void restartsGoOn();
     void requestsAreAnsweredOnce();
+    void aSaveAnswersOnlyWhatItCovers();
     void deadContextIsNotCalled();
     void failingAndBack();
     void aSaveHelpsWhileFailing();
@@ -252,6 +253,20 @@ void TestJournal::requestsAreAnsweredOnce()
     QVERIFY(waitFor([&] { return !answers.contains(0); }));
     QTest::qWait(20);
     QCOMPARE(answers, QVector<int>(200, 1));
+}
+
+void TestJournal::aSaveAnswersOnlyWhatItCovers()
+{
+    const SensorFolder folder;
+    Journal journal(folder.session(), {60000, 5});
+    QVector<bool> answers;
+    for (int i = 0; i < 50; ++i) {
+        journal.append(SensorFolder::name(), DurableLog::Record::Recipe, "{}");
+        journal.whenDurable(this, [&](bool ok) { answers.append(ok); });
+        journal.commit(-1); // of nothing
+    }
+    QVERIFY(waitFor([&] { return answers.size() == 50; }));
+    QVERIFY2(!answers.contains(false), "nobody hears no while the disk works");
 }
 
 void TestJournal::deadContextIsNotCalled()
