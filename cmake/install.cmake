@@ -1,0 +1,80 @@
+# What "cmake --install" puts where. The programs and the guide lie in a folder of their own, because they look for each
+# other there; on systems with a search path, links lead to them.
+include(GNUInstallDirs)
+
+set(programs norvex-cli norvex-sensor-sim)
+if(NORVEX_GUI)
+    list(PREPEND programs norvex)
+endif()
+if(WIN32)
+    set(program_folder .)
+else()
+    set(program_folder lib/norvex)
+endif()
+
+install(TARGETS ${programs} RUNTIME DESTINATION ${program_folder})
+if(NORVEX_GUI)
+    install(FILES ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/NorvexGuide.pdf DESTINATION ${program_folder})
+endif()
+
+if(WIN32)
+    # The toolkit's own program collects its libraries and plugins.
+    find_program(NORVEX_WINDEPLOYQT NAMES windeployqt windeployqt-qt5)
+    if(NORVEX_WINDEPLOYQT AND NORVEX_GUI)
+        install(CODE "execute_process(COMMAND \"${NORVEX_WINDEPLOYQT}\" --release --compiler-runtime
+            \"\${CMAKE_INSTALL_PREFIX}/norvex.exe\" COMMAND_ERROR_IS_FATAL ANY)")
+    endif()
+    return()
+endif()
+
+set(man_pages)
+foreach(program ${programs})
+    # Links at configuration: installing copies them as they are, also into a staging folder.
+    file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/links)
+    file(CREATE_LINK ../lib/norvex/${program} ${CMAKE_BINARY_DIR}/links/${program} SYMBOLIC)
+    install(FILES ${CMAKE_BINARY_DIR}/links/${program} DESTINATION bin)
+    list(APPEND man_pages ${CMAKE_SOURCE_DIR}/docs/man/${program}.1)
+endforeach()
+
+find_program(NORVEX_GZIP gzip)
+# install_compressed(DESTINATION FILES...): without the program that compresses, as they are.
+function(install_compressed destination)
+    foreach(file ${ARGN})
+        if(NORVEX_GZIP)
+            get_filename_component(name ${file} NAME)
+            set(packed ${CMAKE_BINARY_DIR}/compressed/${name}.gz)
+            add_custom_command(OUTPUT ${packed}
+                COMMAND ${CMAKE_COMMAND} -E make_directory ${CMAKE_BINARY_DIR}/compressed
+                COMMAND ${NORVEX_GZIP} -9 -n -c ${file} > ${packed}
+                DEPENDS ${file} VERBATIM)
+            set_property(GLOBAL APPEND PROPERTY NORVEX_COMPRESSED ${packed})
+            set(file ${packed})
+        endif()
+        install(FILES ${file} DESTINATION ${destination})
+    endforeach()
+endfunction()
+install_compressed(${CMAKE_INSTALL_DATADIR}/man/man1 ${man_pages})
+install_compressed(${CMAKE_INSTALL_DATADIR}/doc/norvex
+    ${CMAKE_SOURCE_DIR}/CHANGELOG.md ${CMAKE_SOURCE_DIR}/packaging/changelog.Debian)
+get_property(compressed GLOBAL PROPERTY NORVEX_COMPRESSED)
+if(compressed)
+    add_custom_target(compressed ALL DEPENDS ${compressed})
+endif()
+
+set(packaging ${CMAKE_SOURCE_DIR}/packaging)
+install(FILES ${packaging}/copyright DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/norvex)
+install(FILES ${packaging}/norvex.bash-completion
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME norvex-cli)
+file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/links/completion)
+foreach(program norvex norvex-sensor-sim)
+    file(CREATE_LINK norvex-cli ${CMAKE_BINARY_DIR}/links/completion/${program} SYMBOLIC)
+    install(FILES ${CMAKE_BINARY_DIR}/links/completion/${program}
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+endforeach()
+if(NORVEX_GUI)
+    install(FILES ${packaging}/com.kelvaris.norvex.desktop DESTINATION ${CMAKE_INSTALL_DATADIR}/applications)
+    install(FILES ${packaging}/com.kelvaris.norvex.metainfo.xml DESTINATION ${CMAKE_INSTALL_DATADIR}/metainfo)
+    install(FILES ${CMAKE_SOURCE_DIR}/src/ui/Images/norvex.svg
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/icons/hicolor/scalable/apps)
+endif()
+install(FILES ${packaging}/norvex-mime.xml DESTINATION ${CMAKE_INSTALL_DATADIR}/mime/packages RENAME norvex.xml)
