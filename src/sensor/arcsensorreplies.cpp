@@ -219,6 +219,8 @@ void arcSensor::Private::takeSamples(const QByteArray &data, const QUrl &url)
     const quint64 first = page.points.first().time;
     m_plan.pageStored(page.points.size(), first);
     later([this, first] { emit q->dataUpdated(first); });
+    if (m_plan.isStuck())
+        retryConnection();
 }
 
 void arcSensor::Private::takeEvent(const QByteArray &data, const QUrl &url)

@@ -31,6 +31,8 @@ void DownloadPlan::frameArrived(qint32 points, qint32 events)
     m_dataIndex = 0;
     m_eventIndex = 0;
     m_allowance = 0;
+    m_largestPage = 0;
+    m_crumbs = 0;
     m_givenUp = false;
     m_frameValid = true;
 }
@@ -43,6 +45,9 @@ void DownloadPlan::pageStored(int n, quint64 firstTime)
     }
     m_withoutProgress = 0;
     m_dataIndex += quint64(n);
+    // A frame that promises more than the sensor has goes on for ever, sample by sample as they are measured.
+    m_crumbs = n < m_largestPage && m_dataIndex < quint64(m_points) ? m_crumbs + 1 : 0;
+    m_largestPage = std::max(m_largestPage, n);
     if (firstTime > m_lastEventTime)
         raiseAllowance();
 }

@@ -41,8 +41,9 @@ public:
     qint32 eventIndex() const { return m_eventIndex; }
     qint32 eventAllowance() const { return m_allowance; }
     bool frameValid() const { return m_frameValid; }
-    /// Too many replies in a row brought nothing: the connection is to be given up.
-    bool isStuck() const { return m_withoutProgress >= mostWithoutProgress; }
+    /// Too many replies in a row brought nothing, or only crumbs of what the frame promised: the connection is to be
+    /// given up.
+    bool isStuck() const { return m_withoutProgress >= mostWithoutProgress || m_crumbs >= mostWithoutProgress; }
 
     void connected();
     void disconnected();
@@ -89,4 +90,6 @@ private:
     qint32 m_allowance = 0;
     quint64 m_lastEventTime = 0;
     int m_withoutProgress = 0;
+    int m_largestPage = 0; // of the frame
+    int m_crumbs = 0;      // pages in a row that were smaller, though the frame goes on
 };

@@ -204,6 +204,15 @@ void TestDownloadPlan::stuckAfterFive()
     QVERIFY(talk.plan().isStuck());
     talk.play(QStringLiteral("lost, connect"));
     QVERIFY(!talk.plan().isStuck());
+    // The frame promises much more than there is, which then comes as it is measured.
+    talk.play(QStringLiteral("frame 2147483647 0, page 20 1, page 12 1, page 1 1, page 1 1, page 2 1"));
+    QVERIFY(!talk.plan().isStuck());
+    talk.play(QStringLiteral("page 1 1"));
+    QVERIFY(talk.plan().isStuck());
+    // A sensor that hands out small pages always, and the rest of a frame, are as they should be.
+    talk.play(QStringLiteral("lost, connect, frame 45 0, page 7 1, page 7 1, page 7 1, page 7 1, page 7 1, page 7 1"));
+    talk.play(QStringLiteral("page 3 1"));
+    QVERIFY(!talk.plan().isStuck());
 }
 
 void TestDownloadPlan::expectsTheCurrentIndexOnly()
