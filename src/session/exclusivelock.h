@@ -14,5 +14,6 @@ struct LockAttempt
     QString holder;                  // "norvex (process 4711 on host lab-pc)" when held by another
 };
 
-/// Tries to take the lock at `path`. Waits only for a lock file that names nobody yet, at most 2.5 s.
+/// Tries to take the lock at `path`. Waits only for a lock file that names nobody yet, and for one that another
+/// program takes over just now, at most 2.5 s each.
 LockAttempt takeLock(const QString &path);

@@ -55,6 +55,20 @@ private slots:
         QCOMPARE(int(takeLock(path).outcome), int(LockAttempt::Taken));
     }
 
+    void aTakeoverThatWasKilledKeepsNobodyOut()
+    {
+        const QString path = m_folder.filePath(QStringLiteral("takeover.lock"));
+        QProcess other;
+        start(other, QStringLiteral("--die"), path);
+        QVERIFY(other.waitForFinished(5000));
+        QFile leftover(path + QStringLiteral(".rmlock"));
+        QVERIFY(leftover.open(QIODevice::WriteOnly));
+        QVERIFY(leftover.setFileTime(QDateTime::currentDateTime().addMSecs(-1900), QFileDevice::FileModificationTime));
+        leftover.close();
+        QCOMPARE(int(takeLock(path).outcome), int(LockAttempt::Taken));
+        QVERIFY(!leftover.exists());
+    }
+
     void anOldLockFileThatNamesNobodyIsFree_data()
     {
         QTest::addColumn<QByteArray>("content");
@@ -62,6 +76,7 @@ private slots:
         QTest::newRow("empty") << QByteArray() << 60000;
         QTest::newRow("zeros") << QByteArray(64, '\0') << 60000;
         QTest::newRow("text") << QByteArray("not a lock\n") << 60000;
+        QTest::newRow("half a name") << "1\nnorvex\n" + QSysInfo::machineHostName().toUtf8() + "\n0a1b" << 60000;
         QTest::newRow("of a program killed just now") << QByteArray() << 1900;
     }
 
