@@ -13,7 +13,7 @@ using filecalls::Action;
 namespace {
 
 constexpr int preloaded = 160;
-constexpr int patienceMs = 8000;
+constexpr int patienceMs = 25000;
 
 struct Fault
 {

@@ -80,7 +80,9 @@ QString KillRun::recovers(Scene &scene, const FileCalls *calls)
     scene.startRecorder(calls);
     scene.watch().update();
     if (!scene.waitForCleared(std::max<qint64>(preloaded, scene.watch().clearedSamples() + 1), drainMs))
-        return QStringLiteral("the recording does not go on");
+        return scene.recorder().state() == QProcess::Running
+                   ? QStringLiteral("the recording does not go on")
+                   : QStringLiteral("the recorder has ended, exit code %1").arg(scene.recorder().exitCode());
     if (!scene.endRecorder())
         return QStringLiteral("the last save fails");
     return scene.judge().text;

@@ -86,6 +86,8 @@ int main(int argc, char **argv)
     const QStringList arguments = QCoreApplication::arguments();
     if (arguments.value(1) == QLatin1String("recorder"))
         return runRecorder(arguments.mid(2));
+    if (arguments.value(1) == QLatin1String("sensors"))
+        return runSensors(arguments.mid(2));
 
     Options options;
     if (!readOptions(options))
@@ -105,6 +107,10 @@ int main(int argc, char **argv)
         return runPower(options);
     if (options.command == QLatin1String("error"))
         return runError(options);
+    if (options.command == QLatin1String("link"))
+        return runLink(options);
+    if (options.command == QLatin1String("soak"))
+        return runSoak(options);
     QTextStream(stderr) << "norvex-stress: there is no '" << options.command << "'; try --help\n";
     return 2;
 }

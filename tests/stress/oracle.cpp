@@ -46,7 +46,7 @@ quint32 checksumOf(const QVector<SamplePoint> &waveform)
     return waveformChecksum(voltage, real, imaginary);
 }
 
-bool addStored(Fates &fates, const norvexData &store, bool timed, int &samplesStored)
+bool addStored(Fates &fates, const norvexData &store, bool timed, bool withEvents, int &samplesStored)
 {
     const qint64 base = store.timeLine().baseUs;
     const auto rawTime = [&](quint64 time) { return timed ? qint64(time) - base : 0; };
@@ -56,7 +56,7 @@ bool addStored(Fates &fates, const norvexData &store, bool timed, int &samplesSt
     for (const SamplePoint &sample : qAsConst(samples))
         ++fates[{rawTime(sample.time), -1, sampleChecksum(sample)}].stored;
     samplesStored = samples.size();
-    const QVector<EventRecord> events = store.eventsInRange(0, ~quint64(0));
+    const QVector<EventRecord> events = withEvents ? store.eventsInRange(0, ~quint64(0)) : QVector<EventRecord>();
     for (const EventRecord &event : events)
         ++fates[{rawTime(event.time), event.typeCode, checksumOf(store.waveform(keyOf(event)))}].stored;
     return true;
@@ -81,18 +81,20 @@ void conclude(Verdict &verdict, const Fates &fates)
 
 } // namespace
 
-Verdict compare(const Session &session, const LedgerSnapshot &ledger, const QString &serial)
+Verdict compare(const Session &session, const LedgerSnapshot &ledger, const QString &serial, Compared compared)
 {
     Verdict verdict;
-    const bool timed = !hasRestarted(ledger);
+    const bool timed = compared == Compared::All && !hasRestarted(ledger);
+    const bool withEvents = compared != Compared::SamplesWithoutTimes;
     Fates fates;
     addLedger(fates, ledger.samples, 1000, timed);
-    addLedger(fates, ledger.events, 1, timed);
+    if (withEvents)
+        addLedger(fates, ledger.events, 1, timed);
     const QVector<SensorEntry> sensors = session.sensors();
     for (const SensorEntry &sensor : sensors) {
         if (!serial.isEmpty() && sensor.data->sensorSerial() != serial)
             continue;
-        if (!addStored(fates, *sensor.data, timed, verdict.samples)) {
+        if (!addStored(fates, *sensor.data, timed, withEvents, verdict.samples)) {
             verdict.text = QStringLiteral("a block cannot be read");
             return verdict;
         }

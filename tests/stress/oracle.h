@@ -19,8 +19,11 @@ struct Verdict
 };
 
 /// Compares the store of the only sensor, or of the one with `serial`. Only what `ledger` marks as cleared has to be
-/// there.
-Verdict compare(const Session &session, const LedgerSnapshot &ledger, const QString &serial = {});
+/// there. Without times the values alone identify a sample: for sensors that restarted or were not understood for a
+/// while, so that their samples were not all placed by the same base.
+enum class Compared { All, WithoutTimes, SamplesWithoutTimes };
+Verdict compare(const Session &session, const LedgerSnapshot &ledger, const QString &serial = {},
+                Compared compared = Compared::All);
 
 /// Reads the ledger and the session folder, and compares.
 Verdict judge(const QString &sessionFolder, const QString &ledgerPath, const QString &serial = {});

@@ -1,31 +1,15 @@
 #include "base/platform.h"
+#include "fastclock.h"
 #include "options.h"
 #include "session/recorder.h"
 #include "session/sensoraddress.h"
 
 #include <QCoreApplication>
-#include <QElapsedTimer>
 
-namespace {
-
-/// A clock that runs faster than the computer's.
-class FastClock final : public Clock
-{
-public:
-    explicit FastClock(double factor) : m_factor(factor), m_startUtcMs(systemClock().utcMs()) { m_timer.start(); }
-    qint64 utcMs() const override { return m_startUtcMs + steadyMs(); }
-    qint64 steadyMs() const override { return qint64(double(m_timer.nsecsElapsed()) / 1e6 * m_factor); }
-
-private:
-    const double m_factor;
-    const qint64 m_startUtcMs;
-    QElapsedTimer m_timer;
-};
-
-} // namespace
+#include <cstdio>
 
 /// recorder SESSION LOCKS SPEED ADDRESS...: records with short waits until it is told to end. With a speed above 1 its
-/// clock runs faster, and it saves less often.
+/// clock runs faster, and it asks and saves less often.
 int runRecorder(const QStringList &arguments)
 {
     const double speed = arguments.value(2).toDouble();
@@ -34,15 +18,18 @@ int runRecorder(const QStringList &arguments)
     options.timings.retryWait = 100;
     options.timings.pollPeriod = 10;
     options.timings.replyTimeout = 400;
-    options.timings.dispatchInterval = 1;
+    options.timings.dispatchInterval = speed > 1 ? 25 : 1;
+    options.timings.statusMaxAge = int(2000 * speed);
     options.savePeriodMs = speed > 1 ? 1000 : 40;
     options.lockFolder = arguments.value(1);
     SessionError error;
     const QString folder = arguments.value(0);
     const std::unique_ptr<Session> session = Session::holdsSession(folder) ? Session::load(folder, &error, {}, clock)
                                                                            : Session::create(folder, &error, clock);
-    if (!session)
+    if (!session) {
+        std::fprintf(stderr, "%s\n", qPrintable(error.text));
         return 3;
+    }
     Recorder recorder(session.get(), options, clock);
     for (int i = 3; i < arguments.size(); ++i) {
         SensorAddress address;

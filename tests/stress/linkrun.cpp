@@ -1,0 +1,245 @@
+#include "bay.h"
+#include "scene.h"
+#include "simulator/fault.h"
+
+#include <QThread>
+
+#include <algorithm>
+
+// Every fault of the link on every page of a sensor, many sensors at once, beside sensors whose link is good. The
+// recording of a sensor must go on soon after its fault has ended, the good ones must never notice, and memory must not
+// grow.
+
+namespace {
+
+constexpr int healthy = 4;
+constexpr int faulty = 20;
+constexpr int faultMs = 1500;
+constexpr int longestGapMs = 10000; // of a sensor whose link is good
+constexpr int returnMs = 25000;
+constexpr qint64 allowedGrowth = 32 << 20;
+constexpr qint64 longEvents = 64 << 20; // an event that says it has 65,535 points takes 13 MB until it is saved
+
+struct LinkCase
+{
+    QString plan;
+    bool exact = true; // the fault leaves values as they are
+    Compared compared = Compared::WithoutTimes;
+};
+
+/// What a page carries is changed and nothing tells it, so the values cannot be compared.
+bool changesValues(const QString &page, const QString &fault)
+{
+    const QStringList faults{QStringLiteral("garble"),
+                             QStringLiteral("nan"),
+                             QStringLiteral("inf"),
+                             QStringLiteral("overflow"),
+                             QStringLiteral("times-back"),
+                             QStringLiteral("times-equal"),
+                             QStringLiteral("missing-column"),
+                             QStringLiteral("duplicate-keys"),
+                             QStringLiteral("big-count"),
+                             QStringLiteral("negative-count")};
+    const QStringList pages{QStringLiteral("data"), QStringLiteral("events"), QStringLiteral("all")};
+    return faults.contains(fault) && pages.contains(page);
+}
+
+/// An event record proves nothing about itself: what is missing at its end is zero, and one of no known type is
+/// dropped.
+Compared comparedOf(const QString &page)
+{
+    const bool spoilsEvents = page == QLatin1String("events") || page == QLatin1String("all");
+    return spoilsEvents ? Compared::SamplesWithoutTimes : Compared::WithoutTimes;
+}
+
+QVector<LinkCase> allCases()
+{
+    QStringList faults{QStringLiteral("204"), QStringLiteral("302"), QStringLiteral("401"), QStringLiteral("404"),
+                       QStringLiteral("500")};
+    const QStringList help = faultHelp().split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    for (const QString &line : help) {
+        const QString name = line.simplified().section(QLatin1Char(' '), 0, 0).section(QLatin1Char('['), 0, 0);
+        if (name != QLatin1String("NNN"))
+            faults.append(name);
+    }
+    QVector<LinkCase> cases;
+    for (const char *page : {"all", "info", "frame", "clear", "status", "data", "events", "config", "recipe"}) {
+        for (const QString &fault : qAsConst(faults)) {
+            const QString name = QLatin1String(page);
+            for (const char *when : {"*", "30%"})
+                cases.append({name + QLatin1Char('@') + QLatin1String(when) + QLatin1Char('=') + fault,
+                              !changesValues(name, fault), comparedOf(name)});
+        }
+    }
+    for (const char *plan : {"reboot@0.2s", "off@0.1s=1s", "off@0.1s=0.2s;off@0.6s=0.2s;off@1s=0.2s"})
+        cases.append({QLatin1String(plan)});
+    return cases;
+}
+
+class LinkRun
+{
+public:
+    explicit LinkRun(const Options &options) : m_options(options), m_score(options) {}
+    int run();
+
+private:
+    bool batch(int number, const QVector<LinkCase> &cases);
+    QString faults(Bay &bay, const QVector<LinkCase> &cases);
+    QString watchHealthy(Bay &bay, int ms);
+    QString waitForReturn(Bay &bay, const QVector<LinkCase> &cases);
+
+    const Options &m_options;
+    Score m_score;
+    int m_batches = 0;
+    int m_cases = 0;
+    qint64 m_longestGapMs = 0;
+    qint64 m_longestReturnMs = 0;
+    qint64 m_mostGrowth = 0;
+};
+
+int LinkRun::run()
+{
+    QVector<LinkCase> cases;
+    for (const LinkCase &one : allCases()) {
+        if (one.plan.contains(m_options.only))
+            cases.append(one);
+    }
+    Chance shuffling(m_options.seed, 0);
+    for (int i = cases.size() - 1; i > 0; --i)
+        std::swap(cases[i], cases[shuffling.below(i + 1)]);
+    bool goesOn = true;
+    for (int number = m_options.first; goesOn && !m_options.isOver(m_batches); ++number, ++m_batches) {
+        const QVector<LinkCase> some = cases.mid(number * faulty, faulty);
+        if (some.isEmpty())
+            break;
+        goesOn = batch(number, some);
+    }
+    say(QStringLiteral(
+            "link: %1 of %2 faults in %3 recordings, back after %4 ms at most, longest gap of the others %5 ms, "
+            "memory grew by %6 KiB at most, %7 failures")
+            .arg(m_cases)
+            .arg(cases.size())
+            .arg(m_batches)
+            .arg(m_longestReturnMs)
+            .arg(m_longestGapMs)
+            .arg(m_mostGrowth / 1024)
+            .arg(m_score.failures()));
+    return m_score.failures() > 0 || m_cases == 0 ? 1 : 0;
+}
+
+bool LinkRun::batch(int number, const QVector<LinkCase> &cases)
+{
+    Bay::Setup setup;
+    setup.sensors = healthy + cases.size();
+    setup.rate = 50;
+    setup.arcs = 240;
+    Bay bay(m_options, setup);
+    if (!bay.startSensors() || !bay.startRecorder())
+        return m_score.failed(number, QStringLiteral("the processes do not start"));
+    const bool begun = waitFor(20000, [&] {
+        bay.updateWatches();
+        for (int i = 0; i < bay.size(); ++i) {
+            if (bay.watch(i).clearedSamples() < 50)
+                return false;
+        }
+        return true;
+    });
+    QString problem = begun ? faults(bay, cases) : QStringLiteral("the recording does not begin");
+    if (problem.isEmpty() && !bay.endRecorder())
+        problem = QStringLiteral("the last save fails");
+    if (problem.isEmpty()) {
+        QVector<QPair<int, Compared>> exact;
+        for (int i = 0; i < bay.size(); ++i) {
+            if (i < healthy)
+                exact.append({i, Compared::All});
+            else if (cases.at(i - healthy).exact)
+                exact.append({i, cases.at(i - healthy).compared});
+        }
+        problem = bay.judge(exact);
+        const int sensor = problem.section(QLatin1Char(' '), 1, 1).section(QLatin1Char(':'), 0, 0).toInt();
+        if (!problem.isEmpty() && sensor >= healthy)
+            problem += QStringLiteral(" with %1").arg(cases.at(sensor - healthy).plan);
+    }
+    m_cases += cases.size();
+    return problem.isEmpty() || m_score.failed(number, problem);
+}
+
+QString LinkRun::faults(Bay &bay, const QVector<LinkCase> &cases)
+{
+    const qint64 memory = bay.usage().bytes;
+    for (int i = 0; i < cases.size(); ++i)
+        bay.setPlan(healthy + i, cases.at(i).plan);
+    const QString problem = watchHealthy(bay, faultMs);
+    if (!problem.isEmpty())
+        return problem;
+    for (int i = 0; i < cases.size(); ++i)
+        bay.setPlan(healthy + i,
+                    cases.at(i).plan.contains(QLatin1String("endless")) ? QStringLiteral("cut") : QString());
+    const QString late = waitForReturn(bay, cases);
+    if (!late.isEmpty())
+        return late;
+    const qint64 growth = bay.usage().bytes - memory;
+    m_mostGrowth = std::max(m_mostGrowth, growth);
+    const bool eventsGetLong = std::any_of(cases.begin(), cases.end(), [](const LinkCase &one) {
+        return !one.exact && one.plan.endsWith(QLatin1String("-count"));
+    });
+    return growth > allowedGrowth + (eventsGetLong ? longEvents : 0)
+               ? QStringLiteral("memory grew by %1 KiB").arg(growth / 1024)
+               : QString();
+}
+
+/// Empty when each of the good sensors is told to drop something again and again.
+QString LinkRun::watchHealthy(Bay &bay, int ms)
+{
+    QVector<qint64> cleared(healthy, -1);
+    QVector<qint64> since(healthy, 0);
+    QElapsedTimer timer;
+    timer.start();
+    while (timer.elapsed() < ms) {
+        if (!bay.isRecording())
+            return QStringLiteral("the recorder has ended");
+        for (int i = 0; i < healthy; ++i) {
+            bay.watch(i).update();
+            const qint64 gap = timer.elapsed() - since[i];
+            m_longestGapMs = std::max(m_longestGapMs, gap);
+            if (gap > longestGapMs)
+                return QStringLiteral("the good sensor %1 was not read for %2 ms").arg(i).arg(gap);
+            if (bay.watch(i).clearedSamples() != cleared[i])
+                since[i] = timer.elapsed();
+            cleared[i] = bay.watch(i).clearedSamples();
+        }
+        QThread::msleep(10);
+    }
+    return {};
+}
+
+/// Empty when each of the bad sensors is told to drop something that it measured after its fault.
+QString LinkRun::waitForReturn(Bay &bay, const QVector<LinkCase> &cases)
+{
+    bay.updateWatches();
+    QVector<qint64> wanted;
+    for (int i = healthy; i < bay.size(); ++i)
+        wanted.append(bay.watch(i).clearedSamples() + 1);
+    QElapsedTimer timer;
+    timer.start();
+    int missing = 0;
+    const bool back = waitFor(returnMs, [&] {
+        bay.updateWatches();
+        for (missing = 0; missing < wanted.size(); ++missing) {
+            if (bay.watch(healthy + missing).clearedSamples() < wanted.at(missing))
+                return !bay.isRecording();
+        }
+        return true;
+    });
+    m_longestReturnMs = std::max(m_longestReturnMs, timer.elapsed());
+    if (!bay.isRecording())
+        return QStringLiteral("the recorder has ended");
+    return back ? QString() : QStringLiteral("the recording does not go on after %1").arg(cases.at(missing).plan);
+}
+
+} // namespace
+
+int runLink(const Options &options)
+{
+    return LinkRun(options).run();
+}

@@ -1,0 +1,59 @@
+#include "fastclock.h"
+#include "options.h"
+#include "simulator/sensorsimulator.h"
+
+#include <cstdio>
+#include <iostream>
+#include <memory>
+#include <string>
+#include <vector>
+
+/// sensors FOLDER COUNT RATE ARCS SPEED SEED: simulated sensors, each with a ledger in the folder; prints their ports.
+/// A line "NUMBER PLAN" on standard input gives a sensor another fault plan, "cut" none and a cut of its connections;
+/// the end of the input ends all.
+int runSensors(const QStringList &arguments)
+{
+    const FastClock clock(arguments.value(4).toDouble());
+    const int count = arguments.value(1).toInt();
+    std::vector<std::unique_ptr<SensorSimulator>> sensors;
+    for (int i = 0; i < count; ++i) {
+        SimulatorOptions options;
+        options.serial = QStringLiteral("S%1").arg(i);
+        options.rate = arguments.value(2).toInt();
+        options.arcsPerMinute = arguments.value(3).toDouble();
+        if (options.rate == 1) { // hours go by: few and long runs
+            options.runLengthMs = 1200000;
+            options.pauseLengthMs = 600000;
+        }
+        options.seed = arguments.value(5).toULongLong() + quint64(i);
+        options.ledgerPath = QStringLiteral("%1/ledger-%2").arg(arguments.value(0)).arg(i);
+        options.ledgerInMemory = false;
+        options.clock = &clock;
+        sensors.push_back(std::make_unique<SensorSimulator>(options));
+        QString error;
+        if (!sensors.back()->start(&error))
+            return 1;
+        // It has been up for a while: what a restart in the first seconds after a start means, nobody can tell.
+        sensors.back()->preload(options.rate == 1 ? 1200 : 400, options.rate == 1 ? 0 : 5);
+        std::printf("%d\n", int(sensors.back()->port()));
+    }
+    std::fflush(stdout);
+    std::string line;
+    while (std::getline(std::cin, line)) {
+        const QString text = QString::fromStdString(line);
+        const int number = text.section(QLatin1Char(' '), 0, 0).toInt();
+        if (number < 0 || number >= count)
+            return 2;
+        const QString plan = text.section(QLatin1Char(' '), 1);
+        SensorSimulator &sensor = *sensors[std::size_t(number)];
+        QString error;
+        const bool cut = plan == QLatin1String("cut");
+        if (!sensor.setFaultPlan(cut ? QString() : plan, &error))
+            std::fprintf(stderr, "sensors: %s: %s\n", line.c_str(), qPrintable(error));
+        if (cut) {
+            sensor.setPower(false);
+            sensor.setPower(true);
+        }
+    }
+    return 0;
+}
