@@ -42,8 +42,10 @@ int main(int argc, char *argv[])
     if (!dictionary.load(&error))
         logWarning(error);
     eventFilter filter(dictionary);
+    filter.readSettings(settings.store());
+    QObject::connect(&filter, &eventFilter::newFilter, &filter, [&] { filter.writeSettings(settings.store()); });
 
-    MainWindow window({prompts, settings, theme, filter, dictionary, {}, {}});
+    MainWindow window({prompts, settings, theme, filter, dictionary, {}, RecipeForm::Places::ofUser(), {}});
     platform::onInterrupt([&window] { window.endNow(); });
     window.show();
     if (line.sessionFolder.isEmpty())

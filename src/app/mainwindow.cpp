@@ -2,6 +2,7 @@
 
 #include "app/aboutdialog.h"
 #include "app/appstatusbar.h"
+#include "app/demosensor.h"
 #include "base/jobdialog.h"
 #include "base/jobprogress.h"
 #include "base/log.h"
@@ -10,6 +11,7 @@
 #include "display/arcplotdisplay.h"
 #include "display/sessionform.h"
 #include "display/theme.h"
+#include "recipe/recipeform.h"
 #include "session/appsettings.h"
 #include "session/session.h"
 
@@ -134,6 +136,8 @@ void MainWindow::buildMenus()
     QMenu *help = bar->addMenu(tr("&Help"));
     command(help, tr("User Guide"), &MainWindow::displayUserGuide, QStringLiteral("actionUserGuide"),
             QKeySequence::HelpContents);
+    command(help, tr("Try the Simulated Sensor"), &MainWindow::tryDemoSensor, QStringLiteral("actionTrySimulator"));
+    help->addSeparator();
     command(help, tr("About"), &MainWindow::about, QStringLiteral("actionAbout"));
     rebuildRecentMenu();
 }
@@ -436,8 +440,34 @@ void MainWindow::showHelp(const QUrl &url)
 
 void MainWindow::openRecipeWindow()
 {
-    explainMissing(tr("Open Recipe Configuration"),
-                   tr("A recipe file is sent to a sensor with \"Load\" in the sensor's menu."));
+    if (m_recipeForm) {
+        m_recipeForm->raise();
+        m_recipeForm->activateWindow();
+        return;
+    }
+    m_recipeForm = new RecipeForm(m_parts.prompts, m_parts.recipes, this);
+    m_recipeForm->setAttribute(Qt::WA_DeleteOnClose);
+    connect(m_recipeForm, &RecipeForm::recipeSaved, this,
+            [this](const QString &path) { m_parts.settings.addRecentRecipe(path); });
+    m_recipeForm->show();
+}
+
+void MainWindow::tryDemoSensor()
+{
+    if (m_demoSensor && m_demoSensor->isRunning()) {
+        m_parts.prompts.inform(this, tr("Try the Simulated Sensor"), tr("The simulated sensor is running already."));
+        return;
+    }
+    delete m_demoSensor;
+    m_demoSensor = new DemoSensor(this);
+    connect(m_demoSensor, &DemoSensor::listening, this,
+            [this](const QString &address, quint16 port) { connectTo(address, port, tr("Simulated")); });
+    connect(m_demoSensor, &DemoSensor::failed, m_status, [this](const QString &reason) {
+        m_status->addProblem(tr("The simulated sensor did not start: %1").arg(reason));
+    });
+    if (!m_demoSensor->start())
+        m_parts.prompts.warn(this, tr("Try the Simulated Sensor"), tr("Unable to find ") + DemoSensor::programPath(),
+                             {tr("Please check the installation."), QString()});
 }
 
 void MainWindow::about()

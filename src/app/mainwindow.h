@@ -1,15 +1,18 @@
 #pragma once
 
 #include "display/displaycontext.h"
+#include "recipe/recipeform.h"
 #include "session/recorder.h"
 
 #include <QMainWindow>
+#include <QPointer>
 #include <QStringList>
 #include <QTimer>
 
 #include <memory>
 
 class AppStatusBar;
+class DemoSensor;
 class Session;
 struct SessionError;
 class QAction;
@@ -35,6 +38,7 @@ public:
         ::eventFilter &filter; // not QObject::eventFilter()
         eventTypeNames &dictionary;
         Recorder::Options recorder;
+        RecipeForm::Places recipes;
         QString newSessionFolder; // where sessions started empty are made; empty: in the documents folder
     };
 
@@ -70,6 +74,7 @@ public slots:
     void displayUserGuide();
     void showHelp(const QUrl &url);
     void openRecipeWindow();
+    void tryDemoSensor();
     void about();
     void quit();
     void changeView(int view);
@@ -107,6 +112,8 @@ private:
     QMenu *m_recentMenu = nullptr;
     AppStatusBar *m_status = nullptr;
     QTimer m_statusTimer;
+    QPointer<RecipeForm> m_recipeForm;
+    DemoSensor *m_demoSensor = nullptr;
     int m_view = 0;
     bool m_ending = false;
 };

@@ -18,6 +18,7 @@
 #include <QMenu>
 #include <QMouseEvent>
 #include <QShortcut>
+#include <QStyle>
 
 namespace {
 
@@ -51,6 +52,10 @@ dataObjectWidget::dataObjectWidget(const std::shared_ptr<norvexData> &store, arc
 {
     ui->setupUi(this);
     setAttribute(Qt::WA_StyledBackground);
+    // The card is white in every theme, so what stands on it is light as well.
+    const auto children = findChildren<QWidget *>();
+    for (QWidget *child : children)
+        child->setPalette(style()->standardPalette());
     const int light = fontMetrics().height() * 3 / 2;
     ui->status->setFixedSize(light, light);
     ui->progressBar->setFixedHeight(fontMetrics().height() / 2);

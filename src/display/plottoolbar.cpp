@@ -36,7 +36,7 @@ const std::vector<PlotToolBar::Preset> &PlotToolBar::presets()
 
 PlotToolBar::PlotToolBar(QWidget *parent) : QWidget(parent), m_spans(new QButtonGroup(this))
 {
-    auto *layout = new FlowLayout(this, 10);
+    auto *layout = new FlowLayout(this, 6);
     layout->setContentsMargins(4, 4, 4, 4);
     QSizePolicy policy(QSizePolicy::Preferred, QSizePolicy::Minimum);
     policy.setHeightForWidth(true);
@@ -105,7 +105,7 @@ QComboBox *PlotToolBar::quantityBox(bool right)
                                  : QStringLiteral("Quantity of the left axis"));
     box->setToolTip(box->accessibleName());
     box->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
-    box->setMinimumContentsLength(10);
+    box->setMinimumContentsLength(8);
     if (right)
         box->addItem(QStringLiteral("(no right axis)"), PlotModel::noQuantity);
     for (int quantity = 0; quantity < valueTypeCount; ++quantity)

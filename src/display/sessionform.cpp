@@ -7,6 +7,8 @@
 #include "data/valuetype.h"
 #include "display/arcplotdisplay.h"
 #include "display/dataobjectwidget.h"
+#include "display/eventfilterbox.h"
+#include "display/eventnaming.h"
 #include "display/livenumbers.h"
 #include "display/sessionviews.h"
 #include "display/theme.h"
@@ -64,6 +66,11 @@ SessionForm::SessionForm(const DisplayContext &context, QWidget *parent)
     liveLayout->addWidget(m_numbers);
     liveLayout->addWidget(m_plot, 1);
     m_views = new SessionViews(m_context, ui->displayStack, live, m_plot, this);
+
+    m_naming = new EventNaming(m_context.filter, m_context.dictionary, this);
+    ui->columnLayout->addWidget(new EventFilterBox(m_context, *m_naming));
+    ui->columnLayout->setStretch(ui->columnLayout->indexOf(ui->sensorArea), 1);
+    connect(m_naming, &EventNaming::changed, this, [this] { setCurrentFilter(m_context.filter.enabledTypes()); });
 
     connect(ui->b_addSensor, &QPushButton::clicked, this, &SessionForm::addSensor);
     connect(ui->b_export, &QPushButton::released, this, &SessionForm::exportData);
@@ -151,6 +158,14 @@ dataObjectWidget *SessionForm::card(const QString &serial) const
     return nullptr;
 }
 
+QColor SessionForm::keptColour(const QString &serial) const
+{
+    const QVector<SensorEntry> sensors = m_context.session.sensors();
+    const auto at = std::find_if(sensors.begin(), sensors.end(),
+                                 [&serial](const SensorEntry &entry) { return entry.data->sensorSerial() == serial; });
+    return at == sensors.end() ? QColor() : QColor(at->colour);
+}
+
 dataObjectWidget *SessionForm::displayedSensor() const
 {
     return m_displayed.isEmpty() ? nullptr : m_displayed.last();
@@ -174,7 +189,11 @@ void SessionForm::addCard(const QString &serial)
             continue;
         auto *added = new dataObjectWidget(entry.data, m_context.recorder.connectionOf(serial), m_context.prompts,
                                            m_context.settings, m_context.session.path());
-        added->setColor(QColor(entry.colour));
+        added->setColor(m_context.theme.labelColour(QColor(entry.colour)));
+        connect(&m_context.theme, &Theme::changed, added, [this, added, colour = QColor(entry.colour)] {
+            if (added->isDisplayOn())
+                added->setColor(m_context.theme.labelColour(colour));
+        });
         connect(added, qOverload<bool>(&dataObjectWidget::enableDisplay), this, &SessionForm::enableDisplays);
         connect(added, &dataObjectWidget::sensorReconnectionRequest, this, &SessionForm::reconnectSensor);
         connect(added, &dataObjectWidget::sensorRemoveRequest, this, &SessionForm::removeSensor);
@@ -191,6 +210,7 @@ void SessionForm::addCard(const QString &serial)
         m_plot->addSensor(serial, QStringLiteral("%1 %2").arg(serial, added->chamber()), entry.data,
                           QColor(entry.colour));
         m_numbers->addSensor(serial, entry.data, entry.colour);
+        m_naming->addSensor(entry.data);
         break;
     }
     announceSensors();
@@ -229,11 +249,13 @@ void SessionForm::enableDisplays(bool on)
     if (!card)
         return;
     m_displayed.removeAll(card);
-    if (on)
+    if (on) {
         m_displayed.append(card);
+        card->setColor(m_context.theme.labelColour(keptColour(card->serial())));
+    }
     m_plot->setSensorVisible(card->serial(), on);
     if (on)
-        m_numbers->addSensor(card->serial(), card->store(), card->colour().name());
+        m_numbers->addSensor(card->serial(), card->store(), keptColour(card->serial()).name());
     else
         m_numbers->removeSensor(card->serial());
     announceSensors();
@@ -264,6 +286,7 @@ void SessionForm::removeSensorWidget(const QString &sensor)
     m_displayed.removeAll(gone);
     m_plot->removeSensor(sensor);
     m_numbers->removeSensor(sensor);
+    m_naming->removeSensor(gone->store());
     gone->hide();
     gone->deleteLater(); // its own menu may be open
     announceSensors();
@@ -282,7 +305,8 @@ void SessionForm::showEmptyState()
 
 void SessionForm::setUpdateTimer(bool running)
 {
-    if (running)
+    // Sensors say this with every page: starting a running timer again would put it off for ever.
+    if (running && !m_refreshTimer.isActive())
         m_refreshTimer.start(refreshPeriodMs);
 }
 
@@ -294,6 +318,7 @@ void SessionForm::refreshDisplays(quint64)
 void SessionForm::tick()
 {
     m_numbers->refresh();
+    m_naming->refresh();
     if (!m_dirty)
         return;
     m_dirty = false;
@@ -305,8 +330,14 @@ void SessionForm::setCurrentFilter(QVector<eventType> filter)
 {
     m_filter = std::move(filter);
     m_views->filterChanged();
-    m_plot->setEventFilter([this](const EventRecord &event) {
-        return m_context.filter.isEnabled(eventtype::name(event.effectiveCode()));
+    m_plot->setEventFilter(
+        [this](const EventRecord &event) { return m_context.filter.isEnabled(m_naming->nameOf(event)); });
+    m_plot->setEventColours([this](const EventRecord &event) {
+        const QString name = m_naming->nameOf(event);
+        if (eventtype::names().contains(name))
+            return QColor(); // the theme's
+        return QColor(m_context.theme.isDark() ? m_context.dictionary.lightColour(name)
+                                               : m_context.dictionary.colour(name));
     });
     refreshDisplays(0);
 }
@@ -410,7 +441,7 @@ void SessionForm::exportCsv(dataObjectWidget *card)
         if (type.direction != eventType::None)
             setup.filter.userTypes.append(type);
     }
-    setup.curveColour = m_context.theme.themed(card->colour());
+    setup.curveColour = m_context.theme.themed(keptColour(card->serial()));
     setup.setting = [settings](const QString &key, const QVariant &fallback) { return settings->value(key, fallback); };
     setup.keepSetting = [settings](const QString &key, const QVariant &value) { settings->setValue(key, value); };
     const TimeRange recorded{card->store()->firstTime(), card->store()->lastTime()};

@@ -10,6 +10,7 @@
 
 #include <memory>
 
+class EventNaming;
 class LiveNumbers;
 class QVBoxLayout;
 class SessionViews;
@@ -78,6 +79,7 @@ public slots:
 
 private:
     void restoreState();
+    QColor keptColour(const QString &serial) const;
     void addCard(const QString &serial);
     void sensorReady(arcSensor *sensor, const QString &serial);
     void showEmptyState();
@@ -96,6 +98,7 @@ private:
     arcPlotDisplay *m_plot = nullptr;
     LiveNumbers *m_numbers = nullptr;
     SessionViews *m_views = nullptr;
+    EventNaming *m_naming = nullptr;
     QVBoxLayout *m_cardLayout = nullptr;
     QVector<dataObjectWidget *> m_cards;
     QVector<dataObjectWidget *> m_displayed; // in the order in which they were switched on

@@ -203,6 +203,15 @@ QColor Theme::themed(const QColor &kept) const
     return shifted;
 }
 
+QColor Theme::labelColour(const QColor &kept) const
+{
+    constexpr double readable = 3.2;
+    QColor colour = themed(kept);
+    while (contrast(colour, Qt::white) < readable)
+        colour = colour.darker(112);
+    return colour;
+}
+
 QPen Theme::curvePen(const QColor &kept, int sensorIndex, bool rightAxis) const
 {
     static const std::array<QVector<qreal>, 3> dashes{QVector<qreal>{7, 3}, QVector<qreal>{2, 2},

@@ -48,6 +48,8 @@ public:
     static QColor sensorColour(int index);
     /// How a kept colour looks here: the six standard ones have a counterpart, others are shifted until they contrast.
     QColor themed(const QColor &kept) const;
+    /// The same dark enough for white words on it.
+    QColor labelColour(const QColor &kept) const;
     /// The line of a sensor's curve. Sensors beyond the sixth share colours and differ by dashes; the curve on the
     /// right axis is a lighter line of the same colour.
     QPen curvePen(const QColor &kept, int sensorIndex, bool rightAxis) const;

@@ -44,6 +44,8 @@ public:
     /// Anything a single window keeps for itself, "group/key".
     QVariant value(const QString &key, const QVariant &fallback = QVariant()) const;
     void setValue(const QString &key, const QVariant &value);
+    /// For what keeps a group of its own; no group is open.
+    QSettings &store() const { return *m_settings; }
 
 private:
     std::unique_ptr<QSettings> m_settings;

@@ -80,8 +80,10 @@ void TestMainWindow::openWindow()
     options.timings.pollPeriod = 20;
     options.timings.dispatchInterval = 1;
     options.lockFolder = folder(QStringLiteral("locks"));
-    m_window = std::make_unique<MainWindow>(MainWindow::Parts{*m_prompts, *m_settings, *m_theme, *m_filter,
-                                                              *m_dictionary, options, folder(QStringLiteral("new"))});
+    m_window = std::make_unique<MainWindow>(
+        MainWindow::Parts{*m_prompts, *m_settings, *m_theme, *m_filter, *m_dictionary, options,
+                          RecipeForm::Places{folder(QStringLiteral("recipes")), folder(QStringLiteral("drafts"))},
+                          folder(QStringLiteral("new"))});
     m_window->show();
 }
 
@@ -180,8 +182,9 @@ void TestMainWindow::sessionsAreCreatedAndReopened()
     QCOMPARE(m_window->sessionPath(), made);
     QCOMPARE(m_window->form()->plot()->span(), quint64(30000000));
     QCOMPARE(m_window->form()->plot()->timeMode(), TimeMode::Local);
-    QVERIFY(m_window->findChild<QPushButton *>(QStringLiteral("b_view2"))->styleSheet().contains(
-        QStringLiteral("#CCFFCC")));
+    QVERIFY(m_window->findChild<QPushButton *>(QStringLiteral("b_view2"))
+                ->styleSheet()
+                .contains(QStringLiteral("#CCFFCC")));
 }
 
 void TestMainWindow::settingsThatMakeNoSense()
@@ -258,6 +261,12 @@ void TestMainWindow::recordsAndReopensWithEverythingInPlace()
     m_window->connectTo(host, sensor->port(), QStringLiteral("Etch <b>1</b>"));
     QTRY_VERIFY_WITH_TIMEOUT(samplesOf(QStringLiteral("SN1")) > 50, patience);
     QCOMPARE(m_window->form()->connectedSensors(), 1);
+    const auto labels = m_window->form()->findChildren<QLabel *>();
+    const auto voltage = std::find_if(labels.begin(), labels.end(), [](const QLabel *label) {
+        return label->accessibleName() == QStringLiteral("Voltage of SN1");
+    });
+    QVERIFY(voltage != labels.end());
+    QTRY_VERIFY2_WITH_TIMEOUT((*voltage)->text() != QStringLiteral("— V"), "numbers follow a quick sensor", patience);
     QCOMPARE(
         m_window->form()->card(QStringLiteral("SN1"))->findChild<QLabel *>(QStringLiteral("chamberId"))->textFormat(),
         Qt::PlainText);

@@ -1,0 +1,203 @@
+// The window under load: how long the event loop of the GUI thread stands still while sixteen sensors are downloaded
+// and saved, how often the plot is drawn, and how long opening a large session takes.
+//
+// usage: window_load [--sensors N] [--rate SAMPLES_PER_S] [--seconds N] [--blocks N]
+
+#include "app/mainwindow.h"
+#include "base/widgetprompts.h"
+#include "data/norvexdata.h"
+#include "display/arcplotdisplay.h"
+#include "display/dataobjectwidget.h"
+#include "display/sessionform.h"
+#include "display/theme.h"
+#include "events/eventfilter.h"
+#include "events/eventtypenames.h"
+#include "session/appsettings.h"
+#include "session/session.h"
+
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QElapsedTimer>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTextStream>
+#include <QTimer>
+
+#include <algorithm>
+#include <memory>
+#include <vector>
+
+namespace {
+
+/// A timer that should fire every few milliseconds, and how late it did.
+class Heartbeat
+{
+public:
+    Heartbeat()
+    {
+        m_timer.setTimerType(Qt::PreciseTimer);
+        QObject::connect(&m_timer, &QTimer::timeout, [this] {
+            m_gaps.push_back(double(m_clock.nsecsElapsed()) / 1e6);
+            m_clock.start();
+        });
+        m_clock.start();
+        m_timer.start(periodMs);
+    }
+
+    void reset()
+    {
+        m_gaps.clear();
+        m_clock.start();
+    }
+
+    void print(QTextStream &out, const QString &what)
+    {
+        std::sort(m_gaps.begin(), m_gaps.end());
+        if (m_gaps.empty())
+            return;
+        const auto at = [this](double part) { return m_gaps[std::size_t(part * double(m_gaps.size() - 1))]; };
+        const auto late = std::count_if(m_gaps.begin(), m_gaps.end(), [](double gap) { return gap > 50; });
+        out << QStringLiteral(
+                   "%1: longest pause of the event loop %2 ms, 99.9 % below %3 ms, median %4 ms, %5 of %6 over 50 ms\n")
+                   .arg(what)
+                   .arg(m_gaps.back(), 0, 'f', 1)
+                   .arg(at(0.999), 0, 'f', 1)
+                   .arg(at(0.5), 0, 'f', 1)
+                   .arg(late)
+                   .arg(m_gaps.size());
+        out.flush();
+    }
+
+private:
+    static constexpr int periodMs = 5;
+    QTimer m_timer;
+    QElapsedTimer m_clock;
+    std::vector<double> m_gaps;
+};
+
+void settle(int milliseconds)
+{
+    QEventLoop loop;
+    QTimer::singleShot(milliseconds, &loop, &QEventLoop::quit);
+    loop.exec();
+}
+
+struct Sensor
+{
+    std::unique_ptr<QProcess> process;
+    quint16 port = 0;
+};
+
+Sensor startSensor(int number, int rate)
+{
+    Sensor sensor;
+    sensor.process = std::make_unique<QProcess>();
+    sensor.process->setStandardErrorFile(QProcess::nullDevice());
+    sensor.process->start(QCoreApplication::applicationDirPath() + QStringLiteral("/../bin/norvex-sensor-sim"),
+                          {QStringLiteral("--rate"), QString::number(rate), QStringLiteral("--seed"),
+                           QString::number(number), QStringLiteral("--serial"), QStringLiteral("NVX-%1").arg(number)});
+    if (sensor.process->waitForReadyRead(10000)) {
+        const QByteArray line = sensor.process->readLine().trimmed();
+        sensor.port = quint16(line.mid(line.lastIndexOf(':') + 1).toUInt());
+    }
+    return sensor;
+}
+
+/// A session of one sensor with so many full blocks, and ten events a block.
+QString makeSession(const QString &folder, int blocks)
+{
+    const auto session = Session::create(folder, nullptr);
+    const auto store = session->addSensor(QStringLiteral("NVX-1"), QStringLiteral("Etch"), QString(), 80);
+    QVector<SamplePoint> samples(10000);
+    quint64 time = 1700000000000000;
+    for (int block = 0; block < blocks; ++block) {
+        for (SamplePoint &sample : samples) {
+            sample.time = time += 1000;
+            sample.voltage = double(time % 977);
+        }
+        store->addSamples(samples);
+        for (int i = 0; i < 10; ++i) {
+            EventRecord event;
+            event.time = time - quint64(i) * 100000;
+            event.typeCode = i % 9;
+            store->addEvent(event);
+        }
+        if (block % 50 == 49)
+            session->save();
+    }
+    session->save();
+    return session->path();
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {});
+    QApplication application(argc, argv);
+    QCommandLineParser parser;
+    parser.addOptions({{QStringLiteral("sensors"), {}, QStringLiteral("N"), QStringLiteral("16")},
+                       {QStringLiteral("rate"), {}, QStringLiteral("N"), QStringLiteral("1000")},
+                       {QStringLiteral("seconds"), {}, QStringLiteral("N"), QStringLiteral("30")},
+                       {QStringLiteral("blocks"), {}, QStringLiteral("N"), QStringLiteral("1000")}});
+    parser.addHelpOption();
+    parser.process(application);
+    QTextStream out(stdout);
+
+    const QTemporaryDir temporary;
+    AppSettings settings(AppSettings::Source::Forgotten);
+    WidgetPrompts prompts;
+    Theme theme(Theme::Kind::Light);
+    eventTypeNames dictionary(temporary.filePath(QStringLiteral("eventtypes.txt")));
+    ::eventFilter filter(dictionary);
+    Recorder::Options recorder;
+    recorder.lockFolder = temporary.filePath(QStringLiteral("locks"));
+    MainWindow window({prompts, settings, theme, filter, dictionary, recorder, {}, temporary.path()});
+    window.resize(1366, 768);
+    window.show();
+    Heartbeat heartbeat;
+
+    const int blocks = parser.value(QStringLiteral("blocks")).toInt();
+    if (blocks > 0) {
+        const QString folder = makeSession(temporary.filePath(QStringLiteral("large")), blocks);
+        heartbeat.reset();
+        QElapsedTimer clock;
+        clock.start();
+        window.openSession(folder);
+        settle(1);
+        const QImage picture = window.grab().toImage();
+        out << QStringLiteral("open %1 blocks and %2 events: first picture after %3 ms\n")
+                   .arg(blocks)
+                   .arg(blocks * 10)
+                   .arg(clock.elapsed());
+        settle(3000);
+        heartbeat.print(out, QStringLiteral("while opening"));
+    }
+
+    const int count = parser.value(QStringLiteral("sensors")).toInt();
+    std::vector<Sensor> sensors;
+    window.startEmptySession();
+    for (int i = 1; i <= count; ++i) {
+        sensors.push_back(startSensor(i, parser.value(QStringLiteral("rate")).toInt()));
+        window.connectTo(QStringLiteral("127.0.0.1"), sensors.back().port, QStringLiteral("Etch %1").arg(i));
+    }
+    settle(5000);
+    heartbeat.reset();
+    const int seconds = parser.value(QStringLiteral("seconds")).toInt();
+    settle(seconds * 1000); // with three saves
+    heartbeat.print(out, QStringLiteral("%1 sensors downloading").arg(count));
+    quint64 samples = 0;
+    for (int i = 1; i <= count; ++i) {
+        if (const dataObjectWidget *card = window.form()->card(QStringLiteral("NVX-%1").arg(i)))
+            samples += card->store()->sampleCount();
+    }
+    out << QStringLiteral("recorded %1 samples in about %2 s\n").arg(samples).arg(seconds + 5);
+    out.flush();
+    for (const Sensor &sensor : sensors) {
+        sensor.process->terminate();
+        sensor.process->waitForFinished(2000);
+    }
+    window.endNow();
+    return 0;
+}

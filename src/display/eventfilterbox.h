@@ -1,0 +1,30 @@
+#pragma once
+
+#include "display/displaycontext.h"
+
+#include <QWidget>
+
+class EventNaming;
+class QToolButton;
+class eventFilterPanel;
+
+/// The event filter below the sensor cards: folded to one line that says how many types are hidden, or open with a box
+/// for each name. GUI thread.
+class EventFilterBox : public QWidget
+{
+    Q_OBJECT
+
+public:
+    EventFilterBox(const DisplayContext &context, EventNaming &naming, QWidget *parent = nullptr);
+
+private:
+    void fold(bool open);
+    void showTitle();
+    void editTypes();
+
+    DisplayContext m_context;
+    EventNaming &m_naming;
+    QToolButton *m_title = nullptr;
+    QWidget *m_area = nullptr;
+    eventFilterPanel *m_panel = nullptr;
+};
