@@ -3,6 +3,7 @@
 #include "app/aboutdialog.h"
 #include "app/appstatusbar.h"
 #include "app/demosensor.h"
+#include "app/sessioncare.h"
 #include "base/jobdialog.h"
 #include "base/jobprogress.h"
 #include "base/log.h"
@@ -285,6 +286,7 @@ void MainWindow::adopt(std::unique_ptr<Session> session)
     connect(m_form, &SessionForm::overlayTableUpdated, this, &MainWindow::updateOverlayButtons);
     connect(m_form, &SessionForm::viewRequested, this, &MainWindow::changeView);
     connect(m_form, &SessionForm::problem, m_status, &AppStatusBar::addProblem);
+    connect(m_session.get(), &Session::moved, this, &MainWindow::sessionMoved);
     setCentralWidget(m_form);
     const QStringList problems = m_session->loadProblems();
     for (const QString &problem : problems)
@@ -379,31 +381,37 @@ void MainWindow::reloadSession(QAction *action)
         openSession(folder);
 }
 
-void MainWindow::explainMissing(const QString &command, const QString &instead)
-{
-    m_parts.prompts.inform(this, command, tr("This version cannot do this from its window yet."), {instead, QString()});
-}
-
 void MainWindow::importData()
 {
-    explainMissing(tr("Import Data"), tr("Open the other session with \"Load Session ...\" to look at its data."));
+    if (m_session)
+        SessionCare(this, m_parts.prompts).import(*m_session, false);
 }
 
 void MainWindow::importOldData()
 {
-    explainMissing(tr("Import Data Old Format..."), tr("Nothing was changed."));
+    if (m_session)
+        SessionCare(this, m_parts.prompts).import(*m_session, true);
 }
 
 void MainWindow::saveSessionAs()
 {
-    explainMissing(tr("Save Current Session As ..."),
-                   tr("The session is saved by itself. To copy it, close it and copy its folder:\n%1").arg(m_path));
+    if (m_session)
+        SessionCare(this, m_parts.prompts).saveAs(*m_session); // sessionMoved() follows
+}
+
+void MainWindow::sessionMoved(const QString &folder)
+{
+    m_path = folder;
+    rememberSession();
+    m_form->setSessionPath(folder);
+    refreshStatus();
 }
 
 void MainWindow::recoverSession()
 {
-    explainMissing(tr("Recover Session"), tr("A session whose index is missing or whose last save was interrupted is "
-                                             "repaired when it is opened with \"Load Session ...\"."));
+    const QString folder = SessionCare(this, m_parts.prompts).recover(m_path);
+    if (!folder.isEmpty() && mayStopDownloads(tr("Stop the running downloads and open the recovered session?")))
+        openSession(folder);
 }
 
 void MainWindow::exportData()

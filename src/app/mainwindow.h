@@ -98,7 +98,7 @@ private:
     void writeSettings();
     void rebuildRecentMenu();
     void refreshStatus();
-    void explainMissing(const QString &command, const QString &instead);
+    void sessionMoved(const QString &folder);
 
     const Parts m_parts;
     QString m_path;

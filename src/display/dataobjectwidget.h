@@ -49,6 +49,7 @@ public:
     QString serial() const;
     QString chamber() const;
     const QString &sessionPath() const { return m_sessionPath; }
+    void setSessionPath(const QString &folder) { m_sessionPath = folder; }
     QColor colour() const { return m_colour; }
     bool isDisplayOn() const { return m_displayOn; }
     double rfOnThreshold() const { return m_rfOnThreshold; }

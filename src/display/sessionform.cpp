@@ -11,6 +11,7 @@
 #include "display/eventnaming.h"
 #include "display/livenumbers.h"
 #include "display/sessionviews.h"
+#include "display/sensorcare.h"
 #include "display/theme.h"
 #include "events/eventfilter.h"
 #include "events/eventtypenames.h"
@@ -202,6 +203,14 @@ void SessionForm::addCard(const QString &serial)
         connect(added, &dataObjectWidget::setReanalysisFile, this, &SessionForm::switchSavedDataViewMode);
         connect(&m_context.filter, &eventFilter::newFilter, added, &dataObjectWidget::getFilter);
         connect(added, &dataObjectWidget::exportRequested, this, [this, added] { exportCsv(added); });
+        connect(added, &dataObjectWidget::importExtDataRequested, this, [this, added] {
+            SensorCare(this, m_context.prompts, added->store(), m_context.session.path()).importTable();
+            refreshDisplays(0);
+        });
+        connect(added, &dataObjectWidget::reanalysisRequested, this, [this, added] {
+            SensorCare(this, m_context.prompts, added->store(), m_context.session.path()).reanalyse();
+            emit added->updateDisplay(0);
+        });
         connect(added, &dataObjectWidget::problem, this, &SessionForm::problem);
         added->getFilter(m_context.filter.enabledTypes());
         m_cards.append(added);
@@ -347,9 +356,23 @@ void SessionForm::typeDictionaryUpdated()
     setCurrentFilter(m_context.filter.enabledTypes());
 }
 
-void SessionForm::switchSavedDataViewMode(const QString &)
+void SessionForm::switchSavedDataViewMode(const QString &file)
 {
-    refreshDisplays(0);
+    auto *card = qobject_cast<dataObjectWidget *>(sender());
+    if (!card)
+        return;
+    SensorCare care(this, m_context.prompts, card->store(), m_context.session.path());
+    if (file.isEmpty())
+        care.showOriginal();
+    else if (!care.showReanalysis())
+        card->disconnectReanalysisFile(); // there is nothing to show: back to what is recorded
+    m_naming->restart();
+}
+
+void SessionForm::setSessionPath(const QString &folder)
+{
+    for (dataObjectWidget *card : qAsConst(m_cards))
+        card->setSessionPath(folder);
 }
 
 void SessionForm::plotWindowSelected(quint64 from, quint64 to)

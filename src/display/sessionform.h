@@ -43,6 +43,8 @@ public:
     int connectedSensors() const;
     /// Keeps the splitter, the span, the quantities and the time mode in the settings for the next session.
     void keepState() const;
+    /// The session goes on in another folder.
+    void setSessionPath(const QString &folder);
     /// Gives every card the connection that its sensor has in the recorder by now, answered or not.
     void attachConnections();
 

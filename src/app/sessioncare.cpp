@@ -1,0 +1,157 @@
+#include "app/sessioncare.h"
+
+#include "app/importdialog.h"
+#include "base/jobdialog.h"
+#include "base/jobprogress.h"
+#include "base/prompts.h"
+#include "session/saveas.h"
+#include "session/session.h"
+#include "session/sessionimport.h"
+#include "session/sessionrepair.h"
+
+#include <QFileInfo>
+#include <QLocale>
+
+namespace {
+
+const QString warningTitle = QStringLiteral("Warning");
+
+QString detailsOf(const SessionRepair &repair)
+{
+    QStringList lines = repair.problems;
+    for (const SessionRepair::Sensor &sensor : repair.sensors) {
+        lines.append(sensor.folder);
+        for (const QString &found : sensor.found)
+            lines.append(QStringLiteral("    ") + found);
+    }
+    return lines.join(QLatin1Char('\n'));
+}
+
+} // namespace
+
+QString SessionCare::recover(const QString &openFolder)
+{
+    const QString folder = m_prompts.chooseFolder(
+        m_window, QStringLiteral("Select folder with the sensor data to recover"), QFileInfo(openFolder).path());
+    if (folder.isEmpty())
+        return {};
+    if (QFileInfo(folder).canonicalFilePath() == QFileInfo(openFolder).canonicalFilePath()) {
+        m_prompts.warn(m_window, tr("Recover Session"), tr("This session is open:") + folder,
+                       {tr("Open another session first, then recover this one."), QString()});
+        return {};
+    }
+    SessionRepair repair;
+    runJob(m_window, tr("Recover Session"), [&](JobProgress &progress) { repair = recoverSession(folder, &progress); });
+    if (repair.outcome == SessionRepair::Outcome::Cancelled)
+        return {};
+    if (!repair.isSessionThere()) {
+        const QString reason =
+            repair.outcome == SessionRepair::Outcome::NoData ? tr("The folder holds no sensor data.") : repair.reason;
+        m_prompts.warn(m_window, QStringLiteral("Failure"), QStringLiteral("Failed to recover session"),
+                       {reason + tr("\nNothing was deleted."), detailsOf(repair)});
+        return {};
+    }
+    if (repair.outcome == SessionRepair::Outcome::Repaired) {
+        const QString aside = repair.asideFolder.isEmpty()
+                                  ? QString()
+                                  : tr("\nThe files that were replaced are in %1.").arg(repair.asideFolder);
+        m_prompts.inform(m_window, tr("Recover Session"), tr("The session was recovered."),
+                         {tr("Everything that could be read is in it.") + aside, detailsOf(repair)});
+    }
+    return repair.session;
+}
+
+void SessionCare::import(Session &session, bool oldFormat)
+{
+    const QString source =
+        m_prompts.chooseFolder(m_window, QStringLiteral("Select Import Folder"), QFileInfo(session.path()).path());
+    if (source.isEmpty())
+        return;
+    const QStringList folders = sensorFoldersOf(source);
+    if (folders.isEmpty()) {
+        m_prompts.warn(m_window, warningTitle, tr("There is no sensor data in the folder:") + source,
+                       {oldFormat ? tr("Sensor data of the old format are files named block_<number>.norvexdata.")
+                                  : tr("Choose the folder of a session, or of one sensor in it."),
+                        QString()});
+        return;
+    }
+    QVector<ImportDialog::Folder> proposed;
+    for (const QString &folder : folders) {
+        const ImportNames names = proposedNames(folder);
+        proposed.append({folder, names.sensor, names.chamber});
+    }
+    ImportDialog dialog(proposed, m_window);
+    if (dialog.exec() != QDialog::Accepted)
+        return;
+    const QVector<ImportDialog::Folder> chosen = dialog.chosen();
+    for (const ImportDialog::Folder &folder : chosen)
+        importFolder(session, folder.path, folder.sensor, folder.chamber);
+}
+
+void SessionCare::importFolder(Session &session, const QString &source, const QString &sensor, const QString &chamber)
+{
+    const bool isNew = session.store(sensor) == nullptr;
+    QString address;
+    quint16 port = 80;
+    const QVector<SensorEntry> sensors = session.sensors();
+    for (const SensorEntry &entry : sensors) {
+        if (entry.data->sensorSerial() == sensor) {
+            address = entry.address; // a known sensor keeps its connection
+            port = entry.port;
+        }
+    }
+    const std::shared_ptr<norvexData> store = session.addSensor(sensor, chamber, address, port);
+    if (!store) {
+        m_prompts.warn(m_window, warningTitle, tr("Unable to make a folder for sensor %1").arg(sensor));
+        return;
+    }
+    ImportOutcome outcome;
+    const QString path = session.path();
+    runJob(m_window, tr("Import Data"),
+           [&](JobProgress &progress) { outcome = importSensorFolder(source, *store, path, &progress); });
+    if (isNew && outcome.samples == 0 && outcome.events == 0)
+        session.removeSensor(sensor);
+    const QLocale locale;
+    const QString added = tr("%1 samples and %2 events were added; %3 samples and %4 events were there already.")
+                              .arg(locale.toString(outcome.samples), locale.toString(outcome.events),
+                                   locale.toString(outcome.knownSamples), locale.toString(outcome.knownEvents));
+    const QString details = outcome.problems.join(QLatin1Char('\n'));
+    switch (outcome.kind) {
+    case ImportOutcome::Kind::Done:
+    case ImportOutcome::Kind::Cancelled:
+        m_prompts.inform(m_window, tr("Import Data"),
+                         outcome.kind == ImportOutcome::Kind::Done ? tr("Sensor %1 was imported.").arg(sensor)
+                                                                   : tr("The import of %1 was ended.").arg(sensor),
+                         {added, details});
+        break;
+    case ImportOutcome::Kind::NoData:
+        m_prompts.warn(m_window, warningTitle, tr("There is nothing to import in the folder:") + source,
+                       {QString(), details});
+        break;
+    case ImportOutcome::Kind::Failed:
+        m_prompts.warn(
+            m_window, warningTitle, tr("The import of %1 did not succeed").arg(sensor),
+            {outcome.reason + QLatin1Char('\n') + added + tr("\nThe source is untouched. A second try adds the rest."),
+             details});
+        break;
+    }
+}
+
+bool SessionCare::saveAs(Session &session)
+{
+    const QString folder =
+        m_prompts.chooseFolder(m_window, QStringLiteral("Save Session As"), QFileInfo(session.path()).path());
+    if (folder.isEmpty())
+        return false;
+    SaveAs saving(session, folder);
+    CopyOutcome outcome;
+    runJob(m_window, tr("Save Session As"), [&](JobProgress &progress) { outcome = saving.copy(&progress); });
+    if (outcome.kind == CopyOutcome::Kind::Done)
+        outcome = saving.finish();
+    if (outcome.kind == CopyOutcome::Kind::Done)
+        return true;
+    if (outcome.kind != CopyOutcome::Kind::Cancelled)
+        m_prompts.warn(m_window, warningTitle, tr("The session could not be saved as:") + folder,
+                       {outcome.reason + tr("\nThe session goes on where it was: %1").arg(session.path()), QString()});
+    return false;
+}

@@ -1,0 +1,113 @@
+#include "display/sensorcare.h"
+
+#include "base/jobdialog.h"
+#include "base/jobprogress.h"
+#include "base/prompts.h"
+#include "data/eventtypelist.h"
+#include "data/norvexdata.h"
+#include "data/reanalysis.h"
+#include "display/importtabledialog.h"
+#include "recipe/reconfiguresensordialog.h"
+#include "session/sessionimport.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QLocale>
+
+namespace {
+
+const QString warningTitle = QStringLiteral("Warning");
+constexpr qint64 previewBytes = 64 * 1024;
+
+} // namespace
+
+SensorCare::SensorCare(QWidget *window, Prompts &prompts, const std::shared_ptr<norvexData> &store,
+                       const QString &sessionFolder)
+    : m_window(window), m_prompts(prompts), m_store(store), m_sessionFolder(sessionFolder)
+{}
+
+bool SensorCare::importTable()
+{
+    const QString path = m_prompts.openFile(m_window, tr("Import Ext Data"), QFileInfo(m_sessionFolder).path(),
+                                            tr("Tables (*.csv *.txt *.tsv);;All files (*)"));
+    if (path.isEmpty())
+        return false;
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        m_prompts.warn(m_window, warningTitle, tr("Unable to open the file:") + path, {file.errorString(), QString()});
+        return false;
+    }
+    const QByteArray beginning = file.read(previewBytes);
+    file.close();
+    const csvsamples::Preview preview = csvsamples::previewOf(path);
+    ImportTableDialog dialog(QFileInfo(path).fileName(), beginning, preview, m_window);
+    if (dialog.exec() != QDialog::Accepted)
+        return false;
+    const csvsamples::Layout layout = dialog.layoutOfTable();
+    ImportOutcome outcome;
+    runJob(m_window, tr("Import Ext Data"),
+           [&](JobProgress &progress) { outcome = ::importTable(path, layout, *m_store, m_sessionFolder, &progress); });
+    const QLocale locale;
+    const QString added =
+        tr("%1 samples were added to sensor %2; %3 were there already.")
+            .arg(locale.toString(outcome.samples), m_store->sensorSerial(), locale.toString(outcome.knownSamples));
+    if (outcome.kind == ImportOutcome::Kind::Done || outcome.kind == ImportOutcome::Kind::Cancelled)
+        m_prompts.inform(m_window, tr("Import Ext Data"), added, {QString(), outcome.problems.join(QLatin1Char('\n'))});
+    else
+        m_prompts.warn(m_window, warningTitle, tr("The file was not imported completely:") + path,
+                       {outcome.reason + QLatin1Char('\n') + added, outcome.problems.join(QLatin1Char('\n'))});
+    return outcome.samples > 0;
+}
+
+bool SensorCare::reanalyse()
+{
+    reconfigureSensordialog dialog(QStringLiteral("Configure Reanalysis"), m_store->configuration(), m_prompts,
+                                   m_window);
+    if (dialog.exec() != QDialog::Accepted)
+        return false;
+    const SensorConfiguration configuration = dialog.configuration();
+    reanalysis::Outcome outcome;
+    runJob(m_window, tr("Reanalyse Event Data"), [&](JobProgress &progress) {
+        outcome = reanalysis::run(*m_store, m_sessionFolder, configuration, &progress);
+    });
+    if (outcome.kind == reanalysis::Outcome::Kind::Cancelled)
+        return false;
+    if (outcome.kind == reanalysis::Outcome::Kind::Failed) {
+        m_prompts.warn(m_window, warningTitle, tr("The events could not be reanalysed"),
+                       {outcome.reason + tr("\nThe stored events are unchanged."), QString()});
+        return false;
+    }
+    int changed = 0;
+    QStringList table;
+    for (auto it = outcome.transitions.cbegin(); it != outcome.transitions.cend(); ++it) {
+        const bool same = it.key().first == it.key().second;
+        changed += same ? 0 : it.value();
+        table.append(
+            tr("%1 to %2: %3").arg(eventtype::name(it.key().first), eventtype::name(it.key().second)).arg(it.value()) +
+            (same ? tr(" (unchanged)") : QString()));
+    }
+    m_prompts.inform(m_window, tr("Reanalyse Event Data"),
+                     tr("%1 of %2 events have another class with this configuration.").arg(changed).arg(outcome.events),
+                     {tr("\"Reanalysis Display\" shows them so. The stored events and the sensor's configuration are "
+                         "unchanged."),
+                      table.join(QLatin1Char('\n'))});
+    return true;
+}
+
+bool SensorCare::showReanalysis()
+{
+    QString reason;
+    const auto codes = reanalysis::read(*m_store, m_sessionFolder, &reason);
+    if (!codes) {
+        m_prompts.warn(m_window, warningTitle, tr("Sensor %1 has no reanalysed data yet").arg(m_store->sensorSerial()),
+                       {tr("\"Reanalyse Event Data\" makes them."), reason});
+        return false;
+    }
+    m_store->setReanalysis(codes);
+    return true;
+}
+
+void SensorCare::showOriginal()
+{
+    m_store->setReanalysis(nullptr);
+}

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <QCoreApplication>
+#include <QString>
+
+#include <memory>
+
+class Prompts;
+class QWidget;
+class norvexData;
+
+/// What the user does to the stored data of one sensor, with its boxes and progress: import of a table, another look at
+/// the events with another configuration. The work is done on threads of its own. GUI thread.
+class SensorCare
+{
+    Q_DECLARE_TR_FUNCTIONS(SensorCare)
+
+public:
+    SensorCare(QWidget *window, Prompts &prompts, const std::shared_ptr<norvexData> &store,
+               const QString &sessionFolder);
+
+    /// True when samples were added.
+    bool importTable();
+    /// True when there is a new result; what is displayed does not change by it.
+    bool reanalyse();
+    /// Shows the events with the codes of the last reanalysis. False, after a box, when there is none.
+    bool showReanalysis();
+    void showOriginal();
+
+private:
+    QWidget *m_window;
+    Prompts &m_prompts;
+    std::shared_ptr<norvexData> m_store;
+    const QString m_sessionFolder;
+};
