@@ -153,7 +153,7 @@ int main(int argc, char **argv)
     ::eventFilter filter(dictionary);
     Recorder::Options recorder;
     recorder.lockFolder = temporary.filePath(QStringLiteral("locks"));
-    MainWindow window({prompts, settings, theme, filter, dictionary, recorder, {}, temporary.path()});
+    MainWindow window({prompts, settings, theme, filter, dictionary, recorder, temporary.path()});
     window.resize(1366, 768);
     window.show();
     Heartbeat heartbeat;

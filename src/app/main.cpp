@@ -45,7 +45,7 @@ int main(int argc, char *argv[])
     filter.readSettings(settings.store());
     QObject::connect(&filter, &eventFilter::newFilter, &filter, [&] { filter.writeSettings(settings.store()); });
 
-    MainWindow window({prompts, settings, theme, filter, dictionary, {}, RecipeForm::Places::ofUser(), {}});
+    MainWindow window({prompts, settings, theme, filter, dictionary, {}, {}});
     platform::onInterrupt([&window] { window.endNow(); });
     window.show();
     if (line.sessionFolder.isEmpty())

@@ -38,8 +38,8 @@ public:
         ::eventFilter &filter; // not QObject::eventFilter()
         eventTypeNames &dictionary;
         Recorder::Options recorder;
-        RecipeForm::Places recipes;
         QString newSessionFolder; // where sessions started empty are made; empty: in the documents folder
+        RecipeForm::Places recipes = RecipeForm::Places::ofUser();
     };
 
     explicit MainWindow(const Parts &parts, QWidget *parent = nullptr);

@@ -160,8 +160,8 @@ int main(int argc, char **argv)
     Recorder::Options recorder;
     recorder.lockFolder = temporary.filePath(QStringLiteral("locks"));
     MainWindow window({prompts, settings, theme, filter, dictionary, recorder,
-                       RecipeForm::Places{temporary.path(), temporary.filePath(QStringLiteral("Drafts"))},
-                       temporary.path()});
+                       temporary.path(),
+                       RecipeForm::Places{temporary.path(), temporary.filePath(QStringLiteral("Drafts"))}});
     window.resize(1366, 768);
     window.show();
     window.openOrCreate(temporary.filePath(QStringLiteral("Bay 3, November")));

@@ -80,10 +80,9 @@ void TestMainWindow::openWindow()
     options.timings.pollPeriod = 20;
     options.timings.dispatchInterval = 1;
     options.lockFolder = folder(QStringLiteral("locks"));
-    m_window = std::make_unique<MainWindow>(
-        MainWindow::Parts{*m_prompts, *m_settings, *m_theme, *m_filter, *m_dictionary, options,
-                          RecipeForm::Places{folder(QStringLiteral("recipes")), folder(QStringLiteral("drafts"))},
-                          folder(QStringLiteral("new"))});
+    m_window = std::make_unique<MainWindow>(MainWindow::Parts{
+        *m_prompts, *m_settings, *m_theme, *m_filter, *m_dictionary, options, folder(QStringLiteral("new")),
+        RecipeForm::Places{folder(QStringLiteral("recipes")), folder(QStringLiteral("drafts"))}});
     m_window->show();
 }
 
