@@ -70,8 +70,8 @@ bool writeCopy(const QString &from, const QString &to, quint32 &sum, qint64 &siz
             return fail(source);
         if (got == 0)
             break;
-        if (target.write(buffer.constData(), got) != got)
-            return fail(target);
+        if (!writeAll(target, buffer.constData(), got, &reason))
+            return false;
         sum = crc32c(buffer.constData(), got, sum);
         size += got;
     }

@@ -46,6 +46,18 @@ public:
         return resultOf(process);
     }
 
+    /// The same in a process whose files cannot grow beyond `blocks` times 512 bytes: as if the disk were full then.
+    Result cliWithoutRoom(const QStringList &arguments, int blocks) const
+    {
+        const QString program = QCoreApplication::applicationDirPath() + QStringLiteral("/norvex-cli");
+        const QString script = QStringLiteral("trap '' XFSZ; ulimit -f %1; exec \"$@\"").arg(blocks);
+        QProcess process;
+        process.setProcessEnvironment(m_environment);
+        process.start(QStringLiteral("sh"),
+                      QStringList{QStringLiteral("-c"), script, QStringLiteral("sh"), program} + arguments);
+        return resultOf(process);
+    }
+
     /// Waits until a recorder has found its sensor.
     static bool isRecording(QProcess &recorder)
     {

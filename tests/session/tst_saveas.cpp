@@ -2,6 +2,8 @@
 #include "session/saveas.h"
 #include "sessionfixture.h"
 
+#include <QProcess>
+#include <QStandardPaths>
 #include <QtTest>
 
 namespace {
@@ -44,6 +46,7 @@ private slots:
     void leavesEverythingAsItWas_data();
     void leavesEverythingAsItWas();
     void droppedCopy();
+    void fullDisk();
 
 private:
     QString from() const { return m_folder->filePath(QStringLiteral("from")); }
@@ -174,5 +177,40 @@ void TestSaveAs::droppedCopy()
     QVERIFY(inside.copy().kind == CopyOutcome::Kind::NotEmpty);
 }
 
-QTEST_GUILESS_MAIN(TestSaveAs)
+/// In a process of its own no file may get larger than half of a block's: so a disk fills up in the middle.
+void TestSaveAs::fullDisk()
+{
+    const QString shell = QStandardPaths::findExecutable(QStringLiteral("sh"));
+    if (shell.isEmpty())
+        QSKIP("there is no shell to limit a process");
+    m_session.reset();
+    const QStringList before = filesBelow(from() + QStringLiteral("/S1-PM1"));
+    QProcess process;
+    process.setProcessChannelMode(QProcess::MergedChannels);
+    process.start(shell, {QStringLiteral("-c"), QStringLiteral("trap '' XFSZ; ulimit -f 2000; exec \"$@\""),
+                          QStringLiteral("sh"), QCoreApplication::applicationFilePath(), QStringLiteral("--save-as"),
+                          from(), to()});
+    QVERIFY(process.waitForFinished(20000));
+    const QString said = QString::fromUtf8(process.readAll());
+    QVERIFY2(said.contains(QStringLiteral("block_1.norvexdata: File too large")), qPrintable(said));
+    QCOMPARE(process.exitCode(), int(CopyOutcome::Kind::Failed));
+    QCOMPARE(filesBelow(from() + QStringLiteral("/S1-PM1")), before);
+    QVERIFY(!QFileInfo::exists(m_folder->filePath(QStringLiteral("new"))));
+}
+
+int main(int argc, char **argv)
+{
+    QCoreApplication application(argc, argv);
+    const QStringList arguments = QCoreApplication::arguments();
+    if (arguments.value(1) == QLatin1String("--save-as")) {
+        const auto session = Session::load(arguments.value(2), nullptr);
+        SaveAs job(*session, arguments.value(3));
+        const CopyOutcome outcome = job.copy();
+        fprintf(stderr, "%s\n", qPrintable(outcome.reason));
+        return int(outcome.kind);
+    }
+    TestSaveAs test;
+    return QTest::qExec(&test, argc, argv);
+}
+
 #include "tst_saveas.moc"

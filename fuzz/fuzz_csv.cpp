@@ -1,0 +1,23 @@
+#include "data/csvsamples.h"
+#include "fuzz.h"
+
+int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
+{
+    const QByteArray bytes = bytesOf(data, size);
+    const csvsamples::Preview preview = csvsamples::detect(bytes);
+    FUZZ_CHECK(preview.understood == preview.reason.isEmpty());
+    bool anySample = false;
+    for (const csvsamples::Row &row : preview.rows)
+        anySample = anySample || row.isSample;
+    FUZZ_CHECK(!preview.understood || anySample);
+    // A corrected layout may be anything.
+    csvsamples::Layout layout = preview.layout;
+    layout.timeColumn = size > 0 ? data[0] % 7 - 1 : -1;
+    layout.timeFormat = static_cast<csvsamples::TimeFormat>(size % 8);
+    for (const QByteArray &line : bytes.split('\n')) {
+        SamplePoint sample;
+        if (csvsamples::takeLine(line, layout, sample))
+            FUZZ_CHECK(sample.currentImaginary == 0 && sample.voltage == sample.voltage);
+    }
+    return 0;
+}
