@@ -33,6 +33,26 @@ bool isReal(const ConfigurationField &field)
     return std::holds_alternative<double SensorConfiguration::*>(field.member);
 }
 
+/// Shows as many decimals as the value has.
+class NumberBox final : public QDoubleSpinBox
+{
+public:
+    using QDoubleSpinBox::QDoubleSpinBox;
+
+    QString textFromValue(double value) const override
+    {
+        QString text = QDoubleSpinBox::textFromValue(value);
+        const QChar point = locale().decimalPoint();
+        if (!text.contains(point))
+            return text;
+        while (text.endsWith(QLatin1Char('0')))
+            text.chop(1);
+        if (text.endsWith(point))
+            text.chop(1);
+        return text;
+    }
+};
+
 /// Copies between a field and its controls.
 struct ToEditors
 {
@@ -149,7 +169,7 @@ QWidget *reconfigureSensordialog::addGroup(const QString &title, const QStringLi
 {
     auto *group = new QGroupBox(title);
     auto *form = new QFormLayout(group);
-    form->setFieldGrowthPolicy(QFormLayout::ExpandingFieldsGrow);
+    form->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
     for (int i = 0; i < int(configurationFields().size()); ++i) {
         const ConfigurationField &field = configurationFields()[size_t(i)];
         if (!keys.contains(field.readKey))
@@ -186,7 +206,7 @@ QWidget *reconfigureSensordialog::makeEditor(int field, int part)
         box->setObjectName(QStringLiteral("cb_") + entry.readKey);
         editor = box;
     } else {
-        auto *box = new QDoubleSpinBox;
+        auto *box = new NumberBox;
         // Wider than what makes sense, so that a value that came from elsewhere is shown and explained, not changed.
         const bool isSigned = isReal(entry) || std::holds_alternative<qint32 SensorConfiguration::*>(entry.member)
                               || std::holds_alternative<ConfigurationLimits>(entry.member);

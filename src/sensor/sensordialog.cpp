@@ -14,6 +14,7 @@ const QString neutralColour = QStringLiteral("background-color: #F0F0F0;");
 const QString waitingColour = QStringLiteral("background-color: #EDE5B4;");
 const QString connectedColour = QStringLiteral("background-color: #ACE8DC;");
 const QString timedOutColour = QStringLiteral("background-color: #F8C1BA;");
+const QString retryingText = QStringLiteral("Connection timed out. Retrying");
 const QString defaultAddress = QStringLiteral("192.168.1.100");
 const QString defaultChamber = QStringLiteral("Default");
 const QString addressKey = QStringLiteral("connectionSettings/sensorIP");
@@ -84,7 +85,9 @@ void SensorDialog::setUp()
 {
     ui->sensorTable->setMinimumWidth(fontMetrics().averageCharWidth() * 48);
     ui->lb_scanResult->setMinimumHeight(fontMetrics().lineSpacing() * 4);
-    ui->sensorAddress->setMinimumWidth(fontMetrics().averageCharWidth() * 28);
+    ui->sensorTable->horizontalHeader()->setHighlightSections(false);
+    ui->sensorStatus->setMinimumWidth(fontMetrics().horizontalAdvance(retryingText) +
+                                      fontMetrics().averageCharWidth() * 4);
     ui->sensorSerial->setText(QStringLiteral("- - -"));
     ui->sensorDate->setText(QStringLiteral("- - -"));
     allowAccepting(false);
@@ -158,7 +161,7 @@ void SensorDialog::dataToRead()
 
 void SensorDialog::scannerUpdate()
 {
-    ui->sensorTable->resizeColumnsToContents();
+    ui->sensorTable->resizeColumnToContents(0); // the other takes the rest
     if (++m_scanTicks < scanTicks)
         return;
     m_scanTimer.stop();
@@ -275,13 +278,14 @@ void SensorDialog::statusUpdate(QString status_message)
     } else if (status_message == QLatin1String("Disconnected")) {
         m_timeouts = 0;
         showStatus(waitingColour, tr("Disconnected"));
+        ui->sensorStatus->setToolTip(tr("Nothing answers like a sensor at this address and port; it is tried again"));
         logDebug(QStringLiteral("SensorDialog::statusUpdate: Reconnection failed. Retrying"));
     } else if (status_message == QLatin1String("Connected")) {
         showStatus(connectedColour, tr("Connected"));
         logDebug(QStringLiteral("SensorDialog::statusUpdate: Connected!!"));
         sensorAnswered();
     } else if (status_message == QLatin1String("Connection timed out")) {
-        showStatus(timedOutColour, QStringLiteral("Connection timed out. Retrying"));
+        showStatus(timedOutColour, retryingText);
         if (++m_timeouts >= timeoutsForBox)
             timedOutForGood();
     }
@@ -365,5 +369,7 @@ void SensorDialog::showStatus(const QString &colour, const QString &text)
     palette.setColor(QPalette::PlaceholderText, QColor(0x55, 0x55, 0x55));
     ui->sensorStatus->setPalette(palette);
     ui->sensorStatus->setStyleSheet(colour);
+    ui->sensorStatus->setToolTip(QString());
     ui->sensorStatus->setText(text);
+    ui->sensorStatus->setCursorPosition(0);
 }
