@@ -12,10 +12,10 @@
 #include <QFormLayout>
 #include <QGroupBox>
 #include <QLabel>
+#include <QLocale>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QVBoxLayout>
-
 #include <qwt_date_scale_draw.h>
 #include <qwt_date_scale_engine.h>
 #include <qwt_plot.h>
@@ -42,6 +42,24 @@ quint64 toMicroseconds(const QDateTimeEdit *editor)
     return static_cast<quint64>(qMax<qint64>(0, editor->dateTime().toMSecsSinceEpoch())) * 1000;
 }
 
+QwtText axisTitle(const QString &text, const QFont &font)
+{
+    QwtText title(text);
+    title.setFont(font);
+    return title;
+}
+
+/// The day is in the axis title; ticks repeat it only where a recording is long enough to need it.
+QwtDateScaleDraw *timeScale()
+{
+    auto *draw = new QwtDateScaleDraw(Qt::LocalTime);
+    draw->setDateFormat(QwtDate::Millisecond, QStringLiteral("HH:mm:ss.zzz"));
+    draw->setDateFormat(QwtDate::Second, QStringLiteral("HH:mm:ss"));
+    draw->setDateFormat(QwtDate::Minute, QStringLiteral("HH:mm"));
+    draw->setDateFormat(QwtDate::Hour, QStringLiteral("HH:mm\nd MMM"));
+    return draw;
+}
+
 } // namespace
 
 exportDialog::exportDialog(std::shared_ptr<const abstractNorvexData> recording, quint64 first, quint64 last,
@@ -60,6 +78,7 @@ exportDialog::exportDialog(std::shared_ptr<const abstractNorvexData> recording, 
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
 
     auto *layout = new QVBoxLayout(this);
+    layout->addWidget(whoIsExported());
     layout->addWidget(new QLabel(tr("Drag over the voltage to choose a stretch of time, or type it below.")));
     layout->addWidget(m_plot, 1);
     layout->addWidget(buildRangeRow());
@@ -75,12 +94,32 @@ exportDialog::exportDialog(std::shared_ptr<const abstractNorvexData> recording, 
     m_overview->start();
 }
 
+QLabel *exportDialog::whoIsExported() const
+{
+    const QString who = tr("Sensor %1, chamber %2").arg(m_data->sensorSerial(), m_data->chamberSerial());
+    auto *label = new QLabel(fontMetrics().elidedText(who, Qt::ElideRight, fontMetrics().averageCharWidth() * 90));
+    label->setObjectName(QStringLiteral("lb_sensor"));
+    label->setTextFormat(Qt::PlainText); // the sensor's own words
+    label->setToolTip(who.toHtmlEscaped());
+    QFont bold = label->font();
+    bold.setBold(true);
+    label->setFont(bold);
+    return label;
+}
+
 void exportDialog::buildPlot(const QColor &colour)
 {
     m_plot = new QwtPlot;
-    m_plot->setAxisTitle(QwtPlot::yLeft, tr("Voltage (V)"));
-    m_plot->setAxisTitle(QwtPlot::xBottom, tr("Local time"));
-    m_plot->setAxisScaleDraw(QwtPlot::xBottom, new QwtDateScaleDraw(Qt::LocalTime));
+    const QDateTime first = toDate(m_first);
+    m_plot->setAxisTitle(QwtPlot::yLeft, axisTitle(tr("Voltage (V)"), font()));
+    m_plot->setAxisTitle(QwtPlot::xBottom,
+                         axisTitle(tr("from %1, local time (%2)")
+                                       .arg(QLocale::c().toString(first.date(), QStringLiteral("ddd d MMM yyyy")),
+                                            first.timeZoneAbbreviation()),
+                                   font()));
+    m_plot->setAxisFont(QwtPlot::xBottom, font());
+    m_plot->setAxisFont(QwtPlot::yLeft, font());
+    m_plot->setAxisScaleDraw(QwtPlot::xBottom, timeScale());
     m_plot->setAxisScaleEngine(QwtPlot::xBottom, new QwtDateScaleEngine(Qt::LocalTime));
     m_plot->setAxisMaxMajor(QwtPlot::xBottom, 5);
     m_plot->setAxisScale(QwtPlot::xBottom, static_cast<double>(m_first) / 1000, static_cast<double>(m_last) / 1000 + 1);
@@ -105,7 +144,8 @@ void exportDialog::buildPlot(const QColor &colour)
 
 QWidget *exportDialog::buildRangeRow()
 {
-    auto *group = new QGroupBox(tr("Range (files are in UTC)"));
+    auto *group =
+        new QGroupBox(tr("Range, local time %1 (files are in UTC)").arg(toDate(m_first).timeZoneAbbreviation()));
     auto *row = new QHBoxLayout(group);
     const auto editor = [&](const QString &label, const QString &name) {
         auto *edit = new QDateTimeEdit;
@@ -203,16 +243,19 @@ bool exportDialog::isEndUntouched() const
 
 void exportDialog::setRange(quint64 from, quint64 to)
 {
-    m_start->setDateTime(toDate(from));
-    m_end->setDateTime(toDate(to));
+    {
+        const QSignalBlocker startBlocker(m_start); // the events are counted once, for both
+        const QSignalBlocker endBlocker(m_end);
+        m_start->setDateTime(toDate(from));
+        m_end->setDateTime(toDate(to));
+    }
     rangeChanged();
 }
 
 void exportDialog::updateSelection(const QRectF &selection)
 {
     const auto clamped = [this](double ms) {
-        return static_cast<quint64>(
-            qBound(static_cast<double>(m_first), ms * 1000, static_cast<double>(m_last)));
+        return static_cast<quint64>(qBound(static_cast<double>(m_first), ms * 1000, static_cast<double>(m_last)));
     };
     setRange(clamped(selection.normalized().left()), clamped(selection.normalized().right()));
 }

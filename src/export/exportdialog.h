@@ -63,6 +63,7 @@ public slots:
     void accept() override;
 
 private:
+    QLabel *whoIsExported() const;
     void buildPlot(const QColor &colour);
     QWidget *buildRangeRow();
     QWidget *buildChoices();

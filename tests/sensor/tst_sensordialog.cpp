@@ -62,6 +62,7 @@ private:
     QVariantMap m_settings;
     QStringList m_addresses; // of the session
     QStringList m_serials;
+    int m_replyTimeout = 0;
     std::unique_ptr<SensorDialog> m_dialog;
 };
 
@@ -71,6 +72,7 @@ void TestSensorDialog::init()
     m_settings.clear();
     m_addresses.clear();
     m_serials.clear();
+    m_replyTimeout = 5000;
 }
 
 void TestSensorDialog::open(const SensorDialog::Known &known)
@@ -84,7 +86,7 @@ void TestSensorDialog::open(const SensorDialog::Known &known)
     around.keepSetting = [this](const QString &key, const QString &value) { m_settings[key] = value; };
     around.programFolder = QStringLiteral("/opt/with blank");
     around.timings.retryWait = 20;
-    around.timings.replyTimeout = 100;
+    around.timings.replyTimeout = m_replyTimeout;
     around.timings.dispatchInterval = 1;
     m_dialog = std::make_unique<SensorDialog>(m_prompts, around, known);
     m_dialog->scanner().setAdapters({{QStringLiteral("lo"),
@@ -322,6 +324,7 @@ void TestSensorDialog::silenceEndsInTheBox()
     QFETCH(bool, details);
     const auto sensor = sensorNamed(QStringLiteral("SN1"));
     QVERIFY(sensor->setFaultPlan(QStringLiteral("all@*=hang")));
+    m_replyTimeout = 60;
     open({serial, host, sensor->port(), {}});
     connectTo(sensor->port());
     QTRY_COMPARE_WITH_TIMEOUT(m_prompts.shown.size(), 1, patience);
