@@ -3,6 +3,7 @@
 #include "app/importdialog.h"
 #include "base/jobdialog.h"
 #include "base/jobprogress.h"
+#include "base/nestedloop.h"
 #include "base/prompts.h"
 #include "session/saveas.h"
 #include "session/session.h"
@@ -81,7 +82,7 @@ void SessionCare::import(Session &session, bool oldFormat)
         proposed.append({folder, names.sensor, names.chamber});
     }
     ImportDialog dialog(proposed, m_window);
-    if (dialog.exec() != QDialog::Accepted)
+    if (execNested(dialog) != QDialog::Accepted)
         return;
     const QVector<ImportDialog::Folder> chosen = dialog.chosen();
     for (const ImportDialog::Folder &folder : chosen)

@@ -16,3 +16,11 @@ public:
 private:
     static inline int s_running = 0;
 };
+
+/// dialog.exec(), marked.
+template <typename Dialog>
+int execNested(Dialog &dialog)
+{
+    const NestedLoop nested;
+    return dialog.exec();
+}

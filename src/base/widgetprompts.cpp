@@ -25,26 +25,20 @@ void fill(QMessageBox &box, const QString &title, const QString &text, const Pro
         label->setTextFormat(Qt::PlainText); // names from sensors and files are in it
 }
 
-int run(QDialog &dialog)
-{
-    const NestedLoop nested;
-    return dialog.exec();
-}
-
 } // namespace
 
 void WidgetPrompts::warn(QWidget *parent, const QString &title, const QString &text, const More &more)
 {
     QMessageBox box(QMessageBox::Warning, title, text, QMessageBox::Ok, parent);
     fill(box, title, text, more);
-    run(box);
+    execNested(box);
 }
 
 void WidgetPrompts::inform(QWidget *parent, const QString &title, const QString &text, const More &more)
 {
     QMessageBox box(QMessageBox::Information, title, text, QMessageBox::Ok, parent);
     fill(box, title, text, more);
-    run(box);
+    execNested(box);
 }
 
 bool WidgetPrompts::ask(QWidget *parent, const QString &title, const QString &text, const More &more)
@@ -53,7 +47,7 @@ bool WidgetPrompts::ask(QWidget *parent, const QString &title, const QString &te
     fill(box, title, text, more);
     box.setDefaultButton(QMessageBox::No);
     box.setEscapeButton(QMessageBox::No);
-    return run(box) == QMessageBox::Yes;
+    return execNested(box) == QMessageBox::Yes;
 }
 
 int WidgetPrompts::choose(QWidget *parent, const QString &title, const QString &text, const QStringList &buttons,
@@ -66,7 +60,7 @@ int WidgetPrompts::choose(QWidget *parent, const QString &title, const QString &
         added.append(box.addButton(button, added.isEmpty() ? QMessageBox::RejectRole : QMessageBox::AcceptRole));
     if (!added.isEmpty())
         box.setEscapeButton(added.first());
-    run(box);
+    execNested(box);
     return qMax(0, added.indexOf(box.clickedButton()));
 }
 
@@ -84,7 +78,7 @@ QString WidgetPrompts::saveFile(QWidget *parent, const QString &title, const QSt
     dialog.setFileMode(QFileDialog::AnyFile);
     dialog.setDefaultSuffix(defaultSuffix);
     dialog.selectFile(QFileInfo(proposedPath).fileName());
-    return run(dialog) == QDialog::Accepted ? dialog.selectedFiles().value(0) : QString();
+    return execNested(dialog) == QDialog::Accepted ? dialog.selectedFiles().value(0) : QString();
 }
 
 QString WidgetPrompts::chooseFolder(QWidget *parent, const QString &title, const QString &start)

@@ -2,6 +2,7 @@
 
 #include "base/jobdialog.h"
 #include "base/jobprogress.h"
+#include "base/nestedloop.h"
 #include "base/prompts.h"
 #include "data/eventtypelist.h"
 #include "data/norvexdata.h"
@@ -41,7 +42,7 @@ bool SensorCare::importTable()
     file.close();
     const csvsamples::Preview preview = csvsamples::previewOf(path);
     ImportTableDialog dialog(QFileInfo(path).fileName(), beginning, preview, m_window);
-    if (dialog.exec() != QDialog::Accepted)
+    if (execNested(dialog) != QDialog::Accepted)
         return false;
     const csvsamples::Layout layout = dialog.layoutOfTable();
     ImportOutcome outcome;
@@ -63,7 +64,7 @@ bool SensorCare::reanalyse()
 {
     reconfigureSensordialog dialog(QStringLiteral("Configure Reanalysis"), m_store->configuration(), m_prompts,
                                    m_window);
-    if (dialog.exec() != QDialog::Accepted)
+    if (execNested(dialog) != QDialog::Accepted)
         return false;
     const SensorConfiguration configuration = dialog.configuration();
     reanalysis::Outcome outcome;

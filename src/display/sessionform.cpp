@@ -436,8 +436,7 @@ void SessionForm::exportData()
         asImage = true;
         dialog.accept();
     });
-    const NestedLoop nested;
-    if (dialog.exec() != QDialog::Accepted)
+    if (execNested(dialog) != QDialog::Accepted)
         return;
     if (asImage)
         exportImage();
