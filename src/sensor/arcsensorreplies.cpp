@@ -1,4 +1,5 @@
 #include "base/log.h"
+#include "data/datanames.h"
 #include "data/eventtypelist.h"
 #include "data/norvexdata.h"
 #include "sensor/arcsensorprivate.h"
@@ -97,6 +98,8 @@ void arcSensor::Private::takeInfo(const QByteArray &data)
         retryConnection();
         return;
     }
+    // As it stands in our files, or a session would not know its own sensor again.
+    m_info.serial_number = datanames::lineSafe(m_info.serial_number);
     if (!m_expectedSerial.isEmpty() && m_info.serial_number != m_expectedSerial) {
         m_retryTimer.start();
         later([this, found = m_info.serial_number] { emit q->wrongSerial(found); });

@@ -7,7 +7,7 @@
 namespace {
 
 const QString host = QStringLiteral("127.0.0.1");
-constexpr int patience = 5000;
+constexpr int patience = 20000;
 
 } // namespace
 
@@ -53,6 +53,28 @@ private slots:
         QCOMPARE(loaded->sensors().at(0).data->chamberSerial(), QStringLiteral("Etch"));
         QCOMPARE(loaded->sensors().at(0).data->sampleCount(), data->sampleCount());
         QVERIFY2(loaded->sensors().at(0).data->timeLine().known, "the time line is kept with the session");
+    }
+
+    void aSerialThatIsChangedInTheFilesIsKnownAgain()
+    {
+        const auto sensor = started(QStringLiteral("S;1"));
+        for (const bool first : {true, false}) {
+            {
+                Recorder recorder(m_session.get(), m_options);
+                QSignalSpy ready(&recorder, &Recorder::sensorReady);
+                if (first)
+                    recorder.addSensor(host, sensor->port(), {});
+                else
+                    recorder.connectAll();
+                QTRY_COMPARE_WITH_TIMEOUT(ready.size(), 1, patience);
+                QCOMPARE(ready.at(0).at(1).toString(), QStringLiteral("S_1"));
+                QVERIFY(recorder.stop());
+            }
+            const QString path = m_session->path();
+            m_session.reset();
+            m_session = Session::load(path, nullptr);
+        }
+        QCOMPARE(m_session->sensors().size(), 1);
     }
 
     void anAddressHasOneRecorder()
