@@ -4,6 +4,7 @@
 #include "data/eventtypelist.h"
 #include "export/csvexport.h"
 #include "export/exportnames.h"
+#include "export/tidyexport.h"
 #include "session/session.h"
 
 #include <QDateTime>
@@ -71,8 +72,10 @@ ExportRequest requestFor(const Session &session, const norvexData &data, const E
     return request;
 }
 
-QStringList filesOf(const ExportRequest &request)
+QStringList filesOf(const ExportRequest &request, bool tidy)
 {
+    if (tidy)
+        return tidyNames(request.viFile).written(request);
     QStringList files{request.viFile};
     if (request.exportEvents)
         files.append(request.eventsFile);
@@ -120,14 +123,14 @@ ExitCode exportSensor(const Session &session, const norvexData &data, const Expo
         return ExitCode::Failed;
     }
     const int events = data.eventsInRange(request.from, request.toIncluded ? request.to + 1 : request.to).size();
-    const QString refusal = exportRefusal(events, request.exportEvents);
+    const QString refusal = options.tidy ? QString() : exportRefusal(events, request.exportEvents);
     if (!refusal.isEmpty()) {
         console.complain(refusal +
                          QStringLiteral("\nOn the command line: give a shorter range with --from and --to, or "
                                         "--no-events."));
         return ExitCode::Failed;
     }
-    const QStringList files = filesOf(request);
+    const QStringList files = filesOf(request, options.tidy);
     for (const QString &file : files) {
         if (!options.force && QFileInfo::exists(file)) {
             console.complain(QStringLiteral("%1 exists; --force replaces it").arg(file));
@@ -136,7 +139,10 @@ ExitCode exportSensor(const Session &session, const norvexData &data, const Expo
     }
     if (options.out.isEmpty())
         QDir().mkpath(exportFolder(session.path()));
-    return report(exportCsv(data, request, QDateTime::currentDateTime()), options.json, console);
+    const QDateTime now = QDateTime::currentDateTime();
+    return report(options.tidy ? exportTidy(data, request, tidyNames(request.viFile), now)
+                               : exportCsv(data, request, now),
+                  options.json, console);
 }
 
 } // namespace

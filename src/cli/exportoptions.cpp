@@ -33,6 +33,9 @@ ExportCommandLine::ExportCommandLine()
     addValue(QStringLiteral("out"), QStringLiteral("FILE"),
              QStringLiteral("The V/I file; the other two are named after it. Default: a name with the time in the "
                             "session's folder Exports."));
+    addValue(QStringLiteral("format"), QStringLiteral("legacy|tidy"),
+             QStringLiteral("tidy: NAME.csv with every quantity of the samples, NAME.events.csv, NAME.waveforms.csv, "
+                            "NAME.runs.csv and NAME.meta.json, for data frames and spreadsheets. Default: legacy."));
     addValue(QStringLiteral("sensor"), QStringLiteral("SERIAL"),
              QStringLiteral("Which sensor; needed when the session has several."));
     addValue(QStringLiteral("from"), QStringLiteral("T"), QStringLiteral("Start of the range."));
@@ -66,7 +69,13 @@ CommandLine::Outcome ExportCommandLine::parse(const QStringList &arguments, Expo
         return complain(reason);
     if (options.hasFrom && options.hasTo && options.from >= options.to)
         return complain(QStringLiteral("the range is empty: --from must be before --to"));
+    const QString format = value(QStringLiteral("format"));
+    options.tidy = format == QLatin1String("tidy");
+    if (!format.isEmpty() && !options.tidy && format != QLatin1String("legacy"))
+        return complain(QStringLiteral("--format is legacy or tidy, not '%1'").arg(format));
     const QString delimiter = value(QStringLiteral("delimiter"));
+    if (options.tidy && !delimiter.isEmpty())
+        return complain(QStringLiteral("--delimiter does not go with --format tidy, which has commas"));
     if (!delimiter.isEmpty() && !readDelimiter(delimiter, options.delimiter))
         return complain(
             QStringLiteral("--delimiter needs one character like ; or , or 'tab', not '%1'").arg(delimiter));

@@ -15,6 +15,7 @@ struct ExportOptions
     quint64 from = 0; // us
     quint64 to = 0;
     QChar delimiter = QLatin1Char(';');
+    bool tidy = false; // tables for data frames instead of the three fixed files
     bool events = true;
     bool rfOn = true;
     bool force = false;

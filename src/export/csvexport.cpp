@@ -5,6 +5,7 @@
 #include "export/csvformat.h"
 #include "export/csvspool.h"
 #include "export/exportevents.h"
+#include "export/sampleslices.h"
 
 #include <algorithm>
 #include <limits>
@@ -12,18 +13,9 @@
 
 namespace {
 
-constexpr quint64 firstSlice = 60ULL * 1000000;
-constexpr quint64 largestSlice = 600ULL * 1000000;
-constexpr int samplesPerSlice = 100000;
-constexpr int readAttempts = 5; // each waits for a block's lock
 constexpr int pieceSize = 256 * 1024;
 constexpr int linesPerReport = 5000;
 constexpr int reportSteps = 1000;
-
-quint64 saturatedSum(quint64 a, quint64 b)
-{
-    return a > std::numeric_limits<quint64>::max() - b ? std::numeric_limits<quint64>::max() : a + b;
-}
 
 /// A file that is written line by line and takes its place when it is complete.
 class CsvFile
@@ -148,8 +140,7 @@ private:
 
     void fetch();
     void spoolSamples();
-    bool readSlice(quint64 from, quint64 to);
-    void spoolSlice();
+    void spool(const QVector<SamplePoint> &samples);
 
     void start(CsvFile &file, const char *exportedData)
     {
@@ -169,7 +160,6 @@ private:
     csv::Header m_header;
     csv::TimeCell m_time;
     CsvSpool m_spool; // the V/I lines: their number stands above them
-    QVector<SamplePoint> m_slice;
     ExportEvents m_events;
     QVector<QByteArray> m_types; // cell texts in the order of m_events
     QVector<RunRecord> m_runs;
@@ -192,41 +182,18 @@ void Exporter::fetch()
 
 void Exporter::spoolSamples()
 {
-    const quint64 begin = qMax(m_request.from, m_data.firstTime());
-    const quint64 end = qMin(m_fetchEnd, saturatedSum(m_data.lastTime(), 1));
-    const QString label = QStringLiteral("Preparing data for Export...");
-    quint64 width = firstSlice;
-    for (quint64 at = begin; at < end && !m_isCancelled;) {
-        const quint64 to = qMin(saturatedSum(at, width), end);
-        if (!readSlice(at, to))
-            m_outcome.isIncomplete = true;
-        spoolSlice();
-        const quint64 next = m_slice.isEmpty() ? m_data.nextSampleTime(to) : to;
-        if (next > to)
-            width = firstSlice;
-        else if (m_slice.isEmpty())
-            width = saturatedSum(width, width); // a gap of unknown length
-        else
-            width = qMin(largestSlice, m_slice.size() > samplesPerSlice ? width / 2 + 1 : width * 2);
-        at = qMax(next, to);
-        const double done = static_cast<double>(qMin(at, end) - begin) / static_cast<double>(end - begin);
-        report(label, static_cast<int>(done * reportSteps), reportSteps);
+    SampleSlices slices(m_data, m_request.from, m_fetchEnd);
+    while (!m_isCancelled && slices.next()) {
+        spool(slices.samples());
+        report(QStringLiteral("Preparing data for Export..."), static_cast<int>(slices.done() * reportSteps),
+               reportSteps);
     }
+    m_outcome.isIncomplete = slices.isIncomplete();
 }
 
-bool Exporter::readSlice(quint64 from, quint64 to)
+void Exporter::spool(const QVector<SamplePoint> &samples)
 {
-    for (int attempt = 0; attempt < readAttempts; ++attempt) {
-        m_slice.clear();
-        if (m_data.samplesInRange(from, to, m_slice))
-            return true;
-    }
-    return false;
-}
-
-void Exporter::spoolSlice()
-{
-    for (const SamplePoint &sample : m_slice) {
+    for (const SamplePoint &sample : samples) {
         csv::appendViLine(m_spool.lines(), sample, m_time, m_delimiter);
         ++m_header.points;
         if (m_header.points % linesPerReport == 0)
