@@ -20,6 +20,7 @@
 
 namespace {
 constexpr int settleMs = 15;
+constexpr int busyMs = 500;
 constexpr double reachPixels = 8;
 } // namespace
 
@@ -82,6 +83,9 @@ OverlayPlot::OverlayPlot(const Theme &theme, const QString &timeName, QWidget *p
     m_timer.setSingleShot(true);
     m_timer.setInterval(settleMs);
     connect(&m_timer, &QTimer::timeout, this, &OverlayPlot::redraw);
+    m_busyTimer.setSingleShot(true);
+    m_busyTimer.setInterval(busyMs);
+    connect(&m_busyTimer, &QTimer::timeout, this, [this] { m_plot->plotCanvas()->setCursor(Qt::BusyCursor); });
     connect(&m_theme, &Theme::changed, this, &OverlayPlot::themeChanged);
     connect(m_navigator, &ChartNavigator::viewChanged, this, [this] {
         showAxes();
@@ -222,6 +226,8 @@ void OverlayPlot::redraw()
     if (request.size.isEmpty() || request.visible.isEmpty())
         return;
     m_running = true;
+    if (!m_busyTimer.isActive())
+        m_busyTimer.start();
     m_mailbox->cancelled = false;
     const quint64 revision = std::exchange(m_distancesWanted, false) ? m_curvesRevision : 0;
     QThreadPool::globalInstance()->start([request, revision, box = m_mailbox] {
@@ -252,6 +258,8 @@ void OverlayPlot::takePicture()
     }
     m_running = false;
     if (!picture.image.isNull()) {
+        m_busyTimer.stop();
+        m_plot->plotCanvas()->setCursor(Qt::CrossCursor);
         m_item->picture = std::move(picture);
         m_plot->replot();
         if (m_pointer)

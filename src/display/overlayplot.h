@@ -71,7 +71,8 @@ private:
     int m_quantity = 0;
     bool m_showCurves = true;
     bool m_showBand = true;
-    QTimer m_timer; // several changes are one picture
+    QTimer m_timer;     // several changes are one picture
+    QTimer m_busyTimer; // a picture takes long
     std::shared_ptr<Mailbox> m_mailbox;
     bool m_running = false;
     bool m_again = false;

@@ -8,6 +8,7 @@
 #include "display/sessionselection.h"
 
 #include <QApplication>
+#include <QCheckBox>
 #include <QClipboard>
 #include <QColorDialog>
 #include <QComboBox>
@@ -96,13 +97,20 @@ OverlayView::OverlayView(OverlayEntry::Kind kind, const DisplayContext &context,
 
 OverlayView::~OverlayView() = default;
 
-QToolButton *OverlayView::button(const QString &text, const QString &tip, const char *name, bool checkable)
+QToolButton *OverlayView::button(const QString &text, const QString &tip, const char *name)
 {
     auto *made = new QToolButton;
     made->setText(text);
     made->setToolTip(tip);
     made->setObjectName(QLatin1String(name));
-    made->setCheckable(checkable);
+    return made;
+}
+
+QCheckBox *OverlayView::checkBox(const QString &text, const QString &tip, const char *name)
+{
+    auto *made = new QCheckBox(text);
+    made->setToolTip(tip);
+    made->setObjectName(QLatin1String(name));
     return made;
 }
 
@@ -116,11 +124,10 @@ QWidget *OverlayView::buildToolBar()
     m_quantity->setAccessibleName(tr("Quantity"));
     for (const int quantity : {int(Voltage), int(Current)})
         m_quantity->addItem(PlotModel::quantityName(quantity), quantity);
-    m_showCurves = button(tr("Curves"), tr("Draw each curve"), "b_curves", true);
-    m_showBand =
-        button(tr("Median and band"), tr("Draw the median of the curves and the band from the least to the greatest"),
-               "b_band", true);
-    m_bySensor = button(tr("Colours of sensors"), tr("Give the curves of a sensor its colour"), "b_bySensor", true);
+    m_showCurves = checkBox(tr("Curves"), tr("Draw each curve"), "cb_curves");
+    m_showBand = checkBox(tr("Median and band"),
+                          tr("Draw the median of the curves and the band from the least to the greatest"), "cb_band");
+    m_bySensor = checkBox(tr("Colours of sensors"), tr("Give the curves of a sensor its colour"), "cb_bySensor");
     m_showCurves->setChecked(true);
     m_showBand->setChecked(true);
     m_text = new QLabel;
@@ -131,7 +138,7 @@ QWidget *OverlayView::buildToolBar()
     m_remove = button(tr("Remove"), tr("Take the selected rows out of the overlay (Del)"), "b_remove");
     m_clear = button(tr("Clear"), tr("Take everything out of the overlay; what was recorded stays"), "b_clear");
     layout->addWidget(m_quantity);
-    for (QToolButton *each : {m_showCurves, m_showBand, m_bySensor})
+    for (QCheckBox *each : {m_showCurves, m_showBand, m_bySensor})
         layout->addWidget(each);
     layout->addSpacing(8);
     layout->addWidget(m_text, 1);
@@ -140,9 +147,9 @@ QWidget *OverlayView::buildToolBar()
     connect(m_quantity, qOverload<int>(&QComboBox::currentIndexChanged), this,
             [this] { m_plot->setQuantity(m_quantity->currentData().toInt()); });
     const auto layers = [this] { m_plot->setLayers(m_showCurves->isChecked(), m_showBand->isChecked()); };
-    connect(m_showCurves, &QToolButton::toggled, this, layers);
-    connect(m_showBand, &QToolButton::toggled, this, layers);
-    connect(m_bySensor, &QToolButton::toggled, this, &OverlayView::showCurves);
+    connect(m_showCurves, &QCheckBox::toggled, this, layers);
+    connect(m_showBand, &QCheckBox::toggled, this, layers);
+    connect(m_bySensor, &QCheckBox::toggled, this, &OverlayView::showCurves);
     connect(add, &QToolButton::clicked, this, &OverlayView::addRequested);
     connect(m_remove, &QToolButton::clicked, this, [this] { m_entries.remove(selectedRows()); });
     connect(m_clear, &QToolButton::clicked, this, [this] { m_entries.clear(m_kind); });

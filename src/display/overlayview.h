@@ -7,6 +7,7 @@
 
 class OverlayPlot;
 class OverlaySet;
+class QCheckBox;
 class QComboBox;
 class QLabel;
 class QSortFilterProxyModel;
@@ -44,7 +45,8 @@ protected:
 private:
     QWidget *buildToolBar();
     QWidget *buildTable();
-    QToolButton *button(const QString &text, const QString &tip, const char *name, bool checkable = false);
+    QToolButton *button(const QString &text, const QString &tip, const char *name);
+    QCheckBox *checkBox(const QString &text, const QString &tip, const char *name);
     QVector<int> selectedRows() const;
     void showCurves();
     void selectRow(int row);
@@ -60,9 +62,9 @@ private:
     QTableView *m_table;
     QComboBox *m_quantity;
     QLabel *m_text;
-    QToolButton *m_showCurves;
-    QToolButton *m_showBand;
-    QToolButton *m_bySensor;
+    QCheckBox *m_showCurves;
+    QCheckBox *m_showBand;
+    QCheckBox *m_bySensor;
     QToolButton *m_remove;
     QToolButton *m_clear;
     QVector<int> m_shownRows; // of the curves in the plot

@@ -9,6 +9,7 @@
 #include "display/typecolours.h"
 
 #include <QApplication>
+#include <QCheckBox>
 #include <QClipboard>
 #include <QComboBox>
 #include <QElapsedTimer>
@@ -111,8 +112,8 @@ QWidget *SummaryView::buildToolBar()
     m_range->setItemData(Chosen, tr("What was chosen in the bar chart or with both cursors"), Qt::ToolTipRole);
     m_text = new QLabel;
     m_text->setTextFormat(Qt::PlainText);
-    m_showSteps = button(tr("Steps"), tr("Mean, least and greatest values of each recipe step"), "b_steps");
-    m_showSteps->setCheckable(true);
+    m_showSteps = new QCheckBox(tr("Steps"));
+    m_showSteps->setObjectName(QStringLiteral("cb_steps"));
     auto *threshold =
         button(tr("RF-ON threshold"), tr("The voltage from which RF counts as on when runs are searched for"),
                "b_rfOnThreshold");
@@ -126,10 +127,11 @@ QWidget *SummaryView::buildToolBar()
     m_sensorButtons = {threshold, unload, csv};
     layout->addWidget(m_range);
     layout->addWidget(m_text, 1);
-    for (QToolButton *each : {m_showSteps, threshold, unload, csv, copies})
+    layout->addWidget(m_showSteps);
+    for (QToolButton *each : {threshold, unload, csv, copies})
         layout->addWidget(each);
     connect(m_range, qOverload<int>(&QComboBox::currentIndexChanged), this, &SummaryView::fillSoon);
-    connect(m_showSteps, &QToolButton::toggled, this, &SummaryView::fillSteps);
+    connect(m_showSteps, &QCheckBox::toggled, this, &SummaryView::fillSteps);
     connect(threshold, &QToolButton::clicked, this, &SummaryView::thresholdRequested);
     connect(unload, &QToolButton::clicked, this, &SummaryView::unloadRequested);
     connect(csv, &QToolButton::clicked, this, &SummaryView::exportRequested);

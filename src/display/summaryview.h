@@ -5,6 +5,7 @@
 #include <QTimer>
 
 class EmptyNotice;
+class QCheckBox;
 class QComboBox;
 class QLabel;
 class QStandardItemModel;
@@ -72,7 +73,7 @@ private:
     QTableView *m_stepsTable;
     QComboBox *m_range;
     QLabel *m_text;
-    QToolButton *m_showSteps;
+    QCheckBox *m_showSteps;
     QVector<QToolButton *> m_sensorButtons; // need a displayed sensor
     EmptyNotice *m_empty;
     TimeRange m_viewRange;
