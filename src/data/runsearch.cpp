@@ -2,30 +2,30 @@
 
 #include "data/valuetype.h"
 
-void searchRuns(const QVector<SamplePoint> &samples, double threshold, QVector<RunStretch> &out)
+void RunSearch::take(const QVector<SamplePoint> &samples, QVector<RunStretch> &out)
 {
-    bool inRun = false;
-    quint64 start = 0;
-    double voltages = 0;
-    double currents = 0;
-    int count = 0;
     for (const SamplePoint &sample : samples) {
-        if (!inRun) {
-            if (!(sample.voltage >= threshold))
+        if (!m_inRun) {
+            if (!(sample.voltage >= m_threshold))
                 continue;
-            inRun = true;
-            start = sample.time;
-            voltages = sample.voltage;
-            currents = sampleValue(sample, Current);
-            count = 1;
+            m_inRun = true;
+            m_start = sample.time;
+            m_voltages = sample.voltage;
+            m_currents = sampleValue(sample, Current);
+            m_count = 1;
             continue;
         }
-        voltages += sample.voltage;
-        currents += sampleValue(sample, Current);
-        ++count;
-        if (sample.voltage < threshold) {
-            out.append({start, sample.time, voltages / count, currents / count});
-            inRun = false;
+        m_voltages += sample.voltage;
+        m_currents += sampleValue(sample, Current);
+        ++m_count;
+        if (sample.voltage < m_threshold) {
+            out.append({m_start, sample.time, m_voltages / m_count, m_currents / m_count});
+            m_inRun = false;
         }
     }
+}
+
+void searchRuns(const QVector<SamplePoint> &samples, double threshold, QVector<RunStretch> &out)
+{
+    RunSearch(threshold).take(samples, out);
 }

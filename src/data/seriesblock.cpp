@@ -1,7 +1,6 @@
 #include "data/seriesblock.h"
 
-#include "data/samplepoint.h"
-#include "data/valuetype.h"
+#include "data/derivedvalues.h"
 
 #include <algorithm>
 #include <cmath>
@@ -92,7 +91,7 @@ bool SeriesBlock::append(const SamplePoint *samples, int count)
         if (!m_times.append(samples[i].time))
             return false;
         for (Entry &entry : m_entries)
-            entry.pyramid.append(sampleValue(samples[i], entry.quantity));
+            entry.pyramid.append(quantityValue(samples[i], entry.quantity));
     }
     return true;
 }
