@@ -36,7 +36,11 @@ void arcPlotDisplay::addSensor(const QString &serial, const QString &label, std:
     sensor->series = std::make_unique<SeriesCache>(source, d->pool);
     sensor->marks = std::make_unique<MarkCache>(source, d->pool);
     sensor->marks->setRules(d->filter, d->colours);
-    connect(sensor->series.get(), &SeriesCache::changed, this, &arcPlotDisplay::markDirty);
+    connect(sensor->series.get(), &SeriesCache::changed, this, [this] {
+        markDirty();
+        if (d->model.home)
+            d->redrawSoon(); // stepping from one to the next is not to wait for the ticker
+    });
     connect(sensor->series.get(), &SeriesCache::progress, this, &arcPlotDisplay::readProgress);
     connect(sensor->marks.get(), &MarkCache::changed, this, &arcPlotDisplay::markDirty);
     d->model.sensors.push_back(std::move(sensor));
@@ -181,6 +185,37 @@ std::optional<TimeRange> arcPlotDisplay::cursorRange() const
     return d->model.cursorRange();
 }
 
+void arcPlotDisplay::setFixedRange(const TimeRange &range)
+{
+    d->model.home = range;
+    d->model.view = PlotView();
+    d->model.cursors[0].reset();
+    d->model.cursors[1].reset();
+    d->model.view.setData(range);
+    d->model.view.setVisible(range, d->now());
+    d->model.view.forgetHistory();
+    d->toolBar->setLive(false);
+    d->viewChanged();
+}
+
+void arcPlotDisplay::setSections(const QVector<PlotSection> &sections)
+{
+    d->model.sections = sections;
+    d->redrawSoon();
+}
+
+void arcPlotDisplay::setTimeOrigin(quint64 time)
+{
+    d->model.origin = time;
+    d->redrawSoon();
+}
+
+void arcPlotDisplay::setTimeZero(quint64 time, const QString &name)
+{
+    d->model.timeAxis.setZero(time, name);
+    d->redrawSoon();
+}
+
 void arcPlotDisplay::setEmptyState(const QString &text, const QString &button)
 {
     d->emptyText = text;
@@ -205,6 +240,8 @@ void arcPlotDisplay::markDirty()
 
 void arcPlotDisplay::setFollowing(bool following)
 {
+    if (d->model.home)
+        return;
     d->model.view.setFollowing(following);
     d->viewChanged();
 }
@@ -216,6 +253,8 @@ void arcPlotDisplay::jumpToLive()
 
 void arcPlotDisplay::showWholeRange()
 {
+    if (d->model.home)
+        return setVisibleRange(*d->model.home);
     d->model.view.showWhole();
     d->viewChanged();
     emit spanChanged(0);

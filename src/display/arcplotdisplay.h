@@ -1,5 +1,6 @@
 #pragma once
 
+#include "display/plotsection.h"
 #include "display/plotsource.h"
 #include "display/theme.h"
 #include "display/timerange.h"
@@ -61,6 +62,15 @@ public:
     TimeRange dataRange() const;
     /// The range between the two cursors.
     std::optional<TimeRange> cursorRange() const;
+    /// Makes this a plot of one stretch, and shows it: Home comes back to it, nothing follows, N and P are left to the
+    /// owner, and the tools of live data go. Cursors and zoom history of the stretch before are forgotten.
+    void setFixedRange(const TimeRange &range);
+    /// Stretches to mark and name.
+    void setSections(const QVector<PlotSection> &sections);
+    /// What elapsed times count from, when that is not the first sample here.
+    void setTimeOrigin(quint64 time);
+    /// Times are microseconds after this moment, which the axis calls `name`.
+    void setTimeZero(quint64 time, const QString &name);
     /// What an empty plot says, with the text of its one button; an empty text restores the plot's own words.
     void setEmptyState(const QString &text, const QString &button = QString());
 
@@ -101,6 +111,8 @@ signals:
     /// A double click on a run.
     void runActivated(const QString &serial, quint64 start);
     void emptyStateButtonClicked();
+    /// N or P on a plot of one stretch.
+    void neighbourWanted(bool forward);
 
 public:
     void setDisplayNumber(unsigned int number);

@@ -3,6 +3,7 @@
 #include "display/banditem.h"
 #include "display/curveitem.h"
 #include "display/markeritem.h"
+#include "display/sectionitem.h"
 #include "display/tickdraw.h"
 
 #include <QEvent>
@@ -14,6 +15,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace {
 
@@ -41,7 +43,8 @@ QwtScaleDiv division(double low, double high, const QVector<double> &major, cons
 
 PlotFigure::PlotFigure(QWidget *parent)
     : QwtPlot(parent), m_canvas(new QwtPlotCanvas), m_grid(new QwtPlotGrid), m_bands(new BandItem),
-      m_markers(new MarkerItem), m_timeDraw(new TickDraw), m_valueDraw{new TickDraw, new TickDraw}
+      m_markers(new MarkerItem), m_sections{new SectionItem, new SectionItem},
+      m_timeDraw(new TickDraw), m_valueDraw{new TickDraw, new TickDraw}
 {
     m_canvas->setFrameStyle(QFrame::Box | QFrame::Plain);
     m_canvas->setLineWidth(1);
@@ -63,6 +66,11 @@ PlotFigure::PlotFigure(QWidget *parent)
     m_grid->attach(this);
     m_bands->attach(this);
     m_markers->attach(this);
+    for (int axis = 0; axis < 2; ++axis) {
+        m_sections[axis]->setAxes(xBottom, qwtAxis[axis]);
+        m_sections[axis]->setNamed(axis == 0);
+        m_sections[axis]->attach(this);
+    }
     applyFonts();
 }
 
@@ -92,6 +100,7 @@ void PlotFigure::applyFonts()
     axisWidget(xBottom)->setMinBorderDist(half, half);
     m_markers->setSize(std::max(9.0, metrics.ascent() * 0.85));
     m_bands->setTopMargin(m_markers->laneHeight());
+    m_sections[0]->setTopMargin(m_markers->laneHeight() + metrics.height()); // below the number of the run
 }
 
 void PlotFigure::applyTheme(const Theme &theme)
@@ -112,6 +121,8 @@ void PlotFigure::applyTheme(const Theme &theme)
     m_grid->setMajorPen(theme.gridPen());
     m_grid->setMinorPen(theme.minorGridPen());
     m_markers->setOutline(theme.markerOutline());
+    for (SectionItem *item : m_sections)
+        item->setPens(theme.sectionEdge(), theme.sectionLevel(), theme.mutedText());
     m_themed = true;
 }
 
@@ -131,6 +142,7 @@ void PlotFigure::show(PlotModel &model, const Theme &theme)
     updateLayout();
     showCurves(model, theme);
     showBands(model, theme);
+    showSections(model);
     showMarkers(model, theme);
     replot();
 }
@@ -242,6 +254,18 @@ void PlotFigure::showBands(const PlotModel &model, const Theme &theme)
         ++row;
     }
     m_bands->setBands(std::move(bands));
+}
+
+void PlotFigure::showSections(const PlotModel &model)
+{
+    const double none = std::numeric_limits<double>::quiet_NaN();
+    for (const auto axis : {PlotView::Left, PlotView::Right}) {
+        QVector<SectionItem::Section> sections;
+        for (const PlotSection &section : model.sections)
+            sections.append({section.range, section.label,
+                             model.hasAxis(axis) ? section.levels.value(model.quantities[axis], none) : none});
+        m_sections[axis]->setSections(std::move(sections));
+    }
 }
 
 void PlotFigure::showMarkers(const PlotModel &model, const Theme &theme)

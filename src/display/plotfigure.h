@@ -10,6 +10,7 @@ class CurveItem;
 class MarkerItem;
 class QwtPlotCanvas;
 class QwtPlotGrid;
+class SectionItem;
 class TickDraw;
 
 /// The drawn plot: canvas, axes, curves, bands and markers of a model in the colours of a theme. It decides nothing; a
@@ -54,12 +55,14 @@ private:
     void showValueAxis(const PlotModel &model, PlotView::Axis axis);
     void showCurves(PlotModel &model, const Theme &theme);
     void showBands(const PlotModel &model, const Theme &theme);
+    void showSections(const PlotModel &model);
     void showMarkers(const PlotModel &model, const Theme &theme);
 
     QwtPlotCanvas *m_canvas;
     QwtPlotGrid *m_grid;
     BandItem *m_bands;
     MarkerItem *m_markers;
+    SectionItem *m_sections[2]; // by axis
     TickDraw *m_timeDraw;
     TickDraw *m_valueDraw[2];
     std::vector<CurveItem *> m_curves;

@@ -1,6 +1,6 @@
 #include "display/plotmodel.h"
 
-#include "data/valuetype.h"
+#include "data/derivedvalues.h"
 
 #include <algorithm>
 
@@ -40,7 +40,7 @@ bool PlotModel::update()
     const ValueSpan spansBefore[2] = {view.values(PlotView::Left), view.values(PlotView::Right)};
     const TimeRange data = dataRange();
     view.setData(data);
-    timeAxis.setOrigin(data.from);
+    timeAxis.setOrigin(origin ? origin : data.from);
     for (const auto axis : {PlotView::Left, PlotView::Right}) {
         ValueRange extremes;
         for (const auto &sensor : sensors)
@@ -62,12 +62,12 @@ std::optional<TimeRange> PlotModel::cursorRange() const
 
 QString PlotModel::quantityName(int quantity)
 {
-    return valueTypeNames().value(quantity);
+    return ::quantityName(quantity);
 }
 
 QString PlotModel::quantityUnit(int quantity)
 {
-    return valueTypeUnits().value(quantity);
+    return ::quantityUnit(quantity);
 }
 
 quint64 PlotModel::neighbourMark(quint64 time, bool forward) const

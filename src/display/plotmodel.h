@@ -1,6 +1,7 @@
 #pragma once
 
 #include "display/markcache.h"
+#include "display/plotsection.h"
 #include "display/plotview.h"
 #include "display/seriescache.h"
 #include "display/timeaxis.h"
@@ -42,6 +43,9 @@ public:
     TimeAxis timeAxis;
     int quantities[2] = {0, noQuantity};
     std::optional<quint64> cursors[2];
+    quint64 origin = 0; // of elapsed times; 0: the first sample
+    QVector<PlotSection> sections;
+    std::optional<TimeRange> home; // of a plot that shows one stretch and never follows
 
     PlotSensor *sensor(const QString &serial) const;
     bool hasAxis(PlotView::Axis axis) const { return quantities[axis] != noQuantity; }

@@ -135,6 +135,8 @@ void arcPlotDisplay::Private::updateOverlay()
 void arcPlotDisplay::Private::showEmptyState()
 {
     EmptyState state = emptyState(model);
+    if (model.home && !model.sensors.empty() && model.view.data().isEmpty())
+        state = {}; // about to be read
     if (!state.text.isEmpty() && !emptyText.isEmpty())
         state = {emptyText, emptyButtonText};
     emptyBox->setVisible(!state.text.isEmpty());

@@ -73,6 +73,7 @@ PlotToolBar::PlotToolBar(QWidget *parent) : QWidget(parent), m_spans(new QButton
         connect(preset, &QToolButton::clicked, this, [this, i] { emit spanChosen(presets()[i].span); });
     }
     layout->addWidget(spans);
+    m_spanBox = spans;
 
     m_follow = button(QString(),
                       QStringLiteral("Follow the newest sample, or hold the view (Space).\n"
@@ -95,6 +96,12 @@ PlotToolBar::PlotToolBar(QWidget *parent) : QWidget(parent), m_spans(new QButton
     layout->addWidget(m_quantities[1]);
     layout->setAlignment(m_quantities[1], Qt::AlignRight);
     fitFollowButton();
+}
+
+void PlotToolBar::setLive(bool live)
+{
+    for (QWidget *tool : {m_spanBox, static_cast<QWidget *>(m_follow), static_cast<QWidget *>(m_timeMode)})
+        tool->setVisible(live);
 }
 
 QComboBox *PlotToolBar::quantityBox(bool right)
@@ -132,8 +139,7 @@ void PlotToolBar::chooseQuantities()
 void PlotToolBar::fitFollowButton()
 {
     // As wide as its longest words, so that nothing beside it moves.
-    const int words =
-        m_follow->fontMetrics().horizontalAdvance(QStringLiteral("Paused, 59 min behind - Follow (L)"));
+    const int words = m_follow->fontMetrics().horizontalAdvance(QStringLiteral("Paused, 59 min behind - Follow (L)"));
     m_follow->setFixedWidth(words + m_follow->fontMetrics().height());
 }
 

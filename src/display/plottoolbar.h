@@ -25,6 +25,8 @@ public:
     explicit PlotToolBar(QWidget *parent = nullptr);
 
     void show(const PlotModel &model);
+    /// Whether the tools of live data are there: spans, following, the time mode of the program.
+    void setLive(bool live);
     using QWidget::show;
 
 signals:
@@ -50,6 +52,7 @@ private:
     QToolButton *m_forward;
     QToolButton *m_zoomByDrag;
     QButtonGroup *m_spans;
+    QWidget *m_spanBox;
     QToolButton *m_follow;
     QComboBox *m_timeMode;
 };

@@ -225,7 +225,10 @@ void arcPlotDisplay::Private::contextMenu(const QPointF &point, const QPoint &gl
     menu->setAttribute(Qt::WA_DeleteOnClose);
     const quint64 time = figure->timeAt(point.x());
     const auto add = [this, menu](const QString &text, auto slot) { return menu->addAction(text, this, slot); };
-    add(QStringLiteral("Follow newest data\tL"), [this] { q->jumpToLive(); })->setEnabled(!model.view.isFollowing());
+    if (!model.home)
+        add(QStringLiteral("Follow newest data\tL"), [this] {
+            q->jumpToLive();
+        })->setEnabled(!model.view.isFollowing());
     add(QStringLiteral("Whole range\tHome"), [this] { q->showWholeRange(); });
     add(QStringLiteral("Zoom back\tAlt+Left"), [this] { q->zoomBack(); })->setEnabled(model.view.canGoBack());
     add(QStringLiteral("Zoom forward\tAlt+Right"), [this] { q->zoomForward(); })->setEnabled(model.view.canGoForward());
@@ -275,6 +278,10 @@ bool arcPlotDisplay::Private::removeCursors()
 
 void arcPlotDisplay::Private::goToNeighbour(bool forward)
 {
+    if (model.home) {
+        emit q->neighbourWanted(forward);
+        return;
+    }
     const TimeRange visible = model.view.visible();
     const quint64 middle = visible.from + visible.length() / 2;
     const quint64 target = model.neighbourMark(middle, forward);

@@ -226,3 +226,9 @@ void PlotView::goForward()
     m_back.append(snapshot());
     restore(m_forward.takeLast());
 }
+
+void PlotView::forgetHistory()
+{
+    m_back.clear();
+    m_forward.clear();
+}

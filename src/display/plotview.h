@@ -58,6 +58,7 @@ public:
     bool canGoForward() const { return !m_forward.isEmpty(); }
     void goBack();
     void goForward();
+    void forgetHistory();
 
 private:
     struct ValueAxis

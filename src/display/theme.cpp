@@ -235,6 +235,16 @@ QBrush Theme::runBand(bool odd, int layers) const
     return QBrush(m_dark ? QColor(120, 180, 90, alpha) : QColor(96, 150, 60, alpha));
 }
 
+QPen Theme::sectionEdge() const
+{
+    return QPen(mutedText(), 1, Qt::DashLine);
+}
+
+QPen Theme::sectionLevel() const
+{
+    return QPen(text(), 1.5);
+}
+
 QPen Theme::runEdge() const
 {
     return hairline(withAlpha(eventColour(eventtype::RfOn), 130));

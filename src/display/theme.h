@@ -58,6 +58,9 @@ public:
     /// Lighter the more sensors' bands may lie on each other.
     QBrush runBand(bool odd, int layers = 1) const;
     QPen runEdge() const;
+    /// Where a step of a recipe begins, and the level of its mean.
+    QPen sectionEdge() const;
+    QPen sectionLevel() const;
     QColor runText() const;
     QBrush connectionLossBand() const;
     QColor eventColour(int code) const;

@@ -190,8 +190,30 @@ quint64 TimeAxis::placeTicks(const TimeRange &range, int most, TimeTicks &ticks)
     return evenSteps[std::min(index, std::size(evenSteps) - 1)].length;
 }
 
+void TimeAxis::setZero(quint64 time, const QString &name)
+{
+    m_zero = time;
+    m_zeroName = name;
+}
+
+TimeTicks TimeAxis::ticksFromZero(const TimeRange &range, int most) const
+{
+    TimeTicks result;
+    const quint64 coarse = std::max<quint64>(range.length(), 1) / quint64(std::clamp(most, 1, mostTicks));
+    std::size_t index = 0;
+    while (index + 1 < std::size(evenSteps) && evenSteps[index].length < coarse)
+        ++index;
+    placeEven(range, evenSteps[index].length, *m_zero, result);
+    for (const quint64 tick : qAsConst(result.major))
+        result.labels.append(grouped(qint64(tick - *m_zero)));
+    result.title = QStringLiteral("µs after %1").arg(m_zeroName);
+    return result;
+}
+
 TimeTicks TimeAxis::ticks(const TimeRange &range, int most) const
 {
+    if (m_zero)
+        return ticksFromZero(range, most);
     TimeTicks result;
     const quint64 step = placeTicks(range, most, result);
     const bool offsets = offsetAt(range.from) != offsetAt(range.to) && step <= hour;
@@ -282,6 +304,8 @@ QString TimeAxis::title(const TimeRange &range, quint64 step) const
 
 QString TimeAxis::moment(quint64 time) const
 {
+    if (m_zero)
+        return grouped(qint64(time - *m_zero)) + QStringLiteral(" µs");
     if (m_mode == TimeMode::Elapsed)
         return elapsedLabel(time, 1);
     const QString text = inEnglish(shown(time), "yyyy-MM-dd HH:mm:ss") + fraction(time, 1);

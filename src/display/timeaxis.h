@@ -7,6 +7,7 @@
 #include <QVector>
 
 #include <functional>
+#include <optional>
 
 /// Where a time axis has its ticks and what they say.
 struct TimeTicks
@@ -34,6 +35,8 @@ public:
     /// What elapsed time counts from.
     void setOrigin(quint64 time) { m_origin = time; }
     quint64 origin() const { return m_origin; }
+    /// Counts microseconds from this moment instead, whatever the mode; the title calls it `name`.
+    void setZero(quint64 time, const QString &name);
 
     /// At most `most` major ticks, at round times.
     TimeTicks ticks(const TimeRange &range, int most = mostTicks) const;
@@ -49,6 +52,7 @@ public:
     static QString offsetText(int seconds);
 
 private:
+    TimeTicks ticksFromZero(const TimeRange &range, int most) const;
     bool countsMicroseconds(const TimeRange &range) const;
     int offsetAt(quint64 time) const; // seconds east of UTC
     QDateTime shown(quint64 time) const;
@@ -62,6 +66,8 @@ private:
     TimeMode m_mode;
     QTimeZone m_zone;
     quint64 m_origin = 0;
+    std::optional<quint64> m_zero;
+    QString m_zeroName;
 };
 
 /// A length of time as people say it: "14 s", "3 min 20 s", "2 h 5 min", "4 d 3 h", "250 ms".
