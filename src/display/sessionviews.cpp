@@ -3,8 +3,10 @@
 #include "base/prompts.h"
 #include "display/arcglobalview.h"
 #include "display/arcplotdisplay.h"
+#include "display/eventsview.h"
 #include "display/overlayset.h"
 #include "display/overlayview.h"
+#include "display/runsview.h"
 #include "display/sessionfacts.h"
 #include "display/summaryview.h"
 #include "events/eventfilter.h"
@@ -16,17 +18,20 @@ namespace {
 struct Factory
 {
     int page;
-    SessionView *(*make)(const DisplayContext &context, SessionSelection &selection);
+    SessionView *(*make)(const DisplayContext &context, SessionSelection &selection, SessionRecords &records);
 };
 
 template <class View>
-SessionView *make(const DisplayContext &context, SessionSelection &selection)
+SessionView *make(const DisplayContext &context, SessionSelection &selection, SessionRecords &records)
 {
-    return new View(context, selection);
+    return new View(context, selection, records);
 }
 
-// One line a view: {SessionViews::Runs, make<RunsView>}.
-const std::vector<Factory> factories = {};
+// The views that list records; one line each.
+const std::vector<Factory> factories = {
+    {SessionViews::Runs, make<RunsView>},
+    {SessionViews::Events, make<EventsView>},
+};
 
 } // namespace
 
@@ -38,7 +43,7 @@ SessionViews::SessionViews(const DisplayContext &context, QStackedWidget *stack,
     m_stack->addWidget(live);
     m_pages[Live].widget = live;
     for (const Factory &factory : factories)
-        addView(factory.page, factory.make(context, m_selection));
+        addView(factory.page, factory.make(context, m_selection, m_records));
     addCountingViews();
     followPlot();
 }
@@ -161,6 +166,7 @@ void SessionViews::setSensors(const QVector<ViewSensor> &sensors)
             page.view->setSensors(sensors);
     }
     m_facts->retain(sensors);
+    m_records.setSensors(sensors);
     refresh();
 }
 

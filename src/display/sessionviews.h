@@ -1,5 +1,6 @@
 #pragma once
 
+#include "display/sessionrecords.h"
 #include "display/sessionselection.h"
 #include "display/sessionview.h"
 
@@ -83,6 +84,7 @@ private:
     SessionFacts *m_facts;
     OverlaySet *m_overlays;
     QVector<ViewSensor> m_sensors;
+    SessionRecords m_records;
     std::array<PageEntry, pageCount> m_pages;
     int m_current = Live;
     bool m_plotChooses = false; // the period comes from the plot: it stays where it is

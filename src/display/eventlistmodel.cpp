@@ -1,0 +1,118 @@
+#include "display/eventlistmodel.h"
+
+#include <cmath>
+
+namespace {
+
+QVector<RecordModel::Column> columns()
+{
+    return {
+        {QStringLiteral("Class"), QStringLiteral("Type of the event"), false, 11},
+        {QStringLiteral("Time"), QStringLiteral("Start of its waveform"), false, 28, true},
+        {QStringLiteral("Amplitude [V]"), QStringLiteral("Largest deviation from the voltage before it"), true, 9},
+        {QStringLiteral("[%]"), QStringLiteral("Amplitude in percent of the voltage before it"), true, 6},
+        {QStringLiteral("Length [µs]"), QStringLiteral("From the first to the last point of its waveform"), true, 8},
+        {QStringLiteral("Run"), QStringLiteral("Number of the run it lies in"), true, 5},
+        {QStringLiteral("Step"), QStringLiteral("Recipe step it lies in"), false, 10},
+        {QStringLiteral("Sensor"), QString(), false, 18},
+    };
+}
+
+} // namespace
+
+EventListModel::EventListModel(Icon icon, QObject *parent)
+    : RecordModel(columns(), Time, Qt::AscendingOrder, parent), m_icon(std::move(icon)),
+      m_hiddenCodes(eventtype::builtInCount, false)
+{}
+
+void EventListModel::setHiddenTypes(const QSet<QString> &names)
+{
+    if (names == m_hiddenNames)
+        return;
+    m_hiddenNames = names;
+    for (int code = 0; code < eventtype::builtInCount; ++code)
+        m_hiddenCodes[code] = names.contains(eventtype::name(code));
+    rebuild();
+}
+
+const EventRow *EventListModel::eventAt(int at) const
+{
+    return at >= 0 && at < rowCount() ? &row(place(at)) : nullptr;
+}
+
+void EventListModel::forgetIcons()
+{
+    m_icons.clear();
+    redraw();
+}
+
+bool EventListModel::accepts(const Place &place) const
+{
+    const EventRow &event = row(place);
+    return event.name.isEmpty() ? !m_hiddenCodes.value(event.code) : !m_hiddenNames.contains(event.name);
+}
+
+double EventListModel::percent(const EventRow &event)
+{
+    return event.base != 0 ? 100 * std::abs(event.amplitude / event.base) : 0;
+}
+
+QString EventListModel::cell(const Place &place, int column) const
+{
+    const EventRow &event = row(place);
+    switch (column) {
+    case Type:
+        return event.typeName();
+    case Time:
+        return timeAxis().moment(event.time);
+    case Amplitude:
+        return QString::number(event.amplitude, 'f', 1);
+    case Percent:
+        return event.base != 0 ? QString::number(percent(event), 'f', 1) : QString();
+    case Length:
+        return QString::number(event.end - event.time);
+    case Run:
+        return event.run >= 0 ? QString::number(event.run + 1) : QString();
+    case Step:
+        return event.step >= 0 ? stepName(records(place).runs.at(event.run).record, event.step) : QString();
+    case Sensor:
+        return sensorOf(place).view.label;
+    default:
+        return {};
+    }
+}
+
+QVariant EventListModel::decoration(const Place &place, int column) const
+{
+    if (column != Type || !m_icon)
+        return {};
+    const QString name = row(place).typeName();
+    auto icon = m_icons.find(name);
+    if (icon == m_icons.end())
+        icon = m_icons.insert(name, m_icon(name));
+    return *icon;
+}
+
+int EventListModel::compare(const Place &left, const Place &right, int column) const
+{
+    const EventRow &a = row(left);
+    const EventRow &b = row(right);
+    switch (column) {
+    case Type:
+        return a.name.isEmpty() && b.name.isEmpty() ? order(a.code, b.code) : order(a.typeName(), b.typeName());
+    case Amplitude:
+        return order(std::abs(a.amplitude), std::abs(b.amplitude));
+    case Percent:
+        return order(percent(a), percent(b));
+    case Length:
+        return order(a.end - a.time, b.end - b.time);
+    case Run:
+        return order(a.run, b.run);
+    case Step:
+        return order(a.step, b.step);
+    case Sensor:
+        return order(sensorOf(left).view.label, sensorOf(right).view.label);
+    default:
+        return order(a.time, b.time);
+    }
+}

@@ -1,0 +1,366 @@
+#include "display/eventsview.h"
+
+#include "data/derivedvalues.h"
+#include "data/norvexdata.h"
+#include "display/arcplotdisplay.h"
+#include "display/derivedsources.h"
+#include "display/emptypage.h"
+#include "display/eventicon.h"
+#include "display/eventlistmodel.h"
+#include "display/recordtable.h"
+#include "display/sessionviews.h"
+#include "display/storesource.h"
+#include "events/eventfilter.h"
+
+#include <QKeyEvent>
+#include <QLabel>
+#include <QPainter>
+#include <QPushButton>
+#include <QSplitter>
+#include <QStackedLayout>
+#include <QVBoxLayout>
+
+#include <algorithm>
+
+namespace {
+
+constexpr quint64 second = 1000000;
+constexpr quint64 aroundShown = 5 * second; // before and after the event
+constexpr quint64 aroundRead = 60 * second;
+constexpr int lowestPlot = 130;
+
+TimeRange around(quint64 time, quint64 reach)
+{
+    return {time - std::min(time, reach), time + reach};
+}
+
+} // namespace
+
+EventsView::EventsView(const DisplayContext &context, SessionSelection &selection, SessionRecords &records,
+                       QWidget *parent)
+    : SessionView(context, selection, parent), m_records(records),
+      m_model(new EventListModel([this](const QString &type) { return icon(type); }, this)),
+      m_panel(new RecordPanel(m_model, tr("events"))), m_splitter(new QSplitter), m_tasks(this)
+{
+    m_splitter->addWidget(m_panel);
+    m_splitter->addWidget(buildDetails());
+    m_splitter->setStretchFactor(0, 2);
+    m_splitter->setStretchFactor(1, 3);
+    m_splitter->setSizes({440, 660});
+    m_splitter->setChildrenCollapsible(false);
+    auto *layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(m_splitter);
+    connectAll();
+    filterChanged();
+    showChosen();
+}
+
+EventsView::~EventsView() = default;
+
+QIcon EventsView::icon(const QString &type) const
+{
+    return eventIcon(type, m_context.theme, m_context.dictionary, *this);
+}
+
+QWidget *EventsView::buildTitleRow()
+{
+    m_icon = new QLabel;
+    m_title = new QLabel;
+    m_title->setObjectName(QStringLiteral("eventTitle"));
+    m_title->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    m_title->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+    m_previous = new QPushButton(tr("◀ Previous"));
+    m_previous->setToolTip(tr("The event above in the list (P)"));
+    m_next = new QPushButton(tr("Next ▶"));
+    m_next->setToolTip(tr("The event below in the list (N)"));
+    m_showRun = new QPushButton(tr("Show Run"));
+    m_showRun->setObjectName(QStringLiteral("b_eventRun"));
+    auto *inPlot = new QPushButton(tr("Show in Live View"));
+    inPlot->setObjectName(QStringLiteral("b_eventInPlot"));
+    auto *row = new QWidget;
+    auto *layout = new QHBoxLayout(row);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(m_icon);
+    layout->addWidget(m_title, 1);
+    for (QPushButton *button : {m_previous, m_next, m_showRun, inPlot})
+        layout->addWidget(button);
+    connect(m_previous, &QPushButton::clicked, this, [this] { m_panel->table()->step(-1); });
+    connect(m_next, &QPushButton::clicked, this, [this] { m_panel->table()->step(1); });
+    connect(m_showRun, &QPushButton::clicked, this, [this] { emit viewRequested(SessionViews::Runs); });
+    connect(inPlot, &QPushButton::clicked, this, [this] {
+        const TimeRange range = around(m_shown.time, aroundShown);
+        emit plotRequested(range.from, range.to);
+    });
+    return row;
+}
+
+QWidget *EventsView::buildDetails()
+{
+    m_waveform = new arcPlotDisplay(m_context.theme);
+    m_derived = new arcPlotDisplay(m_context.theme);
+    m_around = new arcPlotDisplay(m_context.theme);
+    m_waveform->setQuantities(Voltage, Current);
+    m_derived->setQuantities(Power, Impedance);
+    m_around->setQuantities(Voltage, Current);
+    m_waveform->setObjectName(QStringLiteral("waveform"));
+    m_derived->setObjectName(QStringLiteral("derived"));
+    m_around->setObjectName(QStringLiteral("around"));
+    for (arcPlotDisplay *plot : plots()) {
+        plot->toolBar()->hide();
+        plot->setMinimumHeight(lowestPlot);
+    }
+    linkTimes(m_waveform, m_derived);
+    linkTimes(m_derived, m_waveform);
+
+    auto *curves = new QSplitter(Qt::Vertical);
+    curves->addWidget(m_waveform);
+    curves->addWidget(m_derived);
+    curves->setStretchFactor(0, 3);
+    curves->setStretchFactor(1, 2);
+    auto *waveform = new QWidget;
+    m_waveformStack = new QStackedLayout(waveform);
+    m_noWaveform = new EmptyPage;
+    m_waveformStack->addWidget(curves);
+    m_waveformStack->addWidget(m_noWaveform);
+    auto *parts = new QSplitter(Qt::Vertical);
+    parts->addWidget(waveform);
+    parts->addWidget(m_around);
+    parts->setStretchFactor(0, 5);
+    parts->setStretchFactor(1, 2);
+    parts->setSizes({500, 240});
+    for (QSplitter *splitter : {curves, parts})
+        splitter->setChildrenCollapsible(false);
+
+    auto *page = new QWidget;
+    auto *layout = new QVBoxLayout(page);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(buildTitleRow());
+    layout->addWidget(parts, 1);
+    auto *details = new QWidget;
+    m_detailStack = new QStackedLayout(details);
+    m_noEvent = new EmptyPage;
+    m_noEvent->show(tr("No event is chosen.\nChoose one in the list, or double-click a marker in the live plot."));
+    m_detailStack->addWidget(page);
+    m_detailStack->addWidget(m_noEvent);
+    return details;
+}
+
+void EventsView::linkTimes(arcPlotDisplay *one, arcPlotDisplay *other)
+{
+    connect(one, &arcPlotDisplay::setCurrentDisplayWindow, this, [other](unsigned int, quint64 from, quint64 to) {
+        if (other->visibleRange() != TimeRange{from, to})
+            other->setVisibleRange({from, to});
+    });
+}
+
+void EventsView::connectAll()
+{
+    connect(&m_records, &SessionRecords::changed, this, &EventsView::showRecords);
+    connect(m_panel->table(), &RecordTable::currentKeyChanged, this, &EventsView::showChosen);
+    connect(m_panel, &RecordPanel::reasonPressed, this, [this] { emit viewRequested(SessionViews::Live); });
+    connect(m_panel, &RecordPanel::periodDropped, this, [this] { m_selection.selectPeriod({}); });
+    connect(m_panel, &RecordPanel::allWanted, this, [this] { m_context.filter.setAllEnabled(true); });
+    connect(&m_selection, &SessionSelection::periodSelected, m_panel, &RecordPanel::setPeriod);
+    connect(&m_selection, &SessionSelection::eventSelected, this,
+            [this](const QString &sensor, quint64 time, int typeCode) {
+                m_wanted = {sensor, time, typeCode};
+                chooseWanted();
+            });
+    connect(m_around, &arcPlotDisplay::eventActivated, &m_selection, &SessionSelection::selectEvent);
+    for (arcPlotDisplay *plot : plots())
+        connect(plot, &arcPlotDisplay::neighbourWanted, this,
+                [this](bool forward) { m_panel->table()->step(forward ? 1 : -1); });
+    connect(&m_context.theme, &Theme::changed, this, [this] {
+        m_model->forgetIcons();
+        m_shown = {};
+        showChosen();
+    });
+}
+
+void EventsView::setSensors(const QVector<ViewSensor> &sensors)
+{
+    SessionView::setSensors(sensors);
+    m_shown = {}; // its colour may be another one
+}
+
+void EventsView::refresh()
+{
+    m_records.refresh();
+    m_around->markDirty();
+    if (m_stale)
+        showRecords();
+    else
+        chooseWanted();
+    showReason();
+}
+
+void EventsView::filterChanged()
+{
+    const QStringList names = m_context.filter.names();
+    QSet<QString> hidden;
+    for (const QString &name : names)
+        if (!m_context.filter.isEnabled(name))
+            hidden.insert(name);
+    m_model->setHiddenTypes(hidden);
+    m_around->setEventFilter([hidden](const EventRecord &event) {
+        return !hidden.contains(event.named ? event.name : eventtype::name(event.effectiveCode()));
+    });
+    showReason();
+}
+
+void EventsView::setTimeMode(TimeMode mode)
+{
+    SessionView::setTimeMode(mode);
+    m_model->setTimeMode(mode);
+    m_around->setTimeMode(mode);
+    m_shown = {};
+    showChosen();
+}
+
+QImage EventsView::renderImage(qreal scale, Theme::Kind kind)
+{
+    if (m_shown.time == 0 || m_waveformStack->currentIndex() != 0)
+        return SessionView::renderImage(scale, kind);
+    int height = 0;
+    for (const arcPlotDisplay *plot : plots())
+        height += plot->height();
+    QImage image(QSize(m_waveform->width(), height) * scale, QImage::Format_ARGB32_Premultiplied);
+    image.setDevicePixelRatio(scale);
+    QPainter painter(&image);
+    int top = 0;
+    for (arcPlotDisplay *plot : plots()) {
+        painter.drawImage(QPoint(0, top), plot->renderImage({m_waveform->width(), plot->height()}, scale, kind));
+        top += plot->height();
+    }
+    return image;
+}
+
+void EventsView::keyPressEvent(QKeyEvent *event)
+{
+    if (event->modifiers() == Qt::NoModifier && (event->key() == Qt::Key_N || event->key() == Qt::Key_P))
+        m_panel->table()->step(event->key() == Qt::Key_N ? 1 : -1);
+    else
+        SessionView::keyPressEvent(event);
+}
+
+void EventsView::showRecords()
+{
+    m_stale = !isVisible();
+    if (m_stale)
+        return;
+    m_model->setSensors(m_records.sensors());
+    showReason();
+    chooseWanted();
+    if (!m_panel->table()->currentIndex().isValid() && m_model->rowCount() > 0 && m_wanted.time == 0)
+        m_panel->table()->choose(m_model->key(m_model->rowCount() - 1));
+    showChosen();
+}
+
+void EventsView::showReason()
+{
+    QString text;
+    QString button = tr("Show Live View");
+    if (std::none_of(m_sensors.begin(), m_sensors.end(), [](const ViewSensor &sensor) { return sensor.on; })) {
+        text = m_sensors.isEmpty() ? tr("No sensor yet.\nConnect one: its events are listed here.")
+                                   : tr("No sensor is switched on for display.\nSwitch one on with \"Data display "
+                                        "on/off\" on its card.");
+    } else if (m_records.isReading()) {
+        text = tr("Reading the events…");
+        button.clear();
+    } else if (m_model->total() == 0) {
+        text = tr("No event yet.\nArcs, pulse events and snapshots are listed here as soon as the sensor reports one.");
+    }
+    m_panel->setReason(text, button);
+}
+
+void EventsView::chooseWanted()
+{
+    if (!isVisible())
+        return; // when it is shown
+    const int sensor = m_wanted.time ? m_records.indexOf(m_wanted.sensor) : -1;
+    if (sensor < 0 || m_records.sensors().at(sensor).records->findEvent(m_wanted.time, m_wanted.typeCode) < 0)
+        return;
+    if (m_model->rowOf(m_wanted) < 0)
+        m_panel->showAll(); // hidden by the search, the period or the filter
+    m_panel->table()->choose(m_wanted);
+    m_wanted = {};
+}
+
+void EventsView::showChosen()
+{
+    const int row = m_panel->table()->currentIndex().row();
+    const EventRow *event = m_model->eventAt(row);
+    m_detailStack->setCurrentIndex(event ? 0 : 1);
+    if (!event) {
+        m_shown = {};
+        for (arcPlotDisplay *plot : plots())
+            plot->removeAllSensors();
+        return;
+    }
+    m_previous->setEnabled(row > 0);
+    m_next->setEnabled(row + 1 < m_model->rowCount());
+    const RecordKey key = m_model->key(row);
+    if (key == m_shown)
+        return;
+    m_shown = key;
+    const EventRow shown = *event;
+    m_selection.selectEvent(key.sensor, key.time, key.typeCode);
+    const int index = m_records.indexOf(key.sensor);
+    if (index < 0)
+        return;
+    const SessionRecords::Sensor sensor = m_records.sensors().at(index);
+    const bool inRun = shown.run >= 0 && shown.run < sensor.records->runs.size();
+    if (inRun)
+        m_selection.selectRun(key.sensor, sensor.records->runs.at(shown.run).record.start);
+    m_showRun->setEnabled(inRun);
+    m_showRun->setToolTip(inRun ? tr("Open its run in the runs view") : tr("The event lies in no stored run"));
+    m_icon->setPixmap(icon(shown.typeName()).pixmap(fontMetrics().height()));
+    m_title->setText(tr("<b>%1</b> · %2 · %3 V · %4")
+                         .arg(shown.typeName().toHtmlEscaped(), m_model->timeAxis().moment(shown.time))
+                         .arg(shown.amplitude, 0, 'f', 1)
+                         .arg(preciseDuration(shown.end - shown.time)));
+    showContext(sensor, shown);
+    loadWaveform(sensor, shown);
+}
+
+void EventsView::showContext(const SessionRecords::Sensor &sensor, const EventRow &event)
+{
+    m_around->removeAllSensors();
+    m_around->addSensor(
+        sensor.view.serial, sensor.view.label,
+        std::make_shared<RangeSource>(std::make_shared<StoreSource>(sensor.view.store), around(event.time, aroundRead)),
+        sensor.view.colour);
+    m_around->setSections({PlotSection{TimeRange{event.time, event.time}, event.typeName(), {}}});
+    m_around->setTimeOrigin(m_model->timeAxis().origin());
+    m_around->setFixedRange(around(event.time, aroundShown));
+}
+
+void EventsView::loadWaveform(const SessionRecords::Sensor &sensor, const EventRow &event)
+{
+    m_tasks.cancel();
+    m_tasks.start(
+        [store = sensor.view.store, key = EventKey{event.time, event.typeCode}](const std::atomic<bool> &) {
+            return store->waveform(key);
+        },
+        [this, sensor, event](const QVector<SamplePoint> &waveform) { showWaveform(sensor, event, waveform); });
+}
+
+void EventsView::showWaveform(const SessionRecords::Sensor &sensor, const EventRow &event,
+                              const QVector<SamplePoint> &waveform)
+{
+    m_waveformStack->setCurrentIndex(waveform.isEmpty() ? 1 : 0);
+    for (arcPlotDisplay *plot : {m_waveform, m_derived})
+        plot->removeAllSensors();
+    if (waveform.isEmpty()) {
+        m_noWaveform->show(tr("This event has no waveform.\nThe sensor sent none, or its file cannot be read."));
+        return;
+    }
+    const auto source = std::make_shared<WaveformSource>(event.peak, waveform);
+    for (arcPlotDisplay *plot : {m_waveform, m_derived}) {
+        plot->addSensor(sensor.view.serial, sensor.view.label, source, sensor.view.colour);
+        plot->setTimeZero(event.time, tr("the event at %1").arg(m_model->timeAxis().moment(event.time)));
+        plot->setFixedRange({waveform.first().time, waveform.last().time + 1});
+    }
+    m_waveform->setSections({PlotSection{TimeRange{event.time, event.time}, QString(), {}}});
+}
