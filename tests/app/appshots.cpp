@@ -117,6 +117,9 @@ void takeViews(Shots &shots, MainWindow &window, const Theme &theme)
     press("b_viewSummary");
     settle(600);
     shots.take(window, "summary", theme);
+    press("b_eventChart");
+    settle(600);
+    shots.take(window, "event-chart", theme);
     window.changeView(0);
 }
 
@@ -129,7 +132,6 @@ void takeDialogs(Shots &shots, MainWindow &window, const Theme &theme)
     takeDialog(shots, "export", theme, [card] { emit card->exportRequested(); });
     takeDialog(shots, "configure", theme, [card] { card->configureSensor(); });
     takeDialog(shots, "about", theme, [&window] { window.about(); });
-    takeDialog(shots, "recipe", theme, [&window] { window.openRecipeWindow(); });
 }
 
 } // namespace
@@ -150,7 +152,7 @@ int main(int argc, char **argv)
     folder.mkpath(QStringLiteral("."));
     Shots shots(folder, QString::fromLocal8Bit(argc > 2 ? argv[2] : ""));
 
-    const QTemporaryDir temporary;
+    const QTemporaryDir temporary(QDir::tempPath() + QStringLiteral("/Norvex-XXXXXX"));
     AppSettings settings(AppSettings::Source::Forgotten);
     FakePrompts prompts; // nobody is there to answer a box
     Theme theme(Theme::Kind::Light);
