@@ -68,6 +68,7 @@ public:
     QTimer drawTimer;  // joins several changes into one frame
     QThreadPool *pool; // own, so that a long reading holds up nobody else
     bool dirty = true;
+    qint64 lastRedraw = 0; // by the clock above
     unsigned int number = 0;
     TimeRange announcedRange;
     bool announcedFollowing = true;

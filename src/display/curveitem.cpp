@@ -11,6 +11,7 @@ namespace {
 
 constexpr double samplesPerPixelOfLine = 0.5; // more are drawn as bars
 constexpr double dotSpacing = 12;             // pixels between samples from which each gets a dot
+constexpr double dashSpacing = 4;             // pixels between samples from which a line shows its dashes
 
 /// Cuts the segment p..q to ymin <= y <= ymax; false when nothing is left.
 bool clipped(QPointF &p, QPointF &q, double ymin, double ymax)
@@ -29,13 +30,17 @@ bool clipped(QPointF &p, QPointF &q, double ymin, double ymax)
     return true;
 }
 
-/// Collects a line, leaves out what is far outside and draws the pieces.
+/// Collects a line, leaves out what is far outside and draws the pieces. The toolkit fills the outline of a smooth line,
+/// which takes the square of its points, and many times that for dashes; so long lines go in short pieces.
 class LinePieces
 {
 public:
-    LinePieces(QPainter *painter, const QRectF &canvas)
-        : m_painter(painter), m_top(canvas.top() - canvas.height()), m_bottom(canvas.bottom() + canvas.height())
-    {}
+    LinePieces(QPainter *painter, const QPen &pen, const QRectF &canvas)
+        : m_painter(painter), m_pen(pen), m_top(canvas.top() - canvas.height()),
+          m_bottom(canvas.bottom() + canvas.height())
+    {
+        m_painter->setPen(m_pen);
+    }
 
     void moveTo(const QPointF &point)
     {
@@ -56,6 +61,10 @@ public:
             m_piece.append(from);
         }
         m_piece.append(to);
+        if (m_piece.size() == longestPiece) {
+            flush();
+            m_piece.append(to);
+        }
     }
 
     void finish() { flush(); }
@@ -68,7 +77,10 @@ private:
         m_piece.clear();
     }
 
+    static constexpr int longestPiece = 16;
+
     QPainter *m_painter;
+    const QPen m_pen;
     double m_top;
     double m_bottom;
     QPointF m_last;
@@ -202,8 +214,11 @@ void CurveItem::drawLine(QPainter *painter, const QwtScaleMap &xMap, const QwtSc
     const bool dots = double(m_samples) * dotSpacing < xMap.pDist();
     QVector<QPointF> alone;
     painter->setRenderHint(QPainter::Antialiasing, true);
-    painter->setPen(m_pen);
-    LinePieces line(painter, canvas);
+    // Dashes show on a calm line only; on one that jumps they would cost more than the line.
+    QPen pen = m_pen;
+    if (pen.style() == Qt::CustomDashLine && double(m_samples) * dashSpacing > xMap.pDist())
+        pen.setStyle(Qt::SolidLine);
+    LinePieces line(painter, pen, canvas);
     for (std::size_t i = 0; i < filled.size(); ++i) {
         const PixelColumn &column = *filled[i];
         const QPointF first = point(column.firstTime, column.first);

@@ -6,6 +6,7 @@
 #include "display/sectionitem.h"
 #include "display/tickdraw.h"
 
+#include <QElapsedTimer>
 #include <QEvent>
 #include <QFontMetrics>
 #include <qwt_plot_canvas.h>
@@ -145,6 +146,14 @@ void PlotFigure::show(PlotModel &model, const Theme &theme)
     showSections(model);
     showMarkers(model, theme);
     replot();
+}
+
+void PlotFigure::drawCanvas(QPainter *painter)
+{
+    QElapsedTimer clock;
+    clock.start();
+    QwtPlot::drawCanvas(painter);
+    m_paintMs = clock.elapsed();
 }
 
 void PlotFigure::showAxes(const PlotModel &model)

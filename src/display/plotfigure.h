@@ -26,6 +26,8 @@ public:
 
     /// Brings everything up to date and draws it. The model's view is taken as it is.
     void show(PlotModel &model, const Theme &theme);
+    /// How long the last painting of the canvas took.
+    qint64 paintMs() const { return m_paintMs; }
     using QwtPlot::show;
     /// The grid of columns that fits the canvas now.
     ColumnGrid grid(const TimeRange &range) const;
@@ -47,6 +49,7 @@ public:
 
 protected:
     void changeEvent(QEvent *event) override;
+    void drawCanvas(QPainter *painter) override;
 
 private:
     void applyTheme(const Theme &theme);
@@ -68,4 +71,5 @@ private:
     std::vector<CurveItem *> m_curves;
     double m_pixelRatio = 0;
     bool m_themed = false;
+    qint64 m_paintMs = 0;
 };

@@ -9,6 +9,7 @@
 namespace {
 constexpr int tickMs = 100;
 constexpr int frameMs = 15;
+constexpr qint64 restAfterPaint = 5; // times the time that painting took
 constexpr qint64 sampleBudget = qint64(128) << 20; // of all sensors together
 } // namespace
 
@@ -68,10 +69,13 @@ void arcPlotDisplay::Private::tick()
     refreshSources();
     if (model.update())
         dirty = true;
-    if (dirty)
-        redraw();
-    else
+    if (dirty) {
+        // Sensors are downloaded in this thread, so a picture that is slow to paint is painted less often.
+        if (now() - lastRedraw >= figure->paintMs() * restAfterPaint)
+            redraw();
+    } else {
         toolBar->show(model); // "14 s behind" grows while the view stands still
+    }
 }
 
 void arcPlotDisplay::Private::refreshSources()
@@ -98,6 +102,7 @@ void arcPlotDisplay::Private::redraw()
         return;
     drawTimer.stop();
     dirty = false;
+    lastRedraw = now();
     model.update();
     refreshSources();
     figure->show(model, theme);
