@@ -24,6 +24,7 @@ public:
     void setSensors(int connected, int all);
     void setTimeMode(const QString &text);
     void addProblem(const QString &text);
+    const QStringList &problems() const { return m_problems; }
 
     static QString savedText(bool unsaved, qint64 lastSaveMs, qint64 nowMs);
     static QString diskText(qint64 freeBytes, double bytesPerHour);

@@ -3,6 +3,7 @@
 #include "app/aboutdialog.h"
 #include "app/appstatusbar.h"
 #include "app/demosensor.h"
+#include "app/helpwindows.h"
 #include "app/sessioncare.h"
 #include "base/jobdialog.h"
 #include "base/jobprogress.h"
@@ -138,6 +139,8 @@ void MainWindow::buildMenus()
     command(help, tr("User Guide"), &MainWindow::displayUserGuide, QStringLiteral("actionUserGuide"),
             QKeySequence::HelpContents);
     command(help, tr("Try the Simulated Sensor"), &MainWindow::tryDemoSensor, QStringLiteral("actionTrySimulator"));
+    command(help, tr("Keyboard Shortcuts"), &MainWindow::showShortcuts, QStringLiteral("actionShortcuts"));
+    command(help, tr("Create Support File ..."), &MainWindow::createSupportFile, QStringLiteral("actionSupportFile"));
     help->addSeparator();
     command(help, tr("About"), &MainWindow::about, QStringLiteral("actionAbout"));
     rebuildRecentMenu();
@@ -476,6 +479,23 @@ void MainWindow::tryDemoSensor()
     if (!m_demoSensor->start())
         m_parts.prompts.warn(this, tr("Try the Simulated Sensor"), tr("Unable to find ") + DemoSensor::programPath(),
                              {tr("Please check the installation."), QString()});
+}
+
+void MainWindow::showShortcuts()
+{
+    helpwindows::showShortcuts(this);
+}
+
+void MainWindow::createSupportFile()
+{
+    SupportFacts facts;
+    facts.program = QStringLiteral("norvex ") + AboutDialog::versionText();
+    facts.sessionFolder = m_path;
+    facts.logFile =
+        QStandardPaths::writableLocation(QStandardPaths::AppLocalDataLocation) + QStringLiteral("/norvex.log");
+    facts.settings = &m_parts.settings.store();
+    facts.problems = m_status->problems();
+    helpwindows::createSupportFile(this, m_parts.prompts, facts);
 }
 
 void MainWindow::about()

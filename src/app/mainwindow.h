@@ -75,6 +75,8 @@ public slots:
     void showHelp(const QUrl &url);
     void openRecipeWindow();
     void tryDemoSensor();
+    void showShortcuts();
+    void createSupportFile();
     void about();
     void quit();
     void changeView(int view);

@@ -39,6 +39,8 @@ def headings(markdown, level):
 
 
 class Guide(unittest.TestCase):
+    maxDiff = 2000
+
     def test_messages_are_in_the_sources(self):
         texts = all_literals()
         markdown = (guide / "12-troubleshooting.md").read_text(encoding="utf-8")
@@ -62,13 +64,21 @@ class Guide(unittest.TestCase):
         for section in sections:
             title = section.split("\n")[0]
             source = "".join(path.read_text(encoding="utf-8") for path in sorted(top.glob(SOURCES_OF_KEYS[title])))
-            for key in re.findall(r"^\| ([^|]+?) \|", section, flags=re.M)[2:]:
+            for key in re.findall(r"^\| ([^|]+?) \|", section, flags=re.M)[1:]:
                 name = KEY_NAMES.get(key, key.split("+")[-1])
                 standard = KEYS_OF_THE_TOOLKIT.get(key)
                 if not (standard and f"QKeySequence::{standard}" in source) and \
                         not re.search(rf"\bKey_{re.escape(name)}\b", source):
                     missing.append(f"{title}: {key}")
         self.assertEqual(missing, [])
+
+    def test_the_window_of_shortcuts_lists_the_same_keys(self):
+        source = (top / "src/app/helpwindows.cpp").read_text(encoding="utf-8")
+        shown = re.findall(r'^ *\{"([^"]+)", "([^"]+)", "[^"]+"\},$', source, flags=re.M)
+        sections = re.split(r"^## ", (guide / "13-shortcuts.md").read_text(encoding="utf-8"), flags=re.M)[1:]
+        listed = [(section.split("\n")[0], key) for section in sections
+                  for key in re.findall(r"^\| ([^|]+?) \|", section, flags=re.M)[1:]]
+        self.assertEqual(shown, listed)
 
     def test_links_lead_somewhere(self):
         missing = []
