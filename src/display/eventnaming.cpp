@@ -12,11 +12,23 @@ constexpr qint64 lookPeriodMs = 3000;
 
 } // namespace
 
+QString EventNames::of(const EventRecord &event) const
+{
+    const EventKey key = keyOf(event);
+    for (const QHash<EventKey, QString> &names : m_matched) {
+        const auto name = names.constFind(key);
+        if (name != names.cend())
+            return *name;
+    }
+    return event.named && !event.name.isEmpty() ? event.name : eventtype::name(event.effectiveCode());
+}
+
 EventNaming::EventNaming(::eventFilter &filter, const eventTypeNames &dictionary, QObject *parent)
-    : QObject(parent), m_filter(filter), m_dictionary(dictionary)
+    : QObject(parent), m_filter(filter), m_dictionary(dictionary), m_types(userTypes())
 {
     m_sinceLook.start();
-    connect(&m_dictionary, &eventTypeNames::dictionaryUpdated, this, &EventNaming::restart);
+    // The filter tells of changes in the dictionary, too.
+    connect(&m_filter, &::eventFilter::newFilter, this, &EventNaming::filterChanged);
 }
 
 EventNaming::~EventNaming() = default;
@@ -66,24 +78,37 @@ void EventNaming::restart()
 void EventNaming::start(const std::shared_ptr<norvexData> &store, Sensor &sensor)
 {
     sensor.seenEvents = store->eventCount();
+    sensor.job->start(store, m_types);
+}
+
+QVector<eventType> EventNaming::userTypes() const
+{
     QVector<eventType> types;
-    const QVector<eventType> enabled = m_filter.enabledTypes();
-    for (const eventType &type : enabled) {
+    for (const eventType &type : m_filter.enabledTypes()) {
         if (type.direction != eventType::None)
             types.append(type);
     }
-    sensor.job->start(store, types);
+    return types;
 }
 
-QString EventNaming::nameOf(const EventRecord &event) const
+/// An event of a type that is no longer enabled goes by the next name that fits.
+void EventNaming::filterChanged()
 {
-    const EventKey key = keyOf(event);
+    const QVector<eventType> types = userTypes();
+    if (types == m_types)
+        return;
+    m_types = types;
+    restart();
+}
+
+EventNames EventNaming::names() const
+{
+    EventNames names;
     for (const auto &[store, sensor] : m_sensors) {
-        const auto name = sensor.names.constFind(key);
-        if (name != sensor.names.cend())
-            return *name;
+        if (!sensor.names.isEmpty())
+            names.m_matched.append(sensor.names);
     }
-    return eventtype::name(event.effectiveCode());
+    return names;
 }
 
 void EventNaming::addUp()

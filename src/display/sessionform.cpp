@@ -10,8 +10,8 @@
 #include "display/eventfilterbox.h"
 #include "display/eventnaming.h"
 #include "display/livenumbers.h"
-#include "display/sessionviews.h"
 #include "display/sensorcare.h"
+#include "display/sessionviews.h"
 #include "display/theme.h"
 #include "events/eventfilter.h"
 #include "events/eventtypenames.h"
@@ -27,8 +27,10 @@
 #include <QApplication>
 #include <QCoreApplication>
 #include <QDialog>
+#include <QHash>
 #include <QLabel>
 #include <QPointer>
+#include <QSet>
 #include <QVBoxLayout>
 
 #include <algorithm>
@@ -82,6 +84,7 @@ SessionForm::SessionForm(const DisplayContext &context, QWidget *parent)
     connect(ui->b_addEvents, &QPushButton::released, this, &SessionForm::addVisibleEventsToOverlayTable);
     connect(&m_context.filter, &eventFilter::newFilter, this, &SessionForm::setCurrentFilter);
     connect(&m_context.dictionary, &eventTypeNames::dictionaryUpdated, this, &SessionForm::typeDictionaryUpdated);
+    connect(&m_context.theme, &Theme::changed, this, &SessionForm::typeDictionaryUpdated); // the colours
     connect(m_plot, &arcPlotDisplay::timeFrameSelected, this, &SessionForm::plotWindowSelected);
     connect(m_views, &SessionViews::pageRequested, this, &SessionForm::viewRequested);
     connect(m_views, &SessionViews::overlayTableUpdated, this, &SessionForm::overlayTableUpdated);
@@ -339,14 +342,25 @@ void SessionForm::setCurrentFilter(QVector<eventType> filter)
 {
     m_filter = std::move(filter);
     m_views->filterChanged();
+    // The plot asks in threads of its own, so both hold by value what they answer with.
+    const EventNames shownNames = m_naming->names();
+    const bool dark = m_context.theme.isDark();
+    const auto colourOf = [this, dark](const QString &name) {
+        return QColor(dark ? m_context.dictionary.lightColour(name) : m_context.dictionary.colour(name));
+    };
+    QSet<QString> hidden;
+    QHash<QString, QColor> colours;
+    for (const QString &name : m_context.filter.names()) {
+        if (!m_context.filter.isEnabled(name))
+            hidden.insert(name);
+        colours.insert(name, colourOf(name));
+    }
+    for (const QString &name : eventtype::names())
+        colours.insert(name, QColor()); // the theme's
     m_plot->setEventFilter(
-        [this](const EventRecord &event) { return m_context.filter.isEnabled(m_naming->nameOf(event)); });
-    m_plot->setEventColours([this](const EventRecord &event) {
-        const QString name = m_naming->nameOf(event);
-        if (eventtype::names().contains(name))
-            return QColor(); // the theme's
-        return QColor(m_context.theme.isDark() ? m_context.dictionary.lightColour(name)
-                                               : m_context.dictionary.colour(name));
+        [shownNames, hidden](const EventRecord &event) { return !hidden.contains(shownNames.of(event)); });
+    m_plot->setEventColours([shownNames, colours, other = colourOf(QString())](const EventRecord &event) {
+        return colours.value(shownNames.of(event), other);
     });
     refreshDisplays(0);
 }
