@@ -3,6 +3,7 @@
 #include "base/json.h"
 #include "base/safefile.h"
 
+#include <QFileInfo>
 #include <QJsonObject>
 
 namespace {
@@ -15,6 +16,18 @@ bool isRecipe(const QByteArray &bytes)
     const QJsonObject object = parseJson(bytes).object();
     return object.contains(recipenames::keys().at(0)) ||
            object.contains(recipenames::keys().at(2) + QStringLiteral("01"));
+}
+
+QString withExtension(const QString &path)
+{
+    return path.contains(recipenames::fileExtension()) ? path : path + recipenames::fileExtension();
+}
+
+bool holdsAnother(const QString &path, const QString &recipeName)
+{
+    Recipe there;
+    QString reason;
+    return QFileInfo::exists(path) && recipefiles::load(path, there, reason) && there.recipeName() != recipeName;
 }
 
 } // namespace
@@ -30,11 +43,19 @@ QString recipefiles::baseName(const QString &recipeName)
     return name;
 }
 
+QString recipefiles::pathFor(const QString &folder, const QString &recipeName)
+{
+    const QString base = folder + QLatin1Char('/') + baseName(recipeName);
+    QString path = withExtension(base);
+    for (int number = 2; holdsAnother(path, recipeName); ++number)
+        path = withExtension(QStringLiteral("%1 (%2)").arg(base).arg(number));
+    return path;
+}
+
 bool recipefiles::load(const QString &path, Recipe &recipe, QString &reason)
 {
     QByteArray bytes;
-    const QString file = path.contains(recipenames::fileExtension()) ? path : path + recipenames::fileExtension();
-    if (!readWholeFile(file, bytes, maximumFileSize, &reason))
+    if (!readWholeFile(withExtension(path), bytes, maximumFileSize, &reason))
         return false;
     Recipe loaded;
     if (!loaded.loadFromFile(path)) {

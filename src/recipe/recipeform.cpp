@@ -285,9 +285,15 @@ void RecipeForm::showStep(const Recipe &recipe, int step)
     ui->lb_pulseDutyCycle->setText(QStringLiteral("%"));
     ui->lb_pulsePeriodEm->setText(QStringLiteral("µs"));
     ui->lb_pulseDutyCycleEm->setText(QStringLiteral("µs"));
-    const QStringList adjusted = m_controls->show(recipe, step);
+    QStringList adjusted = m_controls->show(recipe, step);
     snapshotChecked(ui->cb_snapshotEnabled->isChecked());
-    pulsedChecked(ui->cb_pulseEnabled->isChecked());
+    const int margin = ui->sb_pulseDutyCycleEm->value();
+    pulsedChecked(ui->cb_pulseEnabled->isChecked()); // the time on limits the margin
+    if (ui->sb_pulseDutyCycleEm->value() != margin)
+        adjusted.append(tr("%1 %2 became %3")
+                            .arg(ui->sb_pulseDutyCycleEm->accessibleName())
+                            .arg(margin)
+                            .arg(ui->sb_pulseDutyCycleEm->value()));
     multilevelPulseThresholdChange(ui->sb_threshold->value());
     ui->lb_editorNote->setText(adjusted.isEmpty()
                                    ? QString()
@@ -309,11 +315,16 @@ void RecipeForm::setEdited(int step)
     showRules();
 }
 
+QString RecipeForm::confirmFirst()
+{
+    return tr("Confirm or cancel the step that is being edited first.");
+}
+
 void RecipeForm::showState()
 {
     const int row = ui->tw_steps->currentRow();
     const int count = recipe().numberOfSteps();
-    const QString busy = m_edited >= 0 ? tr("Confirm or cancel the step that is being edited first.") : QString();
+    const QString busy = m_edited >= 0 ? confirmFirst() : QString();
     const auto allow = [&busy](QPushButton *button, const QString &obstacle, const QString &tip) {
         const QString reason = busy.isEmpty() ? obstacle : busy;
         button->setEnabled(reason.isEmpty());

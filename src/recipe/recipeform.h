@@ -93,6 +93,8 @@ private:
     void moveStep(int by);
     bool warnOf(const QVector<reciperules::BrokenRule> &broken);
     QVector<reciperules::BrokenRule> stepRules(bool editing) const;
+    bool holdsForEdit();
+    static QString confirmFirst();
     QString unsavedText() const;
     void changed();
     void writeDraft();

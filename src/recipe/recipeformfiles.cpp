@@ -9,6 +9,7 @@
 #include "ui_recipeform.h"
 
 #include <QDir>
+#include <QFileInfo>
 #include <QStandardPaths>
 
 namespace {
@@ -25,9 +26,17 @@ RecipeForm::Places RecipeForm::Places::ofUser()
 
 // --- files
 
-void RecipeForm::loadFile()
+/// The values in the step editor are in no recipe yet, so none is saved or loaded over them.
+bool RecipeForm::holdsForEdit()
 {
     if (m_edited >= 0)
+        ui->lb_editorNote->setText(confirmFirst());
+    return m_edited >= 0;
+}
+
+void RecipeForm::loadFile()
+{
+    if (holdsForEdit())
         return;
     QDir().mkpath(m_places.recipes);
     const QString path = getOpenRecipeFile(m_prompts, this, m_places.recipes);
@@ -39,27 +48,25 @@ bool RecipeForm::openFile(const QString &path)
 {
     stepEditCancel();
     Recipe loaded;
-    QString reason;
-    if (!recipefiles::load(path, loaded, reason)) {
+    QString reason = tr("It holds no steps.");
+    if (!recipefiles::load(path, loaded, reason) || loaded.isEmpty()) {
         m_prompts.warn(this, warningTitle, tr("Unable to read a recipe from the file:") + path,
                        {tr("%1\nThe recipe in the editor is unchanged.").arg(reason), QString()});
         return false;
     }
     m_editor.load(loaded);
-    showRecipe(recipe().isEmpty() ? -1 : 0);
+    showRecipe(0);
     changed();
     return true;
 }
 
 void RecipeForm::saveFile()
 {
-    if (!validateRecipe())
+    if (holdsForEdit() || !validateRecipe())
         return;
     m_editor.setName(ui->le_recipeName->text());
     QDir().mkpath(m_places.recipes);
-    QString path = m_places.recipes + QLatin1Char('/') + recipefiles::baseName(recipe().recipeName());
-    if (!path.contains(recipenames::fileExtension()))
-        path += recipenames::fileExtension();
+    const QString path = recipefiles::pathFor(m_places.recipes, recipe().recipeName());
     QString error;
     if (!recipe().saveToFile(path, &error)) {
         m_prompts.warn(this, warningTitle, QStringLiteral("Unable to create file:") + path,
@@ -70,7 +77,11 @@ void RecipeForm::saveFile()
     changed();
     emit recipeSaved(path);
     m_prompts.inform(this, QStringLiteral("Recipe saved successfully!"),
-                     QStringLiteral("Saved \"%1\" in directory %2").arg(recipe().recipeName(), m_places.recipes));
+                     QStringLiteral("Saved \"%1\" in directory %2").arg(recipe().recipeName(), m_places.recipes),
+                     {QFileInfo(path).completeBaseName() == recipe().recipeName()
+                          ? QString()
+                          : tr("The file is named %1.").arg(QFileInfo(path).fileName()),
+                      QString()});
 }
 
 QString RecipeForm::unsavedText() const

@@ -167,6 +167,8 @@ void TestRecipeForm::editingHoldsEverythingElse()
     desk.form.stepDelete();
     desk.form.stepMoveUp();
     desk.form.stepAdd();
+    desk.form.saveFile();
+    QVERIFY(desk.get<QLabel>("lb_editorNote")->text().contains(QStringLiteral("Confirm or cancel")));
     QCOMPARE(desk.names(), QStringLiteral("A B"));
     desk.type("le_stepName", "");
     desk.form.stepEditConfirm();
@@ -269,6 +271,18 @@ void TestRecipeForm::namesBecomeFileNames()
     Recipe read;
     QVERIFY(read.loadFromFile(desk.file(".._a_b_c______d.recipe")));
     QCOMPARE(read.recipeName(), QStringLiteral(R"(../a\b:c*?"<>|d)"));
+
+    // The same file name for another recipe: both are kept, however often they are saved.
+    for (const char *name : {".._a_b_c______d", R"(../a\b:c*?"<>|d)", ".._a_b_c______d"}) {
+        desk.type("le_recipeName", name);
+        desk.form.saveFile();
+        QVERIFY(desk.prompts.lastMore.informative.contains(QStringLiteral(".._a_b_c______d")));
+    }
+    QCOMPARE(QDir(desk.places.recipes).entryList(QDir::Files | QDir::Hidden).size(), 2);
+    QVERIFY(read.loadFromFile(desk.file(".._a_b_c______d.recipe")));
+    QCOMPARE(read.recipeName(), QStringLiteral(R"(../a\b:c*?"<>|d)"));
+    QVERIFY(read.loadFromFile(desk.file(".._a_b_c______d (2).recipe")));
+    QCOMPARE(read.recipeName(), QStringLiteral(".._a_b_c______d"));
 }
 
 void TestRecipeForm::badFilesChangeNothing_data()
@@ -278,6 +292,7 @@ void TestRecipeForm::badFilesChangeNothing_data()
     QTest::newRow("truncated") << QByteArray(R"({"recipe_name": "x", "step_01": {"dura)");
     QTest::newRow("another program") << QByteArray(R"({"window": {"width": 3}})");
     QTest::newRow("list") << QByteArray("[1, 2, 3]");
+    QTest::newRow("no steps") << QByteArray(R"({"recipe_name": "x", "number_of_steps": 4})");
     QTest::newRow("huge") << QByteArray((1 << 20) + 1, ' ');
     QTest::newRow("thousands of steps") << [] {
         QByteArray text(R"({"recipe_name": "x")");
@@ -469,6 +484,7 @@ void TestRecipeForm::valuesOutsideTheRangesAreTold()
     odd.setFrequency(0, 200000000);
     odd.setPulseEnabled(0, true);
     odd.setPulsePeriodEm(0, -4);
+    odd.setPulseDutyCycleEm(0, 6000); // of a time on of 5000 us
     QVERIFY(odd.saveToFile(desk.dir.filePath(QStringLiteral("odd.recipe"))));
     QVERIFY(desk.form.openFile(desk.dir.filePath(QStringLiteral("odd.recipe"))));
     QCOMPARE(desk.cell(0, 2), QStringLiteral("200000000"));
@@ -476,6 +492,7 @@ void TestRecipeForm::valuesOutsideTheRangesAreTold()
     const QString note = desk.get<QLabel>("lb_editorNote")->text();
     QVERIFY2(note.contains(QStringLiteral("Frequency 200000000 became 100000000")), qPrintable(note));
     QVERIFY2(note.contains(QStringLiteral("-4 became 0")), qPrintable(note));
+    QVERIFY2(note.contains(QStringLiteral("6000 became 4998")), qPrintable(note));
 }
 
 QTEST_MAIN(TestRecipeForm)
