@@ -3,6 +3,7 @@
 #include "base/log.h"
 #include "base/prompts.h"
 #include "data/norvexdata.h"
+#include "recipe/recipefiledialogs.h"
 #include "recipe/recipefiles.h"
 #include "recipe/reconfiguresensordialog.h"
 #include "sensor/arcsensor.h"
@@ -159,7 +160,6 @@ void dataObjectWidget::buildMenu()
     m_originalDisplayAction->setCheckable(true);
     m_menu->addSeparator();
     m_loadAction = add(tr("Load"), &dataObjectWidget::loadRecipe);
-    m_loadAction->setToolTip(tr("Load a recipe and send it to the sensor"));
     m_recipeMenu = m_menu->addMenu(tr("Select Active Recipe"));
     connect(m_recipeMenu, &QMenu::aboutToShow, this, &dataObjectWidget::fillRecipeMenu);
     m_menu->addSeparator();
@@ -197,8 +197,10 @@ void dataObjectWidget::updateActions()
     allow(m_configureAction, connected, offline);
     allow(m_disconnectAction, m_sensor != nullptr, offline);
     allow(m_loadAction, connected, offline);
+    if (connected)
+        m_loadAction->setToolTip(tr("Load a recipe and send it to the sensor"));
     allow(m_clearAction, connected, offline);
-    m_recipeMenu->menuAction()->setEnabled(connected);
+    allow(m_recipeMenu->menuAction(), connected, offline);
 }
 
 void dataObjectWidget::contextMenu(QPoint position)
@@ -224,6 +226,8 @@ void dataObjectWidget::setConnectionState(int state)
     if (change.markConnection)
         m_store->setConnected(change.connected);
     emit doingUpdate(state == 1 || state == 2);
+    if (change.markConnection && !change.connected)
+        recipesLost();
     if (change.disconnectActively)
         disconnectSensor();
     updateActions();
@@ -247,6 +251,7 @@ void dataObjectWidget::disconnectSensor()
 {
     logDebug(QStringLiteral("ACTIVELY DISCONNECTING SENSOR"));
     m_store->setConnected(false);
+    recipesLost();
     ui->progressBar->setValue(0);
     m_presenter.activelyDisconnected();
     if (m_sensor) {
@@ -274,6 +279,7 @@ void dataObjectWidget::sensorStatus(const QString &message)
         m_lastProblem.clear();
     } else if (message == QLatin1String("Connecting")) {
         m_presenter.connecting();
+        recipesLost();
         refreshTexts();
     } else if (message == QLatin1String("Disconnected") || message == QLatin1String("Connection timed out")) {
         m_lastProblem = message == QLatin1String("Disconnected") ? tr("The sensor refused or broke the connection.")
@@ -382,8 +388,7 @@ void dataObjectWidget::sensorConfigUpdated()
 
 void dataObjectWidget::loadRecipe()
 {
-    const QString path = m_prompts.openFile(this, QStringLiteral("Open Recipe File"), m_settings.recipeFolder(),
-                                            recipenames::fileDialogFilter());
+    const QString path = getOpenRecipeFile(m_prompts, this, m_settings.recipeFolder());
     if (!path.isEmpty())
         loadAndPost(path);
 }
@@ -435,7 +440,7 @@ void dataObjectWidget::postRecipe(const Recipe &recipe)
         recipePosted(PostedRecipe::State::Failed, reason);
         m_prompts.warn(this, warningTitle, reason);
     } else {
-        m_postedRecipe = recipe;
+        ++m_recipesOnTheirWay;
         recipePosted(PostedRecipe::State::OnItsWay);
     }
 }
@@ -450,14 +455,24 @@ void dataObjectWidget::recipePosted(PostedRecipe::State state, const QString &re
 
 void dataObjectWidget::uploadFinished(int kind, bool ok, const QString &reason)
 {
-    if (kind == static_cast<int>(eMessage::Recipe) && m_posted.state == PostedRecipe::State::OnItsWay) {
-        if (ok)
-            m_store->setRecipe(m_postedRecipe);
-        recipePosted(ok ? PostedRecipe::State::Taken : PostedRecipe::State::Failed, reason);
+    if (kind == static_cast<int>(eMessage::Recipe) && m_recipesOnTheirWay > 0) {
+        --m_recipesOnTheirWay; // they are answered in the order they were sent in; the card tells of the last
+        if (m_recipesOnTheirWay == 0 && m_posted.state == PostedRecipe::State::OnItsWay)
+            recipePosted(ok ? PostedRecipe::State::Taken : PostedRecipe::State::Failed, reason);
         refreshTexts();
     }
     if (!ok)
         emit problem(tr("Sensor %1: the upload failed: %2").arg(serial(), reason));
+}
+
+/// A connection that ended answers no upload any more.
+void dataObjectWidget::recipesLost()
+{
+    m_recipesOnTheirWay = 0;
+    if (m_posted.state != PostedRecipe::State::OnItsWay)
+        return;
+    recipePosted(PostedRecipe::State::Failed, tr("The connection ended before the sensor answered."));
+    emit problem(tr("Sensor %1: the upload failed: %2").arg(serial(), m_posted.reason));
 }
 
 // --- display

@@ -112,9 +112,9 @@ private:
     void sensorStatus(const QString &message);
     void uploadFinished(int kind, bool ok, const QString &reason);
     void recipePosted(PostedRecipe::State state, const QString &reason = QString());
+    void recipesLost();
     void showRecipe();
     bool loadAndPost(const QString &path);
-    void rememberRecipe(const QString &path);
 
     std::unique_ptr<Ui::dataObjectWidget> ui;
     std::shared_ptr<norvexData> m_store;
@@ -134,8 +134,8 @@ private:
     QString m_shownLight;
     QVector<eventType> m_filter;
     Recipe m_sensorRecipe; // as the sensor told it last
-    Recipe m_postedRecipe; // on its way to the sensor
     PostedRecipe m_posted;
+    int m_recipesOnTheirWay = 0;
     bool m_recipeTold = false; // by the sensor, since it is connected
     quint64 m_seenRevision = 0;
 

@@ -362,6 +362,11 @@ void TestDataObjectWidget::aRecipeIsPostedAndShown()
     m_card->loadRecipe(); // of another program
     QCOMPARE(m_prompts.takeShown().size(), 2);
     QCOMPARE(m_card->store()->recipe().recipeName(), recipe.recipeName());
+
+    m_card->postRecipe(recipe);
+    QCOMPARE(part<QLabel>("lb_currentRecipe")->text(), QStringLiteral("Sending Oxide <7>..."));
+    m_card->disconnectSensor(); // before the sensor answered
+    QCOMPARE(part<QLabel>("lb_currentRecipe")->text(), QStringLiteral("Oxide <7> (Oxide <7> not sent)"));
 }
 
 void TestDataObjectWidget::theConfigurationIsPosted()
