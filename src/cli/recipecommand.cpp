@@ -2,6 +2,7 @@
 #include "cli/commandline.h"
 #include "cli/recipereport.h"
 #include "recipe/recipe.h"
+#include "recipe/recipefiles.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -79,8 +80,9 @@ ExitCode runRecipe(const QStringList &arguments, Console &console)
 
     const QString file = line.positional(1);
     Recipe recipe;
-    if (!recipe.loadFromFile(file)) {
-        console.complain(QStringLiteral("%1: it cannot be read as a recipe").arg(file));
+    QString reason;
+    if (!recipefiles::load(file, recipe, reason)) {
+        console.complain(QStringLiteral("%1: %2").arg(file, reason));
         return ExitCode::Failed;
     }
     const bool json = line.isSet(QStringLiteral("json"));

@@ -3,6 +3,7 @@
 #include "base/platform.h"
 #include "cli/reachability.h"
 #include "cli/recipereport.h"
+#include "recipe/recipefiles.h"
 #include "sensor/webservice.h"
 
 #include <QCoreApplication>
@@ -78,8 +79,8 @@ ExitCode SendRun::run()
 
 bool SendRun::readFile()
 {
-    QString reason = QStringLiteral("it cannot be read as a recipe");
-    const bool ok = m_options.what == SendOptions::SendRecipe ? m_recipe.loadFromFile(m_options.file)
+    QString reason;
+    const bool ok = m_options.what == SendOptions::SendRecipe ? recipefiles::load(m_options.file, m_recipe, reason)
                     : m_options.what == SendOptions::SendConfiguration
                         ? m_configuration.loadFromFile(m_options.file, &reason)
                         : true;

@@ -229,6 +229,7 @@ private slots:
         row("recipe to do nothing with", QStringLiteral("recipe bake /nowhere"), 2);
         row("recipe from nowhere", QStringLiteral("recipe show /nowhere"), 1);
         row("a recipe to show", QStringLiteral("recipe show ") + recipeFile(QStringLiteral("shown"), 2), 0);
+        row("no recipe at all", QStringLiteral("recipe show ") + foreignFile(), 1);
         row("a sound recipe", QStringLiteral("recipe validate ") + recipeFile(QStringLiteral("sound"), 2), 0);
         row("a broken recipe", QStringLiteral("recipe validate ") + brokenRecipeFile(), 1);
         row("a broken recipe to send", QStringLiteral("send --sensor 127.0.0.1:1 --recipe ") + brokenRecipeFile(), 1);
@@ -313,6 +314,13 @@ private:
         recipe.setRecipeName(name);
         const QString path = m_temporary.filePath(name + QStringLiteral(".recipe"));
         return recipe.saveToFile(path) ? path : QString();
+    }
+
+    QString foreignFile()
+    {
+        QFile file(m_temporary.filePath(QStringLiteral("foreign.recipe")));
+        const bool written = file.open(QIODevice::WriteOnly) && file.write("{\"window\": {\"width\": 3}}") > 0;
+        return written ? file.fileName() : QString();
     }
 
     QString brokenRecipeFile()
