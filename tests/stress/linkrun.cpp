@@ -27,7 +27,8 @@ struct LinkCase
     Compared compared = Compared::WithoutTimes;
 };
 
-/// What a page carries is changed and nothing tells it, so the values cannot be compared.
+/// What a page carries is changed and nothing tells it, so the values cannot be compared. With a wrong uptime a sensor
+/// seems to have started anew; a page is then stored twice rather than taken for old.
 bool changesValues(const QString &page, const QString &fault)
 {
     const QStringList faults{QStringLiteral("garble"),
@@ -40,7 +41,8 @@ bool changesValues(const QString &page, const QString &fault)
                              QStringLiteral("duplicate-keys"),
                              QStringLiteral("big-count"),
                              QStringLiteral("negative-count")};
-    const QStringList pages{QStringLiteral("data"), QStringLiteral("events"), QStringLiteral("all")};
+    const QStringList pages{QStringLiteral("data"), QStringLiteral("events"), QStringLiteral("status"),
+                            QStringLiteral("all")};
     return faults.contains(fault) && pages.contains(page);
 }
 
