@@ -26,6 +26,8 @@ struct Fault
 const Fault faults[] = {
     {"no space, once", Action::Fail, ENOSPC, false},
     {"no space, lasting", Action::Fail, ENOSPC, true},
+    {"no room for data, once", Action::Fail, EFBIG, false},
+    {"no room for data, lasting", Action::Fail, EFBIG, true},
     {"input/output error, once", Action::Fail, EIO, false},
     {"input/output error, lasting", Action::Fail, EIO, true},
     {"read-only, once", Action::Fail, EROFS, false},

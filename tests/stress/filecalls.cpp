@@ -86,6 +86,8 @@ bool canFail(Kind kind, int error)
                kind == Kind::Sync;
     case ENOSPC:
         return kind == Kind::OpenWrite || kind == Kind::Write || kind == Kind::Sync || kind == Kind::Name;
+    case EFBIG: // data finds no room, names do
+        return kind == Kind::Write;
     case EROFS:
         return kind == Kind::OpenWrite || kind == Kind::Write || kind == Kind::Name;
     default:
