@@ -458,6 +458,7 @@ void MainWindow::openRecipeWindow()
     }
     m_recipeForm = new RecipeForm(m_parts.prompts, m_parts.recipes, this);
     m_recipeForm->setAttribute(Qt::WA_DeleteOnClose);
+    m_recipeForm->setWindowModality(Qt::ApplicationModal); // no session changes under it
     connect(m_recipeForm, &RecipeForm::recipeSaved, this,
             [this](const QString &path) { m_parts.settings.addRecentRecipe(path); });
     m_recipeForm->show();
