@@ -12,7 +12,6 @@
 #include "display/storesource.h"
 #include "events/eventfilter.h"
 
-#include <QKeyEvent>
 #include <QLabel>
 #include <QPainter>
 #include <QPushButton>
@@ -38,19 +37,11 @@ TimeRange around(quint64 time, quint64 reach)
 
 EventsView::EventsView(const DisplayContext &context, SessionSelection &selection, SessionRecords &records,
                        QWidget *parent)
-    : SessionView(context, selection, parent), m_records(records),
-      m_model(new EventListModel([this](const QString &type) { return icon(type); }, this)),
-      m_panel(new RecordPanel(m_model, tr("events"))), m_splitter(new QSplitter), m_tasks(this)
+    : RecordView(context, selection, records, parent),
+      m_model(new EventListModel([this](const QString &type) { return icon(type); }, this)), m_tasks(this)
 {
-    m_splitter->addWidget(m_panel);
-    m_splitter->addWidget(buildDetails());
-    m_splitter->setStretchFactor(0, 2);
-    m_splitter->setStretchFactor(1, 3);
-    m_splitter->setSizes({440, 660});
-    m_splitter->setChildrenCollapsible(false);
-    auto *layout = new QVBoxLayout(this);
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->addWidget(m_splitter);
+    layOut(m_model, new RecordPanel(m_model, tr("events")), buildDetails(),
+           {tr("No sensor yet.\nConnect one: its events are listed here."), tr("Reading the events…")});
     connectAll();
     filterChanged();
     showChosen();
@@ -70,10 +61,7 @@ QWidget *EventsView::buildTitleRow()
     m_title->setObjectName(QStringLiteral("eventTitle"));
     m_title->setTextInteractionFlags(Qt::TextSelectableByMouse);
     m_title->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
-    m_previous = new QPushButton(tr("◀ Previous"));
-    m_previous->setToolTip(tr("The event above in the list (P)"));
-    m_next = new QPushButton(tr("Next ▶"));
-    m_next->setToolTip(tr("The event below in the list (N)"));
+    makeSteps(tr("The event above in the list (P)"), tr("The event below in the list (N)"));
     m_showRun = new QPushButton(tr("Show Run"));
     m_showRun->setObjectName(QStringLiteral("b_eventRun"));
     auto *inPlot = new QPushButton(tr("Show in Live View"));
@@ -85,8 +73,6 @@ QWidget *EventsView::buildTitleRow()
     layout->addWidget(m_title, 1);
     for (QPushButton *button : {m_previous, m_next, m_showRun, inPlot})
         layout->addWidget(button);
-    connect(m_previous, &QPushButton::clicked, this, [this] { m_panel->table()->step(-1); });
-    connect(m_next, &QPushButton::clicked, this, [this] { m_panel->table()->step(1); });
     connect(m_showRun, &QPushButton::clicked, this, [this] { emit viewRequested(SessionViews::Runs); });
     connect(inPlot, &QPushButton::clicked, this, [this] {
         const TimeRange range = around(m_shown.time, aroundShown);
@@ -156,12 +142,7 @@ void EventsView::linkTimes(arcPlotDisplay *one, arcPlotDisplay *other)
 
 void EventsView::connectAll()
 {
-    connect(&m_records, &SessionRecords::changed, this, &EventsView::showRecords);
-    connect(m_panel->table(), &RecordTable::currentKeyChanged, this, &EventsView::showChosen);
-    connect(m_panel, &RecordPanel::reasonPressed, this, [this] { emit viewRequested(SessionViews::Live); });
-    connect(m_panel, &RecordPanel::periodDropped, this, [this] { m_selection.selectPeriod({}); });
     connect(m_panel, &RecordPanel::allWanted, this, [this] { m_context.filter.setAllEnabled(true); });
-    connect(&m_selection, &SessionSelection::periodSelected, m_panel, &RecordPanel::setPeriod);
     connect(&m_selection, &SessionSelection::eventSelected, this,
             [this](const QString &sensor, quint64 time, int typeCode) {
                 m_wanted = {sensor, time, typeCode};
@@ -169,8 +150,7 @@ void EventsView::connectAll()
             });
     connect(m_around, &arcPlotDisplay::eventActivated, &m_selection, &SessionSelection::selectEvent);
     for (arcPlotDisplay *plot : plots())
-        connect(plot, &arcPlotDisplay::neighbourWanted, this,
-                [this](bool forward) { m_panel->table()->step(forward ? 1 : -1); });
+        followKeys(plot);
     connect(&m_context.theme, &Theme::changed, this, [this] {
         m_model->forgetIcons();
         m_shown = {};
@@ -178,34 +158,11 @@ void EventsView::connectAll()
     });
 }
 
-void EventsView::setSensors(const QVector<ViewSensor> &sensors)
-{
-    SessionView::setSensors(sensors);
-    m_shown = {}; // its colour may be another one
-}
-
-void EventsView::refresh()
-{
-    m_records.refresh();
-    m_around->markDirty();
-    if (m_stale)
-        showRecords();
-    else
-        chooseWanted();
-    showReason();
-}
-
 void EventsView::filterChanged()
 {
-    const QStringList names = m_context.filter.names();
-    QSet<QString> hidden;
-    for (const QString &name : names)
-        if (!m_context.filter.isEnabled(name))
-            hidden.insert(name);
+    const QSet<QString> hidden = hiddenTypes();
     m_model->setHiddenTypes(hidden);
-    m_around->setEventFilter([hidden](const EventRecord &event) {
-        return !hidden.contains(event.named ? event.name : eventtype::name(event.effectiveCode()));
-    });
+    m_around->setEventFilter(without(hidden));
     showReason();
 }
 
@@ -236,55 +193,14 @@ QImage EventsView::renderImage(qreal scale, Theme::Kind kind)
     return image;
 }
 
-void EventsView::keyPressEvent(QKeyEvent *event)
+bool EventsView::isStored(const RecordSet &records, const RecordKey &key) const
 {
-    if (event->modifiers() == Qt::NoModifier && (event->key() == Qt::Key_N || event->key() == Qt::Key_P))
-        m_panel->table()->step(event->key() == Qt::Key_N ? 1 : -1);
-    else
-        SessionView::keyPressEvent(event);
+    return records.findEvent(key.time, key.typeCode) >= 0;
 }
 
-void EventsView::showRecords()
+QString EventsView::emptyText(QString *) const
 {
-    m_stale = !isVisible();
-    if (m_stale)
-        return;
-    m_model->setSensors(m_records.sensors());
-    showReason();
-    chooseWanted();
-    if (!m_panel->table()->currentIndex().isValid() && m_model->rowCount() > 0 && m_wanted.time == 0)
-        m_panel->table()->choose(m_model->key(m_model->rowCount() - 1));
-    showChosen();
-}
-
-void EventsView::showReason()
-{
-    QString text;
-    QString button = tr("Show Live View");
-    if (std::none_of(m_sensors.begin(), m_sensors.end(), [](const ViewSensor &sensor) { return sensor.on; })) {
-        text = m_sensors.isEmpty() ? tr("No sensor yet.\nConnect one: its events are listed here.")
-                                   : tr("No sensor is switched on for display.\nSwitch one on with \"Data display "
-                                        "on/off\" on its card.");
-    } else if (m_records.isReading()) {
-        text = tr("Reading the events…");
-        button.clear();
-    } else if (m_model->total() == 0) {
-        text = tr("No event yet.\nArcs, pulse events and snapshots are listed here as soon as the sensor reports one.");
-    }
-    m_panel->setReason(text, button);
-}
-
-void EventsView::chooseWanted()
-{
-    if (!isVisible())
-        return; // when it is shown
-    const int sensor = m_wanted.time ? m_records.indexOf(m_wanted.sensor) : -1;
-    if (sensor < 0 || m_records.sensors().at(sensor).records->findEvent(m_wanted.time, m_wanted.typeCode) < 0)
-        return;
-    if (m_model->rowOf(m_wanted) < 0)
-        m_panel->showAll(); // hidden by the search, the period or the filter
-    m_panel->table()->choose(m_wanted);
-    m_wanted = {};
+    return tr("No event yet.\nArcs, pulse events and snapshots are listed here as soon as the sensor reports one.");
 }
 
 void EventsView::showChosen()
@@ -298,8 +214,7 @@ void EventsView::showChosen()
             plot->removeAllSensors();
         return;
     }
-    m_previous->setEnabled(row > 0);
-    m_next->setEnabled(row + 1 < m_model->rowCount());
+    enableSteps(row);
     const RecordKey key = m_model->key(row);
     if (key == m_shown)
         return;

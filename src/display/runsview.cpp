@@ -17,10 +17,8 @@
 #include <QClipboard>
 #include <QHBoxLayout>
 #include <QHeaderView>
-#include <QKeyEvent>
 #include <QLabel>
 #include <QPushButton>
-#include <QSplitter>
 #include <QStackedLayout>
 #include <QTableWidget>
 #include <QVBoxLayout>
@@ -46,24 +44,18 @@ QString stepTableText(const QTableWidget &table)
 } // namespace
 
 RunsView::RunsView(const DisplayContext &context, SessionSelection &selection, SessionRecords &records, QWidget *parent)
-    : SessionView(context, selection, parent), m_records(records), m_model(new RunListModel(this)),
-      m_search(new RunSearchBar(records)), m_panel(new RecordPanel(m_model, tr("runs"))), m_splitter(new QSplitter),
-      m_tasks(this)
+    : RecordView(context, selection, records, parent), m_model(new RunListModel(this)),
+      m_search(new RunSearchBar(records)), m_tasks(this)
 {
-    m_panel->addFooter(m_search);
-    m_splitter->addWidget(m_panel);
-    m_splitter->addWidget(buildDetails());
-    m_splitter->setStretchFactor(0, 2);
-    m_splitter->setStretchFactor(1, 3);
-    m_splitter->setSizes({440, 660});
-    m_splitter->setChildrenCollapsible(false);
-    auto *layout = new QVBoxLayout(this);
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->addWidget(m_splitter);
+    auto *panel = new RecordPanel(m_model, tr("runs"));
+    panel->addFooter(m_search);
+    m_search->setEnabled(false); // until there is a sensor
+    layOut(m_model, panel, buildDetails(),
+           {tr("No sensor yet.\nConnect one: its runs are listed here."), tr("Reading the runs…")});
     connectAll();
     filterChanged();
     showReason();
-    showRun();
+    showChosen();
 }
 
 RunsView::~RunsView() = default;
@@ -75,10 +67,7 @@ QWidget *RunsView::buildDetails()
     m_title->setTextInteractionFlags(Qt::TextSelectableByMouse);
     m_title->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
     m_title->setObjectName(QStringLiteral("runTitle"));
-    m_previous = new QPushButton(tr("◀ Previous"));
-    m_previous->setToolTip(tr("The run above in the list (P)"));
-    m_next = new QPushButton(tr("Next ▶"));
-    m_next->setToolTip(tr("The run below in the list (N)"));
+    makeSteps(tr("The run above in the list (P)"), tr("The run below in the list (N)"));
     auto *inPlot = new QPushButton(tr("Show in Live View"));
     inPlot->setObjectName(QStringLiteral("b_runInPlot"));
     auto *row = new QHBoxLayout;
@@ -106,8 +95,6 @@ QWidget *RunsView::buildDetails()
     m_steps->setContextMenuPolicy(Qt::ActionsContextMenu);
     connect(copySteps, &QAction::triggered, this,
             [this] { QApplication::clipboard()->setText(stepTableText(*m_steps)); });
-    connect(m_previous, &QPushButton::clicked, this, [this] { m_panel->table()->step(-1); });
-    connect(m_next, &QPushButton::clicked, this, [this] { m_panel->table()->step(1); });
     connect(inPlot, &QPushButton::clicked, this, [this] {
         if (const RunRow *run = m_model->run(m_model->rowOf(m_shown)))
             emit plotRequested(run->record.start, run->record.end);
@@ -128,10 +115,6 @@ QWidget *RunsView::buildDetails()
 
 void RunsView::connectAll()
 {
-    connect(&m_records, &SessionRecords::changed, this, &RunsView::showRecords);
-    connect(m_panel->table(), &RecordTable::currentKeyChanged, this, &RunsView::showRun);
-    connect(m_panel, &RecordPanel::reasonPressed, this, [this] { emit viewRequested(SessionViews::Live); });
-    connect(m_panel, &RecordPanel::periodDropped, this, [this] { m_selection.selectPeriod({}); });
     connect(m_search, &RunSearchBar::found, this, [this](const QVector<SessionRecords::Sensor> &sensors) {
         m_searched = true;
         m_model->setSensors(sensors);
@@ -145,40 +128,20 @@ void RunsView::connectAll()
         m_wanted = {sensor, start, eventtype::RfOn};
         chooseWanted();
     });
-    connect(&m_selection, &SessionSelection::periodSelected, m_panel, &RecordPanel::setPeriod);
-    connect(m_plot, &arcPlotDisplay::neighbourWanted, this,
-            [this](bool forward) { m_panel->table()->step(forward ? 1 : -1); });
+    followKeys(m_plot);
     connect(m_plot, &arcPlotDisplay::eventActivated, &m_selection, &SessionSelection::selectEvent);
     connect(m_plot, &arcPlotDisplay::yieldView, this, [this] { emit viewRequested(SessionViews::Events); });
 }
 
 void RunsView::setSensors(const QVector<ViewSensor> &sensors)
 {
-    SessionView::setSensors(sensors);
-    m_shown = {}; // its colour may be another one
-}
-
-void RunsView::refresh()
-{
-    m_records.refresh();
-    m_plot->markDirty();
-    if (m_stale)
-        showRecords();
-    else
-        chooseWanted();
-    showReason();
+    RecordView::setSensors(sensors);
+    m_search->setEnabled(!sensors.isEmpty());
 }
 
 void RunsView::filterChanged()
 {
-    const QStringList names = m_context.filter.names();
-    QSet<QString> hidden;
-    for (const QString &name : names)
-        if (!m_context.filter.isEnabled(name))
-            hidden.insert(name);
-    m_plot->setEventFilter([hidden](const EventRecord &event) {
-        return !hidden.contains(event.named ? event.name : eventtype::name(event.effectiveCode()));
-    });
+    m_plot->setEventFilter(without(hiddenTypes()));
 }
 
 void RunsView::setTimeMode(TimeMode mode)
@@ -193,65 +156,23 @@ QImage RunsView::renderImage(qreal scale, Theme::Kind kind)
     return m_shown.time ? m_plot->renderImage(m_plot->size(), scale, kind) : SessionView::renderImage(scale, kind);
 }
 
-void RunsView::keyPressEvent(QKeyEvent *event)
+bool RunsView::isStored(const RecordSet &records, const RecordKey &key) const
 {
-    if (event->modifiers() == Qt::NoModifier && (event->key() == Qt::Key_N || event->key() == Qt::Key_P))
-        m_panel->table()->step(event->key() == Qt::Key_N ? 1 : -1);
-    else
-        SessionView::keyPressEvent(event);
+    return records.findRun(key.time) >= 0;
 }
 
-void RunsView::showRecords()
+QString RunsView::emptyText(QString *button) const
 {
-    m_stale = !isVisible();
-    if (m_stale || m_searched)
-        return;
-    m_model->setSensors(m_records.sensors());
-    showReason();
-    chooseWanted();
-    if (!m_panel->table()->currentIndex().isValid() && m_model->rowCount() > 0 && m_wanted.time == 0)
-        m_panel->table()->choose(m_model->key(m_model->rowCount() - 1));
-    showRun();
-}
-
-void RunsView::showReason()
-{
-    QString text;
-    QString button = tr("Show Live View");
-    if (std::none_of(m_sensors.begin(), m_sensors.end(), [](const ViewSensor &sensor) { return sensor.on; })) {
-        text = m_sensors.isEmpty() ? tr("No sensor yet.\nConnect one: its runs are listed here.")
-                                   : tr("No sensor is switched on for display.\nSwitch one on with \"Data display "
-                                        "on/off\" on its card.");
-    } else if (m_records.isReading()) {
-        text = tr("Reading the runs…");
-        button.clear();
-    } else if (m_model->total() == 0 && m_searched) {
-        text = tr("No stretch reaches this threshold.\nSearch with a lower one, or go back to the stored runs.");
-        button.clear();
-    } else if (m_model->total() == 0) {
-        const double threshold = m_sensors.first().store->configuration().signalBaseThreshold;
-        text = tr("No run yet.\nA run begins when the voltage rises to the sensor's threshold (%1 V) and is listed "
-                  "when it has ended.")
-                   .arg(threshold);
+    if (m_searched) {
+        button->clear();
+        return tr("No stretch reaches this threshold.\nSearch with a lower one, or go back to the stored runs.");
     }
-    m_panel->setReason(text, button);
-    m_search->setEnabled(!m_sensors.isEmpty());
+    return tr("No run yet.\nA run begins when the voltage rises to the sensor's threshold (%1 V) and is listed when it "
+              "has ended.")
+        .arg(m_sensors.first().store->configuration().signalBaseThreshold);
 }
 
-void RunsView::chooseWanted()
-{
-    if (m_wanted.time == 0 || m_searched || !isVisible())
-        return;
-    const int sensor = m_records.indexOf(m_wanted.sensor);
-    if (sensor < 0 || m_records.sensors().at(sensor).records->findRun(m_wanted.time) < 0)
-        return;
-    if (m_model->rowOf(m_wanted) < 0)
-        m_panel->showAll(); // hidden by the search or the period
-    m_panel->table()->choose(m_wanted);
-    m_wanted = {};
-}
-
-void RunsView::showRun()
+void RunsView::showChosen()
 {
     const int row = m_panel->table()->currentIndex().row();
     const RunRow *run = m_model->run(row);
@@ -261,8 +182,7 @@ void RunsView::showRun()
         m_plot->removeAllSensors();
         return;
     }
-    m_previous->setEnabled(row > 0);
-    m_next->setEnabled(row + 1 < m_model->rowCount());
+    enableSteps(row);
     const RecordKey key = m_model->key(row);
     if (key == m_shown)
         return;
