@@ -7,6 +7,7 @@
 #include "display/theme.h"
 #include "events/eventfilterpanel.h"
 #include "events/eventtypecreator.h"
+#include "pictures.h"
 #include "recipe/recipeform.h"
 #include "sensor/arcsensor.h"
 #include "session/appsettings.h"
@@ -14,14 +15,10 @@
 
 #include <QApplication>
 #include <QCheckBox>
-#include <QDir>
-#include <QElapsedTimer>
 #include <QLineEdit>
 #include <QSpinBox>
-#include <QStyleFactory>
 #include <QTableWidget>
 #include <QTemporaryDir>
-#include <QTextStream>
 #include <QVBoxLayout>
 
 #include <functional>
@@ -181,50 +178,24 @@ std::vector<Scene> scenes()
     };
 }
 
-void settle(int milliseconds)
-{
-    QElapsedTimer timer;
-    timer.start();
-    while (timer.elapsed() < milliseconds)
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-}
-
 } // namespace
 
 int main(int argc, char **argv)
 {
-    // The scale comes from QT_SCALE_FACTOR alone, not from the screen that happens to be there.
-    QApplication::setAttribute(Qt::AA_DisableHighDpiScaling);
-    QApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
-    QApplication::setHighDpiScaleFactorRoundingPolicy(Qt::HighDpiScaleFactorRoundingPolicy::PassThrough);
-    QApplication application(argc, argv);
-    if (argc < 2) {
-        QTextStream(stderr) << "usage: norvex_windowshots FOLDER [SCENE]\n";
-        return 2;
-    }
-    QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
+    pictures::Program program(argc, argv);
     QFont font = QApplication::font();
     font.setPointSize(qEnvironmentVariableIsSet("LARGE_FONT") ? 14 : 9);
     QApplication::setFont(font);
-    const QDir folder(QString::fromLocal8Bit(argv[1]));
-    folder.mkpath(QStringLiteral("."));
-    const QString only = QString::fromLocal8Bit(argc > 2 ? argv[2] : "");
-    for (const Theme::Kind kind : {Theme::Kind::Light, Theme::Kind::Dark}) {
-        Theme theme(kind);
-        theme.applyToApplication();
+    return program.run([&program](Theme &theme) {
         for (const Scene &scene : scenes()) {
-            const QString name = QLatin1String(scene.name);
-            if (!only.isEmpty() && only != name)
+            if (!program.wants(scene.name))
                 continue;
             const std::unique_ptr<QWidget> window = scene.make(theme);
             if (!scene.size.isEmpty())
                 window->resize(scene.size);
             window->show();
-            settle(150);
-            const QString suffix = QStringLiteral("%1-%2x").arg(Theme::kindText(kind)).arg(window->devicePixelRatioF());
-            if (!window->grab().save(folder.filePath(QStringLiteral("%1-%2.png").arg(name, suffix))))
-                return 1;
+            pictures::settle(150);
+            program.take(*window, QLatin1String(scene.name), theme);
         }
-    }
-    return 0;
+    });
 }

@@ -9,6 +9,7 @@
 #include "display/theme.h"
 #include "events/eventfilter.h"
 #include "events/eventtypenames.h"
+#include "pictures.h"
 #include "sensor/sensordialog.h"
 #include "session/appsettings.h"
 #include "simulator/sensorsimulator.h"
@@ -16,12 +17,8 @@
 
 #include <QApplication>
 #include <QDialog>
-#include <QDir>
-#include <QElapsedTimer>
 #include <QPushButton>
-#include <QStyleFactory>
 #include <QTemporaryDir>
-#include <QTextStream>
 
 #include <functional>
 #include <memory>
@@ -29,15 +26,9 @@
 
 namespace {
 
-constexpr int recordedSeconds = 240; // of the sensors' time
+using pictures::settle;
 
-void settle(int milliseconds)
-{
-    QElapsedTimer timer;
-    timer.start();
-    while (timer.elapsed() < milliseconds)
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-}
+constexpr int recordedSeconds = 240; // of the sensors' time
 
 std::unique_ptr<SensorSimulator> sensor(const QString &serial, quint64 seed)
 {
@@ -51,33 +42,14 @@ std::unique_ptr<SensorSimulator> sensor(const QString &serial, quint64 seed)
     return simulator->start() ? std::move(simulator) : nullptr;
 }
 
-class Shots
+void takeIfWanted(pictures::Program &shots, QWidget &widget, const char *name, const Theme &theme)
 {
-public:
-    Shots(const QDir &folder, const QString &only) : m_folder(folder), m_only(only) {}
-
-    bool wants(const char *name) const { return m_only.isEmpty() || m_only == QLatin1String(name); }
-
-    void take(QWidget &widget, const char *name, const Theme &theme)
-    {
-        if (!wants(name))
-            return;
-        const QString suffix =
-            QStringLiteral("%1-%2x").arg(Theme::kindText(theme.kind())).arg(widget.devicePixelRatioF());
-        m_ok =
-            widget.grab().save(m_folder.filePath(QStringLiteral("%1-%2.png").arg(QLatin1String(name), suffix))) && m_ok;
-    }
-
-    bool ok() const { return m_ok; }
-
-private:
-    const QDir m_folder;
-    const QString m_only;
-    bool m_ok = true;
-};
+    if (shots.wants(name))
+        shots.take(widget, QLatin1String(name), theme);
+}
 
 /// The dialog that `open` brings up, pictured and closed again; `open` may run its own event loop.
-void takeDialog(Shots &shots, const char *name, const Theme &theme, const std::function<void()> &open,
+void takeDialog(pictures::Program &shots, const char *name, const Theme &theme, const std::function<void()> &open,
                 const std::function<void(QDialog &)> &prepare = {})
 {
     if (!shots.wants(name))
@@ -91,7 +63,7 @@ void takeDialog(Shots &shots, const char *name, const Theme &theme, const std::f
             if (prepare)
                 prepare(*dialog);
             settle(600);
-            shots.take(*dialog, name, theme);
+            takeIfWanted(shots, *dialog, name, theme);
             dialog->reject();
         }
     });
@@ -99,7 +71,7 @@ void takeDialog(Shots &shots, const char *name, const Theme &theme, const std::f
     settle(1200);
 }
 
-void takeViews(Shots &shots, MainWindow &window, const Theme &theme)
+void takeViews(pictures::Program &shots, MainWindow &window, const Theme &theme)
 {
     static const char *const views[] = {"live", "runs", "events", "runs-overlay", "events-overlay"};
     const auto press = [&window](const char *button) {
@@ -112,18 +84,18 @@ void takeViews(Shots &shots, MainWindow &window, const Theme &theme)
     for (int view = 0; view < 5; ++view) {
         window.changeView(view);
         settle(900);
-        shots.take(window, views[view], theme);
+        takeIfWanted(shots, window, views[view], theme);
     }
     press("b_viewSummary");
     settle(600);
-    shots.take(window, "summary", theme);
+    takeIfWanted(shots, window, "summary", theme);
     press("b_eventChart");
     settle(600);
-    shots.take(window, "event-chart", theme);
+    takeIfWanted(shots, window, "event-chart", theme);
     window.changeView(0);
 }
 
-void takeDialogs(Shots &shots, MainWindow &window, const Theme &theme)
+void takeDialogs(pictures::Program &shots, MainWindow &window, const Theme &theme)
 {
     SessionForm *const form = window.form();
     takeDialog(shots, "connect", theme, [form] { form->addSensor(); });
@@ -138,20 +110,9 @@ void takeDialogs(Shots &shots, MainWindow &window, const Theme &theme)
 
 int main(int argc, char **argv)
 {
-    // The scale comes from QT_SCALE_FACTOR alone, not from the screen that happens to be there.
-    QApplication::setAttribute(Qt::AA_DisableHighDpiScaling);
-    QApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
-    QApplication::setHighDpiScaleFactorRoundingPolicy(Qt::HighDpiScaleFactorRoundingPolicy::PassThrough);
-    QApplication application(argc, argv);
-    if (argc < 2) {
-        QTextStream(stderr) << "usage: norvex_appshots FOLDER [SCENE]\n";
-        return 2;
-    }
-    QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
-    const QDir folder(QString::fromLocal8Bit(argv[1]));
-    folder.mkpath(QStringLiteral("."));
-    Shots shots(folder, QString::fromLocal8Bit(argc > 2 ? argv[2] : ""));
-
+    pictures::Program shots(argc, argv);
+    if (!shots.isUsable())
+        return shots.exitCode();
     const QTemporaryDir temporary(QDir::tempPath() + QStringLiteral("/Norvex-XXXXXX"));
     AppSettings settings(AppSettings::Source::Forgotten);
     FakePrompts prompts; // nobody is there to answer a box
@@ -161,8 +122,7 @@ int main(int argc, char **argv)
     ::eventFilter filter(dictionary);
     Recorder::Options recorder;
     recorder.lockFolder = temporary.filePath(QStringLiteral("locks"));
-    MainWindow window({prompts, settings, theme, filter, dictionary, recorder,
-                       temporary.path(),
+    MainWindow window({prompts, settings, theme, filter, dictionary, recorder, temporary.path(),
                        RecipeForm::Places{temporary.path(), temporary.filePath(QStringLiteral("Drafts"))}});
     window.resize(1366, 768);
     window.show();
@@ -171,7 +131,7 @@ int main(int argc, char **argv)
     for (const Theme::Kind kind : {Theme::Kind::Light, Theme::Kind::Dark}) {
         theme.setKind(kind);
         settle(200);
-        shots.take(window, "empty", theme);
+        takeIfWanted(shots, window, "empty", theme);
     }
 
     const auto first = sensor(QStringLiteral("NVX-0012"), 1);
@@ -188,5 +148,5 @@ int main(int argc, char **argv)
         takeDialogs(shots, window, theme);
     }
     window.endNow();
-    return shots.ok() ? 0 : 1;
+    return shots.exitCode();
 }

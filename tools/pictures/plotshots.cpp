@@ -2,19 +2,17 @@
 // QT_SCALE_FACTOR=2 for the second set.
 
 #include "data/valuetype.h"
+#include "demosource.h"
 #include "display/arcplotdisplay.h"
-#include "display/demosource.h"
+#include "pictures.h"
 
-#include <QApplication>
-#include <QDir>
-#include <QElapsedTimer>
 #include <QMouseEvent>
-#include <QStyleFactory>
-#include <QTextStream>
 
 #include <functional>
 
 namespace {
+
+using pictures::settle;
 
 constexpr quint64 second = 1000000;
 constexpr quint64 end = 1709290800 * second; // 1 March 2024, 11:00 UTC
@@ -137,38 +135,16 @@ std::vector<Scene> scenes()
     };
 }
 
-void settle(int milliseconds)
-{
-    QElapsedTimer timer;
-    timer.start();
-    while (timer.elapsed() < milliseconds)
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-}
-
 } // namespace
 
 int main(int argc, char **argv)
 {
-    // The scale comes from QT_SCALE_FACTOR alone, not from the screen that happens to be there.
-    QApplication::setAttribute(Qt::AA_DisableHighDpiScaling);
-    QApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
-    QApplication::setHighDpiScaleFactorRoundingPolicy(Qt::HighDpiScaleFactorRoundingPolicy::PassThrough);
-    QApplication application(argc, argv);
-    if (argc < 2) {
-        QTextStream(stderr) << "usage: norvex_screenshots FOLDER [SCENE]\n";
-        return 2;
-    }
-    QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
-    const QDir folder(QString::fromLocal8Bit(argv[1]));
-    folder.mkpath(QStringLiteral("."));
-    const QString only = QString::fromLocal8Bit(argc > 2 ? argv[2] : "");
-    for (const Theme::Kind kind : {Theme::Kind::Light, Theme::Kind::Dark}) {
-        Theme theme(kind);
-        theme.applyToApplication();
+    pictures::Program program(argc, argv);
+    return program.run([&program](Theme &theme) {
         for (const Scene &scene : scenes()) {
-            const QString name = QLatin1String(scene.name);
-            if (!only.isEmpty() && only != name)
+            if (!program.wants(scene.name))
                 continue;
+            const QString name = QLatin1String(scene.name);
             arcPlotDisplay plot(theme);
             bool reading = false;
             QObject::connect(&plot, &arcPlotDisplay::readProgress,
@@ -189,12 +165,9 @@ int main(int argc, char **argv)
             if (name == QLatin1String("crosshair"))
                 pointAt(plot, 0.62, 0.4);
             settle(150);
-            const QString suffix = QStringLiteral("%1-%2x").arg(Theme::kindText(kind)).arg(plot.devicePixelRatioF());
-            if (!plot.grab().save(folder.filePath(QStringLiteral("plot-%1-%2.png").arg(name, suffix))))
-                return 1;
-            if (name == QLatin1String("cursors") && kind == Theme::Kind::Dark)
-                plot.renderImage({1000, 500}, 2.0).save(folder.filePath(QStringLiteral("plot-image-export.png")));
+            program.take(plot, QStringLiteral("plot-") + name, theme);
+            if (name == QLatin1String("cursors") && theme.isDark())
+                plot.renderImage({1000, 500}, 2.0).save(program.path(QStringLiteral("plot-image-export.png")));
         }
-    }
-    return 0;
+    });
 }

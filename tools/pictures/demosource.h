@@ -3,6 +3,8 @@
 #include "display/memorysource.h"
 #include "simulator/processmodel.h"
 
+#include <memory>
+
 /// Fills a source with `seconds` of a simulated chamber that ends at `end`: samples in stretches of 10,000, runs,
 /// events.
 inline std::shared_ptr<MemorySource> demoSource(quint64 end, int seconds, quint64 seed, int rate = 20,
