@@ -1,7 +1,5 @@
 #include "data/journalcheck.h"
 
-#include "data/journalfile.h"
-
 #include <QDir>
 #include <QFile>
 #include <QMap>
@@ -10,38 +8,55 @@
 
 namespace {
 
-/// Empty when all is well.
-QString problemIn(const char *bytes, qint64 size, bool newest, qint64 &records)
+class Reader
 {
-    journalfile::Header header;
-    QString reason;
-    if (!journalfile::decodeHeader(bytes, size, header, &reason))
-        return newest && size <= journalfile::headerSize ? QString() : reason;
-    qint64 offset = journalfile::headerSize;
-    qint64 firstBad = -1;
-    while (true) {
-        journalfile::Entry entry;
-        qint64 next = size;
-        const journalfile::Found found = journalfile::decodeEntry(bytes, size, offset, header, entry, next);
-        if (found == journalfile::Found::End)
-            break;
-        if (found == journalfile::Found::Entry) {
-            ++records;
-            if (firstBad >= 0)
-                return QStringLiteral("it is damaged at %1 of %2 bytes").arg(firstBad).arg(size);
-        } else if (firstBad < 0) {
-            firstBad = offset;
+public:
+    explicit Reader(const TakeJournalEntry &take) : m_take(take) {}
+
+    /// What is wrong with a file; empty when all is well.
+    QString read(const char *bytes, qint64 size, bool newest)
+    {
+        journalfile::Header header;
+        QString reason;
+        if (!journalfile::decodeHeader(bytes, size, header, &reason))
+            return newest && size <= journalfile::headerSize ? QString() : reason;
+        qint64 offset = journalfile::headerSize;
+        qint64 firstBad = -1;
+        bool goesOn = false; // behind what is bad
+        while (!m_ended) {
+            journalfile::Entry entry;
+            qint64 next = size;
+            const journalfile::Found found = journalfile::decodeEntry(bytes, size, offset, header, entry, next);
+            if (found == journalfile::Found::End)
+                break;
+            if (found == journalfile::Found::Entry) {
+                ++m_records;
+                goesOn = firstBad >= 0;
+                m_ended = m_take && !m_take(entry);
+            } else if (firstBad < 0) {
+                firstBad = offset;
+            }
+            offset = next;
         }
-        offset = next;
+        if (goesOn)
+            return QStringLiteral("it is damaged at %1 of %2 bytes").arg(firstBad).arg(size);
+        if (firstBad < 0 || newest)
+            return {};
+        return QStringLiteral("it ends in the middle of a record at %1 of %2 bytes").arg(firstBad).arg(size);
     }
-    if (firstBad < 0 || newest)
-        return {};
-    return QStringLiteral("it ends in the middle of a record at %1 of %2 bytes").arg(firstBad).arg(size);
-}
+
+    qint64 records() const { return m_records; }
+    bool hasEnded() const { return m_ended; }
+
+private:
+    const TakeJournalEntry &m_take;
+    qint64 m_records = 0;
+    bool m_ended = false;
+};
 
 } // namespace
 
-JournalCheck checkJournal(const QString &sessionFolder)
+JournalCheck readJournal(const QString &sessionFolder, const TakeJournalEntry &take)
 {
     JournalCheck check;
     const QDir folder(journalfile::folderOf(sessionFolder));
@@ -50,7 +65,8 @@ JournalCheck checkJournal(const QString &sessionFolder)
         if (journalfile::numberOf(name) > 0)
             files.insert(journalfile::numberOf(name), name);
     }
-    for (auto it = files.cbegin(); it != files.cend(); ++it) {
+    Reader reader(take);
+    for (auto it = files.cbegin(); it != files.cend() && !reader.hasEnded(); ++it) {
         ++check.files;
         QFile file(folder.filePath(it.value()));
         QString problem;
@@ -60,10 +76,15 @@ JournalCheck checkJournal(const QString &sessionFolder)
         if (!opened || (size > 0 && !mapped))
             problem = file.errorString();
         else if (size > 0)
-            problem =
-                problemIn(reinterpret_cast<const char *>(mapped), size, std::next(it) == files.cend(), check.records);
+            problem = reader.read(reinterpret_cast<const char *>(mapped), size, std::next(it) == files.cend());
         if (!problem.isEmpty())
             check.problems.append(QStringLiteral("journal file %1: %2").arg(it.value(), problem));
     }
+    check.records = reader.records();
     return check;
+}
+
+JournalCheck checkJournal(const QString &sessionFolder)
+{
+    return readJournal(sessionFolder, {});
 }

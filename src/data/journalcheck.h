@@ -1,7 +1,11 @@
 #pragma once
 
+#include "data/journalfile.h"
+
 #include <QString>
 #include <QStringList>
+
+#include <functional>
 
 /// What a session's journal holds, without replaying it.
 struct JournalCheck
@@ -11,5 +15,10 @@ struct JournalCheck
     QStringList problems; // damage; a torn end of the newest file is none
 };
 
-/// Reads every journal file of a session. Changes nothing.
+/// Gets a good record; returning false ends the reading.
+using TakeJournalEntry = std::function<bool(const journalfile::Entry &entry)>;
+
+/// Reads every journal file of a session, oldest first, and hands on what can be read, without replaying it. Changes
+/// nothing and holds one record at a time.
+JournalCheck readJournal(const QString &sessionFolder, const TakeJournalEntry &take);
 JournalCheck checkJournal(const QString &sessionFolder);

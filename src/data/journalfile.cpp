@@ -107,6 +107,17 @@ journalfile::Found journalfile::decodeEntry(const char *bytes, qint64 size, qint
     return Found::Entry;
 }
 
+bool journalfile::decodeSensor(const QByteArray &payload, QString &serial, QString &chamber)
+{
+    ByteReader reader(payload.constData(), payload.size());
+    for (QString *text : {&serial, &chamber}) {
+        const quint16 length = reader.take<quint16>();
+        const char *bytes = reader.takeBytes(length);
+        *text = bytes ? QString::fromUtf8(bytes, length) : QString();
+    }
+    return reader.ok();
+}
+
 QString journalfile::fileName(quint64 number)
 {
     return QStringLiteral("%1").arg(number, 8, 10, QLatin1Char('0')) + extension();

@@ -78,6 +78,9 @@ enum class Found {
 /// follow if its length were right, or `size`.
 Found decodeEntry(const char *bytes, qint64 size, qint64 offset, const Header &header, Entry &entry, qint64 &next);
 
+/// The payload of a sensor record. False when it is none.
+bool decodeSensor(const QByteArray &payload, QString &serial, QString &chamber);
+
 QString fileName(quint64 number);
 /// The number of a journal file's name, 0 for any other name.
 quint64 numberOf(const QString &fileName);

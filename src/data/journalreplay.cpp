@@ -27,13 +27,6 @@ QVector<SamplePoint> samplesOf(const QByteArray &payload)
     return samples;
 }
 
-QString takeText(ByteReader &reader)
-{
-    const quint16 length = reader.take<quint16>();
-    const char *text = reader.takeBytes(length);
-    return text ? QString::fromUtf8(text, length) : QString();
-}
-
 class Replay
 {
 public:
@@ -202,11 +195,8 @@ norvexData *Replay::storeOf(const Entry &entry)
     JournalSensor sensor{QString::fromUtf8(entry.sensor), {}, {}};
     if (!datanames::isPlainFileName(sensor.folder))
         return nullptr;
-    if (named) {
-        ByteReader reader(entry.payload.constData(), entry.payload.size());
-        sensor.serial = takeText(reader);
-        sensor.chamber = takeText(reader);
-    }
+    if (named)
+        journalfile::decodeSensor(entry.payload, sensor.serial, sensor.chamber);
     norvexData *store = m_storeOf(sensor);
     if (!store && !sensor.serial.isEmpty())
         m_refused = QStringLiteral("the folder of sensor %1 cannot be made").arg(sensor.folder);

@@ -20,6 +20,8 @@ public:
     /// In any order. False after the first failure, and from then on; reason() says why.
     bool takeSamples(const SamplePoint *samples, int count);
     bool takeEvent(const EventRecord &event);
+    /// Writes what was taken, so that what follows does not come into one block with it.
+    bool flush();
     /// Writes what is left, then saves the store.
     bool finish();
 
@@ -31,7 +33,6 @@ public:
 
 private:
     bool begin();
-    bool flush();
     bool dropKnown(QVector<SamplePoint> &samples);
     void adopt(const BlockPiece &piece);
     bool fail(const QString &reason);

@@ -12,6 +12,8 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QMap>
+#include <QSet>
 #include <QTextStream>
 
 #include <algorithm>
@@ -19,6 +21,33 @@
 namespace {
 
 using Kind = ImportOutcome::Kind;
+
+QString folderName(const QString &path)
+{
+    return QDir(path).dirName();
+}
+
+/// The sensors, by folder name, of which a session's journal has samples or events.
+QMap<QString, ImportNames> journalSensors(const QString &session)
+{
+    QMap<QString, ImportNames> names;
+    QSet<QByteArray> withData;
+    readJournal(session, [&](const journalfile::Entry &entry) {
+        const QString folder = QString::fromUtf8(entry.sensor);
+        if (entry.type == DurableLog::Record::Sensor)
+            journalfile::decodeSensor(entry.payload, names[folder].sensor, names[folder].chamber);
+        else if (entry.type == DurableLog::Record::Samples || entry.type == DurableLog::Record::Event)
+            withData.insert(entry.sensor);
+        return true;
+    });
+    QMap<QString, ImportNames> sensors;
+    for (const QByteArray &sensor : qAsConst(withData)) {
+        const QString folder = QString::fromUtf8(sensor);
+        if (datanames::isPlainFileName(folder))
+            sensors.insert(folder, names.value(folder));
+    }
+    return sensors;
+}
 
 class Importer
 {
@@ -35,9 +64,12 @@ private:
     bool begin(const QString &name);
     bool inspect();
     void takeSettings();
+    bool takeJournal();
+    bool takeEntry(const journalfile::Entry &entry);
     bool takeBlock(const InspectedBlock &block);
     bool takeBlocks();
     bool takeEvents();
+    bool sourceLost(const QString &file);
 
     const QString m_source;
     norvexData &m_store;
@@ -45,6 +77,7 @@ private:
     JobProgress *const m_progress;
     StoreImporter m_importer;
     FolderInspection m_found;
+    bool m_takesSettings = false; // of a new store
     ImportOutcome m_outcome;
 };
 
@@ -66,31 +99,28 @@ bool Importer::begin(const QString &name)
 
 bool Importer::inspect()
 {
-    if (!holdsSensorData(m_source))
+    if (!holdsSensorData(m_source) && !journalSensors(QFileInfo(m_source).path()).contains(folderName(m_source)))
         return stop(Kind::NoData, QStringLiteral("The folder %1 holds no sensor data").arg(m_source));
     const QString target = storefiles::sensorPath(m_sessionFolder, m_store.folderName());
-    if (QFileInfo(target).canonicalFilePath() == QFileInfo(m_source).canonicalFilePath())
+    if (QFileInfo(m_source) == QFileInfo(target))
         return stop(Kind::Failed, QStringLiteral("A sensor cannot be imported into itself"));
     if (m_progress)
         m_progress->begin(QStringLiteral("Looking at the source"), inspectionUnits(m_source));
+    const bool isFolder = QFileInfo(m_source).isDir(); // else only the journal knows it
     m_found = inspectFolder(m_source, m_progress);
     if (m_found.cancelled)
         return stop(Kind::Cancelled);
-    m_outcome.hadIndex = QFile::exists(m_source + QLatin1Char('/') + datanames::indexFile());
+    if (isFolder && !QFileInfo(m_source).isDir())
+        return stop(Kind::Failed, QStringLiteral("The folder %1 is not there any more").arg(m_source));
+    m_outcome.hadIndex =
+        m_found.blocks.isEmpty() || QFile::exists(m_source + QLatin1Char('/') + datanames::indexFile());
     const IntegrityReport report = reportOf(m_found);
-    if (m_outcome.hadIndex)
+    if (m_outcome.hadIndex && isFolder)
         m_outcome.problems = report.problems;
     for (const FileFinding &finding : report.findings) {
         if (finding.state != FileState::Unlisted)
             m_outcome.problems.append(
                 QStringLiteral("%1: %2 %3").arg(finding.file, nameOf(finding.state), finding.detail));
-    }
-    const qint64 unsaved = checkJournal(QFileInfo(m_source).path()).records;
-    if (unsaved > 0) {
-        m_outcome.problems.append(
-            QStringLiteral(
-                "the source session was not closed: %1 records of its journal are not imported, open it once")
-                .arg(unsaved));
     }
     return true;
 }
@@ -99,6 +129,7 @@ void Importer::takeSettings()
 {
     if (m_store.blockCount() > 0 || m_store.eventCount() > 0 || m_store.runCount() > 0)
         return;
+    m_takesSettings = true;
     SensorConfiguration configuration;
     const QString path = m_source + QLatin1Char('/') + datanames::lastConfig() + configFileExtension();
     bool known = QFile::exists(path) && configuration.loadFromFile(path);
@@ -115,8 +146,64 @@ void Importer::takeSettings()
         m_store.setRecipe(recipe);
 }
 
+bool Importer::takeEntry(const journalfile::Entry &entry)
+{
+    EventRecord event;
+    QString reason;
+    Recipe recipe;
+    SensorConfiguration configuration;
+    switch (entry.type) {
+    case DurableLog::Record::Samples: {
+        QVector<SamplePoint> samples(entry.payload.size() / sampleRecordSize(SamplePoint::currentVersion));
+        decodeSamples(reinterpret_cast<const uchar *>(entry.payload.constData()), samples.size(),
+                      SamplePoint::currentVersion, samples.data());
+        return m_importer.takeSamples(samples.constData(), samples.size());
+    }
+    case DurableLog::Record::Event:
+        if (eventfile::decode(entry.payload, event, &reason))
+            return m_importer.takeEvent(event);
+        m_outcome.problems.append(QStringLiteral("an event of the journal: %1").arg(reason));
+        break;
+    case DurableLog::Record::Configuration:
+        if (m_takesSettings && configuration.fromFileContent(entry.payload))
+            m_store.setConfiguration(configuration);
+        break;
+    case DurableLog::Record::Recipe:
+        if (m_takesSettings && recipe.fromJSON(entry.payload))
+            m_store.setRecipe(recipe);
+        break;
+    case DurableLog::Record::TimeLine: // of the source's recording, not of this one
+    case DurableLog::Record::Sensor:
+        break;
+    }
+    return true;
+}
+
+/// What the source's session has not saved yet. It comes first: records of a session that is being recorded leave the
+/// journal for the files, never the other way.
+bool Importer::takeJournal()
+{
+    const QByteArray sensor = folderName(m_source).toUtf8();
+    bool cancelled = false;
+    const JournalCheck read = readJournal(QFileInfo(m_source).path(), [&](const journalfile::Entry &entry) {
+        cancelled = m_progress && m_progress->isCancelled();
+        return !cancelled && (entry.sensor != sensor || takeEntry(entry));
+    });
+    m_outcome.problems += read.problems;
+    if (cancelled)
+        return stop(Kind::Cancelled);
+    return m_importer.flush() || stop(Kind::Failed, m_importer.reason());
+}
+
+/// A file that could be read a moment ago and cannot now: the disk or the folder is gone.
+bool Importer::sourceLost(const QString &file)
+{
+    return stop(Kind::Failed, QStringLiteral("%1 cannot be read any more").arg(m_source + QLatin1Char('/') + file));
+}
+
 bool Importer::takeBlock(const InspectedBlock &block)
 {
+    qint64 taken = 0;
     blockscan::Header header;
     QVector<SamplePoint> samples;
     bool ok = true;
@@ -124,10 +211,15 @@ bool Importer::takeBlock(const InspectedBlock &block)
         samples.resize(count);
         decodeSamples(records, count, head.version, samples.data());
         ok = m_importer.takeSamples(samples.constData(), count);
+        taken += count;
         return ok && !(m_progress && m_progress->isCancelled());
     };
     blockscan::scan(m_source + QLatin1Char('/') + block.name, header, take, nullptr);
-    return ok || stop(Kind::Failed, m_importer.reason());
+    if (!ok)
+        return stop(Kind::Failed, m_importer.reason());
+    if (m_progress && m_progress->isCancelled())
+        return stop(Kind::Cancelled);
+    return taken >= block.readable || sourceLost(block.name);
 }
 
 bool Importer::takeBlocks()
@@ -152,9 +244,10 @@ bool Importer::takeEvents()
         if (!begin(found.summary.fileName()))
             return false;
         EventRecord event;
-        if (found.state == FileState::Unreadable ||
-            !eventfile::read(m_source + QLatin1Char('/') + found.summary.fileName(), event))
+        if (found.state == FileState::Unreadable)
             continue;
+        if (!eventfile::read(m_source + QLatin1Char('/') + found.summary.fileName(), event))
+            return sourceLost(found.summary.fileName());
         if (!m_importer.takeEvent(event))
             return stop(Kind::Failed, m_importer.reason());
     }
@@ -175,7 +268,7 @@ ImportOutcome Importer::run()
         m_progress->begin(QStringLiteral("Importing"),
                           m_found.blocks.size() + static_cast<qint64>(m_found.events.size()));
     }
-    const bool all = takeBlocks() && takeEvents();
+    const bool all = takeJournal() && takeBlocks() && takeEvents();
     if (m_outcome.kind != Kind::Failed && !m_importer.finish() && all)
         stop(Kind::Failed, m_importer.reason());
     m_outcome.samples = m_importer.addedSamples();
@@ -190,21 +283,27 @@ ImportOutcome Importer::run()
 QStringList sensorFoldersOf(const QString &source)
 {
     const QDir folder(QDir(source).absolutePath());
-    if (holdsSensorData(folder.path()))
+    if (holdsSensorData(folder.path()) || journalSensors(QFileInfo(folder.path()).path()).contains(folder.dirName()))
         return {folder.path()};
-    QStringList paths;
+    QStringList names = journalSensors(folder.path()).keys(); // maybe not saved once
     for (const QString &name : folder.entryList(QDir::Dirs | QDir::NoDotAndDotDot | QDir::NoSymLinks, QDir::Name)) {
-        if (holdsSensorData(folder.filePath(name)))
-            paths.append(folder.filePath(name));
+        if (holdsSensorData(folder.filePath(name)) && !names.contains(name))
+            names.append(name);
     }
+    names.sort();
+    QStringList paths;
+    for (const QString &name : qAsConst(names))
+        paths.append(folder.filePath(name));
     return paths;
 }
 
 ImportNames proposedNames(const QString &sensorFolder)
 {
     QFile file(sensorFolder + QLatin1Char('/') + datanames::indexFile());
-    const QString name = QDir(sensorFolder).dirName();
-    ImportNames names{name.section(QLatin1Char('-'), 0, 0), name.section(QLatin1Char('-'), 1)};
+    const QString name = folderName(sensorFolder);
+    ImportNames names = journalSensors(QFileInfo(sensorFolder).path()).value(name);
+    if (names.sensor.isEmpty())
+        names = {name.section(QLatin1Char('-'), 0, 0), name.section(QLatin1Char('-'), 1)};
     if (file.open(QIODevice::ReadOnly)) {
         const IndexContent index = indexfile::read(file.read(64 * 1024));
         if (!index.sensorSerial.isEmpty())

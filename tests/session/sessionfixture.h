@@ -9,6 +9,7 @@
 #include <QMutex>
 #include <QStringList>
 #include <QTemporaryDir>
+#include <QtTest>
 
 /// Collects the log lines of every thread while it lives.
 class LogLines
@@ -78,4 +79,27 @@ inline QStringList filesBelow(const QString &folder)
         }
     }
     return files;
+}
+
+/// The session as it lies on disk at this moment, as a kill leaves it.
+inline bool copySession(const QString &from, const QString &to)
+{
+    for (const QString &file : filesBelow(from)) {
+        const QString name = file.section(QLatin1Char(' '), 0, 0);
+        QDir().mkpath(QFileInfo(to + name).path());
+        if (!name.endsWith(QStringLiteral("norvex.lock")) && !QFile::copy(from + name, to + name))
+            return false;
+    }
+    return true;
+}
+
+/// Waits until everything that a store has accepted is on disk.
+inline bool settle(norvexData &store)
+{
+    QObject context;
+    int answer = -1;
+    store.whenDurable(&context, [&](bool ok) { answer = ok ? 1 : 0; });
+    for (int i = 0; i < 4000 && answer < 0; ++i)
+        QTest::qWait(5);
+    return answer == 1;
 }

@@ -33,18 +33,6 @@ bool writeFile(const QString &path, const QByteArray &bytes)
     return file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(bytes) == bytes.size();
 }
 
-/// The session as it lies on disk at this moment.
-bool copySession(const QString &from, const QString &to)
-{
-    for (const QString &file : filesBelow(from)) {
-        const QString name = file.section(QLatin1Char(' '), 0, 0);
-        QDir().mkpath(QFileInfo(to + name).path());
-        if (!name.endsWith(QStringLiteral("norvex.lock")) && !QFile::copy(from + name, to + name))
-            return false;
-    }
-    return true;
-}
-
 /// In memory where there is such a folder: every case syncs some dozens of files.
 QString placeForFiles()
 {

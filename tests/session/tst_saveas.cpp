@@ -16,14 +16,6 @@ QVector<SamplePoint> allOf(const norvexData &store)
     return all;
 }
 
-bool settle(norvexData &store)
-{
-    QObject context;
-    int answer = -1;
-    store.whenDurable(&context, [&](bool ok) { answer = ok ? 1 : 0; });
-    return QTest::qWaitFor([&] { return answer >= 0; }, 20000) && answer == 1;
-}
-
 /// All but the journal, whose files come and go.
 QStringList dataFiles(const QString &folder)
 {

@@ -37,7 +37,11 @@ private slots:
     void oldFormat();
     void anotherSession();
     void besideARecording();
+    void unsavedSource_data();
+    void unsavedSource();
     void damagedSource();
+    void goesAwayOnTheWay_data();
+    void goesAwayOnTheWay();
     void table();
     void nothingToImport();
     void recoveredFolder();
@@ -155,6 +159,48 @@ void TestSessionImport::besideARecording()
     QCOMPARE(read->waveform(keyOf(eventAt(60, 3))).constFirst().time, eventAt(60, 3).time);
 }
 
+void TestSessionImport::unsavedSource_data()
+{
+    QTest::addColumn<bool>("savedOnce");
+    QTest::newRow("since the last save") << true;
+    QTest::newRow("never saved") << false;
+}
+
+/// What a killed program left in its journal only.
+void TestSessionImport::unsavedSource()
+{
+    QFETCH(bool, savedOnce);
+    {
+        const auto session = Session::create(path("live"), nullptr);
+        const auto store = session->addSensor(QStringLiteral("S1"), QStringLiteral("PM1"), QString(), 80);
+        QVERIFY(store->addSamples(samplesFrom(0, 100)));
+        QVERIFY(!savedOnce || session->save());
+        QVERIFY(store->addSamples(samplesFrom(100, 50)));
+        QVERIFY(store->addEvent(eventAt(1, 3)));
+        SensorConfiguration configuration;
+        configuration.signalBaseThreshold = 78;
+        store->setConfiguration(configuration);
+        QVERIFY(settle(*store));
+        QVERIFY(copySession(path("live"), path("source")));
+    }
+    const QStringList before = filesBelow(path("source"));
+    QCOMPARE(sensorFoldersOf(path("source")), QStringList{path("source/S1-PM1")});
+    QCOMPARE(sensorFoldersOf(path("source/S1-PM1")), QStringList{path("source/S1-PM1")});
+    QCOMPARE(proposedNames(path("source/S1-PM1")).chamber, QStringLiteral("PM1"));
+    JobProgress progress;
+    const ImportOutcome outcome = importSensorFolder(path("source/S1-PM1"), *m_store, m_session->path(), &progress);
+    QVERIFY2(outcome.kind == ImportOutcome::Kind::Done, qPrintable(outcome.reason));
+    QCOMPARE(progress.done(), progress.total());
+    QCOMPARE(outcome.samples, quint64(150));
+    QCOMPARE(outcome.events, 1);
+    QCOMPARE(outcome.problems, QStringList());
+    QCOMPARE(filesBelow(path("source")), before);
+    QCOMPARE(allOf(*m_store).size(), 150);
+    QCOMPARE(m_store->configuration().signalBaseThreshold, 78.0);
+    for (const auto &block : m_store->blocks()) // what was unsaved lies in a block of its own
+        QVERIFY(!savedOnce || block->count() == 50 || block->count() == 100);
+}
+
 void TestSessionImport::damagedSource()
 {
     const QString from = source(100);
@@ -165,6 +211,38 @@ void TestSessionImport::damagedSource()
     QCOMPARE(outcome.samples, quint64(40));
     QCOMPARE(outcome.events, 2); // one of them as the index tells it
     QCOMPARE(outcome.problems.size(), 2);
+}
+
+void TestSessionImport::goesAwayOnTheWay_data()
+{
+    QTest::addColumn<QString>("folder");
+    QTest::newRow("the source") << QStringLiteral("source/S1-PM1");
+    QTest::newRow("the target") << QStringLiteral("target/S9-PM9");
+}
+
+/// Once the first block was read and is about to be stored. What came back later is imported by a second try.
+void TestSessionImport::goesAwayOnTheWay()
+{
+    QFETCH(QString, folder);
+    const QString from = source(25000);
+    const QStringList before = filesBelow(path("source"));
+    static QString leaving;
+    leaving = m_folder->filePath(folder);
+    const auto previous = qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &line) {
+        if (line.contains(QStringLiteral("Updating")) && QFileInfo(leaving).isDir())
+            QDir().rename(leaving, leaving + QStringLiteral(".away"));
+    });
+    const ImportOutcome outcome = importSensorFolder(from, *m_store, m_session->path());
+    qInstallMessageHandler(previous);
+    QVERIFY(outcome.kind == ImportOutcome::Kind::Failed);
+    QVERIFY2(outcome.reason.contains(leaving), qPrintable(outcome.reason));
+    QVERIFY(!QFileInfo::exists(leaving));
+    QVERIFY(QDir().rename(leaving + QStringLiteral(".away"), leaving));
+    QCOMPARE(filesBelow(path("source")), before);
+    const ImportOutcome again = importSensorFolder(from, *m_store, m_session->path());
+    QVERIFY2(again.kind == ImportOutcome::Kind::Done, qPrintable(again.reason));
+    QCOMPARE(again.samples + again.knownSamples, quint64(25000));
+    QCOMPARE(allOf(*m_store), samplesFrom(0, 25000));
 }
 
 void TestSessionImport::table()

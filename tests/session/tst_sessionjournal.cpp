@@ -5,28 +5,6 @@
 
 namespace {
 
-/// The session as a kill at this moment leaves it.
-bool copySession(const QString &from, const QString &to)
-{
-    for (const QString &file : filesBelow(from)) {
-        const QString name = file.section(QLatin1Char(' '), 0, 0);
-        QDir().mkpath(QFileInfo(to + name).path());
-        if (!name.endsWith(QStringLiteral("norvex.lock")) && !QFile::copy(from + name, to + name))
-            return false;
-    }
-    return true;
-}
-
-bool settle(norvexData &store)
-{
-    QObject context;
-    int answer = -1;
-    store.whenDurable(&context, [&](bool ok) { answer = ok ? 1 : 0; });
-    for (int i = 0; i < 500 && answer < 0; ++i)
-        QTest::qWait(5);
-    return answer == 1;
-}
-
 QStringList journalFiles(const QString &folder)
 {
     return QDir(folder + QStringLiteral("/journal")).entryList(QDir::Files);
