@@ -343,6 +343,7 @@ FolderInspection Inspector::run()
 {
     if (!QFileInfo(m_result.path).isDir()) {
         problem(QStringLiteral("the folder is missing"));
+        m_result.isThere = false;
         return m_result;
     }
     readIndexes();

@@ -61,6 +61,7 @@ struct FolderInspection
 {
     QString path;
     bool cancelled = false;
+    bool isThere = true;
     QStringList problems; // of the folder and its index
     QStringList outside;  // listed names that leave the folder
 

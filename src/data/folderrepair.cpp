@@ -52,6 +52,7 @@ private:
     bool rename(const InspectedEvent &event);
     bool restoreEvent(const EventSummary &listed);
     void planConfiguration();
+    bool isAllThere();
     // ... then what they replace is moved away and the new index takes its place.
     bool moveAside();
     bool move(const QString &name);
@@ -217,6 +218,21 @@ void Repairer::planConfiguration()
         m_newFiles.append(spare);
 }
 
+/// A folder or a disk that goes away in the middle makes files look damaged; what was found of them counts no more.
+bool Repairer::isAllThere()
+{
+    const auto gone = [this](const QString &name) { return !QFileInfo::exists(pathOf(name)); };
+    QStringList names = m_toMove;
+    for (const BlockPiece &block : qAsConst(m_blocks))
+        names.append(block.name);
+    for (const EventSummary &event : m_events)
+        names.append(event.fileName());
+    if (!QFileInfo(m_found.path).isDir())
+        return fail(QStringLiteral("the folder %1 is not there any more").arg(m_found.path));
+    const auto lost = std::find_if(names.cbegin(), names.cend(), gone);
+    return lost == names.cend() || fail(QStringLiteral("%1 is not there any more").arg(pathOf(*lost)));
+}
+
 bool Repairer::move(const QString &name)
 {
     if (!QDir().mkpath(m_aside))
@@ -294,7 +310,7 @@ FolderRepair Repairer::run()
 {
     if (!m_found.isDamaged())
         return m_result;
-    if (!QDir().mkpath(m_found.path)) { // of a lost folder, at least the sensor stays
+    if (!m_found.isThere && !QDir().mkpath(m_found.path)) { // of a lost folder, at least the sensor stays
         fail(QStringLiteral("cannot create the folder %1").arg(m_found.path));
         return m_result;
     }
@@ -307,6 +323,10 @@ FolderRepair Repairer::run()
         return m_result;
     }
     planConfiguration();
+    if (!isAllThere()) {
+        undo();
+        return m_result;
+    }
     QString reason;
     if (!moveAside() || !keepIndexes())
         return m_result;

@@ -211,8 +211,9 @@ SessionRepair Repairer::run()
     if (!takeLock())
         return m_result;
     chooseAsideFolder();
-    if (repairSensors() && writeSessionFile())
-        replayJournal();
+    if (repairSensors() && writeSessionFile() && replayJournal() &&
+        !QFileInfo::exists(m_content.path + QLatin1Char('/') + Session::fileName()))
+        stop(Outcome::Failed, QStringLiteral("The folder %1 is not there any more").arg(m_content.path));
     m_lock.reset();
     if (QFileInfo::exists(m_aside))
         m_result.asideFolder = m_aside;
@@ -261,7 +262,8 @@ SessionRepair recoverSession(const QString &folder, JobProgress *progress, const
     const QString path = QDir(Session::folderOf(folder)).absolutePath();
     QStringList problems;
     bool imported = false;
-    if (holdsSensorData(path) && !Session::holdsSession(path)) {
+    // Without the session file: an earlier try that did not get to the end is taken up where it stopped.
+    if (holdsSensorData(path) && !QFileInfo::exists(path + QLatin1Char('/') + Session::fileName())) {
         if (Session::holdsSession(QFileInfo(path).path())) // a sensor folder: its session is meant
             return recoverSession(QFileInfo(path).path(), progress, clock);
         const SessionRepair loose = importLooseFiles(path, progress, clock);

@@ -40,6 +40,7 @@ class TestFullDisk : public QObject
 private slots:
     void import();
     void repair();
+    void recover();
 
 private:
     QString path(const char *name) const { return m_folder.filePath(QLatin1String(name)); }
@@ -88,6 +89,26 @@ void TestFullDisk::repair()
     QVERIFY2(done.code == 0, done.err.constData());
     QCOMPARE(Session::loadReadOnly(path("damaged"), nullptr)->store(QStringLiteral("S1"))->sampleCount(),
              quint64(9000));
+}
+
+/// Of block files without a session. What the first try copied is not copied twice.
+void TestFullDisk::recover()
+{
+    record(path("whole"));
+    QVERIFY(QDir().mkpath(path("bare")));
+    const QString block = path("bare/block_1.norvexdata");
+    QVERIFY(QFile::copy(path("whole/S1-PM1/block_1.norvexdata"), block));
+    const auto before = contentsBelow(path("bare"));
+    const QStringList arguments{QStringLiteral("recover"), path("bare")};
+    const Programs::Result failed = m_programs.cliWithoutRoom(arguments, roomForHalfABlock);
+    QCOMPARE(failed.code, 1);
+    QVERIFY2(failed.err.contains("File too large"), failed.err.constData());
+    QVERIFY(contentsBelow(path("bare")).value(block) == before.value(block));
+    const Programs::Result done = m_programs.cli(arguments);
+    QVERIFY2(done.code == 0, done.err.constData());
+    const auto session = Session::loadReadOnly(path("bare"), nullptr);
+    QVERIFY(session && session->sensors().size() == 1);
+    QCOMPARE(session->sensors().constFirst().data->sampleCount(), quint64(10000));
 }
 
 QTEST_GUILESS_MAIN(TestFullDisk)

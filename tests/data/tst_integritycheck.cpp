@@ -192,6 +192,32 @@ private slots:
         QCOMPARE(store->sensorSerial(), QStringLiteral("S1"));
     }
 
+    void goesAwayOnTheWay_data()
+    {
+        QTest::addColumn<bool>("all");
+        QTest::newRow("the folder") << true;
+        QTest::newRow("a file") << false;
+    }
+
+    /// Between the look at the folder and its repair; what comes back must be what was there.
+    void goesAwayOnTheWay()
+    {
+        QFETCH(bool, all);
+        const QString aside = m_folder->session() + QStringLiteral("/aside");
+        QVERIFY(QFile::remove(m_folder->file(QStringLiteral("index.dat"))));
+        const QStringList before = m_folder->names();
+        const FolderInspection found = inspectFolder(m_folder->path());
+        const QString gone = all ? m_folder->path() : m_folder->file(QStringLiteral("block_1.norvexdata"));
+        QVERIFY(QFile::rename(gone, gone + QStringLiteral(".away")));
+        const FolderRepair repair = repairFolder(found, {QStringLiteral("S1"), QStringLiteral("Default")}, aside);
+        QVERIFY(repair.outcome == FolderRepair::Outcome::Failed);
+        QVERIFY2(repair.reason.contains(gone), qPrintable(repair.reason));
+        QVERIFY(!QFileInfo::exists(aside));
+        QVERIFY(!QFileInfo::exists(gone));
+        QVERIFY(QFile::rename(gone + QStringLiteral(".away"), gone));
+        QCOMPARE(m_folder->names(), before);
+    }
+
 private:
     std::unique_ptr<SensorFolder> m_folder;
 };
