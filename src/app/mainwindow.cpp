@@ -202,7 +202,13 @@ bool MainWindow::openSession(const QString &path)
     if (m_session && QFileInfo(folder).canonicalFilePath() == QFileInfo(m_path).canonicalFilePath())
         return true;
     SessionError error;
-    std::unique_ptr<Session> loaded = loadAside(folder, &error);
+    QString recovered;
+    std::unique_ptr<Session> loaded = loadAside(folder, FailedRestore::Stop, &error);
+    if (error.kind == SessionError::RestoreFailed) {
+        recovered = SessionCare(this, m_parts.prompts).recoverDeeper(folder, error.text);
+        error = {};
+        loaded = loadAside(folder, FailedRestore::GoOn, &error);
+    }
     if (!loaded) {
         if (error.kind == SessionError::Cancelled)
             return false;
@@ -214,11 +220,13 @@ bool MainWindow::openSession(const QString &path)
         return false;
     }
     adopt(std::move(loaded));
+    if (!recovered.isEmpty())
+        m_status->addProblem(recovered);
     return true;
 }
 
 // On a thread of its own: the open session goes on recording meanwhile.
-std::unique_ptr<Session> MainWindow::loadAside(const QString &folder, SessionError *error)
+std::unique_ptr<Session> MainWindow::loadAside(const QString &folder, FailedRestore failedRestore, SessionError *error)
 {
     std::unique_ptr<Session> loaded;
     runJob(this, tr("Loading %1").arg(QDir(folder).dirName()), [&](JobProgress &job) {
@@ -230,7 +238,7 @@ std::unique_ptr<Session> MainWindow::loadAside(const QString &folder, SessionErr
             job.setName(name);
             return !job.isCancelled();
         };
-        loaded = Session::load(folder, error, progress);
+        loaded = Session::load(folder, error, progress, systemClock(), failedRestore);
         if (loaded)
             loaded->moveToThread(QCoreApplication::instance()->thread());
     });

@@ -92,7 +92,7 @@ private:
     QAction *command(QMenu *menu, const QString &text, void (MainWindow::*slot)(), const QString &objectName,
                      const QKeySequence &key = {});
 
-    std::unique_ptr<Session> loadAside(const QString &folder, SessionError *error);
+    std::unique_ptr<Session> loadAside(const QString &folder, FailedRestore failedRestore, SessionError *error);
     void adopt(std::unique_ptr<Session> session);
     void closeSession();
     bool mayStopDownloads(const QString &question);

@@ -62,6 +62,21 @@ QString SessionCare::recover(const QString &openFolder)
     return repair.session;
 }
 
+QString SessionCare::recoverDeeper(const QString &folder, const QString &text)
+{
+    m_prompts.warn(m_window, QStringLiteral("Error in recovery process"), text,
+                   {tr("The session is in %1. Nothing in it is deleted.").arg(folder), QString()});
+    SessionRepair repair;
+    runJob(m_window, tr("Recover Session"), [&](JobProgress &progress) { repair = repairSession(folder, &progress); });
+    if (repair.outcome == SessionRepair::Outcome::Cancelled)
+        return tr("The deeper recovery of %1 was cancelled.").arg(folder);
+    if (!repair.isSessionThere())
+        return tr("The deeper recovery of %1 did not succeed: %2").arg(folder, repair.reason);
+    return repair.asideFolder.isEmpty()
+               ? tr("The deeper recovery of %1 found everything.").arg(folder)
+               : tr("The deeper recovery of %1 succeeded. What it replaced is in %2.").arg(folder, repair.asideFolder);
+}
+
 void SessionCare::import(Session &session, bool oldFormat)
 {
     const QString source =

@@ -19,6 +19,9 @@ public:
     /// Asks for a folder with sensor data and makes a session of it. The folder to open; empty when there is none.
     /// `openFolder`, that of the open session, is refused.
     QString recover(const QString &openFolder);
+    /// Before the session of `folder` is loaded, whose last save was interrupted and cannot be undone: a box with
+    /// `text`, then a repair. What came of it, in words.
+    QString recoverDeeper(const QString &folder, const QString &text);
     /// Copies sensor folders of another session, or of the old format, into this one.
     void import(Session &session, bool oldFormat);
     /// Copies the session to another folder and goes on there. False when it stays where it is.

@@ -4,6 +4,7 @@
 #include "cli/reachability.h"
 #include "cli/sessioninfo.h"
 #include "data/journal.h"
+#include "session/sessionrepair.h"
 
 #include <QCoreApplication>
 #include <QJsonDocument>
@@ -66,7 +67,17 @@ bool RecordRun::openSession()
 {
     SessionError error;
     const bool known = Session::holdsSession(Session::folderOf(m_options.session));
-    m_session = known ? Session::load(m_options.session, &error) : Session::create(m_options.session, &error);
+    const auto load = [this, &error](FailedRestore failedRestore) {
+        return Session::load(m_options.session, &error, {}, systemClock(), failedRestore);
+    };
+    m_session = known ? load(FailedRestore::Stop) : Session::create(m_options.session, &error);
+    if (error.kind == SessionError::RestoreFailed) {
+        m_console.complain(error.text);
+        const SessionRepair repair = repairSession(m_options.session);
+        if (!repair.isSessionThere())
+            m_console.complain(repair.reason);
+        m_session = load(FailedRestore::GoOn);
+    }
     if (!m_session) {
         m_console.complain(error.text);
         m_failure = exitCodeOf(error.kind);

@@ -6,6 +6,7 @@
 #include "data/folderscan.h"
 #include "data/indexfile.h"
 #include "data/storefiles.h"
+#include "data/storesaver.h"
 
 #include <QDir>
 #include <QFile>
@@ -47,7 +48,7 @@ LoadOutcome StoreLoader::load()
     const bool useBackup = m_mode == LoadMode::ReadOnly && QFile::exists(backup);
     if (!readWholeFile(useBackup ? backup : m_indexPath, bytes, indexfile::maximumSize, &reason)) {
         logDebug(QStringLiteral("norvexData::load: %1: %2").arg(m_indexPath, reason));
-        const LoadOutcome outcome = rebuild();
+        const LoadOutcome outcome = rebuild(restored);
         return restored ? outcome : LoadOutcome::RestoreFailed;
     }
     const IndexContent content = indexfile::read(bytes);
@@ -81,18 +82,22 @@ bool StoreLoader::restoreBackup()
     if (m_mode == LoadMode::ReadOnly || !QFileInfo::exists(backup))
         return true;
     QString reason;
-    const bool indexGone = !QFile::exists(m_indexPath) || QFile::remove(m_indexPath);
+    QByteArray readable; // before the index is given up for it
+    const bool indexGone = readWholeFile(backup, readable, indexfile::maximumSize, &reason) &&
+                           (!QFile::exists(m_indexPath) || QFile::remove(m_indexPath));
     const bool copied = indexGone && storefiles::copyDurably(backup, m_indexPath, &reason) &&
                         QFileInfo(m_indexPath).size() == QFileInfo(backup).size();
     if (!copied || !QFile::remove(backup)) {
         logWarning(QStringLiteral("norvexData::load: cannot put the backup %1 back %2").arg(backup, reason));
+        const QMutexLocker saving(&m_store.m_saveLock);
+        m_store.m_saveState->indexBroken = true; // the next save keeps the backup until its own index is written
         return false;
     }
     logInfo(QStringLiteral("norvexData::load: the last save was interrupted, %1 is the one before").arg(m_indexPath));
     return true;
 }
 
-LoadOutcome StoreLoader::rebuild()
+LoadOutcome StoreLoader::rebuild(bool restored)
 {
     fillConfiguration({});
     StoreReconciler(m_store).run();
@@ -101,7 +106,7 @@ LoadOutcome StoreLoader::rebuild()
         const QMutexLocker locker(&m_store.m_dataLock);
         ++m_store.m_changes;
     }
-    if (m_mode == LoadMode::Normal)
+    if (m_mode == LoadMode::Normal && restored) // else the backup knows more, and a repair may still read it
         m_store.save(m_sessionFolder);
     logDebug(QStringLiteral("========== %1 not found! Recreating the file. Time elapsed: %2 ms =================")
                  .arg(m_indexPath)

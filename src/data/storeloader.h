@@ -18,7 +18,7 @@ public:
 private:
     void removeLeftovers();
     bool restoreBackup();
-    LoadOutcome rebuild();
+    LoadOutcome rebuild(bool restored);
     void fill(const IndexContent &content);
     void fillConfiguration(const IndexContent &content);
     void fillBlocks(const IndexContent &content);

@@ -297,7 +297,7 @@ bool StoreSaver::writeIndex(bool configurationWritten)
         logWarning(QStringLiteral("norvexData::save: %1: %2").arg(m_indexPath, reason));
         return false;
     }
-    if (m_hasBackup)
+    if (m_hasBackup || QFileInfo::exists(storefiles::backupPath(m_indexPath)))
         removeBackup(index);
     return platform::syncFolder(m_folderPath);
 }

@@ -30,9 +30,22 @@ struct SensorEntry
 /// Why a session could not be opened.
 struct SessionError
 {
-    enum Kind { None, MissingFile, Unreadable, Locked, CannotWrite, AlreadyThere, Cancelled } kind = None;
+    enum Kind {
+        None,
+        MissingFile,
+        Unreadable,
+        Locked,
+        CannotWrite,
+        AlreadyThere,
+        Cancelled,
+        RestoreFailed
+    } kind = None;
     QString text; // for the user
 };
+
+/// What a load does when the backup of an index, left by an interrupted save, cannot be put back: end before anything
+/// is written, so that a repair can have the folder first, or go on with whatever index there is.
+enum class FailedRestore { Stop, GoOn };
 
 /// The set of sensors of one session folder, and its files. Lives in the main thread; hasUnsavedData(), save() and
 /// unloadIdleBlocks() may be called from the saving thread. `saveLock` is held across a whole save, so two never
@@ -53,7 +66,8 @@ public:
     /// cancels.
     using Progress = std::function<bool(int done, int total, const QString &name)>;
     static std::unique_ptr<Session> load(const QString &folder, SessionError *error, const Progress &progress = {},
-                                         const Clock &clock = systemClock());
+                                         const Clock &clock = systemClock(),
+                                         FailedRestore failedRestore = FailedRestore::GoOn);
     /// The same without the lock and without writing anything, for programs that only read.
     static std::unique_ptr<Session> loadReadOnly(const QString &folder, SessionError *error,
                                                  const Clock &clock = systemClock());
@@ -105,8 +119,8 @@ private:
 
     bool saveLocked();
     bool takeFolderLock(SessionError *error);
-    bool readSessionFile(SessionError *error, const Progress &progress);
-    void loadSensor(const SessionFileSensor &line);
+    bool readSessionFile(SessionError *error, const Progress &progress, FailedRestore failedRestore);
+    LoadOutcome loadSensor(const SessionFileSensor &line);
     void openJournal();
     void closeJournal();
     norvexData *storeForReplay(const JournalSensor &sensor);

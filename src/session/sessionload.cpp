@@ -41,6 +41,14 @@ QString problemOf(LoadOutcome outcome)
     return {};
 }
 
+QString restoreFailedText()
+{
+    return QStringLiteral(
+        "There seems to have been an error in saving data, the recovery process ran into some trouble that might be "
+        "caused by file access rights (is your session in a write only folder ?), or full disk.\n The Norvex software "
+        "will now launch a deeper recovery program which might take a while to get done.");
+}
+
 /// A session file that is damaged may have lost sensors: the folders with sensor data that it does not name are taken,
 /// too, before the next save makes their loss lasting.
 void addUnlistedFolders(const QString &sessionPath, QVector<SessionFileSensor> &sensors)
@@ -101,7 +109,7 @@ std::unique_ptr<Session> Session::create(const QString &folder, SessionError *er
 }
 
 std::unique_ptr<Session> Session::load(const QString &folder, SessionError *error, const Progress &progress,
-                                       const Clock &clock)
+                                       const Clock &clock, FailedRestore failedRestore)
 {
     const QString path = QDir(folderOf(folder)).absolutePath();
     if (!holdsSession(path)) {
@@ -110,7 +118,7 @@ std::unique_ptr<Session> Session::load(const QString &folder, SessionError *erro
     }
     std::unique_ptr<Session> session(new Session(path, false, clock));
     makeFolderSafely(path); // the program that made it may have been killed before its name was on disk
-    if (!session->takeFolderLock(error) || !session->readSessionFile(error, progress))
+    if (!session->takeFolderLock(error) || !session->readSessionFile(error, progress, failedRestore))
         return nullptr;
     session->openJournal();
     return session;
@@ -119,7 +127,7 @@ std::unique_ptr<Session> Session::load(const QString &folder, SessionError *erro
 std::unique_ptr<Session> Session::loadReadOnly(const QString &folder, SessionError *error, const Clock &clock)
 {
     std::unique_ptr<Session> session(new Session(QDir(folderOf(folder)).absolutePath(), true, clock));
-    if (!session->readSessionFile(error, {}))
+    if (!session->readSessionFile(error, {}, FailedRestore::GoOn))
         return nullptr;
     session->openJournal();
     return session;
@@ -143,7 +151,7 @@ bool Session::takeFolderLock(SessionError *error)
     return false;
 }
 
-bool Session::readSessionFile(SessionError *error, const Progress &progress)
+bool Session::readSessionFile(SessionError *error, const Progress &progress, FailedRestore failedRestore)
 {
     const QString file = m_path + QLatin1Char('/') + fileName();
     if (!holdsSession(m_path)) {
@@ -169,7 +177,10 @@ bool Session::readSessionFile(SessionError *error, const Progress &progress)
             setError(error, SessionError::Cancelled, QStringLiteral("Loading %1 was cancelled").arg(m_path));
             return false;
         }
-        loadSensor(line);
+        if (loadSensor(line) == LoadOutcome::RestoreFailed && failedRestore == FailedRestore::Stop) {
+            setError(error, SessionError::RestoreFailed, restoreFailedText());
+            return false;
+        }
     }
     for (const QString &problem : qAsConst(m_loadProblems))
         logWarning(QStringLiteral("Session::load: %1").arg(problem));
@@ -178,7 +189,7 @@ bool Session::readSessionFile(SessionError *error, const Progress &progress)
     return true;
 }
 
-void Session::loadSensor(const SessionFileSensor &line)
+LoadOutcome Session::loadSensor(const SessionFileSensor &line)
 {
     auto data = std::make_shared<norvexData>(m_clock);
     data->setSensorSerial(line.serial);
@@ -186,7 +197,8 @@ void Session::loadSensor(const SessionFileSensor &line)
     data->setFolderName(line.folder);
     if (line.timeLineKnown)
         data->setTimeLine({true, line.baseUs, line.uptimeMs});
-    QString problem = problemOf(data->load(m_path, m_readOnly ? LoadMode::ReadOnly : LoadMode::Normal));
+    const LoadOutcome outcome = data->load(m_path, m_readOnly ? LoadMode::ReadOnly : LoadMode::Normal);
+    QString problem = problemOf(outcome);
     if (!m_readOnly) {
         const int damaged = data->reconcile().damagedFiles.size();
         if (damaged > 0 && problem.isEmpty())
@@ -206,6 +218,7 @@ void Session::loadSensor(const SessionFileSensor &line)
     entry.colour = line.colour.isEmpty() ? freeColourLocked() : line.colour;
     entry.loadProblem = problem;
     m_sensors.append(entry);
+    return outcome;
 }
 
 /// A store in a folder of its own. The folder of the same sensor, removed earlier, is taken up again with what it

@@ -34,6 +34,7 @@ private slots:
     void startsWithoutASession();
     void whatCannotBeLoadedLeavesTheOpenSession_data();
     void whatCannotBeLoadedLeavesTheOpenSession();
+    void deeperRecovery();
     void sessionsAreCreatedAndReopened();
     void settingsThatMakeNoSense();
     void recentSessions();
@@ -154,6 +155,43 @@ void TestMainWindow::whatCannotBeLoadedLeavesTheOpenSession()
                           QStringLiteral("warn|FAILED TO LOAD SESSION|") + text}));
     QCOMPARE(m_window->form(), form);
     QCOMPARE(m_settings->currentSessionPath(), good);
+}
+
+/// The backup that an interrupted save left cannot be put back. What only the backup knows is there all the same.
+void TestMainWindow::deeperRecovery()
+{
+    const QString path = folder(QStringLiteral("interrupted"));
+    const QDir sensor(path + QStringLiteral("/S1-PM1"));
+    {
+        const auto session = Session::create(path, nullptr);
+        const auto store = session->addSensor(QStringLiteral("S1"), QStringLiteral("PM1"), QString(), 80);
+        QVector<SamplePoint> samples(20);
+        for (int i = 0; i < samples.size(); ++i)
+            samples[i].time = 1700000000000000ULL + quint64(i) * 1000;
+        EventRecord event;
+        event.time = samples.constLast().time;
+        event.typeCode = 4;
+        QVERIFY(store->addSamples(samples) && store->addEvent(event) && session->save());
+    }
+    QVERIFY(QFile::rename(sensor.filePath(QStringLiteral("index.dat")),
+                          sensor.filePath(QStringLiteral("index.dat.bakup"))));
+    QVERIFY(sensor.mkpath(QStringLiteral("index.dat/in the way")));
+    QVERIFY(QFile::remove(sensor.filePath(QStringLiteral("Event_1.norvexevent"))));
+
+    QVERIFY(m_window->openSession(path));
+    QCOMPARE(
+        m_prompts->takeShown(),
+        QStringList{QStringLiteral(
+            "warn|Error in recovery process|There seems to have been an error in saving data, the recovery process "
+            "ran into some trouble that might be caused by file access rights (is your session in a write only "
+            "folder ?), or full disk.\n The Norvex software will now launch a deeper recovery program which might "
+            "take a while to get done.")});
+    QCOMPARE(samplesOf(QStringLiteral("S1")), quint64(20));
+    QCOMPARE(m_window->form()->card(QStringLiteral("S1"))->store()->eventCount(), 1);
+    QVERIFY(!sensor.exists(QStringLiteral("index.dat.bakup")));
+    QVERIFY(m_window->openSession(newSession(QStringLiteral("other"))));
+    QVERIFY(m_window->openSession(path));
+    QVERIFY(m_prompts->takeShown().isEmpty());
 }
 
 void TestMainWindow::sessionsAreCreatedAndReopened()

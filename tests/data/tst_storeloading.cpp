@@ -182,6 +182,14 @@ void TestStoreLoading::backupThatCannotBeRestored()
     const auto again = folder.load(&outcome);
     QCOMPARE(outcome, LoadOutcome::RestoreFailed);
     QCOMPARE(everything(*again), row(start, 50));
+    QVERIFY(QFile::remove(folder.index())); // it was kept
+    QVERIFY(everything(*folder.load(&outcome)) == row(start, 50));
+    QCOMPARE(outcome, LoadOutcome::RestoreFailed);
+    QVERIFY(!QFile::exists(folder.index())); // whoever repairs it finds what there was
+    QVERIFY(again->save(folder.session()));
+    QVERIFY(!QFile::exists(folder.backup())); // it would undo this save
+    QCOMPARE(everything(*folder.load(&outcome)), row(start, 50));
+    QCOMPARE(outcome, LoadOutcome::Loaded);
 }
 
 void TestStoreLoading::indexThatIsNone()
