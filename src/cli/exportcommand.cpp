@@ -3,6 +3,7 @@
 #include "cli/timetext.h"
 #include "data/eventtypelist.h"
 #include "export/csvexport.h"
+#include "export/exportevents.h"
 #include "export/exportnames.h"
 #include "export/tidyexport.h"
 #include "session/session.h"
@@ -13,9 +14,6 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-
-#include <algorithm>
-#include <limits>
 
 namespace {
 
@@ -37,29 +35,15 @@ SensorEntry chooseSensor(const Session &session, const QString &serial, QString 
     return {};
 }
 
-/// Everything of a sensor: from its first sample or event to its last. An event may be later than the newest sample.
-void setWholeRange(const norvexData &data, ExportRequest &request)
-{
-    request.from = data.firstTime();
-    request.to = data.lastTime();
-    const QVector<EventRecord> events = data.eventsInRange(0, std::numeric_limits<quint64>::max());
-    for (const EventRecord &event : events) {
-        request.from = request.from == 0 ? event.time : std::min(request.from, event.time);
-        request.to = std::max(request.to, event.time);
-    }
-}
-
 ExportRequest requestFor(const Session &session, const norvexData &data, const ExportOptions &options)
 {
     const QString out =
         options.out.isEmpty() ? defaultExportFile(session.path(), QDateTime::currentDateTime()) : options.out;
     const ExportNames names = exportNames(QDir().absoluteFilePath(out));
     ExportRequest request;
-    setWholeRange(data, request);
-    if (options.hasFrom)
-        request.from = options.from;
-    if (options.hasTo)
-        request.to = options.to;
+    const ExportRange whole = wholeRecording(data);
+    request.from = options.hasFrom ? options.from : whole.from;
+    request.to = options.hasTo ? options.to : whole.to;
     request.toIncluded = !options.hasTo;
     request.delimiter = options.delimiter;
     request.exportEvents = options.events;
@@ -122,7 +106,7 @@ ExitCode exportSensor(const Session &session, const norvexData &data, const Expo
                              .arg(timetext::utc(data.firstTime()), timetext::utc(data.lastTime())));
         return ExitCode::Failed;
     }
-    const int events = data.eventsInRange(request.from, request.toIncluded ? request.to + 1 : request.to).size();
+    const int events = data.eventsInRange(request.from, exportFetchEnd(request)).size();
     const QString refusal = options.tidy ? QString() : exportRefusal(events, request.exportEvents);
     if (!refusal.isEmpty()) {
         console.complain(refusal +

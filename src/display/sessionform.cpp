@@ -15,6 +15,7 @@
 #include "display/theme.h"
 #include "events/eventfilter.h"
 #include "events/eventtypenames.h"
+#include "export/exportevents.h"
 #include "export/exportflow.h"
 #include "export/imageexport.h"
 #include "sensor/arcsensor.h"
@@ -459,10 +460,6 @@ void SessionForm::exportData()
 
 void SessionForm::exportCsv(dataObjectWidget *card)
 {
-    if (card->store()->lastTime() == 0) {
-        m_context.prompts.warn(this, warningTitle, tr("Sensor %1 has no stored samples yet").arg(card->serial()));
-        return;
-    }
     AppSettings *const settings = &m_context.settings;
     exportDialog::Setup setup;
     setup.filter.eventTypes = m_context.filter.enabledNames();
@@ -479,7 +476,7 @@ void SessionForm::exportCsv(dataObjectWidget *card)
     setup.curveColour = m_context.theme.themed(keptColour(card->serial()));
     setup.setting = [settings](const QString &key, const QVariant &fallback) { return settings->value(key, fallback); };
     setup.keepSetting = [settings](const QString &key, const QVariant &value) { settings->setValue(key, value); };
-    const TimeRange recorded{card->store()->firstTime(), card->store()->lastTime()};
+    const ExportRange recorded = wholeRecording(*card->store());
     const auto within = [&](const TimeRange &range) -> std::optional<exportDialog::Range> {
         const exportDialog::Range cut{qMax(range.from, recorded.from), qMin(range.to, recorded.to)};
         return cut.from < cut.to ? std::make_optional(cut) : std::nullopt;

@@ -108,7 +108,7 @@ public:
     Exporter(const abstractNorvexData &data, const ExportRequest &request, const QDateTime &exportDate,
              const ExportProgress &progress)
         : m_data(data), m_request(request), m_progress(progress), m_delimiter(csv::delimiterBytes(request.delimiter)),
-          m_fetchEnd(exportFetchEnd(data, request)), m_spool(request.viFile)
+          m_fetchEnd(exportFetchEnd(request)), m_spool(request.viFile)
     {
         m_header.chamber = data.chamberSerial();
         m_header.sensor = data.sensorSerial();

@@ -79,17 +79,19 @@ exportDialog::exportDialog(std::shared_ptr<const abstractNorvexData> recording, 
 
     auto *layout = new QVBoxLayout(this);
     layout->addWidget(whoIsExported());
-    layout->addWidget(new QLabel(tr("Drag over the voltage to choose a stretch of time, or type it below.")));
+    layout->addWidget(new QLabel(isEmpty() ? tr("Nothing is recorded yet: the files will hold their headers only.")
+                                           : tr("Drag over the voltage to choose a stretch of time, or type it "
+                                                "below.")));
     layout->addWidget(m_plot, 1);
     layout->addWidget(buildRangeRow());
     layout->addWidget(buildChoices());
     layout->addWidget(m_summary);
     layout->addWidget(buttons);
+    m_defaultEnd = toDate(last);
     setRange(first, last);
-    m_defaultEnd = m_end->dateTime();
     resize(fontMetrics().averageCharWidth() * 110, fontMetrics().height() * 34);
 
-    m_overview = new OverviewReader(m_data, first, last + 1, overviewColumns, this);
+    m_overview = new OverviewReader(m_data, first, last + 1000, overviewColumns, this);
     connect(m_overview, &OverviewReader::updated, this, &exportDialog::showOverview);
     m_overview->start();
 }
@@ -152,6 +154,10 @@ QWidget *exportDialog::buildRangeRow()
         edit->setObjectName(name);
         edit->setDisplayFormat(editorFormat);
         edit->setCalendarPopup(true);
+        if (isEmpty()) {
+            edit->setMinimumDateTime(toDate(0));
+            edit->setSpecialValueText(tr("nothing recorded"));
+        }
         edit->setAccessibleName(label);
         auto *text = new QLabel(label);
         text->setBuddy(edit);
@@ -265,7 +271,7 @@ void exportDialog::rangeChanged()
     m_zone->setInterval(static_cast<double>(rangeStart()) / 1000, static_cast<double>(rangeEnd()) / 1000);
     m_plot->replot();
     const bool backwards = rangeEnd() < rangeStart();
-    const int count = backwards ? 0 : eventCount(*m_data, m_setup.filter, rangeStart(), rangeEnd());
+    const int count = backwards ? 0 : eventCount();
     m_summary->setText(backwards ? tr("The end lies before the start: the files will hold their headers only.")
                                  : tr("%1 events of the enabled types in the range").arg(count));
 }
@@ -282,17 +288,18 @@ void exportDialog::showOverview(const QVector<OverviewReader::Column> &columns)
     m_plot->replot();
 }
 
-int exportDialog::eventCount(const abstractNorvexData &recording, const ExportRequest &filter, quint64 from, quint64 to)
+int exportDialog::eventCount() const
 {
-    ExportRequest request = filter;
-    request.from = from;
-    request.to = to;
-    return ExportEvents(recording, request).count();
+    ExportRequest request = m_setup.filter;
+    request.from = rangeStart();
+    request.to = rangeEnd();
+    request.toIncluded = isEndUntouched();
+    return ExportEvents(*m_data, request).count();
 }
 
 void exportDialog::accept()
 {
-    const int count = eventCount(*m_data, m_setup.filter, rangeStart(), rangeEnd());
+    const int count = eventCount();
     const QString refusal = exportRefusal(count, exportEvents());
     if (!refusal.isEmpty()) {
         m_prompts.warn(this, tooManyEventsTitle(), refusal);

@@ -43,7 +43,7 @@ public:
         std::function<void(const QString &key, const QVariant &value)> keepSetting;
     };
 
-    /// The recording from `first` to `last` is the range offered first.
+    /// The recording from `first` to `last` is the range offered first; both 0 when there is none.
     exportDialog(std::shared_ptr<const abstractNorvexData> recording, quint64 first, quint64 last, const Setup &setup,
                  Prompts &prompts, QWidget *parent = nullptr);
 
@@ -52,23 +52,22 @@ public:
     bool exportRfOn() const;
     quint64 rangeStart() const;
     quint64 rangeEnd() const;
-    /// The end was left at the end of the recording, so its newest sample belongs to the export.
+    /// The end was left at the end of the recording, so the last of it belongs to the export.
     bool isEndUntouched() const;
-
-    /// Events in a range as the filter shows them.
-    static int eventCount(const abstractNorvexData &recording, const ExportRequest &filter, quint64 from, quint64 to);
 
 public slots:
     void updateSelection(const QRectF &selection);
     void accept() override;
 
 private:
+    bool isEmpty() const { return m_last == 0; }
     QLabel *whoIsExported() const;
     void buildPlot(const QColor &colour);
     QWidget *buildRangeRow();
     QWidget *buildChoices();
     void setRange(quint64 from, quint64 to);
     void rangeChanged();
+    int eventCount() const; // in the range, as the filter shows them
     void showOverview(const QVector<OverviewReader::Column> &columns);
 
     std::shared_ptr<const abstractNorvexData> m_data;

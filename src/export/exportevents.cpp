@@ -9,6 +9,8 @@
 
 namespace {
 
+constexpr quint64 usPerMs = 1000;
+
 /// The name under which an event is exported. A waveform that had to be read for it is kept in the record.
 QString exportedType(const abstractNorvexData &data, const ExportRequest &request, EventRecord &event)
 {
@@ -44,12 +46,24 @@ int countOf(const QVector<quint64> &sorted, quint64 before)
 
 } // namespace
 
-quint64 exportFetchEnd(const abstractNorvexData &data, const ExportRequest &request)
+ExportRange wholeRecording(const abstractNorvexData &data)
+{
+    ExportRange whole{data.firstTime(), data.lastTime()};
+    const QVector<EventRecord> events = data.eventsInRange(0, std::numeric_limits<quint64>::max());
+    for (const EventRecord &event : events) {
+        whole.from = whole.from == 0 ? event.time : qMin(whole.from, event.time);
+        whole.to = qMax(whole.to, event.time);
+    }
+    return {whole.from / usPerMs * usPerMs, whole.to / usPerMs * usPerMs};
+}
+
+quint64 exportFetchEnd(const ExportRequest &request)
 {
     if (!request.toIncluded)
         return request.to;
-    const quint64 newest = qMax(request.to, data.lastTime());
-    return newest == std::numeric_limits<quint64>::max() ? newest : newest + 1;
+    const quint64 ms = request.to / usPerMs;
+    return ms >= std::numeric_limits<quint64>::max() / usPerMs ? std::numeric_limits<quint64>::max()
+                                                               : (ms + 1) * usPerMs;
 }
 
 ExportEvents::Overlaps::Overlaps(const QVector<EventRecord> &events)
@@ -84,7 +98,7 @@ ExportEvents::ExportEvents(const abstractNorvexData &data, const ExportRequest &
 {
     for (const QString &type : request.eventTypes)
         m_byType.insert(type, {});
-    QVector<EventRecord> events = data.eventsInRange(request.from, exportFetchEnd(data, request));
+    QVector<EventRecord> events = data.eventsInRange(request.from, exportFetchEnd(request));
     for (EventRecord &event : events) {
         const QString type = exportedType(data, request, event);
         if (!isShown(request, type))

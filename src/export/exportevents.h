@@ -9,8 +9,18 @@
 struct ExportRequest;
 class abstractNorvexData;
 
-/// The end of what is fetched: the request's, or just past the newest sample for one that includes it.
-quint64 exportFetchEnd(const abstractNorvexData &data, const ExportRequest &request);
+/// A stretch of time that is offered for an export, us since the epoch.
+struct ExportRange
+{
+    quint64 from = 0;
+    quint64 to = 0;
+};
+/// From the first sample or event to the last, cut to the milliseconds that users choose and headers start with; an
+/// event may be later than the newest sample. Both 0 while there is nothing.
+ExportRange wholeRecording(const abstractNorvexData &data);
+
+/// The end of what is fetched: the request's, or the end of its millisecond for a request that includes it.
+quint64 exportFetchEnd(const ExportRequest &request);
 
 /// The events of one export. One list, restricted to what the event filter shows, serves the acceptance check, the
 /// counters, the columns and the rows. A plain value; events that belong together keep their order in time.

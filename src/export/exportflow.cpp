@@ -3,6 +3,7 @@
 #include "base/nestedloop.h"
 #include "base/prompts.h"
 #include "export/csvexport.h"
+#include "export/exportevents.h"
 #include "export/exportnames.h"
 
 #include <QApplication>
@@ -31,7 +32,8 @@ ExportFlow::ExportFlow(std::shared_ptr<const abstractNorvexData> data, const QSt
 bool ExportFlow::run(QWidget *parent, const exportDialog::Setup &setup)
 {
     const NestedLoop nested;
-    exportDialog dialog(m_data, m_data->firstTime(), m_data->lastTime(), setup, m_prompts, parent);
+    const ExportRange whole = wholeRecording(*m_data);
+    exportDialog dialog(m_data, whole.from, whole.to, setup, m_prompts, parent);
     if (dialog.exec() != QDialog::Accepted)
         return false;
     const QString chosen = askFileName(parent, setup);

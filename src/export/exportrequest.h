@@ -13,7 +13,8 @@ struct ExportRequest
 {
     quint64 from = 0; // us since the epoch; printed in the headers
     quint64 to = 0;
-    /// The range was left at the whole recording: the newest sample belongs to it although `to` is otherwise excluded.
+    /// The range was left at the whole recording: all of the millisecond `to` belongs to it, which is otherwise
+    /// excluded.
     bool toIncluded = false;
     QChar delimiter = QLatin1Char(';');
     bool exportEvents = true;

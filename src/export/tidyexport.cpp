@@ -182,7 +182,7 @@ class TidyExporter
 public:
     TidyExporter(const abstractNorvexData &data, const ExportRequest &request, const TidyNames &names,
                  const ExportProgress &progress)
-        : m_data(data), m_request(request), m_names(names), m_progress(progress), m_end(exportFetchEnd(data, request))
+        : m_data(data), m_request(request), m_names(names), m_progress(progress), m_end(exportFetchEnd(request))
     {}
 
     ExportOutcome run(const QDateTime &exportDate)

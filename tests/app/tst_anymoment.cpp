@@ -53,6 +53,7 @@ private slots:
     void whateverIsOpen();
     void aSilentSensorDoesNotHoldTheProgram();
     void aSensorThatWasNeverReachedAgain();
+    void exportsAsTheCommandLineDoes_data();
     void exportsAsTheCommandLineDoes();
 
 private:
@@ -287,9 +288,22 @@ void TestAnyMoment::aSensorThatWasNeverReachedAgain()
     QVERIFY(!m_window->form()->card(serial));
 }
 
+void TestAnyMoment::exportsAsTheCommandLineDoes_data()
+{
+    QTest::addColumn<bool>("whole");
+    QTest::newRow("a stretch") << false;
+    QTest::newRow("the whole recording") << true;
+}
+
 void TestAnyMoment::exportsAsTheCommandLineDoes()
 {
+    QFETCH(bool, whole);
     QTRY_VERIFY_WITH_TIMEOUT(card()->store()->sampleCount() > 400 && card()->store()->eventCount() > 2, patience);
+    m_sensor->setPower(false); // or there is more to export when the window is closed
+    QTRY_COMPARE_WITH_TIMEOUT(m_window->form()->connectedSensors(), 0, patience);
+    EventRecord late; // nothing says that samples follow an event
+    late.time = card()->store()->lastTime() + 1000007;
+    QVERIFY(card()->store()->addEvent(late));
     quint64 from = 0;
     quint64 to = 0;
     const QString byWindow = folder(QStringLiteral("window.vi.csv"));
@@ -297,7 +311,8 @@ void TestAnyMoment::exportsAsTheCommandLineDoes()
     QTimer::singleShot(20, m_window.get(), [&] {
         auto *dialog = openDialog<exportDialog>();
         auto *end = dialog->findChild<QDateTimeEdit *>(QStringLiteral("endDateTime"));
-        end->setDateTime(end->dateTime().addMSecs(-100));
+        if (!whole)
+            end->setDateTime(end->dateTime().addMSecs(-1100));
         from = dialog->rangeStart();
         to = dialog->rangeEnd();
         dialog->findChild<QDialogButtonBox *>()->button(QDialogButtonBox::Ok)->click();
@@ -307,9 +322,11 @@ void TestAnyMoment::exportsAsTheCommandLineDoes()
     QVERIFY(m_window->close());
 
     const Programs programs(m_temporary->path());
-    const Programs::Result result =
-        programs.cli({QStringLiteral("export"), m_path, QStringLiteral("--out"), folder(QStringLiteral("cli.vi.csv")),
-                      QStringLiteral("--from"), QString::number(from), QStringLiteral("--to"), QString::number(to)});
+    QStringList arguments{QStringLiteral("export"), m_path, QStringLiteral("--out"),
+                          folder(QStringLiteral("cli.vi.csv"))};
+    if (!whole)
+        arguments += {QStringLiteral("--from"), QString::number(from), QStringLiteral("--to"), QString::number(to)};
+    const Programs::Result result = programs.cli(arguments);
     QVERIFY2(result.code == 0, result.err.constData());
     for (const char *suffix : {".vi.csv", ".rfon.csv", ".events.csv"}) {
         const auto linesOf = [&](const char *name) {

@@ -140,10 +140,10 @@ void tst_CsvExport::newestSample_data()
     QTest::addColumn<quint64>("to");
     QTest::addColumn<bool>("toIncluded");
     QTest::addColumn<quint32>("points");
-    QTest::newRow("a given end is excluded") << monday + 2 * second << false << 2U;
-    QTest::newRow("just past it") << monday + 2 * second + 1 << false << 3U;
-    QTest::newRow("the whole recording") << monday + 2 * second << true << 3U;
-    QTest::newRow("the whole recording, end cut to milliseconds") << monday + 2 * second - 999 << true << 3U;
+    QTest::newRow("a given end is excluded") << monday + 2 * second + 7 << false << 2U;
+    QTest::newRow("just past it") << monday + 2 * second + 8 << false << 3U;
+    QTest::newRow("the whole recording") << monday + 2 * second + 7 << true << 3U;
+    QTest::newRow("the whole recording, end cut to milliseconds") << monday + 2 * second << true << 3U;
 }
 
 void tst_CsvExport::newestSample()
@@ -152,7 +152,7 @@ void tst_CsvExport::newestSample()
     QFETCH(bool, toIncluded);
     FakeStore store;
     for (const quint64 at : {0U, 1U, 2U})
-        store.addSample(monday + at * second, 1);
+        store.addSample(monday + at * second + 7, 1);
     m_request.from = monday;
     m_request.to = to;
     m_request.toIncluded = toIncluded;
@@ -205,6 +205,7 @@ void tst_CsvExport::longGapsAndAbsurdTimes()
     store.addSample(5, 1);
     store.addSample(monday, 1);
     store.addSample(far, 1);
+    m_request.to = far;
     m_request.toIncluded = true;
     const ExportOutcome outcome = exportCsv(store, m_request, exportDate());
     QCOMPARE(outcome.points, far == ~quint64(0) ? 2U : 3U); // ranges exclude their end

@@ -45,6 +45,8 @@ private slots:
     void cancelledWritesNothing();
     void oneFileCannotBeWritten();
     void aRangeWithNothing();
+    void aSensorWithNothing();
+    void anEventAfterTheNewestSample();
     void theProgramEndsMeanwhile();
     void picturesFollowTheNameAlone_data();
     void picturesFollowTheNameAlone();
@@ -298,6 +300,30 @@ void TestExportDialog::aRangeWithNothing()
     for (const char *other : {"none.rfon.csv", "none.events.csv"})
         QVERIFY(content(path(QLatin1String(other))).endsWith("Total Events;0\n\n"));
     QCOMPARE(m_prompts.takeShown().size(), 1);
+}
+
+void TestExportDialog::aSensorWithNothing()
+{
+    m_store = std::make_shared<FakeStore>();
+    m_prompts.paths = QStringList{path(QStringLiteral("none.vi.csv"))};
+    QVERIFY(run([](exportDialog &open) {
+        QCOMPARE(control<QDateTimeEdit>(open, "startDateTime")->text(), QStringLiteral("nothing recorded"));
+        ok(open);
+    }));
+    for (const char *file : {"none.vi.csv", "none.rfon.csv", "none.events.csv"})
+        QVERIFY(content(path(QLatin1String(file))).endsWith("Total Context Points;0\nTotal Events;0\n\n"));
+}
+
+void TestExportDialog::anEventAfterTheNewestSample()
+{
+    m_store->addEvent(start + 150 * second + 900, eventtype::E33, 0);
+    m_prompts.paths = QStringList{path(QStringLiteral("run.vi.csv"))};
+    QVERIFY(run([](exportDialog &open) {
+        QCOMPARE(open.rangeEnd(), start + 150 * second);
+        QVERIFY(control<QLabel>(open, "lb_summary")->text().startsWith(QStringLiteral("3 events")));
+        ok(open);
+    }));
+    QVERIFY(content(path(QStringLiteral("run.vi.csv"))).contains("Total Context Points;100\nTotal Events;3\n"));
 }
 
 void TestExportDialog::theProgramEndsMeanwhile()

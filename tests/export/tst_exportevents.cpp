@@ -123,8 +123,8 @@ void tst_ExportEvents::range_data()
     QTest::addColumn<QString>("found");
     QTest::newRow("start included, end excluded") << quint64(20) << quint64(40) << false << "E11=20,30";
     QTest::newRow("end included") << quint64(20) << quint64(40) << true << "E11=20,30,40";
-    QTest::newRow("reaches the newest sample") << quint64(20) << quint64(30) << true << "E11=20,30,40";
-    QTest::newRow("largest") << quint64(0) << ~quint64(0) << true << "E11=10,20,30,40";
+    QTest::newRow("to the end of its millisecond") << quint64(20) << quint64(0) << true << "E11=20,30,40";
+    QTest::newRow("largest") << quint64(0) << ~quint64(0) << true << "E11=10,20,30,40,1000";
     QTest::newRow("empty") << quint64(30) << quint64(20) << false << "";
 }
 
@@ -134,8 +134,7 @@ void tst_ExportEvents::range()
     QFETCH(quint64, to);
     QFETCH(bool, toIncluded);
     FakeStore store;
-    store.addSample(40, 1);
-    for (const quint64 time : {10U, 20U, 30U, 40U})
+    for (const quint64 time : {10U, 20U, 30U, 40U, 1000U})
         store.addEvent(time, eventtype::E11, 0);
     ExportRequest request = everything();
     request.from = from;
