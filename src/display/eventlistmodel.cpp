@@ -8,7 +8,7 @@ QVector<RecordModel::Column> columns()
 {
     return {
         {QStringLiteral("Class"), QStringLiteral("Type of the event"), false, 11},
-        {QStringLiteral("Time"), QStringLiteral("Start of its waveform"), false, 28, true},
+        {QStringLiteral("Time"), QStringLiteral("Start of its waveform"), false, 16, true},
         {QStringLiteral("Amplitude [V]"), QStringLiteral("Largest deviation from the voltage before it"), true, 9},
         {QStringLiteral("[%]"), QStringLiteral("Amplitude in percent of the voltage before it"), true, 6},
         {QStringLiteral("Length [µs]"), QStringLiteral("From the first to the last point of its waveform"), true, 8},

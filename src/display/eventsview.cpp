@@ -66,13 +66,20 @@ QWidget *EventsView::buildTitleRow()
     m_showRun->setObjectName(QStringLiteral("b_eventRun"));
     auto *inPlot = new QPushButton(tr("Show in Live View"));
     inPlot->setObjectName(QStringLiteral("b_eventInPlot"));
+    auto *titleRow = new QHBoxLayout;
+    titleRow->addWidget(m_icon);
+    titleRow->addWidget(m_title, 1);
+    auto *buttons = new QHBoxLayout;
+    buttons->addWidget(m_previous);
+    buttons->addWidget(m_next);
+    buttons->addStretch();
+    buttons->addWidget(m_showRun);
+    buttons->addWidget(inPlot);
     auto *row = new QWidget;
-    auto *layout = new QHBoxLayout(row);
+    auto *layout = new QVBoxLayout(row);
     layout->setContentsMargins(0, 0, 0, 0);
-    layout->addWidget(m_icon);
-    layout->addWidget(m_title, 1);
-    for (QPushButton *button : {m_previous, m_next, m_showRun, inPlot})
-        layout->addWidget(button);
+    layout->addLayout(titleRow);
+    layout->addLayout(buttons);
     connect(m_showRun, &QPushButton::clicked, this, [this] { emit viewRequested(SessionViews::Runs); });
     connect(inPlot, &QPushButton::clicked, this, [this] {
         const TimeRange range = around(m_shown.time, aroundShown);
@@ -274,7 +281,8 @@ void EventsView::showWaveform(const SessionRecords::Sensor &sensor, const EventR
     const auto source = std::make_shared<WaveformSource>(event.peak, waveform);
     for (arcPlotDisplay *plot : {m_waveform, m_derived}) {
         plot->addSensor(sensor.view.serial, sensor.view.label, source, sensor.view.colour);
-        plot->setTimeZero(event.time, tr("the event at %1").arg(m_model->timeAxis().moment(event.time)));
+        // The two plots share their time axis; its title stands below the lower one.
+        plot->setTimeZero(event.time, plot == m_derived ? m_model->timeAxis().moment(event.time) : QString());
         plot->setFixedRange({waveform.first().time, waveform.last().time + 1});
     }
     m_waveform->setSections({PlotSection{TimeRange{event.time, event.time}, QString(), {}}});

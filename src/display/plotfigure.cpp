@@ -194,6 +194,8 @@ void PlotFigure::showValueAxis(const PlotModel &model, PlotView::Axis axis)
     if (!ticks.unit.isEmpty())
         text += QStringLiteral(" [%1]").arg(ticks.unit);
     QwtText title = axisTitle(id);
+    if (QFontMetrics(title.font()).horizontalAdvance(text) > height && !ticks.unit.isEmpty())
+        text = QStringLiteral("[%1]").arg(ticks.unit); // the legend names the quantity
     if (title.text() != text) {
         title.setText(text, QwtText::PlainText);
         setAxisTitle(id, title);

@@ -56,6 +56,7 @@ void RecordModel::redraw()
 {
     if (!m_places.empty())
         emit dataChanged(index(0, 0), index(rowCount() - 1, columnCount() - 1));
+    emit headerDataChanged(Qt::Horizontal, 0, columnCount() - 1);
 }
 
 bool RecordModel::matches(const Place &place) const
@@ -191,7 +192,10 @@ QVariant RecordModel::data(const QModelIndex &index, int role) const
         return {};
     switch (role) {
     case Qt::DisplayRole:
-        return cell(place(index.row()), index.column());
+        return m_columns.at(index.column()).isTime ? m_timeAxis.shortMoment(range(place(index.row())).from)
+                                                   : cell(place(index.row()), index.column());
+    case Qt::ToolTipRole:
+        return m_columns.at(index.column()).isTime ? cell(place(index.row()), index.column()) : QString();
     case Qt::DecorationRole:
         return decoration(place(index.row()), index.column());
     case Qt::TextAlignmentRole:
@@ -207,7 +211,9 @@ QVariant RecordModel::headerData(int section, Qt::Orientation orientation, int r
         return {};
     switch (role) {
     case Qt::DisplayRole:
-        return m_columns.at(section).title;
+        return m_columns.at(section).isTime
+                   ? QStringLiteral("%1 (%2)").arg(m_columns.at(section).title, m_timeAxis.modeText())
+                   : m_columns.at(section).title;
     case Qt::ToolTipRole:
         return m_columns.at(section).tip;
     case Qt::UserRole:

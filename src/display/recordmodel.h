@@ -35,7 +35,7 @@ public:
         QString tip;
         bool number = false;
         int width = 8; // characters
-        bool isTime = false;
+        bool isTime = false; // of the start of the record, in short; copies and searches have it in full
     };
     using Sensors = QVector<SessionRecords::Sensor>;
 

@@ -14,7 +14,7 @@ QVector<RecordModel::Column> columns()
 {
     QVector<RecordModel::Column> list{
         {QStringLiteral("#"), QStringLiteral("Number of the run, by start"), true, 4},
-        {QStringLiteral("Start"), QString(), false, 28, true},
+        {QStringLiteral("Start"), QString(), false, 16, true},
         {QStringLiteral("Duration [s]"), QString(), true, 9},
         {QStringLiteral("Mean V [V]"), QStringLiteral("Mean voltage of its samples"), true, 8},
         {QStringLiteral("Mean I [A]"), QStringLiteral("Mean current of its samples"), true, 8},

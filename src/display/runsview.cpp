@@ -70,11 +70,11 @@ QWidget *RunsView::buildDetails()
     makeSteps(tr("The run above in the list (P)"), tr("The run below in the list (N)"));
     auto *inPlot = new QPushButton(tr("Show in Live View"));
     inPlot->setObjectName(QStringLiteral("b_runInPlot"));
-    auto *row = new QHBoxLayout;
-    row->addWidget(m_title, 1);
-    row->addWidget(m_previous);
-    row->addWidget(m_next);
-    row->addWidget(inPlot);
+    auto *buttons = new QHBoxLayout;
+    buttons->addWidget(m_previous);
+    buttons->addWidget(m_next);
+    buttons->addStretch();
+    buttons->addWidget(inPlot);
     m_plot = new arcPlotDisplay(m_context.theme);
     m_plot->setQuantities(Voltage, Current);
     m_steps = new QTableWidget(0, 6);
@@ -102,7 +102,8 @@ QWidget *RunsView::buildDetails()
     auto *page = new QWidget;
     auto *layout = new QVBoxLayout(page);
     layout->setContentsMargins(0, 0, 0, 0);
-    layout->addLayout(row);
+    layout->addWidget(m_title);
+    layout->addLayout(buttons);
     layout->addWidget(m_plot, 1);
     layout->addWidget(m_steps);
     m_noRun = new EmptyPage;

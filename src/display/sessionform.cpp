@@ -233,7 +233,7 @@ void SessionForm::announceSensors()
     QVector<ViewSensor> sensors;
     for (dataObjectWidget *card : qAsConst(m_cards))
         sensors.append(ViewSensor{card->serial(), QStringLiteral("%1 %2").arg(card->serial(), card->chamber()),
-                                  card->store(), card->colour(), m_displayed.contains(card)});
+                                  card->store(), keptColour(card->serial()), m_displayed.contains(card)});
     m_views->setSensors(sensors);
     showEmptyState();
 }

@@ -14,13 +14,6 @@ namespace {
 // The columns whose values are compared with those of other runs; the last stands for the total.
 constexpr std::array<int, 4> scored{SummaryModel::Duration, SummaryModel::MeanVoltage, SummaryModel::MeanCurrent, -1};
 
-/// To the millisecond; a copy has the microseconds.
-QString shortMoment(const QString &moment)
-{
-    const int point = moment.lastIndexOf(QLatin1Char('.'));
-    return point < 0 ? moment : QString(moment).remove(point + 4, 3);
-}
-
 } // namespace
 
 SummaryModel::SummaryModel(const Theme &theme, QObject *parent) : QAbstractTableModel(parent), m_theme(theme) {}
@@ -42,6 +35,7 @@ void SummaryModel::setTimeMode(TimeMode mode, quint64 origin)
     m_time.setOrigin(origin);
     if (!m_rows.isEmpty())
         emit dataChanged(index(0, Start), index(rowCount() - 1, End));
+    emit headerDataChanged(Qt::Horizontal, Start, End);
 }
 
 void SummaryModel::computeScores()
@@ -227,7 +221,7 @@ QVariant SummaryModel::data(const QModelIndex &index, int role) const
     switch (role) {
     case Qt::DisplayRole: {
         const QString text =
-            column == Start || column == End ? shortMoment(cellText(row, column)) : cellText(row, column);
+            column == Start || column == End ? m_time.shortMoment(quint64(value(row, column))) : cellText(row, column);
         if (!marked)
             return text;
         return QString(QChar(deviations > 0 ? 0x25b2 : 0x25bc)) + QLatin1Char(' ') + text;
@@ -235,7 +229,7 @@ QVariant SummaryModel::data(const QModelIndex &index, int role) const
     case CopyRole:
         return copyText(row, column);
     case Qt::ToolTipRole:
-        return marked ? markText(at, column) : QString();
+        return marked ? markText(at, column) : column == Start || column == End ? cellText(row, column) : QString();
     case Qt::TextAlignmentRole:
         return int(Qt::AlignVCenter | (column == RecipeName || column == Sensor ? Qt::AlignLeft : Qt::AlignRight));
     case Qt::ForegroundRole:
@@ -268,6 +262,8 @@ QVariant SummaryModel::headerData(int section, Qt::Orientation orientation, int 
     if (section >= FirstType)
         return section == totalColumn() ? tr("Total") : m_types.value(section - FirstType);
     const QString name = names.value(section);
+    if (role == Qt::DisplayRole && (section == Start || section == End))
+        return QStringLiteral("%1 (%2)").arg(name, m_time.modeText());
     if (role == CopyRole && !units.value(section).isEmpty())
         return QStringLiteral("%1 [%2]").arg(name, units.at(section));
     return name;

@@ -305,9 +305,13 @@ void SummaryView::fitColumns()
         for (int column = 0; column < m_model->columnCount(); ++column)
             m_table->setColumnWidth(column, std::max(m_table->columnWidth(column), m_totalsTable->columnWidth(column)));
     }
+    const QAbstractItemView &totals = *m_totalsTable;
     for (int column = 0; column < m_model->columnCount(); ++column) {
-        if (!m_table->isColumnHidden(column))
-            m_totalsTable->setColumnWidth(column, m_table->columnWidth(column));
+        if (m_table->isColumnHidden(column))
+            continue;
+        if (totals.sizeHintForColumn(column) > m_table->columnWidth(column)) // totals grow with the recording
+            m_table->setColumnWidth(column, totals.sizeHintForColumn(column));
+        m_totalsTable->setColumnWidth(column, m_table->columnWidth(column));
     }
 }
 

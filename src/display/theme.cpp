@@ -218,8 +218,7 @@ QPen Theme::curvePen(const QColor &kept, int sensorIndex, bool rightAxis) const
                                                       QVector<qreal>{8, 2, 2, 2}};
     QColor colour = themed(kept);
     if (rightAxis)
-        colour = mixed(colour, luminance(colour) < 0.12 || m_dark ? QColor(Qt::white) : QColor(Qt::black),
-                       luminance(colour) < 0.12 ? 0.45 : 0.35);
+        colour = mixed(colour, luminance(colour) < 0.12 || m_dark ? QColor(Qt::white) : QColor(Qt::black), 0.45);
     QPen pen(colour, rightAxis ? 1.0 : 1.4);
     pen.setCosmetic(true);
     pen.setJoinStyle(Qt::BevelJoin);

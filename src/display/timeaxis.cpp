@@ -206,7 +206,8 @@ TimeTicks TimeAxis::ticksFromZero(const TimeRange &range, int most) const
     placeEven(range, evenSteps[index].length, *m_zero, result);
     for (const quint64 tick : qAsConst(result.major))
         result.labels.append(grouped(qint64(tick - *m_zero)));
-    result.title = QStringLiteral("µs after %1").arg(m_zeroName);
+    if (!m_zeroName.isEmpty())
+        result.title = QStringLiteral("µs after %1").arg(m_zeroName);
     return result;
 }
 
@@ -310,6 +311,26 @@ QString TimeAxis::moment(quint64 time) const
         return elapsedLabel(time, 1);
     const QString text = inEnglish(shown(time), "yyyy-MM-dd HH:mm:ss") + fraction(time, 1);
     return text + QLatin1Char(' ') + offsetText(offsetAt(time));
+}
+
+QString TimeAxis::shortMoment(quint64 time) const
+{
+    if (m_zero || m_mode == TimeMode::Elapsed)
+        return moment(time);
+    return inEnglish(shown(time), "d MMM HH:mm:ss") + fraction(time, ms);
+}
+
+QString TimeAxis::modeText() const
+{
+    switch (m_mode) {
+    case TimeMode::Local:
+        return QStringLiteral("local");
+    case TimeMode::Elapsed:
+        return QStringLiteral("elapsed");
+    case TimeMode::Utc:
+        break;
+    }
+    return QStringLiteral("UTC");
 }
 
 QString durationText(quint64 length)

@@ -35,7 +35,8 @@ public:
     /// What elapsed time counts from.
     void setOrigin(quint64 time) { m_origin = time; }
     quint64 origin() const { return m_origin; }
-    /// Counts microseconds from this moment instead, whatever the mode; the title calls it `name`.
+    /// Counts microseconds from this moment instead, whatever the mode; the title calls it `name`, and there is none
+    /// without a name.
     void setZero(quint64 time, const QString &name);
 
     /// At most `most` major ticks, at round times.
@@ -46,6 +47,10 @@ public:
 
     /// A moment in full, to the microsecond, with its zone: for readouts.
     QString moment(quint64 time) const;
+    /// The same to the millisecond, without year and zone: for the columns of lists. A header has to name the zone.
+    QString shortMoment(quint64 time) const;
+    /// "UTC", "local" or "elapsed": that zone's word for a header.
+    QString modeText() const;
     /// "UTC", "Europe/Berlin, UTC+1" or "elapsed".
     QString zoneText(quint64 time) const;
     /// The zone where it matters to a person: "UTC+1", "UTC".
