@@ -20,3 +20,15 @@ ExitCode Console::stopped(const CommandLine &line, bool help)
     (help ? out : err).flush();
     return help ? ExitCode::Done : ExitCode::Usage;
 }
+
+ExitCode exitCodeOf(SessionError::Kind kind)
+{
+    switch (kind) {
+    case SessionError::Locked:
+        return ExitCode::Locked;
+    case SessionError::CannotWrite:
+        return ExitCode::CannotWrite;
+    default:
+        return ExitCode::Failed;
+    }
+}

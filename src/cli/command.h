@@ -1,6 +1,7 @@
 #pragma once
 
 #include "cli/exitcode.h"
+#include "session/session.h"
 
 #include <QStringList>
 #include <QTextStream>
@@ -19,6 +20,9 @@ struct Console
     /// Prints the help or the complaint of arguments that do not run; the exit code for them.
     ExitCode stopped(const CommandLine &line, bool help);
 };
+
+/// For a session that cannot be used.
+ExitCode exitCodeOf(SessionError::Kind kind);
 
 /// One entry of the table of commands. `run` gets the arguments from the command's name on and may run the event loop.
 struct Command

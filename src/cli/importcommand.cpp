@@ -36,18 +36,6 @@ QString toText(const ImportOutcome &outcome)
     return text;
 }
 
-ExitCode exitCodeOf(SessionError::Kind kind)
-{
-    switch (kind) {
-    case SessionError::Locked:
-        return ExitCode::Locked;
-    case SessionError::CannotWrite:
-        return ExitCode::CannotWrite;
-    default:
-        return ExitCode::Failed;
-    }
-}
-
 /// The one sensor folder that is meant; empty when there is none or more than one.
 QString sourceFolder(const QString &source, Console &console)
 {

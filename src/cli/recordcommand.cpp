@@ -16,18 +16,6 @@ namespace {
 constexpr int redrawMs = 500;
 constexpr int ticksPerPlainLine = 20; // every 10 s, besides changes of state
 
-ExitCode exitCodeOf(SessionError::Kind kind)
-{
-    switch (kind) {
-    case SessionError::Locked:
-        return ExitCode::Locked;
-    case SessionError::CannotWrite:
-        return ExitCode::CannotWrite;
-    default:
-        return ExitCode::Failed;
-    }
-}
-
 QString addressOf(const arcSensor *sensor)
 {
     return QStringLiteral("%1:%2").arg(sensor->address()).arg(sensor->port());
