@@ -89,9 +89,10 @@ void TestSensorDialog::open(const SensorDialog::Known &known)
     around.timings.replyTimeout = m_replyTimeout;
     around.timings.dispatchInterval = 1;
     m_dialog = std::make_unique<SensorDialog>(m_prompts, around, known);
+    // Towards an address of nobody: a sensor or simulator that listens on this computer is not asked.
     m_dialog->scanner().setAdapters({{QStringLiteral("lo"),
                                       QHostAddress(QHostAddress::LocalHost),
-                                      QHostAddress(QHostAddress::LocalHost),
+                                      QHostAddress(QStringLiteral("192.0.2.1")),
                                       false,
                                       {}}});
     m_dialog->show();

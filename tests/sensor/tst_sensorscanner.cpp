@@ -51,10 +51,14 @@ void TestSensorScanner::replies()
     QTEST(discovery::serialOf(datagram), "serial");
 }
 
+/// Sends towards an address of nobody: a sensor or simulator that listens on this computer is not asked.
 static SensorScanner::Adapter loopback()
 {
-    return {
-        QStringLiteral("lo"), QHostAddress(QHostAddress::LocalHost), QHostAddress(QHostAddress::LocalHost), false, {}};
+    return {QStringLiteral("lo"),
+            QHostAddress(QHostAddress::LocalHost),
+            QHostAddress(QStringLiteral("192.0.2.1")),
+            false,
+            {}};
 }
 
 void TestSensorScanner::aTakenPortIsPassedOver()
