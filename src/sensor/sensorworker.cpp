@@ -1,58 +1,24 @@
 #include "sensor/sensorworker.h"
 
 #include "base/log.h"
+#include "sensor/sensoraccess.h"
 #include "sensor/sensorrequest.h"
 
-#include <QIODevice>
 #include <QMutexLocker>
-#include <QNetworkAccessManager>
-#include <QNetworkProxy>
 #include <QNetworkRequest>
 #include <QTimer>
 
 namespace {
 
 constexpr qint64 readBufferSize = 64 * 1024;
-// The toolkit itself waits up to five seconds for a transfer that does not let go; a thread that is cut off in the middle
-// of it would take the program with it.
+// Nothing in the thread waits; one that is cut off all the same could take the program with it.
 constexpr unsigned long stopWaitMs = 8000;
-
-/// A body that can be read once. The access manager silently sends a request again when the peer closes without an
-/// answer, and no header stops it; a body that cannot be rewound does: the request then fails instead.
-class OnceBody final : public QIODevice
-{
-public:
-    OnceBody(const QByteArray &body, QObject *parent) : QIODevice(parent), m_body(body) { open(QIODevice::ReadOnly); }
-
-    bool isSequential() const override { return true; }
-    bool reset() override { return false; }
-    bool atEnd() const override { return m_at == m_body.size(); }
-    qint64 bytesAvailable() const override { return m_body.size() - m_at + QIODevice::bytesAvailable(); }
-
-protected:
-    qint64 readData(char *data, qint64 most) override
-    {
-        const qint64 size = qMin<qint64>(most, m_body.size() - m_at);
-        std::copy_n(m_body.constData() + m_at, size, data);
-        m_at += int(size);
-        return size == 0 && most > 0 ? -1 : size;
-    }
-    qint64 writeData(const char *, qint64) override { return -1; }
-
-private:
-    const QByteArray m_body;
-    int m_at = 0;
-};
 
 QNetworkRequest requestFor(const QUrl &url)
 {
     QNetworkRequest request(url);
     request.setRawHeader("Accept-Encoding", "identity");
-    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
-    request.setAttribute(QNetworkRequest::CacheLoadControlAttribute, QNetworkRequest::AlwaysNetwork);
-    request.setAttribute(QNetworkRequest::CacheSaveControlAttribute, false);
-    request.setAttribute(QNetworkRequest::CookieLoadControlAttribute, QNetworkRequest::Manual);
-    request.setAttribute(QNetworkRequest::CookieSaveControlAttribute, QNetworkRequest::Manual);
+    request.setAttribute(SensorAccess::onceAttribute, sensorrequest::runsOnce(url));
     return request;
 }
 
@@ -78,7 +44,7 @@ bool hasAnnouncedLength(const QNetworkReply &reply, qint64 received)
 /// The network side, alive while the thread runs.
 struct SensorWorker::Exchange
 {
-    QNetworkAccessManager manager;
+    SensorAccess manager;
     QTimer replyTimer;
     QTimer dispatchTimer;
     QNetworkReply *reply = nullptr; // nullptr when idle
@@ -162,7 +128,6 @@ void SensorWorker::run()
 {
     Exchange exchange;
     m_exchange = &exchange;
-    exchange.manager.setProxy(QNetworkProxy::NoProxy);
     exchange.replyTimer.setSingleShot(true);
     exchange.replyTimer.setTimerType(Qt::PreciseTimer);
     exchange.dispatchTimer.setTimerType(Qt::PreciseTimer);
@@ -200,17 +165,7 @@ void SensorWorker::dispatchQueuedRequests()
 
 void SensorWorker::sendGet(const QUrl &url)
 {
-    QNetworkRequest request = requestFor(url);
-    if (!sensorrequest::runsOnce(url)) {
-        follow(m_exchange->manager.get(request));
-        return;
-    }
-    request.setHeader(QNetworkRequest::ContentLengthHeader, 0);
-    request.setAttribute(QNetworkRequest::DoNotBufferUploadDataAttribute, true);
-    auto *const body = new OnceBody({}, nullptr);
-    QNetworkReply *const reply = m_exchange->manager.sendCustomRequest(request, "GET", body);
-    body->setParent(reply);
-    follow(reply);
+    follow(m_exchange->manager.get(requestFor(url)));
 }
 
 void SensorWorker::sendPost(const Post &post)
@@ -218,15 +173,7 @@ void SensorWorker::sendPost(const Post &post)
     QNetworkRequest request = requestFor(post.url);
     request.setHeader(QNetworkRequest::ContentTypeHeader, QByteArrayLiteral("application/json"));
     request.setHeader(QNetworkRequest::ContentLengthHeader, post.body.size());
-    if (!sensorrequest::runsOnce(post.url)) {
-        follow(m_exchange->manager.post(request, post.body));
-        return;
-    }
-    request.setAttribute(QNetworkRequest::DoNotBufferUploadDataAttribute, true);
-    auto *const body = new OnceBody(post.body, nullptr);
-    QNetworkReply *const reply = m_exchange->manager.post(request, body);
-    body->setParent(reply);
-    follow(reply);
+    follow(m_exchange->manager.post(request, post.body));
 }
 
 void SensorWorker::follow(QNetworkReply *reply)

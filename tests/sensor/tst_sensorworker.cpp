@@ -183,6 +183,17 @@ void TestSensorWorker::outcomes_data()
     row("reset", raw("", PeerAnswer::Reset), "error 2");
     row("closed without a word", raw("", PeerAnswer::Close), "error 2");
     row("reset in the head", raw("HTTP/1.1 200 OK\r\nContent-", PeerAnswer::Reset), "error 2");
+    const QByteArray much(100'000, 'x');
+    row("first line without end", raw("HTTP/1.1 200 " + much), "error 2");
+    row("header without end", raw("HTTP/1.1 200 OK\r\n" + QByteArray("X-Filler: 0123\r\n").repeated(10'000)),
+        "error 2");
+    row("chunk size without end", raw("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n3;" + much), "error 2");
+    row("chunk size is a word", raw("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n3\r\nabc\r\nx\r\n"),
+        "error 2 abc");
+    row("after another head", raw("HTTP/1.1 100 Continue\r\n\r\nHTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabc"),
+        "reply 2 abc");
+    row("more than announced", raw("HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabcdef"), "reply 2 abc");
+    row("no HTTP", raw("SSH-2.0-x\r\n"), "error 2");
     row("compressed all the same", raw("HTTP/1.1 200 OK\r\nContent-Encoding: gzip\r\nContent-Length: 3\r\n\r\nabc"),
         "reply 2 abc");
     row("length of 10^14", raw("HTTP/1.1 200 OK\r\nContent-Length: 100000000000000\r\n\r\nabc"), "time-out 2");
@@ -219,8 +230,8 @@ void TestSensorWorker::sentOnce_data()
     }
 }
 
-// The toolkit sends an ordinary request again when the peer closes before it answers; a repeated clear would let the
-// sensor drop samples that were never seen.
+// An ordinary request is sent again when the connection turns out to be closed; a repeated clear would let the sensor
+// drop samples that were never seen.
 void TestSensorWorker::sentOnce()
 {
     QFETCH(int, after);

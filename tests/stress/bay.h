@@ -26,7 +26,7 @@ public:
 
     bool startSensors();
     bool startRecorder();
-    /// From now on sensor `number` follows this fault plan; "cut" is none, and ends a flood that goes on.
+    /// From now on sensor `number` follows this fault plan.
     void setPlan(int number, const QString &plan);
     /// Asks the recorder to end and waits for its last save.
     bool endRecorder();

@@ -175,8 +175,7 @@ QString LinkRun::faults(Bay &bay, const QVector<LinkCase> &cases)
     if (!problem.isEmpty())
         return problem;
     for (int i = 0; i < cases.size(); ++i)
-        bay.setPlan(healthy + i,
-                    cases.at(i).plan.contains(QLatin1String("endless")) ? QStringLiteral("cut") : QString());
+        bay.setPlan(healthy + i, QString());
     const QString late = waitForReturn(bay, cases);
     if (!late.isEmpty())
         return late;

@@ -9,8 +9,7 @@
 #include <vector>
 
 /// sensors FOLDER COUNT RATE ARCS SPEED SEED: simulated sensors, each with a ledger in the folder; prints their ports.
-/// A line "NUMBER PLAN" on standard input gives a sensor another fault plan, "cut" none and a cut of its connections;
-/// the end of the input ends all.
+/// A line "NUMBER PLAN" on standard input gives a sensor another fault plan; the end of the input ends all.
 int runSensors(const QStringList &arguments)
 {
     const FastClock clock(arguments.value(4).toDouble());
@@ -44,16 +43,9 @@ int runSensors(const QStringList &arguments)
         const int number = text.section(QLatin1Char(' '), 0, 0).toInt();
         if (number < 0 || number >= count)
             return 2;
-        const QString plan = text.section(QLatin1Char(' '), 1);
-        SensorSimulator &sensor = *sensors[std::size_t(number)];
         QString error;
-        const bool cut = plan == QLatin1String("cut");
-        if (!sensor.setFaultPlan(cut ? QString() : plan, &error))
+        if (!sensors[std::size_t(number)]->setFaultPlan(text.section(QLatin1Char(' '), 1), &error))
             std::fprintf(stderr, "sensors: %s: %s\n", line.c_str(), qPrintable(error));
-        if (cut) {
-            sensor.setPower(false);
-            sensor.setPower(true);
-        }
     }
     return 0;
 }
