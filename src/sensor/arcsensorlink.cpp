@@ -98,7 +98,7 @@ void arcSensor::Private::close()
     m_emissions.clear();
     m_plan.disconnected();
     m_candidate = {};
-    m_timeLine = {};
+    m_timeLines.disconnected();
     m_fifoResets.reset();
     m_uptimeMs = -1;
     m_dataPage = sensorrequest::dataPage();
@@ -116,7 +116,7 @@ void arcSensor::Private::setStore(std::shared_ptr<norvexData> store)
     const int before = m_plan.state();
     m_plan.setHasStore(m_store != nullptr);
     m_candidate = {};
-    m_timeLine = {};
+    m_timeLines = {};
     ++m_durableToken;
     m_durableWait = false;
     if (!isUp())
@@ -201,7 +201,7 @@ void arcSensor::Private::connectionLost()
     m_durableWait = false;
     m_verifyTimer.stop();
     m_candidate = {};
-    m_timeLine = {};
+    m_timeLines.disconnected();
     m_fifoResets.reset();
     m_uptimeMs = -1;
     if (m_store)

@@ -4,7 +4,7 @@
 #include "sensor/downloadplan.h"
 #include "sensor/sensorrequest.h"
 #include "sensor/sensorworker.h"
-#include "sensor/timebase.h"
+#include "sensor/timelinekeeper.h"
 #include "sensor/webservice.h"
 
 #include <QList>
@@ -17,7 +17,8 @@
 #include <memory>
 #include <optional>
 
-/// The rooms of arcSensor: the link (worker, timers, what is asked next), the replies, the uploads. Everything runs in
+/// The rooms of arcSensor: the link (worker, timers, what is asked next), the replies, the uploads,
+/// placing in time. Everything runs in
 /// the thread of its arcSensor, inside turns: signals are collected and emitted at the end of a turn, when all
 /// bookkeeping is done, so a receiver may call anything.
 class arcSensor::Private
@@ -103,7 +104,7 @@ private:
     void takeFrame(const QByteArray &data);
     void takeSamples(const QByteArray &data, const QUrl &url);
     void takeEvent(const QByteArray &data, const QUrl &url);
-    void storeEvent();
+    void storeEvent(const QByteArray &data);
     void takeConfiguration(const QByteArray &data);
     void takeRecipe(const QByteArray &data);
     void pageNotFound(eMessage kind, const QUrl &url);
@@ -111,8 +112,14 @@ private:
     void useOldDataPage();
     void useDefaults(eMessage kind);
     bool costsConnection(eMessage kind, bool upload);
+
+    // --- placing in time
     void takeCandidate();
-    void settleTimeBase(qint64 newestRawUs);
+    TimeLineKeeper::Outside outside() const;
+    qint64 parsingBase() const;
+    int placePage(QVector<SamplePoint> &points, bool startsFrame);
+    std::optional<qint64> placeEvent(qint64 rawUs, int typeCode);
+    void keepTimeLine();
     void confirmTimeLine();
 
     // --- uploads
@@ -138,7 +145,7 @@ private:
     QSet<int> m_failedPages;           // whose next failure does not cost the connection
 
     TimeBaseCandidate m_candidate;
-    SensorTimeLine m_timeLine; // known once settled for this connection
+    TimeLineKeeper m_timeLines;
 
     int m_depth = 0;
     bool m_emitting = false;

@@ -5,12 +5,6 @@
 #include "sensor/arcsensorprivate.h"
 #include "sensor/samplepage.h"
 
-namespace {
-
-constexpr qint64 timeLineRefreshMs = 60'000;
-
-} // namespace
-
 void arcSensor::Private::takeReply(const QByteArray &data, const QUrl &url)
 {
     const eMessage kind = sensorrequest::classify(url);
@@ -191,8 +185,10 @@ void arcSensor::Private::takeSamples(const QByteArray &data, const QUrl &url)
     const auto index = sensorrequest::index(url);
     if (!index || !m_plan.expectsData(*index) || !m_store)
         return;
-    const auto parse = [&] { return parseSamplePage(data.constData(), std::size_t(data.size()), m_timeLine.baseUs); };
-    SamplePage page = parse();
+    const auto parse = [&data](qint64 base) {
+        return parseSamplePage(data.constData(), std::size_t(data.size()), base);
+    };
+    SamplePage page = parse(parsingBase());
     if (!page.ok()) {
         logWarning(QStringLiteral("arcSensor::parseData: ERROR - Check the JSON headers of the data received"));
         nothingTaken();
@@ -205,10 +201,11 @@ void arcSensor::Private::takeSamples(const QByteArray &data, const QUrl &url)
         return;
     }
     m_cutIndex.reset();
-    if (!m_timeLine.known && !page.points.isEmpty()) {
-        settleTimeBase(page.newestRawUs);
-        page = parse();
-    }
+    // Where the sensor has restarted within the page it ends here; the rest comes as a page of its own.
+    const int count = placePage(page.points, *index == 0);
+    if (page.clampedTimes > 0)
+        page = parse(m_timeLines.line().baseUs);
+    page.points.resize(count);
     if (page.ignoredColumns > 0)
         logDebug(QStringLiteral("arcSensor::parseData: %1 columns of another length are taken as 0")
                      .arg(page.ignoredColumns));
@@ -218,6 +215,7 @@ void arcSensor::Private::takeSamples(const QByteArray &data, const QUrl &url)
         nothingTaken();
         return;
     }
+    m_timeLines.stored(page.points);
     m_store->takeFinishedRuns();
     const quint64 first = page.points.first().time;
     m_plan.pageStored(page.points.size(), first);
@@ -231,31 +229,30 @@ void arcSensor::Private::takeEvent(const QByteArray &data, const QUrl &url)
     const auto index = sensorrequest::index(url);
     if (!index || !m_plan.expectsEvent(*index) || !m_store)
         return;
-    m_event.decode(data, m_timeLine.baseUs);
+    m_event.decode(data, m_timeLines.line().baseUs);
     if (m_event.missingBytes > 0)
         logDebug(QStringLiteral("arcSensor: event record %1 is %2 bytes short").arg(*index).arg(m_event.missingBytes));
-    if (eventtype::code(m_event.typeName) < 0) {
+    if (eventtype::code(m_event.typeName) < 0)
         logDebug(QStringLiteral("Invalid event type received: %1").arg(m_event.typeName));
-    } else {
-        if (!m_timeLine.known) {
-            settleTimeBase(m_event.rawTimeUs);
-            m_event.decode(data, m_timeLine.baseUs);
-        }
-        storeEvent();
-    }
+    else
+        storeEvent(data);
     m_plan.eventTaken(m_event.time);
 }
 
-void arcSensor::Private::storeEvent()
+void arcSensor::Private::storeEvent(const QByteArray &data)
 {
     EventRecord record;
-    record.time = m_event.time;
     record.typeCode = m_event.typeCode;
     if (eventtype::name(m_event.typeCode).isEmpty()) {
         record.typeCode = eventtype::code(m_event.typeName);
         logDebug(
             QStringLiteral("arcSensor: event type %1 came with code %2").arg(m_event.typeName).arg(m_event.typeCode));
     }
+    const auto base = placeEvent(m_event.rawTimeUs, record.typeCode);
+    m_event.decode(data, base.value_or(m_timeLines.line().baseUs));
+    if (!base)
+        return;
+    record.time = m_event.time;
     record.loaded = true;
     record.samples.resize(int(m_event.voltage.size()));
     for (int i = 0; i < record.samples.size(); ++i) {
@@ -353,37 +350,4 @@ void arcSensor::Private::useDefaults(eMessage kind)
             m_store->setRecipe(m_recipe);
         later([this] { emit q->recipeUpdated(); });
     }
-}
-
-void arcSensor::Private::takeCandidate()
-{
-    if (m_candidate.known || !isUp())
-        return;
-    // The uptime came a little earlier; what is kept of it must be what was said, since it is compared again later.
-    m_candidate.known = true;
-    m_candidate.uptimeMs = m_uptimeMs;
-    m_candidate.utcMs = m_clock.utcMs() - (m_uptimeMs < 0 ? 0 : m_clock.steadyMs() - m_statusArrivedMs);
-}
-
-void arcSensor::Private::settleTimeBase(qint64 newestRawUs)
-{
-    const SensorTimeLine last = m_store->timeLine();
-    m_timeLine = timebase::settle(last, m_candidate, newestRawUs, m_clock.utcMs());
-    if (!last.known || last.baseUs != m_timeLine.baseUs)
-        logInfo(QStringLiteral("arcSensor: time base of sensor %1 is %2 us")
-                    .arg(m_info.serial_number)
-                    .arg(m_timeLine.baseUs));
-    m_store->setTimeLine(m_timeLine);
-}
-
-/// Remembers now and then how long the sensor has been up; a later fall of it tells that it has restarted.
-void arcSensor::Private::confirmTimeLine()
-{
-    if (!m_timeLine.known || !m_store || m_uptimeMs < 0)
-        return;
-    const qint64 step = qMin(qMax<qint64>(m_timeLine.uptimeMs, 1000), timeLineRefreshMs);
-    if (m_uptimeMs - m_timeLine.uptimeMs < step)
-        return;
-    m_timeLine.uptimeMs = m_uptimeMs;
-    m_store->setTimeLine(m_timeLine);
 }

@@ -27,6 +27,12 @@ bool hasRestarted(const SensorTimeLine &last, const TimeBaseCandidate &candidate
     return startedMs - last.baseUs / 1000 > std::max(last.uptimeMs / 2, arrivalJitterMs);
 }
 
+bool isBeforeStart(const TimeBaseCandidate &candidate, qint64 newestRawUs, qint64 nowUtcMs)
+{
+    const qint64 upMs = candidate.uptimeMs + nowUtcMs - candidate.utcMs;
+    return candidate.uptimeMs >= 0 && newestRawUs < absoluteUs && newestRawUs / 1000 - upMs > arrivalJitterMs;
+}
+
 SensorTimeLine settle(const SensorTimeLine &last, const TimeBaseCandidate &candidate, qint64 newestRawUs,
                       qint64 nowUtcMs)
 {

@@ -22,6 +22,9 @@ constexpr qint64 absoluteUs = 946'684'800'000'000;
 /// that is stored twice is better than one that is taken for old.
 bool hasRestarted(const SensorTimeLine &last, const TimeBaseCandidate &candidate, qint64 newestRawUs);
 
+/// Whether a sensor that has been up as long as it says must have measured this before it started.
+bool isBeforeStart(const TimeBaseCandidate &candidate, qint64 newestRawUs, qint64 nowUtcMs);
+
 /// The time line of a connection, from the newest raw time of its first page or event. A sensor that kept running keeps
 /// its base exactly, so that what is downloaded again gets the very same times.
 SensorTimeLine settle(const SensorTimeLine &last, const TimeBaseCandidate &candidate, qint64 newestRawUs,

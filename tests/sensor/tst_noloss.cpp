@@ -109,6 +109,7 @@ private slots:
     void faults_data();
     void faults();
     void oneRequestAtATime();
+    void restarts_data();
     void restarts();
     void switchedOffAndOn();
     void storeReplaced();
@@ -224,8 +225,21 @@ void TestNoLoss::oneRequestAtATime()
     QCOMPARE(compare(sensor.ledger(), *store), QString());
 }
 
+void TestNoLoss::restarts_data()
+{
+    QTest::addColumn<int>("upMs");  // between two restarts
+    QTest::addColumn<int>("keeps"); // its memory over every so many restarts, 0: never
+    QTest::newRow("memory lost and kept") << 9000 << 2;
+    QTest::newRow("memory kept") << 9000 << 1;
+    QTest::newRow("memory lost, soon again") << 1200 << 0;
+    QTest::newRow("memory kept, soon again") << 1200 << 1;
+}
+
+// All clocks tick together here, so the times of one start would meet those of another wherever they overlap.
 void TestNoLoss::restarts()
 {
+    QFETCH(int, upMs);
+    QFETCH(int, keeps);
     SharedClock clock;
     SimulatorOptions options;
     options.rate = 10;
@@ -236,11 +250,11 @@ void TestNoLoss::restarts()
     arcSensor link(QStringLiteral("127.0.0.1"), sensor.port(), quick(), clock);
     link.setStore(store);
     for (int round = 0; round < 6; ++round) {
-        clock.advance(9000);
+        clock.advance(upMs);
         const qint64 asked = sensor.requestCount();
         // At another moment of the frame each time, with the memory lost or kept.
         QVERIFY(waitUntil([&] { return sensor.requestCount() > asked + 2 + 2 * round; }, patience));
-        sensor.reboot(round % 2 == 0);
+        sensor.reboot(keeps > 0 && round % keeps == 0);
     }
     clock.advance(5000);
     QVERIFY(waitUntil([&] { return link.state() > 0 && sensor.storedSamples() < 7; }, patience));

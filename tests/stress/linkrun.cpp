@@ -73,7 +73,9 @@ QVector<LinkCase> allCases()
                               !changesValues(name, fault), comparedOf(name)});
         }
     }
-    for (const char *plan : {"reboot@0.2s", "off@0.1s=1s", "off@0.1s=0.2s;off@0.6s=0.2s;off@1s=0.2s"})
+    for (const char *plan :
+         {"reboot@0.2s", "reboot@0.2s=kept", "reboot@0.1s;reboot@0.7s;reboot@1.2s",
+          "reboot@0.1s=kept;reboot@0.7s=kept;reboot@1.2s", "off@0.1s=1s", "off@0.1s=0.2s;off@0.6s=0.2s;off@1s=0.2s"})
         cases.append({QLatin1String(plan)});
     return cases;
 }

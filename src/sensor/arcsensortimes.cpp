@@ -1,0 +1,109 @@
+#include "base/log.h"
+#include "data/norvexdata.h"
+#include "sensor/arcsensorprivate.h"
+
+#include <algorithm>
+
+namespace {
+
+constexpr qint64 timeLineRefreshMs = 60'000;
+
+/// Asks for each time alone: the times of a page need not be anywhere near each other.
+Recognition recognise(const norvexData &store, const QVector<SamplePoint> &points)
+{
+    Recognition found;
+    SamplePoint like; // the values of the first that is the same
+    for (const SamplePoint &point : points) {
+        QVector<SamplePoint> stored;
+        found.ok = store.samplesInRange(point.time, point.time + 1, stored) && found.ok;
+        if (stored.isEmpty())
+            continue;
+        if (!stored.contains(point)) {
+            ++found.other;
+            continue;
+        }
+        SamplePoint values = point;
+        values.time = like.time;
+        if (found.same++ == 0)
+            like = values;
+        found.telling = found.telling || values != like;
+    }
+    return found;
+}
+
+bool holdsEvent(const norvexData &store, quint64 time, int typeCode)
+{
+    const QVector<EventRecord> events = store.storedEvents(time, time + 1);
+    return std::any_of(events.begin(), events.end(),
+                       [typeCode](const EventRecord &event) { return event.typeCode == typeCode; });
+}
+
+} // namespace
+
+void arcSensor::Private::takeCandidate()
+{
+    if (m_candidate.known || !isUp())
+        return;
+    // The uptime came a little earlier; what is kept of it must be what was said, since it is compared again later.
+    m_candidate.known = true;
+    m_candidate.uptimeMs = m_uptimeMs;
+    m_candidate.utcMs = m_clock.utcMs() - (m_uptimeMs < 0 ? 0 : m_clock.steadyMs() - m_statusArrivedMs);
+}
+
+TimeLineKeeper::Outside arcSensor::Private::outside() const
+{
+    TimeLineKeeper::Outside outside;
+    outside.last = m_store->timeLine();
+    outside.lastTime = m_store->lastTime();
+    outside.nowUtcMs = m_clock.utcMs();
+    outside.candidate = m_candidate;
+    outside.recognise = [this](const QVector<SamplePoint> &points) { return recognise(*m_store, points); };
+    return outside;
+}
+
+/// What a page is read on before it is placed; near enough that no time of it falls before the epoch.
+qint64 arcSensor::Private::parsingBase() const
+{
+    return m_timeLines.line().known ? m_timeLines.line().baseUs : m_store->timeLine().baseUs;
+}
+
+int arcSensor::Private::placePage(QVector<SamplePoint> &points, bool startsFrame)
+{
+    const int count = m_timeLines.place(points, parsingBase(), startsFrame, outside());
+    keepTimeLine();
+    return count;
+}
+
+std::optional<qint64> arcSensor::Private::placeEvent(qint64 rawUs, int typeCode)
+{
+    TimeLineKeeper::Outside facts = outside();
+    facts.isEventStored = [this, typeCode](qint64 time) { return holdsEvent(*m_store, quint64(time), typeCode); };
+    const std::optional<qint64> base = m_timeLines.placeEvent(rawUs, facts);
+    keepTimeLine();
+    return base;
+}
+
+void arcSensor::Private::keepTimeLine()
+{
+    const SensorTimeLine last = m_store->timeLine();
+    const SensorTimeLine &line = m_timeLines.line();
+    if (!line.known || (last.known && last.baseUs == line.baseUs && last.uptimeMs == line.uptimeMs))
+        return;
+    if (!last.known || last.baseUs != line.baseUs)
+        logInfo(
+            QStringLiteral("arcSensor: time base of sensor %1 is %2 us").arg(m_info.serial_number).arg(line.baseUs));
+    m_store->setTimeLine(line);
+}
+
+/// Remembers now and then how long the sensor has been up; a later fall of it tells that it has restarted.
+void arcSensor::Private::confirmTimeLine()
+{
+    const SensorTimeLine &line = m_timeLines.line();
+    if (!line.known || !m_store || m_uptimeMs < 0)
+        return;
+    const qint64 step = qMin(qMax<qint64>(line.uptimeMs, 1000), timeLineRefreshMs);
+    if (m_uptimeMs - line.uptimeMs < step)
+        return;
+    m_timeLines.confirm(m_uptimeMs);
+    keepTimeLine();
+}

@@ -1,0 +1,78 @@
+#pragma once
+
+#include "data/samplepoint.h"
+#include "sensor/timebase.h"
+
+#include <QVector>
+
+#include <functional>
+#include <optional>
+
+/// How samples, placed on some time line, stand to what is stored already.
+struct Recognition
+{
+    bool ok = true;       // false: what is stored could not be read
+    int same = 0;         // stored with the same values
+    int other = 0;        // something else is stored at this time
+    bool telling = false; // the same ones are no constant level
+
+    bool isSame() const { return same > other && telling; }
+    bool isOther() const { return other > same; }
+};
+
+/// On which time line the samples and events of one sensor belong, as a value. A sensor that starts anew counts its
+/// time from 0 again; its samples then must neither be taken for old ones nor old ones for new. What is stored already
+/// tells it best: the same times with the same values are the same samples, with other values they are of another
+/// start. Where nothing stored tells it, the sensor's uptime does.
+///
+/// A sensor may keep its memory over a restart. Its times then fall somewhere inside a frame, and what comes before
+/// belongs on the line it was measured on. Lines of earlier starts are remembered until the sensor has forgotten their
+/// samples. Every line begins at its own fraction of a millisecond, so that samples of two starts, whose times are
+/// whole milliseconds, never meet at the same time.
+class TimeLineKeeper
+{
+public:
+    /// What can be asked outside.
+    struct Outside
+    {
+        SensorTimeLine last;  // of the store
+        quint64 lastTime = 0; // stored
+        qint64 nowUtcMs = 0;
+        TimeBaseCandidate candidate;
+        std::function<Recognition(const QVector<SamplePoint> &)> recognise;
+        std::function<bool(qint64 time)> isEventStored;
+    };
+
+    /// Known once something of this connection was placed.
+    const SensorTimeLine &line() const { return m_line; }
+    /// A new connection; the lines of earlier starts stay known.
+    void disconnected();
+
+    /// Places a page whose times stand on `baseUs`: moves them to line() and returns how many of them, from the first
+    /// on, belong there. What follows them was measured after a restart and has to be asked for again. None when what
+    /// is stored cannot be read now.
+    int place(QVector<SamplePoint> &points, qint64 baseUs, bool startsFrame, const Outside &outside);
+    /// They were stored.
+    void stored(const QVector<SamplePoint> &points);
+    /// The base that an event's time belongs to; nothing when the event is stored already on one of the lines.
+    std::optional<qint64> placeEvent(qint64 rawUs, const Outside &outside);
+    /// The sensor runs on.
+    void confirm(qint64 uptimeMs) { m_line.uptimeMs = uptimeMs; }
+
+private:
+    QVector<SensorTimeLine> knownLines(const Outside &outside) const;
+    bool choose(const QVector<SamplePoint> &stretch, qint64 baseUs, bool fell, const Outside &outside);
+    void recognised(const SensorTimeLine &line, qint64 newestRawUs, const Outside &outside);
+    void chooseFirst(qint64 oldestRawUs, qint64 newestRawUs, bool contradicted, const Outside &outside);
+    bool startsAnew(const QVector<SamplePoint> &points, int from, int to, qint64 baseUs, const Outside &outside,
+                    bool *ok) const;
+    SensorTimeLine freshLine(qint64 newestRawUs, bool apart, const Outside &outside) const;
+    void changeTo(const SensorTimeLine &line);
+
+    SensorTimeLine m_line;
+    std::optional<SensorTimeLine> m_next; // after the times fall
+    QVector<SensorTimeLine> m_earlier;    // newest last
+    bool m_earlierMayCome = false;        // with the next frame
+    std::optional<qint64> m_lastRawUs;    // stored in this connection
+    bool m_placed = false;                // a page of this connection
+};
