@@ -1,5 +1,6 @@
 #include "display/runstatistics.h"
 
+#include "data/runsteps.h"
 #include "data/valuetype.h"
 
 #include <QHash>
@@ -13,7 +14,6 @@ constexpr int smallestFamily = 5;
 constexpr double madToDeviation = 1.4826;
 constexpr double meanDeviationToDeviation = 1.2533;
 constexpr double leastSpread = 0.001; // of the median
-constexpr quint64 startLead = 100000; // us; a run's start is that much before its first sample
 
 double median(QVector<double> &values)
 {
@@ -66,26 +66,6 @@ QVector<double> robustScores(const QVector<double> &values, const QVector<int> &
             scores[i] = (values[i] - middle) / spread;
     }
     return scores;
-}
-
-const SamplePoint *meanOfStep(const RunRecord &run, int step)
-{
-    const int count = run.stepMeans.size();
-    if (step < 0 || step >= count)
-        return nullptr;
-    const int last = count - 1;
-    const int place = std::min(step + 1, last);
-    const SamplePoint &mean = run.stepMeans.at(place);
-    if (mean.time == 0)
-        return nullptr;
-    if (place == last && count > 1) {
-        quint64 lastStepStart = run.start + startLead;
-        for (int i = 0; i < last; ++i)
-            lastStepStart += quint64(std::max(0, run.recipe.duration(i))) * 1000000;
-        if ((mean.time >= lastStepStart) != (step == last))
-            return nullptr;
-    }
-    return &mean;
 }
 
 QVector<StepStatistics> statisticsOfSteps(const QVector<RunRecord> &runs)

@@ -28,11 +28,6 @@ inline bool isOutOfFamily(double score)
     return score > outOfFamilyScore || score < -outOfFamilyScore;
 }
 
-/// The mean sample of a recipe step, nullptr when the run has none. Stored runs keep the mean of step k at position
-/// k + 1, except that of the last step, which takes the last position from the one before it; whose it is shows in its
-/// time.
-const SamplePoint *meanOfStep(const RunRecord &run, int step);
-
 /// One step of one recipe over all runs that followed it.
 struct StepStatistics
 {

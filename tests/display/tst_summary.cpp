@@ -1,3 +1,4 @@
+#include "data/runsteps.h"
 #include "data/runtracker.h"
 #include "display/summarymodel.h"
 #include "display/theme.h"
