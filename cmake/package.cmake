@@ -28,8 +28,9 @@ else()
     set(CPACK_DEBIAN_PACKAGE_RELEASE ${NORVEX_BUILD_NUMBER})
     set(CPACK_DEBIAN_PACKAGE_SECTION science)
     set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-    # Nothing is linked with these: a plugin draws the icons, and the guide's letters are also those of the window.
-    set(CPACK_DEBIAN_PACKAGE_DEPENDS "libqt5svg5, fonts-dejavu-core")
+    # Nothing is linked with these: plugins draw the icons and write databases, and the guide's letters are also those
+    # of the window.
+    set(CPACK_DEBIAN_PACKAGE_DEPENDS "libqt5sql5-sqlite, libqt5svg5, fonts-dejavu-core")
     set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
     set(CPACK_PACKAGE_DESCRIPTION
         "Norvex records voltage, current, pulse quantities, arcs with their

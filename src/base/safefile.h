@@ -20,6 +20,9 @@ public:
     /// Creates the temporary file. False when that fails; error() says why.
     bool open();
 
+    /// Where the new content stands until commit(), for a library that writes a file by its name.
+    QString temporaryPath() const { return m_temporary.fileName(); }
+
     /// Appends bytes. False after the first failure, and from then on.
     bool write(const char *data, qint64 size);
     bool write(const QByteArray &bytes) { return write(bytes.constData(), bytes.size()); }

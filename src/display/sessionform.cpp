@@ -205,7 +205,8 @@ void SessionForm::addCard(const QString &serial)
         connect(added, &dataObjectWidget::updateDisplay, this, &SessionForm::refreshDisplays);
         connect(added, &dataObjectWidget::setReanalysisFile, this, &SessionForm::switchSavedDataViewMode);
         connect(&m_context.filter, &eventFilter::newFilter, added, &dataObjectWidget::getFilter);
-        connect(added, &dataObjectWidget::exportRequested, this, [this, added] { exportCsv(added); });
+        connect(added, &dataObjectWidget::exportRequested, this,
+                [this, added] { exportStore(added, ExportKind::FixedFiles); });
         connect(added, &dataObjectWidget::importExtDataRequested, this, [this, added] {
             SensorCare(this, m_context.prompts, added->store(), m_context.session.path()).importTable();
             refreshDisplays(0);
@@ -437,17 +438,26 @@ void SessionForm::exportData()
     dialog.setWindowIcon(QApplication::windowIcon());
     auto *csv = new QPushButton(QStringLiteral("Export to CSV"));
     auto *image = new QPushButton(QStringLiteral("Export to Image"));
+    auto *tables = new QPushButton(tr("Export for Other Programs"));
     csv->setObjectName(QStringLiteral("b_exportCsv"));
     image->setObjectName(QStringLiteral("b_exportImage"));
+    tables->setObjectName(QStringLiteral("b_exportTables"));
+    tables->setToolTip(tr("Tables for data frames, an SQLite database, or line protocol"));
     auto *layout = new QVBoxLayout(&dialog);
     layout->addWidget(new QLabel(QStringLiteral("Please, select the data export format")));
     layout->addWidget(csv);
     layout->addWidget(image);
+    layout->addWidget(tables);
     const QPointer<dataObjectWidget> card = displayedSensor();
     bool asImage = false;
+    ExportKind kind = ExportKind::FixedFiles;
     connect(csv, &QPushButton::clicked, &dialog, &QDialog::accept);
     connect(image, &QPushButton::clicked, &dialog, [&] {
         asImage = true;
+        dialog.accept();
+    });
+    connect(tables, &QPushButton::clicked, &dialog, [&] {
+        kind = ExportKind::OtherPrograms;
         dialog.accept();
     });
     if (execNested(dialog) != QDialog::Accepted)
@@ -455,13 +465,18 @@ void SessionForm::exportData()
     if (asImage)
         exportImage();
     else if (card)
-        exportCsv(card);
+        exportStore(card, kind);
 }
 
-void SessionForm::exportCsv(dataObjectWidget *card)
+void SessionForm::exportStore(dataObjectWidget *card, ExportKind kind)
 {
     AppSettings *const settings = &m_context.settings;
     exportDialog::Setup setup;
+    setup.kind = kind;
+    for (const dataObjectWidget *other : qAsConst(m_cards)) {
+        if (other != card && other->store()->lastTime() > 0)
+            setup.others.append(other->store());
+    }
     setup.filter.eventTypes = m_context.filter.enabledNames();
     const QStringList names = m_context.filter.names();
     for (const QString &name : names) {

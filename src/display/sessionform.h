@@ -10,6 +10,7 @@
 
 #include <memory>
 
+enum class ExportKind;
 class EventNaming;
 class LiveNumbers;
 class QVBoxLayout;
@@ -89,7 +90,7 @@ private:
     SensorDialog::Surroundings dialogSurroundings() const;
     void openSensorDialog(SensorDialog *dialog);
     void startRecording(const QString &serial, const QString &address, quint16 port, const QString &chamber);
-    void exportCsv(dataObjectWidget *card);
+    void exportStore(dataObjectWidget *card, ExportKind kind);
     void exportImage();
     bool warnWithoutDisplay();
     void onDisplayedCard(void (dataObjectWidget::*command)());

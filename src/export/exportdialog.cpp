@@ -4,9 +4,11 @@
 #include "export/exportevents.h"
 #include "export/exportnames.h"
 #include "export/rangepicker.h"
+#include "export/tablechoices.h"
 
 #include <QButtonGroup>
 #include <QCheckBox>
+#include <QComboBox>
 #include <QDateTimeEdit>
 #include <QDialogButtonBox>
 #include <QFormLayout>
@@ -67,7 +69,7 @@ exportDialog::exportDialog(std::shared_ptr<const abstractNorvexData> recording, 
     : QDialog(parent), m_data(std::move(recording)), m_first(first), m_last(last), m_setup(setup), m_prompts(prompts)
 {
     setObjectName(QStringLiteral("exportDialog"));
-    setWindowTitle(tr("Export to CSV"));
+    setWindowTitle(setup.kind == ExportKind::FixedFiles ? tr("Export to CSV") : tr("Export for Other Programs"));
     setWindowModality(Qt::ApplicationModal);
     buildPlot(setup.curveColour);
     m_summary = new QLabel;
@@ -185,26 +187,50 @@ QWidget *exportDialog::buildRangeRow()
            tr("The plot shows none of this sensor's data"));
     choice(tr("Between Cursors"), QStringLiteral("b_cursorRange"), m_setup.betweenCursors,
            tr("Place two cursors in the plot first (keys 1 and 2)"));
+    row->addWidget(buildRunChoice());
     return group;
+}
+
+QComboBox *exportDialog::buildRunChoice()
+{
+    constexpr int longestNameShown = 24;
+    auto *runs = new QComboBox;
+    runs->setObjectName(QStringLiteral("cb_runRange"));
+    runs->setAccessibleName(tr("One run"));
+    runs->addItem(tr("One Run"));
+    const QVector<RunRecord> recorded = m_data->runsInRange(m_first, m_last + 1000);
+    for (int i = 0; i < recorded.size(); ++i) {
+        const RunRecord &run = recorded.at(i);
+        runs->addItem(tr("Run %1, %2, %3 s %4")
+                          .arg(i + 1)
+                          .arg(QLocale::c().toString(toDate(run.start), QStringLiteral("d MMM HH:mm:ss")))
+                          .arg(static_cast<double>(run.end - run.start) / 1e6, 0, 'f', 1)
+                          .arg(run.recipe.recipeName().left(longestNameShown)));
+    }
+    runs->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+    runs->setMinimumContentsLength(12);
+    runs->setEnabled(!recorded.isEmpty());
+    runs->setToolTip(recorded.isEmpty() ? tr("No run is recorded yet") : QString());
+    connect(runs, qOverload<int>(&QComboBox::activated), this, [this, recorded](int index) {
+        if (index > 0) // editors show whole milliseconds: outwards
+            setRange(recorded.at(index - 1).start, recorded.at(index - 1).end + 1000);
+    });
+    return runs;
 }
 
 QWidget *exportDialog::buildChoices()
 {
     auto *box = new QWidget;
-    auto *row = new QHBoxLayout(box);
-    row->setContentsMargins(0, 0, 0, 0);
-    row->addWidget(new QLabel(tr("Delimiter")));
-    m_delimiters = new QButtonGroup(this);
-    const QStringList names{tr("Semicolon ;"), tr("Comma ,"), tr("Tab")};
-    const QString kept = m_setup.setting(delimiterKey, QString(delimiters[0])).toString();
-    for (int i = 0; i < names.size(); ++i) {
-        auto *button = new QRadioButton(names.at(i));
-        button->setObjectName(QStringLiteral("rb_delimiter%1").arg(i));
-        button->setChecked(i == 0 || kept == QString(delimiters[i]));
-        m_delimiters->addButton(button, i);
-        row->addWidget(button);
+    auto *rows = new QVBoxLayout(box);
+    rows->setContentsMargins(0, 0, 0, 0);
+    if (m_setup.kind == ExportKind::OtherPrograms) {
+        m_tables = new TableChoices(m_setup.setting, m_setup.others.size());
+        rows->addWidget(m_tables);
     }
-    row->addSpacing(fontMetrics().averageCharWidth() * 4);
+    auto *row = new QHBoxLayout;
+    rows->addLayout(row);
+    if (m_setup.kind == ExportKind::FixedFiles)
+        addDelimiters(row);
     m_events = new QCheckBox(tr("Export events"));
     m_events->setObjectName(QStringLiteral("cb_exportEvents"));
     m_events->setChecked(m_setup.setting(eventsKey, true).toBool());
@@ -217,9 +243,25 @@ QWidget *exportDialog::buildChoices()
     return box;
 }
 
+void exportDialog::addDelimiters(QLayout *row)
+{
+    row->addWidget(new QLabel(tr("Delimiter")));
+    m_delimiters = new QButtonGroup(this);
+    const QStringList names{tr("Semicolon ;"), tr("Comma ,"), tr("Tab")};
+    const QString kept = m_setup.setting(delimiterKey, QString(delimiters[0])).toString();
+    for (int i = 0; i < names.size(); ++i) {
+        auto *button = new QRadioButton(names.at(i));
+        button->setObjectName(QStringLiteral("rb_delimiter%1").arg(i));
+        button->setChecked(i == 0 || kept == QString(delimiters[i]));
+        m_delimiters->addButton(button, i);
+        row->addWidget(button);
+    }
+    row->addItem(new QSpacerItem(fontMetrics().averageCharWidth() * 4, 0));
+}
+
 QChar exportDialog::delimiter() const
 {
-    return delimiters[qBound(0, m_delimiters->checkedId(), 2)];
+    return delimiters[m_delimiters ? qBound(0, m_delimiters->checkedId(), 2) : 0];
 }
 
 bool exportDialog::exportEvents() const
@@ -300,12 +342,15 @@ int exportDialog::eventCount() const
 void exportDialog::accept()
 {
     const int count = eventCount();
-    const QString refusal = exportRefusal(count, exportEvents());
+    const QString refusal = m_tables ? QString() : exportRefusal(count, exportEvents());
     if (!refusal.isEmpty()) {
         m_prompts.warn(this, tooManyEventsTitle(), refusal);
         return;
     }
-    m_setup.keepSetting(delimiterKey, QString(delimiter()));
+    if (m_tables)
+        m_tables->keep(m_setup.keepSetting);
+    else
+        m_setup.keepSetting(delimiterKey, QString(delimiter()));
     m_setup.keepSetting(eventsKey, exportEvents());
     m_setup.keepSetting(rfOnKey, exportRfOn());
     QDialog::accept();

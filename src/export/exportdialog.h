@@ -15,14 +15,20 @@
 class Prompts;
 class QButtonGroup;
 class QCheckBox;
+class QComboBox;
 class QDateTimeEdit;
 class QLabel;
+class QLayout;
 class QwtPlot;
 class QwtPlotIntervalCurve;
 class QwtPlotZoneItem;
+class TableChoices;
 
-/// Chooses what a CSV export writes: the range (typed, dragged on a picture of the recording, or one of the ranges at
-/// hand), the delimiter, and which of the two optional files. Refuses more events than a spreadsheet opens. GUI thread.
+enum class ExportKind { FixedFiles, OtherPrograms };
+
+/// Chooses what an export writes: the range (typed, dragged on a picture of the recording, or one of the ranges at
+/// hand), events and runs, and either the delimiter of the three fixed CSV files, which refuse more events than a
+/// spreadsheet opens, or the format for other programs. GUI thread.
 class exportDialog : public QDialog
 {
     Q_OBJECT
@@ -35,6 +41,8 @@ public:
     };
     struct Setup
     {
+        ExportKind kind = ExportKind::FixedFiles;
+        QVector<std::shared_ptr<const abstractNorvexData>> others; // further sensors that one file may hold too
         ExportRequest filter; // what the event filter shows: its eventTypes, disabledTypes and userTypes
         std::optional<Range> visible;
         std::optional<Range> betweenCursors;
@@ -50,6 +58,8 @@ public:
     QChar delimiter() const;
     bool exportEvents() const;
     bool exportRfOn() const;
+    /// Of an export for other programs; nullptr otherwise.
+    const TableChoices *tables() const { return m_tables; }
     quint64 rangeStart() const;
     quint64 rangeEnd() const;
     /// The end was left at the end of the recording, so the last of it belongs to the export.
@@ -64,7 +74,9 @@ private:
     QLabel *whoIsExported() const;
     void buildPlot(const QColor &colour);
     QWidget *buildRangeRow();
+    QComboBox *buildRunChoice();
     QWidget *buildChoices();
+    void addDelimiters(QLayout *row);
     void setRange(quint64 from, quint64 to);
     void rangeChanged();
     int eventCount() const; // in the range, as the filter shows them
@@ -78,7 +90,8 @@ private:
     OverviewReader *m_overview = nullptr;
     QDateTimeEdit *m_start = nullptr;
     QDateTimeEdit *m_end = nullptr;
-    QButtonGroup *m_delimiters = nullptr;
+    QButtonGroup *m_delimiters = nullptr; // of the fixed files
+    TableChoices *m_tables = nullptr;     // for other programs
     QCheckBox *m_events = nullptr;
     QCheckBox *m_rfOn = nullptr;
     QLabel *m_summary = nullptr;

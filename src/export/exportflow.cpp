@@ -1,10 +1,11 @@
 #include "export/exportflow.h"
 
+#include "base/jobdialog.h"
 #include "base/nestedloop.h"
 #include "base/prompts.h"
-#include "export/csvexport.h"
 #include "export/exportevents.h"
 #include "export/exportnames.h"
+#include "export/tablechoices.h"
 
 #include <QApplication>
 #include <QDateTime>
@@ -36,10 +37,23 @@ bool ExportFlow::run(QWidget *parent, const exportDialog::Setup &setup)
     exportDialog dialog(m_data, whole.from, whole.to, setup, m_prompts, parent);
     if (dialog.exec() != QDialog::Accepted)
         return false;
-    const QString chosen = askFileName(parent, setup);
-    if (chosen.isEmpty())
+    ExportJob job = jobOf(dialog, setup);
+    job.file = askFileName(parent, job.format, setup);
+    if (job.file.isEmpty())
         return false;
-    const ExportNames names = exportNames(chosen);
+    ExportOutcome outcome;
+    if (setup.kind == ExportKind::FixedFiles)
+        outcome = writeFixedFiles(parent, job);
+    else
+        runJob(parent, QStringLiteral("Norvex Export Data"),
+               [&](JobProgress &progress) { outcome = job.run(QDateTime::currentDateTime(), progressInto(progress)); });
+    if (!outcome.isCancelled())
+        setup.keepSetting(QStringLiteral("exportDialog/TotPoints"), outcome.points);
+    return tell(parent, outcome);
+}
+
+ExportJob ExportFlow::jobOf(const exportDialog &dialog, const exportDialog::Setup &setup) const
+{
     ExportRequest request = setup.filter;
     request.from = dialog.rangeStart();
     request.to = dialog.rangeEnd();
@@ -48,18 +62,38 @@ bool ExportFlow::run(QWidget *parent, const exportDialog::Setup &setup)
     request.exportEvents = dialog.exportEvents();
     request.exportRfOn = dialog.exportRfOn();
     request.sessionName = QDir(m_sessionFolder).dirName();
-    request.viFile = names.viFile;
-    request.rfOnFile = names.rfOnFile;
-    request.eventsFile = names.eventsFile;
-    return write(parent, request, setup);
+    ExportJob job;
+    const TableChoices *const tables = dialog.tables();
+    if (tables) {
+        job.format = tables->format();
+        request.quantities = tables->quantities();
+        request.binWidth = tables->binWidth();
+    }
+    job.parts.append({m_data, request});
+    if (!tables || !tables->allSensors())
+        return job;
+    const bool isWhole = request.from == wholeRecording(*m_data).from && request.toIncluded;
+    for (const auto &other : setup.others) {
+        ExportRequest ofOther = request;
+        if (isWhole) {
+            const ExportRange whole = wholeRecording(*other);
+            ofOther.from = whole.from;
+            ofOther.to = whole.to;
+        }
+        job.parts.append({other, ofOther});
+    }
+    return job;
 }
 
-QString ExportFlow::askFileName(QWidget *parent, const exportDialog::Setup &setup)
+QString ExportFlow::askFileName(QWidget *parent, ExportFormat format, const exportDialog::Setup &setup)
 {
     QDir().mkpath(exportFolder(m_sessionFolder));
-    const QString chosen = m_prompts.saveFile(parent, QStringLiteral("Kindly enter export file TAG"),
-                                              defaultExportFile(m_sessionFolder, QDateTime::currentDateTime()),
-                                              QStringLiteral("Comma Separated Values (*.csv)"));
+    const QString suffix = exportSuffix(format);
+    const QString proposed = exportStem(defaultExportFile(m_sessionFolder, QDateTime::currentDateTime())) + suffix;
+    const QString filter = format == ExportFormat::Sqlite ? QStringLiteral("SQLite (*.sqlite *.sqlite3 *.db)")
+                           : format == ExportFormat::Line ? QStringLiteral("Line protocol (*.lp *.line *.txt)")
+                                                          : QStringLiteral("Comma Separated Values (*.csv)");
+    const QString chosen = m_prompts.saveFile(parent, QStringLiteral("Kindly enter export file TAG"), proposed, filter);
     if (!chosen.isEmpty())
         setup.keepSetting(
             QStringLiteral("%1-%2/lastfile").arg(groupPart(m_data->chamberSerial()), groupPart(m_data->sensorSerial())),
@@ -67,7 +101,8 @@ QString ExportFlow::askFileName(QWidget *parent, const exportDialog::Setup &setu
     return chosen;
 }
 
-bool ExportFlow::write(QWidget *parent, const ExportRequest &request, const exportDialog::Setup &setup)
+/// With the progress window that these files have always had: without a button, closed to cancel.
+ExportOutcome ExportFlow::writeFixedFiles(QWidget *parent, const ExportJob &job) const
 {
     QProgressDialog progress(parent);
     progress.setWindowTitle(QStringLiteral("Norvex Export Data"));
@@ -86,7 +121,7 @@ bool ExportFlow::write(QWidget *parent, const ExportRequest &request, const expo
     QElapsedTimer sinceEvents;
     sinceEvents.start();
     const ExportOutcome outcome =
-        exportCsv(*m_data, request, QDateTime::currentDateTime(), [&](const QString &label, int value, int maximum) {
+        job.run(QDateTime::currentDateTime(), [&](const QString &label, int value, int maximum) {
             if (isCancelled || sinceEvents.elapsed() < eventsEveryMs)
                 return !isCancelled;
             sinceEvents.restart();
@@ -97,8 +132,11 @@ bool ExportFlow::write(QWidget *parent, const ExportRequest &request, const expo
             return !isCancelled;
         });
     progress.close();
-    if (!outcome.isCancelled())
-        setup.keepSetting(QStringLiteral("exportDialog/TotPoints"), outcome.points);
+    return outcome;
+}
+
+bool ExportFlow::tell(QWidget *parent, const ExportOutcome &outcome)
+{
     for (const ExportedFile &file : outcome.files) {
         if (file.result == ExportedFile::CannotWrite)
             m_prompts.warn(parent, cannotCreateTitle(), cannotCreateText(file.path), {file.error, QString()});

@@ -2,6 +2,7 @@
 
 #include "data/abstractnorvexdata.h"
 #include "export/exportdialog.h"
+#include "export/exportjob.h"
 
 #include <QString>
 
@@ -10,7 +11,7 @@
 class Prompts;
 class QWidget;
 
-/// The whole CSV export of one sensor as the user goes through it: dialog, file name, progress, boxes. GUI thread; no
+/// The whole export of one sensor as the user goes through it: dialog, file name, progress, boxes. GUI thread; no
 /// lock is held while a dialog is open.
 class ExportFlow
 {
@@ -21,8 +22,10 @@ public:
     bool run(QWidget *parent, const exportDialog::Setup &setup);
 
 private:
-    QString askFileName(QWidget *parent, const exportDialog::Setup &setup);
-    bool write(QWidget *parent, const ExportRequest &request, const exportDialog::Setup &setup);
+    ExportJob jobOf(const exportDialog &dialog, const exportDialog::Setup &setup) const;
+    QString askFileName(QWidget *parent, ExportFormat format, const exportDialog::Setup &setup);
+    ExportOutcome writeFixedFiles(QWidget *parent, const ExportJob &job) const;
+    bool tell(QWidget *parent, const ExportOutcome &outcome);
 
     std::shared_ptr<const abstractNorvexData> m_data;
     const QString m_sessionFolder;

@@ -20,6 +20,15 @@ ExportNames exportNames(const QString &chosen)
     return {folder + name, folder + rfOn, folder + events};
 }
 
+QString exportStem(const QString &chosen)
+{
+    for (const char *end : {".vi.csv", ".csv", ".sqlite", ".lp"}) {
+        if (chosen.endsWith(QLatin1String(end), Qt::CaseInsensitive))
+            return chosen.left(chosen.size() - static_cast<int>(qstrlen(end)));
+    }
+    return chosen;
+}
+
 QString exportFolder(const QString &sessionFolder)
 {
     return QStringLiteral("%1/%2").arg(sessionFolder, QStringLiteral("Exports"));

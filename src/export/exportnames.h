@@ -18,6 +18,9 @@ struct ExportNames
 /// always differ.
 ExportNames exportNames(const QString &chosen);
 
+/// The chosen name without what names a kind of export: "run" for "run.vi.csv", "run.csv" or "run.sqlite".
+QString exportStem(const QString &chosen);
+
 /// The folder of exports, "<session>/Exports".
 QString exportFolder(const QString &sessionFolder);
 /// "nor-" and the local time.

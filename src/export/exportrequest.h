@@ -8,7 +8,7 @@
 #include <QVector>
 #include <QtGlobal>
 
-/// What one CSV export writes, as chosen in the dialog or on the command line.
+/// What one export writes, as chosen in the dialog or on the command line.
 struct ExportRequest
 {
     quint64 from = 0; // us since the epoch; printed in the headers
@@ -26,6 +26,10 @@ struct ExportRequest
     QStringList disabledTypes;
     /// Enabled types: the first that matches an event's waveform gives the event its name.
     QVector<eventType> userTypes;
+    /// Names of exportQuantities(): the columns of the samples table, all when empty. Not for the three fixed files.
+    QStringList quantities;
+    /// Instead of every sample: minimum, mean and maximum over stretches of that many microseconds. Likewise.
+    quint64 binWidth = 0;
     QString viFile;
     QString rfOnFile;
     QString eventsFile;

@@ -141,6 +141,11 @@ private slots:
         QCOMPARE(options.delimiter, QChar(QLatin1Char('\t')));
         QVERIFY(options.events && !options.rfOn && options.force);
         QCOMPARE(options.sensor, QStringLiteral("SN1"));
+        const QString tables = QStringLiteral("export s --format line --bin 250ms --quantities pulses,events_E11");
+        QCOMPARE(int(line.parse(words(tables), options)), int(Outcome::Run));
+        QVERIFY(options.format == ExportFormat::Line);
+        QCOMPARE(options.binWidth, quint64(250000));
+        QCOMPARE(options.quantities, QStringList({QStringLiteral("pulses"), QStringLiteral("events_E11")}));
     }
 
     void exportRefuses_data()
@@ -153,6 +158,11 @@ private slots:
         QTest::newRow("a time without a zone") << "export s --from 2024-05-01T12:00:00";
         for (const char *delimiter : {";;", "1", "e", ".", "-", "+", "\"", "'", ":"})
             QTest::newRow(delimiter) << QStringLiteral("export s --delimiter=") + QString::fromUtf8(delimiter);
+        for (const char *line :
+             {"--format excel", "--format tidy --delimiter ,", "--bin 1s", "--quantities voltage_V",
+              "--format tidy --bin 1", "--format tidy --bin 0s", "--format tidy --bin 99999999999999h",
+              "--format tidy --quantities volts", "--format tidy --quantities voltage_V,", "--run 0", "--run 1 --to 5"})
+            QTest::newRow(line) << QStringLiteral("export s ") + QLatin1String(line);
     }
 
     void exportRefuses()

@@ -88,7 +88,7 @@ private slots:
         m_store.addSample(time, std::numeric_limits<double>::quiet_NaN());
         const ExportOutcome outcome = run();
         QCOMPARE(outcome.points, quint32(m_store.samples.size()));
-        const QVector<Row> rows = rowsOf(m_names.samples);
+        const QVector<Row> rows = rowsOf(m_names.of(ExportTable::Samples));
         QCOMPARE(rows.size(), m_store.samples.size());
         for (int i = 0; i + 1 < rows.size(); ++i) {
             const SamplePoint &sample = m_store.samples.at(i);
@@ -116,16 +116,16 @@ private slots:
         m_store.runs[0].recipe.setRecipeName(QStringLiteral("=1+2, \"quoted\""));
         const ExportOutcome outcome = run();
         QVERIFY(outcome.isWritten());
-        const QVector<Row> events = rowsOf(m_names.events);
+        const QVector<Row> events = rowsOf(m_names.of(ExportTable::Events));
         QCOMPARE(events.size(), 2);
         QCOMPARE(events.at(0).value(QStringLiteral("type")), QStringLiteral("E11"));
         QCOMPARE(events.at(1).value(QStringLiteral("time_us")), QStringLiteral("5000"));
         QCOMPARE(events.at(1).value(QStringLiteral("waveform_points")), QStringLiteral("3"));
-        const QVector<Row> waveforms = rowsOf(m_names.waveforms);
+        const QVector<Row> waveforms = rowsOf(m_names.of(ExportTable::Waveforms));
         QCOMPARE(waveforms.size(), 5);
         QCOMPARE(waveforms.at(2).value(QStringLiteral("offset_us")), QStringLiteral("-5"));
         QCOMPARE(waveforms.at(4).value(QStringLiteral("current_imaginary_A")), QStringLiteral("-8"));
-        const QVector<Row> runs = rowsOf(m_names.runs);
+        const QVector<Row> runs = rowsOf(m_names.of(ExportTable::Runs));
         QCOMPARE(runs.size(), 1);
         QCOMPARE(runs.at(0).value(QStringLiteral("duration_us")), QStringLiteral("7000"));
         QCOMPARE(runs.at(0).value(QStringLiteral("recipe")), QStringLiteral("'=1+2, \"quoted\""));
@@ -146,7 +146,7 @@ private slots:
         QVERIFY(run().isWritten());
         QCOMPARE(QDir(m_folder->path()).entryList(QDir::Files),
                  QStringList({QStringLiteral("a.csv"), QStringLiteral("a.meta.json")}));
-        QCOMPARE(m_names.written(m_request), QStringList({m_names.samples, m_names.meta}));
+        QCOMPARE(m_names.written(m_request), QStringList({m_names.meta, m_names.of(ExportTable::Samples)}));
     }
 
     void cancellingLeavesNothing()

@@ -142,22 +142,6 @@ class Reading(unittest.TestCase):
         self.assertEqual([int(row[2]) for row in runs],
                          [run.last.time - run.first.time for run in self.sensor.runs])
 
-    def test_the_tidy_export_reads_back_as_the_same_values(self):
-        out = os.path.join(self.temporary.name, "tidy.csv")
-        run_cli("export", self.folder, "--format", "tidy", "--out", out)
-        with open(out, encoding="utf-8", newline="") as file:
-            rows = list(csv.DictReader(file))
-        self.assertEqual(len(rows), len(self.sensor.samples))
-        for row, sample in zip(rows, self.sensor.samples):
-            self.assertEqual((int(row["time_us"]), float(row["voltage_V"]), float(row["current_imaginary_A"]),
-                              int(row["pulses"]), float(row["slot2_current_min_A"]), int(row["events_E33"])),
-                             (sample.time, sample.voltage, sample.current_imaginary, sample.pulses,
-                              sample.current_min_2, sample.E33))
-        with open(out.replace(".csv", ".waveforms.csv"), encoding="utf-8", newline="") as file:
-            points = [(int(row["time_us"]), float(row["voltage_V"])) for row in csv.DictReader(file)]
-        self.assertEqual(sorted(points), sorted((point.time, point.voltage)
-                                                for event in self.sensor.events for point in event.waveform))
-
     def test_damage_is_told_and_the_rest_is_read(self):
         folder = os.path.join(self.folder, self.sensor.folder)
         name = next(name for name in sorted(os.listdir(folder)) if name.endswith(".norvexdata"))
