@@ -25,7 +25,7 @@ QString translated(const char *text)
 const std::vector<helpwindows::Shortcut> &helpwindows::shortcuts()
 {
     static const std::vector<Shortcut> list{
-        {"Main window", "F1", "user guide"},
+        {"Main window", "F1", "the guide's page for this window, in every window"},
         {"Main window", "Ctrl+O", "load a session"},
         {"Main window", "Ctrl+N", "create a session"},
         {"Main window", "Ctrl+E", "export"},

@@ -1,4 +1,5 @@
 #include "app/commandline.h"
+#include "app/helppages.h"
 #include "app/mainwindow.h"
 #include "base/log.h"
 #include "base/platform.h"
@@ -35,6 +36,7 @@ int main(int argc, char *argv[])
     startLogFile(data + QStringLiteral("/norvex.log"), true);
     AppSettings settings(line.safe ? AppSettings::Source::Forgotten : AppSettings::Source::User);
     WidgetPrompts prompts;
+    const HelpKey helpKey(prompts, nullptr);
     Theme theme(Theme::kindFromText(settings.value(QStringLiteral("window/theme")).toString()));
     theme.applyToApplication();
     eventTypeNames dictionary(data + QStringLiteral("/eventtypes.txt"));

@@ -3,6 +3,7 @@
 #include "app/aboutdialog.h"
 #include "app/appstatusbar.h"
 #include "app/demosensor.h"
+#include "app/helppages.h"
 #include "app/helpwindows.h"
 #include "app/sessioncare.h"
 #include "base/jobdialog.h"
@@ -136,12 +137,14 @@ void MainWindow::buildMenus()
     addTheme(tr("Dark Theme"), Theme::Kind::Dark);
 
     QMenu *help = bar->addMenu(tr("&Help"));
-    command(help, tr("User Guide"), &MainWindow::displayUserGuide, QStringLiteral("actionUserGuide"),
+    command(help, tr("User Guide"), &MainWindow::displayUserGuide, QStringLiteral("actionUserGuide"));
+    command(help, tr("Help for This Window"), &MainWindow::helpHere, QStringLiteral("actionHelpHere"),
             QKeySequence::HelpContents);
     command(help, tr("Try the Simulated Sensor"), &MainWindow::tryDemoSensor, QStringLiteral("actionTrySimulator"));
     command(help, tr("Keyboard Shortcuts"), &MainWindow::showShortcuts, QStringLiteral("actionShortcuts"));
     command(help, tr("Create Support File ..."), &MainWindow::createSupportFile, QStringLiteral("actionSupportFile"));
     help->addSeparator();
+    command(help, tr("Licences"), &MainWindow::showLicences, QStringLiteral("actionLicences"));
     command(help, tr("About"), &MainWindow::about, QStringLiteral("actionAbout"));
     rebuildRecentMenu();
 }
@@ -449,6 +452,17 @@ void MainWindow::displayUserGuide()
         m_parts.prompts.warn(this, QStringLiteral("Open User Guide"),
                              QStringLiteral("Unable to find User Guide\nPlease check Install Folder."),
                              {path, QString()});
+}
+
+void MainWindow::helpHere()
+{
+    QWidget *const focus = QApplication::focusWidget();
+    helppages::showFor(focus && focus->window() == this ? focus : this, m_parts.prompts);
+}
+
+void MainWindow::showLicences()
+{
+    helppages::showLicences(this, m_parts.prompts);
 }
 
 void MainWindow::showHelp(const QUrl &url)

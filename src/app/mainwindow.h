@@ -72,6 +72,8 @@ public slots:
     void recoverSession();
     void reloadSession(QAction *action);
     void displayUserGuide();
+    void helpHere();
+    void showLicences();
     void showHelp(const QUrl &url);
     void openRecipeWindow();
     void tryDemoSensor();
