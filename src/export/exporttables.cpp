@@ -105,6 +105,14 @@ QVector<ExportColumn> stepColumns()
     return columns;
 }
 
+/// A snapshot of an event with all its digits: an index has six, the waveform's sample of the same time has them all.
+SamplePoint inFull(const SamplePoint &snapshot, const QVector<SamplePoint> &points)
+{
+    const auto same = std::find_if(points.begin(), points.end(),
+                                   [&](const SamplePoint &point) { return point.time == snapshot.time; });
+    return same == points.end() ? snapshot : *same;
+}
+
 /// One sensor's rows.
 class Writer
 {
@@ -255,10 +263,11 @@ void Writer::writeEvent(const EventRecord &event, const QString &type)
     row.text(type);
     row.text(eventtype::name(event.typeCode));
     row.whole(static_cast<qint64>(event.endTime()));
-    row.number(event.snapshot2.voltage);
-    row.number(event.snapshot1.voltage);
-    row.number(event.snapshot3.voltage);
-    row.number(sampleValue(event.snapshot1, Current));
+    const SamplePoint peak = inFull(event.snapshot1, points);
+    row.number(inFull(event.snapshot2, points).voltage);
+    row.number(peak.voltage);
+    row.number(inFull(event.snapshot3, points).voltage);
+    row.number(sampleValue(peak, Current));
     row.whole(points.size());
     row.endRow();
     RowSink &waveform = m_sink.rows(ExportTable::Waveforms);

@@ -23,7 +23,7 @@ constexpr int stretchesMs[] = {0, 10, 100, 1000, 10000, 60000, 600000, 3600000};
 class QuantityDialog final : public QDialog
 {
 public:
-    QuantityDialog(const QStringList &chosen, QWidget *parent) : QDialog(parent)
+    QuantityDialog(const QStringList &before, QWidget *parent) : QDialog(parent)
     {
         setObjectName(QStringLiteral("quantityDialog"));
         setWindowTitle(TableChoices::tr("Quantities"));
@@ -35,7 +35,7 @@ public:
             auto *item =
                 new QListWidgetItem(QStringLiteral("%1 (%2)").arg(exportQuantityTitle(quantity), quantity), m_list);
             item->setData(Qt::UserRole, quantity);
-            item->setCheckState(chosen.isEmpty() || chosen.contains(quantity) ? Qt::Checked : Qt::Unchecked);
+            item->setCheckState(before.isEmpty() || before.contains(quantity) ? Qt::Checked : Qt::Unchecked);
         }
         auto *buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel);
         m_ok = buttons->button(QDialogButtonBox::Ok);

@@ -144,7 +144,8 @@ class Formats(unittest.TestCase):
         with self.database(self.export("rest.sqlite", "--format", "sqlite")) as database:
             self.assertEqual([tuple(row) for row in database.execute("SELECT id, serial, chamber FROM sensors")],
                              [(1, self.serial, self.sensor.chamber), (2, ODD_SERIAL, self.second.chamber)])
-            events = database.execute("SELECT time_us, type FROM events WHERE sensor = 2 ORDER BY time_us").fetchall()
+            events = database.execute("SELECT time_us, type, first_voltage_V, peak_voltage_V, last_voltage_V FROM events "
+                                      "WHERE sensor = 2 ORDER BY time_us").fetchall()
             points = database.execute("SELECT e.time_us, w.time_us, w.voltage_V, w.current_real_A FROM waveforms w "
                                       "JOIN events e USING (event) WHERE sensor = 1").fetchall()
             runs = database.execute("SELECT start_us, end_us FROM runs WHERE sensor = 1 ORDER BY 1").fetchall()
@@ -158,7 +159,9 @@ class Formats(unittest.TestCase):
         expected = [(e.time, p.time, p.voltage, p.current_real) for e in self.sensor.events for p in e.waveform]
         self.assertGreater(len(expected), 10)
         self.assertEqual(sorted(map(tuple, points)), sorted(expected))
-        self.assertEqual([tuple(row) for row in events], [(e.time, e.type) for e in self.second.events])
+        self.assertEqual([tuple(row) for row in events],
+                         [(e.time, e.type, e.first.voltage, e.peak.voltage, e.last.voltage)
+                          for e in self.second.events])
         self.assertEqual(sorted((int(row["event_time_us"]), int(row["time_us"]), float(row["voltage_V"]),
                                  float(row["current_real_A"])) for row in self.rows(out[:-4] + ".waveforms.csv")),
                          sorted(expected))
