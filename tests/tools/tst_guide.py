@@ -34,6 +34,49 @@ def all_literals():
     return found
 
 
+def end_of_call(text, start):
+    """Behind the parenthesis that closes the one before `start`."""
+    depth, at = 1, start
+    while depth and at < len(text):
+        if text[at] == '"':
+            at += 1
+            while text[at] != '"':
+                at += 2 if text[at] == "\\" else 1
+        depth += {"(": 1, ")": -1}.get(text[at], 0)
+        at += 1
+    return at
+
+
+def third_argument(call):
+    """Of what stands between the parentheses of a call."""
+    depth, arguments, at = 0, [""], 0
+    while at < len(call):
+        literal = re.match(r'"(?:[^"\\]|\\.)*"', call[at:])
+        if literal:
+            arguments[-1] += literal[0]
+            at += len(literal[0])
+            continue
+        depth += {"(": 1, "{": 1, ")": -1, "}": -1}.get(call[at], 0)
+        if call[at] == "," and depth == 0:
+            arguments.append("")
+        else:
+            arguments[-1] += call[at]
+        at += 1
+    return arguments[2] if len(arguments) > 2 else ""
+
+
+def boxes():
+    """The texts of all message boxes that stand where the box is shown, with the file; "…" for what is filled in."""
+    for source in sorted((top / "src").rglob("*.cpp")):
+        text = re.sub(r"^\s*//.*$", "", source.read_text(encoding="utf-8"), flags=re.M)
+        for call in re.finditer(r"[pP]rompts\.(?:warn|inform|ask|choose)\(", text):
+            argument = third_argument(text[call.end():end_of_call(text, call.end()) - 1])
+            for literal in literals(argument):
+                literal = re.sub(r"%\d", "…", literal).strip()
+                if re.search(r"[A-Za-z]{3}.* ", literal):
+                    yield source.name, literal
+
+
 def headings(markdown, level):
     return re.findall(rf"^{'#' * level} (.+)$", markdown, flags=re.M)
 
@@ -54,6 +97,15 @@ class Guide(unittest.TestCase):
             # A message that is put together from several literals: each of its pieces is one.
             if not found and not all(any(piece in text for text in texts) for piece in pieces):
                 missing.append(message)
+        self.assertEqual(missing, [])
+
+    def test_every_box_is_explained(self):
+        explained = headings((guide / "12-troubleshooting.md").read_text(encoding="utf-8"), 3)
+        texts = list(boxes())
+        self.assertGreater(len(texts), 40)
+        # A text may be put together from several literals: the longest piece of its entry is in one of them.
+        longest = [max((piece.strip() for piece in entry.split("…")), key=len) for entry in explained]
+        missing = [f"{file}: {text}" for file, text in texts if not any(piece in text for piece in longest)]
         self.assertEqual(missing, [])
 
     def test_keys_are_in_the_sources(self):
