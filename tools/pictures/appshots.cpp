@@ -17,10 +17,13 @@
 
 #include <QApplication>
 #include <QDialog>
+#include <QPainter>
 #include <QPushButton>
+#include <QStatusBar>
 #include <QTemporaryDir>
 
 #include <functional>
+#include <iterator>
 #include <memory>
 #include <vector>
 
@@ -46,6 +49,52 @@ void takeIfWanted(pictures::Program &shots, QWidget &widget, const char *name, c
 {
     if (shots.wants(name))
         shots.take(widget, QLatin1String(name), theme);
+}
+
+/// The window with the numbers by which the guide explains its parts.
+void takeTour(pictures::Program &shots, MainWindow &window, const Theme &theme)
+{
+    if (!shots.wants("tour"))
+        return;
+    struct Part
+    {
+        const char *widget;
+        Qt::Alignment edge; // of the widget, where its number stands
+    };
+    static const Part parts[] = {{"menuBar", Qt::AlignRight},       {"b_view4", Qt::AlignRight},
+                                 {"sensorColumn", Qt::AlignBottom}, {"displayStack", Qt::AlignTop},
+                                 {"displayStack", Qt::AlignCenter}, {"b_addEvents", Qt::AlignRight},
+                                 {"statusBar", Qt::AlignHCenter}};
+    QPixmap picture = window.grab();
+    QPainter painter(&picture);
+    painter.setRenderHint(QPainter::Antialiasing);
+    QFont font = window.font();
+    font.setBold(true);
+    painter.setFont(font);
+    const int size = painter.fontMetrics().height() * 3 / 2;
+    for (int i = 0; i < int(std::size(parts)); ++i) {
+        const QString name = QLatin1String(parts[i].widget);
+        const QWidget *const part =
+            name == QLatin1String("statusBar") ? window.statusBar() : window.findChild<QWidget *>(name);
+        if (!part)
+            continue;
+        const QRect area(part->mapTo(&window, QPoint()), part->size());
+        const QRect inside = area.adjusted(4, 4, -4, -4);
+        QRect circle(0, 0, size, size);
+        circle.moveCenter(inside.center());
+        if (parts[i].edge & Qt::AlignRight) // beside what is no wider than its text
+            circle.moveLeft(name == QLatin1String("menuBar") ? inside.left() + inside.width() / 4 : area.right() + 12);
+        if (parts[i].edge & Qt::AlignBottom)
+            circle.moveBottom(inside.bottom() - inside.height() / 6);
+        if (parts[i].edge & Qt::AlignTop)
+            circle.moveTopLeft({inside.right() - size * 2, inside.top() + size / 2});
+        painter.setPen(QPen(Qt::white, 2));
+        painter.setBrush(QColor(0xcc, 0x22, 0x22));
+        painter.drawEllipse(circle);
+        painter.drawText(circle, Qt::AlignCenter, QString::number(i + 1));
+    }
+    painter.end();
+    shots.save(picture, QStringLiteral("tour"), theme);
 }
 
 /// The dialog that `open` brings up, pictured and closed again; `open` may run its own event loop.
@@ -85,6 +134,8 @@ void takeViews(pictures::Program &shots, MainWindow &window, const Theme &theme)
         window.changeView(view);
         settle(900);
         takeIfWanted(shots, window, views[view], theme);
+        if (view == 0)
+            takeTour(shots, window, theme);
     }
     press("b_viewSummary");
     settle(600);
@@ -102,8 +153,16 @@ void takeDialogs(pictures::Program &shots, MainWindow &window, const Theme &them
     takeDialog(shots, "export-choice", theme, [form] { form->exportData(); });
     dataObjectWidget *const card = form->displayedSensor();
     takeDialog(shots, "export", theme, [card] { emit card->exportRequested(); });
+    takeDialog(shots, "export-tables", theme, [form] {
+        QTimer::singleShot(100, form,
+                           [form] { form->findChild<QPushButton *>(QStringLiteral("b_exportTables"))->click(); });
+        form->exportData();
+    });
     takeDialog(shots, "configure", theme, [card] { card->configureSensor(); });
     takeDialog(shots, "about", theme, [&window] { window.about(); });
+    takeDialog(shots, "shortcuts", theme, [&window] { window.showShortcuts(); });
+    takeDialog(shots, "licences", theme, [&window] { window.showLicences(); });
+    takeDialog(shots, "help", theme, [&window] { window.helpHere(); });
 }
 
 } // namespace
