@@ -103,8 +103,8 @@ void takeDialog(pictures::Program &shots, const char *name, const Theme &theme, 
 {
     if (!shots.wants(name))
         return;
-    QTimer::singleShot(0, [&] {
-        settle(300);
+    QTimer::singleShot(200, [&] {
+        settle(100);
         for (QWidget *widget : QApplication::topLevelWidgets()) {
             auto *dialog = qobject_cast<QDialog *>(widget);
             if (!dialog || !dialog->isVisible())
