@@ -37,11 +37,14 @@ foreach(program ${programs})
 endforeach()
 
 find_program(NORVEX_GZIP gzip)
-# install_compressed(DESTINATION FILES...): without the program that compresses, as they are.
+# install_compressed(DESTINATION FILES...): without the program that compresses, as they are. FILE=NAME gives a file
+# another name.
 function(install_compressed destination)
-    foreach(file ${ARGN})
+    foreach(pair ${ARGN})
+        string(REGEX REPLACE "=.*" "" file ${pair})
+        string(REGEX REPLACE ".*=" "" name ${pair})
+        get_filename_component(name ${name} NAME)
         if(NORVEX_GZIP)
-            get_filename_component(name ${file} NAME)
             set(packed ${CMAKE_BINARY_DIR}/compressed/${name}.gz)
             add_custom_command(OUTPUT ${packed}
                 COMMAND ${CMAKE_COMMAND} -E make_directory ${CMAKE_BINARY_DIR}/compressed
@@ -49,19 +52,21 @@ function(install_compressed destination)
                 DEPENDS ${file} VERBATIM)
             set_property(GLOBAL APPEND PROPERTY NORVEX_COMPRESSED ${packed})
             set(file ${packed})
+            string(APPEND name .gz)
         endif()
-        install(FILES ${file} DESTINATION ${destination})
+        install(FILES ${file} DESTINATION ${destination} RENAME ${name})
     endforeach()
 endfunction()
 install_compressed(${CMAKE_INSTALL_DATADIR}/man/man1 ${man_pages})
 install_compressed(${CMAKE_INSTALL_DATADIR}/doc/norvex
-    ${CMAKE_SOURCE_DIR}/CHANGELOG.md ${CMAKE_SOURCE_DIR}/packaging/changelog.Debian)
+    ${CMAKE_SOURCE_DIR}/CHANGELOG.md=changelog ${CMAKE_SOURCE_DIR}/packaging/changelog.Debian)
 get_property(compressed GLOBAL PROPERTY NORVEX_COMPRESSED)
 if(compressed)
     add_custom_target(compressed ALL DEPENDS ${compressed})
 endif()
 
 set(packaging ${CMAKE_SOURCE_DIR}/packaging)
+install(FILES ${packaging}/lintian-overrides DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides RENAME norvex)
 install(FILES ${packaging}/copyright DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/norvex)
 install(FILES ${packaging}/norvex.bash-completion
     DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME norvex-cli)

@@ -1,5 +1,6 @@
 # "cpack --config build/release/CPackConfig.cmake" makes the packages of this system: a Debian package, or an installer
 # and an archive on Windows.
+set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY ON) # a package needs no tests; what it holds is built before
 set(CPACK_PACKAGE_NAME norvex)
 set(CPACK_PACKAGE_VENDOR Kelvaris)
 set(CPACK_PACKAGE_CONTACT "Kelvaris <norvex@kelvaris.com>")

@@ -38,5 +38,5 @@ private:
     QTableWidget *m_rows = nullptr;
     QLabel *m_summary = nullptr;
     QPushButton *m_ok = nullptr;
-    bool m_filling = false;
+    bool m_filling = true; // a box that gets its first entry has chosen nothing yet
 };
