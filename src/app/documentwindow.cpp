@@ -164,12 +164,10 @@ QString DocumentWindow::currentFile() const
     return m_page->property("file").toString();
 }
 
-QString DocumentWindow::headingInView() const
+bool DocumentWindow::isInView(const QString &heading) const
 {
-    QTextBlock block = m_page->cursorForPosition(QPoint(4, m_page->fontMetrics().height())).block();
-    while (block.isValid() && block.blockFormat().headingLevel() == 0)
-        block = block.previous();
-    return block.text();
+    const QTextBlock block = findHeading(*m_page->document(), headingAnchor(heading));
+    return block.isValid() && m_page->viewport()->rect().intersects(m_page->cursorRect(QTextCursor(block)));
 }
 
 bool DocumentWindow::scrollTo(const QString &heading)

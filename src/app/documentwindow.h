@@ -22,8 +22,8 @@ public:
     /// Shows a document from the line of a heading; from its beginning when there is no such heading.
     void showPage(const QString &file, const QString &heading = {});
     QString currentFile() const;
-    /// The heading at the top of what is shown.
-    QString headingInView() const;
+    /// Whether a heading of the document can be seen now.
+    bool isInView(const QString &heading) const;
 
 private:
     DocumentWindow(QWidget *parent, const QString &folder, const QString &title, Prompts &prompts);
