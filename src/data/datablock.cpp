@@ -13,6 +13,7 @@
 namespace {
 
 constexpr int lockWaitMs = 200;
+constexpr int fullSize = 10000; // samples of a block that is not closed early
 
 /// The one way a block's lock is taken by its operations: waits a bounded time and writes the line when it was in vain.
 class BlockLock
@@ -91,6 +92,7 @@ bool dataBlock::search(QVector<SamplePoint> &out, quint64 from, quint64 to)
     if (!lock || !ensureLoadedLocked())
         return false;
     touch();
+    m_wasRead = true;
     appendRangeLocked(out, from, to);
     return true;
 }
@@ -128,6 +130,7 @@ bool dataBlock::contains(quint64 time, bool *ok)
         return false;
     }
     touch();
+    m_wasRead = true;
     return holdsTimeLocked(time);
 }
 
@@ -225,6 +228,7 @@ void dataBlock::clear()
     m_loaded = true;
     m_modified = false;
     m_damaged = false;
+    m_wasRead = false;
     m_count = 0;
     m_firstTime = m_lastTime = m_minimumTime = m_maximumTime = 0;
     const QMutexLocker locker(&m_nameLock);
@@ -317,6 +321,9 @@ void dataBlock::appendLocked(const SamplePoint &sample)
         m_maximum = sample.time;
     if (first || sample.time < m_minimum)
         m_minimum = sample.time;
+    // Room for the rest at once: the ever larger pieces of many growing blocks would leave memory in holes.
+    if (m_samples.size() == m_samples.capacity() && m_samples.size() >= fullSize / 10)
+        m_samples.reserve(std::max(fullSize, 2 * m_samples.size()));
     m_samples.append(sample);
 }
 

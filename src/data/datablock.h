@@ -75,7 +75,10 @@ public:
     /// The file ended early or was unreadable when it was loaded. What could be read of it is never written over an
     /// existing file.
     bool isDamaged() const { return m_damaged; }
+    /// When it was made or last read, ms since the epoch.
     qint64 lastAccessMs() const { return m_lastAccessMs; }
+    /// False while its samples were only recorded.
+    bool wasRead() const { return m_wasRead; }
 
     QString fileName() const;
     QString folder() const;
@@ -122,6 +125,7 @@ private:
     std::atomic<bool> m_loaded{true};
     std::atomic<bool> m_modified{false};
     std::atomic<bool> m_damaged{false};
+    std::atomic<bool> m_wasRead{false};
     std::atomic<int> m_count{0};
     std::atomic<quint64> m_firstTime{0};
     std::atomic<quint64> m_lastTime{0};

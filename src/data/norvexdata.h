@@ -135,8 +135,11 @@ public:
     /// The sensor folder's files were copied into another session folder: from now on they are read and saved there.
     void moveTo(const QString &sessionFolder);
     /// Drops from memory the blocks that are saved, not the newest, and not read for 60 s (or at all when `now`); of
-    /// the others no more than a few stay.
+    /// the others no more than blocksToKeep() stay.
     void unloadIdleBlocks(bool now = false);
+    /// How many blocks readers may leave in memory besides the newest; a session divides what it has among its stores.
+    void setBlocksToKeep(int count) { m_blocksToKeep = count; }
+    int blocksToKeep() const { return m_blocksToKeep; }
 
 private:
     friend class StoreSaver;
@@ -188,4 +191,5 @@ private:
     std::atomic<bool> m_connected{false};
     std::atomic<bool> m_insideRun{false};
     std::atomic<int> m_currentStep{-1};
+    std::atomic<int> m_blocksToKeep{16};
 };

@@ -11,7 +11,6 @@
 
 namespace {
 
-constexpr int maximumLoadedBlocks = 16; // that readers may leave in memory, besides what is being recorded
 constexpr qint64 idleMs = 60000;
 constexpr int eventsPerPiece = 500;
 
@@ -22,12 +21,13 @@ bool norvexData::samplesInRange(quint64 from, quint64 to, QVector<SamplePoint> &
     const int start = out.size();
     const Blocks list = blocks();
     bool complete = true;
+    const int most = blocksToKeep();
     int visited = 0;
     for (const auto &block : list) {
         if (block->minimumTime() >= to || block->maximumTime() < from)
             continue;
         complete = block->searchRange(out, from, to) && !block->isDamaged() && complete;
-        if (++visited % maximumLoadedBlocks == 0)
+        if (++visited % most == 0)
             limitLoadedBlocks(list);
     }
     if (visited > 1)
@@ -51,16 +51,17 @@ quint64 norvexData::nextSampleTime(quint64 from) const
 /// Lets go of the blocks read longest ago when readers have brought too many into memory.
 void norvexData::limitLoadedBlocks(const Blocks &blocks) const
 {
+    const int most = blocksToKeep();
     Blocks loaded;
     for (int i = 0; i + 1 < blocks.size(); ++i) {
         if (blocks[i]->isLoaded() && !blocks[i]->isModified())
             loaded.append(blocks[i]);
     }
-    if (loaded.size() <= maximumLoadedBlocks)
+    if (loaded.size() <= most)
         return;
     std::sort(loaded.begin(), loaded.end(),
               [](const auto &a, const auto &b) { return a->lastAccessMs() < b->lastAccessMs(); });
-    for (int i = 0; i < loaded.size() - maximumLoadedBlocks; ++i)
+    for (int i = 0; i < loaded.size() - most; ++i)
         loaded[i]->unload();
 }
 
@@ -274,7 +275,8 @@ void norvexData::unloadIdleBlocks(bool now)
     const qint64 limit = m_clock.utcMs() - idleMs;
     for (int i = 0; i + 1 < list.size(); ++i) {
         dataBlock &block = *list[i];
-        if (block.isLoaded() && !block.isModified() && (now || block.lastAccessMs() <= limit))
+        const bool wanted = block.wasRead() && block.lastAccessMs() > limit;
+        if (block.isLoaded() && !block.isModified() && (now || !wanted))
             block.unload();
     }
     limitLoadedBlocks(list);

@@ -9,6 +9,9 @@
 
 namespace {
 
+constexpr int blocksForReaders = 48; // of 2 MB, that all stores together keep in memory besides their newest
+constexpr int mostOfOneSensor = 16;
+
 const QStringList &sensorColours()
 {
     static const QStringList colours{QStringLiteral("#2255ee"), QStringLiteral("#994455"), QStringLiteral("#779922"),
@@ -226,6 +229,8 @@ bool Session::saveLocked()
 void Session::unloadIdleBlocks()
 {
     const QVector<SensorEntry> entries = sensors();
-    for (const SensorEntry &entry : entries)
+    for (const SensorEntry &entry : entries) {
+        entry.data->setBlocksToKeep(qBound(1, blocksForReaders / entries.size(), mostOfOneSensor));
         entry.data->unloadIdleBlocks();
+    }
 }

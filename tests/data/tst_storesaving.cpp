@@ -410,11 +410,16 @@ void TestStoreSaving::idleBlocksLeaveMemory()
     QCOMPARE(loaded(), QStringLiteral("LLL")); // not saved yet
     QVERIFY(store->save(folder.session()));
     store->unloadIdleBlocks();
-    QCOMPARE(loaded(), QStringLiteral("LLL")); // just read
-    store->unloadIdleBlocks(true);
-    QCOMPARE(loaded(), QStringLiteral("--L"));
+    QCOMPARE(loaded(), QStringLiteral("--L")); // nobody has read them
     QCOMPARE(store->sampleCount(), quint64(25000));
     QCOMPARE(everything(*store), row(start, 25000));
+    store->unloadIdleBlocks();
+    QCOMPARE(loaded(), QStringLiteral("LLL")); // just read
+    store->setBlocksToKeep(1);
+    store->unloadIdleBlocks();
+    QCOMPARE(loaded(), QStringLiteral("-LL"));
+    store->unloadIdleBlocks(true);
+    QCOMPARE(loaded(), QStringLiteral("--L"));
 }
 
 void TestStoreSaving::readersLeaveFewBlocksLoaded()
