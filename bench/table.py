@@ -1,26 +1,34 @@
 #!/usr/bin/env python3
 """Prints one table from the JSON output of the benchmark programs.
 
-A benchmark is named "work|goal|who": rows of the same work are compared by the medians of their repetitions.
-"work|growth|/SIZE" is one column of the growth table.
+A benchmark is named "work|goal|who": rows of the same work are compared by the medians of their repetitions, of their
+times or, where the goal is followed by a unit, of the amounts they counted. "work|growth|/SIZE" is one column of the
+growth table. Ends with 1 when a row could not be measured; a goal that is not met is only said.
 """
 
 import json
+import re
 import sys
 
 
 def medians(paths):
-    """(work, kind, who) -> median time in nanoseconds, in the order of the files."""
+    """(work, kind, who) -> median of the times in ns or of the amounts, in the order of the files; what failed."""
     found = {}
+    failed = []
     units = {"ns": 1.0, "us": 1e3, "ms": 1e6, "s": 1e9}
     for path in paths:
         with open(path, encoding="utf-8") as file:
             for run in json.load(file)["benchmarks"]:
-                if run.get("aggregate_name") != "median" or run.get("error_occurred"):
+                name = re.sub(r"/(real_time|iterations:\d+|repeats:\d+)", "", run["run_name"])
+                if run.get("error_occurred"):
+                    failed.append(f"{name}: {run['error_message']}")
                     continue
-                work, kind, who = run["run_name"].removesuffix("/real_time").split("|")
-                found[work, kind, who.lstrip("/")] = run["real_time"] * units[run["time_unit"]]
-    return found
+                if run.get("aggregate_name", "median") != "median":
+                    continue
+                work, kind, who = name.split("|")
+                value = run["amount"] if " " in kind else run["real_time"] * units[run["time_unit"]]
+                found[work, kind, who.lstrip("/")] = value
+    return found, failed
 
 
 def show_time(nanoseconds):
@@ -39,21 +47,24 @@ def print_table(header, rows):
             print("  ".join("-" * width for width in widths))
 
 
-def ratios(times):
+def ratios(values):
     rows = []
-    for (work, kind, who), theirs in times.items():
-        ours = times.get((work, kind, "norvex"))
+    for (work, kind, who), theirs in values.items():
+        ours = values.get((work, kind, "norvex"))
         if kind == "growth" or who == "norvex" or ours is None:
             continue
-        ratio = theirs / ours
-        verdict = "" if ratio >= float(kind) else "below"
-        rows.append([work, show_time(ours), who, show_time(theirs), f"{ratio:.2f} x", f"{kind} x", verdict])
+        goal, _, unit = kind.partition(" ")
+        show = (lambda value, unit=unit: f"{value:.3g} {unit}") if unit else show_time
+        ratio = theirs / ours if ours > 0 else float("inf")
+        part = ratio / float(goal)
+        verdict = "met" if part >= 1 else f"{100 * (1 - part):.0f} % below"
+        rows.append([work, show(ours), who, show(theirs), f"{ratio:.2f} x", f"{goal} x", verdict])
     return rows
 
 
-def growths(times):
+def growths(values):
     sizes = {}
-    for (work, kind, size), time in times.items():
+    for (work, kind, size), time in values.items():
         if kind == "growth":
             sizes.setdefault(work, []).append((int(size), time))
     rows = []
@@ -65,15 +76,18 @@ def growths(times):
 
 
 def main():
-    times = medians(sys.argv[1:])
-    compared = ratios(times)
-    if not compared:
-        sys.exit("table.py: no comparison in the files given")
-    print_table(["work", "norvex", "against", "takes", "ratio", "goal", ""], compared)
-    grown = growths(times)
+    values, failed = medians(sys.argv[1:])
+    compared = ratios(values)
+    if compared:
+        print_table(["work", "norvex", "against", "takes", "ratio", "goal", ""], compared)
+    grown = growths(values)
     if grown:
         print()
         print_table(["time for ten and a hundred times the work", "once", "10 x", "100 x"], grown)
+    for line in dict.fromkeys(failed):
+        print(f"not measured: {line}")
+    if failed or not compared:
+        sys.exit(1)
 
 
 if __name__ == "__main__":
