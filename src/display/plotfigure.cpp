@@ -50,6 +50,8 @@ PlotFigure::PlotFigure(QWidget *parent)
     m_canvas->setFrameStyle(QFrame::Box | QFrame::Plain);
     m_canvas->setLineWidth(1);
     m_canvas->setFocusPolicy(Qt::NoFocus);
+    // With a scale like 125 % its picture may be a pixel smaller than the canvas: what is beneath must be painted.
+    m_canvas->setAttribute(Qt::WA_OpaquePaintEvent, false);
     setCanvas(m_canvas);
     setAutoReplot(false);
     setAxisScaleDraw(xBottom, m_timeDraw);
