@@ -5,7 +5,9 @@
 #include "sensor/webservice.h"
 #include "ui_sensordialog.h"
 
+#include <QFontMetrics>
 #include <QHeaderView>
+#include <QLabel>
 #include <QPushButton>
 
 namespace {
@@ -49,6 +51,14 @@ bool isAddress(const QString &text)
            text.count(QLatin1Char('.')) == 3;
 }
 
+/// What a sensor says of itself may be of any length: the dialog keeps its size.
+void showPlainly(QLabel *label, const QString &text)
+{
+    const int room = label->fontMetrics().averageCharWidth() * 30;
+    label->setText(label->fontMetrics().elidedText(text.simplified(), Qt::ElideRight, room));
+    label->setToolTip(text.left(1000).toHtmlEscaped());
+}
+
 } // namespace
 
 SensorDialog::SensorDialog(Prompts &prompts, const Surroundings &surroundings, QWidget *parent)
@@ -70,13 +80,15 @@ SensorDialog::SensorDialog(Prompts &prompts, const Surroundings &surroundings, c
     ui->sensorAddress->setText(isNew ? surroundings.setting(addressKey, defaultAddress) : known.address);
     if (!isNew) {
         ui->sensorPort->setText(QString::number(known.port));
-        ui->sensorSerial->setText(known.serial);
+        showPlainly(ui->sensorSerial, known.serial);
         ui->chamber->setEnabled(false);
         ui->chamber->setToolTip(tr("The chamber of a sensor that is in the session already stays"));
         ui->accept->setText(tr("Reconnect"));
     }
     showStatus(neutralColour, QString());
     showScanResult();
+    ui->sensorAddress->selectAll();
+    ui->sensorAddress->setFocus();
 }
 
 SensorDialog::~SensorDialog() = default;
@@ -85,6 +97,7 @@ void SensorDialog::setUp()
 {
     ui->sensorTable->setMinimumWidth(fontMetrics().averageCharWidth() * 48);
     ui->lb_scanResult->setMinimumHeight(fontMetrics().lineSpacing() * 4);
+    ui->lb_hint->setMinimumHeight(fontMetrics().lineSpacing() * 3);
     ui->sensorTable->horizontalHeader()->setHighlightSections(false);
     ui->sensorStatus->setMinimumWidth(fontMetrics().horizontalAdvance(retryingText) +
                                       fontMetrics().averageCharWidth() * 4);
@@ -250,7 +263,11 @@ void SensorDialog::createNewSensor()
     m_serial.clear();
     allowAccepting(false);
     if (!isAddress(address()) || port() == 0) {
-        showStatus(timedOutColour, isAddress(address()) ? tr("Port must be 1 to 65535") : tr("Not an IPv4 address"));
+        if (isAddress(address()))
+            showStatus(timedOutColour, tr("Port must be 1 to 65535"), tr("Sensors usually listen on port 80."));
+        else
+            showStatus(timedOutColour, tr("Not an IPv4 address"),
+                       tr("An address has four numbers from 0 to 255, such as %1.").arg(defaultAddress));
         return;
     }
     m_surroundings.keepSetting(addressKey, address());
@@ -268,7 +285,7 @@ void SensorDialog::createNewSensor()
     m_timeouts = 0;
     m_sensor = new arcSensor(address(), port(), m_surroundings.timings, systemClock(), this);
     connect(m_sensor, &arcSensor::statusUpdate, this, &SensorDialog::statusUpdate);
-    showStatus(neutralColour, tr("Connecting"));
+    showStatus(neutralColour, tr("Connecting"), tr("Asking %1, port %2.").arg(address()).arg(port()));
 }
 
 void SensorDialog::statusUpdate(QString status_message)
@@ -277,15 +294,18 @@ void SensorDialog::statusUpdate(QString status_message)
         logDebug(QStringLiteral("SensorDialog::statusUpdate: Trying to connect to sensor."));
     } else if (status_message == QLatin1String("Disconnected")) {
         m_timeouts = 0;
-        showStatus(waitingColour, tr("Disconnected"));
-        ui->sensorStatus->setToolTip(tr("Nothing answers like a sensor at this address and port; it is tried again"));
+        showStatus(waitingColour, tr("Disconnected"),
+                   tr("Nothing answers like a sensor at %1, port %2. Check both; it is tried again meanwhile.")
+                       .arg(address())
+                       .arg(port()));
         logDebug(QStringLiteral("SensorDialog::statusUpdate: Reconnection failed. Retrying"));
     } else if (status_message == QLatin1String("Connected")) {
         showStatus(connectedColour, tr("Connected"));
         logDebug(QStringLiteral("SensorDialog::statusUpdate: Connected!!"));
         sensorAnswered();
     } else if (status_message == QLatin1String("Connection timed out")) {
-        showStatus(timedOutColour, retryingText);
+        showStatus(timedOutColour, retryingText,
+                   tr("%1 does not answer. Is the sensor switched on, and on the same network?").arg(address()));
         if (++m_timeouts >= timeoutsForBox)
             timedOutForGood();
     }
@@ -298,8 +318,8 @@ void SensorDialog::sensorAnswered()
     m_serial = m_sensor->info().serial_number;
     m_verifiedAddress = m_sensor->address();
     m_verifiedPort = m_sensor->port();
-    ui->sensorSerial->setText(m_serial);
-    ui->sensorDate->setText(m_sensor->info().build_date);
+    showPlainly(ui->sensorSerial, m_serial);
+    showPlainly(ui->sensorDate, m_sensor->info().build_date);
     dropTemporarySensor(); // the session's own connection must not share the sensor with it
     emit sensorSerial(m_serial);
     if (m_serial.trimmed().isEmpty()) {
@@ -321,6 +341,9 @@ void SensorDialog::sensorAnswered()
         m_serial.clear();
         return;
     }
+    ui->lb_hint->setText(m_serial == m_known.serial
+                             ? tr("The sensor answered. \"%1\" records it again.").arg(ui->accept->text())
+                             : tr("The sensor answered. \"%1\" records it into the session.").arg(ui->accept->text()));
     allowAccepting(true);
     ui->accept->setFocus();
 }
@@ -362,14 +385,14 @@ void SensorDialog::discarded()
     reject();
 }
 
-void SensorDialog::showStatus(const QString &colour, const QString &text)
+void SensorDialog::showStatus(const QString &colour, const QString &text, const QString &hint)
 {
     QPalette palette = ui->sensorStatus->palette(); // the colours are light in every theme
     palette.setColor(QPalette::Text, Qt::black);
     palette.setColor(QPalette::PlaceholderText, QColor(0x55, 0x55, 0x55));
     ui->sensorStatus->setPalette(palette);
     ui->sensorStatus->setStyleSheet(colour);
-    ui->sensorStatus->setToolTip(QString());
     ui->sensorStatus->setText(text);
     ui->sensorStatus->setCursorPosition(0);
+    ui->lb_hint->setText(hint);
 }

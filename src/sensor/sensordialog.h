@@ -79,7 +79,8 @@ private:
     QString address() const;
     quint16 port() const;
     void targetEdited();
-    void showStatus(const QString &colour, const QString &text);
+    /// `hint`: what it means and what to do.
+    void showStatus(const QString &colour, const QString &text, const QString &hint = QString());
     void showScanResult();
     void refuseDuplicate(const QString &kind, const QString &value);
     void allowAccepting(bool allowed);

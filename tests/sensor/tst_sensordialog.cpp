@@ -35,6 +35,7 @@ private slots:
     void addressesThatAreNone_data();
     void addressesThatAreNone();
     void aSensorIsVerifiedThenAccepted();
+    void aLongSerialMovesNothing();
     void whatIsTypedAfterwardsIsNotVerified();
     void whatTheSessionHasAlready_data();
     void whatTheSessionHasAlready();
@@ -201,6 +202,18 @@ void TestSensorDialog::addressesThatAreNone()
     QVERIFY(!m_dialog->findChild<arcSensor *>());
     QVERIFY(!m_settings.contains(QStringLiteral("connectionSettings/sensorIP")));
     QVERIFY(m_prompts.shown.isEmpty());
+}
+
+void TestSensorDialog::aLongSerialMovesNothing()
+{
+    const auto sensor = sensorNamed(QString(56, QLatin1Char('W')));
+    open();
+    const QSize before = m_dialog->sizeHint();
+    connectTo(sensor->port());
+    QTRY_VERIFY_WITH_TIMEOUT(control<QPushButton>("accept")->isEnabled(), patience);
+    QCOMPARE(m_dialog->sizeHint(), before);
+    QVERIFY(control<QLabel>("lb_hint")->text().contains(QStringLiteral("Add Sensor")));
+    QCOMPARE(m_dialog->verifiedSerial().size(), 56);
 }
 
 void TestSensorDialog::aSensorIsVerifiedThenAccepted()
