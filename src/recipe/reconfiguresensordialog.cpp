@@ -8,14 +8,20 @@
 #include <QDialogButtonBox>
 #include <QDoubleSpinBox>
 #include <QFormLayout>
-#include <QGridLayout>
 #include <QGroupBox>
+#include <QGuiApplication>
+#include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
+#include <QScreen>
+#include <QScrollArea>
 #include <QStandardPaths>
+#include <QStyle>
 #include <QVBoxLayout>
 
 namespace {
+
+const QString changedMark = QStringLiteral(" •");
 
 const QString &fileFilter()
 {
@@ -110,6 +116,33 @@ struct FromEditors
     }
 };
 
+/// Room for every field's name with the mark of a changed one: columns are in line, and marking moves nothing.
+int widestName(QFont font)
+{
+    font.setBold(true);
+    int widest = 0;
+    for (const ConfigurationText &text : configurationTexts())
+        widest = qMax(widest, QFontMetrics(font).horizontalAdvance(QString::fromUtf8(text.title) + changedMark));
+    return widest;
+}
+
+/// Shows all of `fields` where the screen has room for it.
+QScrollArea *scrollArea(QWidget *fields)
+{
+    auto *area = new QScrollArea;
+    area->setFrameShape(QFrame::NoFrame);
+    area->setWidgetResizable(true);
+    area->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    area->setWidget(fields);
+    const QSize size = fields->sizeHint();
+    const int rest = area->fontMetrics().lineSpacing() * 12; // what is around it
+    const int room = QGuiApplication::primaryScreen()->availableGeometry().height() - rest;
+    const bool cut = size.height() > room;
+    area->setMinimumWidth(size.width() + (cut ? area->style()->pixelMetric(QStyle::PM_ScrollBarExtent) : 0));
+    area->setMinimumHeight(qMin(size.height(), qMax(room, area->fontMetrics().lineSpacing() * 10)));
+    return area;
+}
+
 } // namespace
 
 reconfigureSensordialog::reconfigureSensordialog(const QString &title, const SensorConfiguration &configuration,
@@ -120,21 +153,33 @@ reconfigureSensordialog::reconfigureSensordialog(const QString &title, const Sen
     setWindowTitle(title);
     m_rows.resize(int(configurationFields().size()));
 
-    auto *grid = new QGridLayout;
-    const auto keys = [](const char *list) { return QString::fromLatin1(list).split(QLatin1Char(' ')); };
-    grid->addWidget(addGroup(tr("Signal"), keys("signal_base_threshold refresh_rate voltage_factor current_factor "
-                                                "frequency_limit signal_lock noise_filter_length")),
-                    0, 0);
-    grid->addWidget(addGroup(tr("Event levels"),
-                             keys("event_points event_max_length_1 event_min_amplitude_1 event_max_length_2 "
-                                  "event_min_amplitude_2 event_max_length_3 event_min_amplitude_3")),
-                    0, 1);
-    grid->addWidget(addGroup(tr("Switching"), keys("capture_switch_on_events min_switch_off_length skip_start_time "
-                                                   "ignore_time_after_start")),
-                    1, 0);
-    grid->addWidget(addGroup(tr("Pulses"), keys("pulse_period_min pulse_period_max pulse_on_min pulse_on_max "
-                                                "pulse_event_resolution glitch_period_time capture_all_pulses")),
-                    1, 1);
+    // The fields in the order of the record, read down one column and then the other.
+    const auto column = [this](const std::vector<QPair<QString, const char *>> &groups) {
+        auto *layout = new QVBoxLayout;
+        for (const auto &group : groups)
+            layout->addWidget(addGroup(group.first, QString::fromLatin1(group.second).split(QLatin1Char(' '))));
+        layout->addStretch();
+        return layout;
+    };
+    auto *fields = new QWidget;
+    auto *columns = new QHBoxLayout(fields);
+    columns->setContentsMargins(0, 0, 0, 0);
+    columns->addLayout(column({{tr("Signal"), "signal_base_threshold refresh_rate event_points voltage_factor "
+                                              "current_factor frequency_limit signal_lock noise_filter_length"},
+                               {tr("Event levels"), "event_max_length_1 event_min_amplitude_1 event_max_length_2 "
+                                                    "event_min_amplitude_2 event_max_length_3 "
+                                                    "event_min_amplitude_3"}}));
+    columns->addLayout(column({{tr("Switching"), "capture_switch_on_events min_switch_off_length"},
+                               {tr("Pulses"), "glitch_period_time pulse_event_resolution pulse_period_min "
+                                              "pulse_period_max pulse_on_min pulse_on_max capture_all_pulses"},
+                               {tr("Start of a run"), "skip_start_time ignore_time_after_start"}}));
+    m_subject = new QLabel;
+    m_subject->setObjectName(QStringLiteral("lb_subject"));
+    m_subject->setTextFormat(Qt::PlainText); // the sensor's own words
+    QFont bold = font();
+    bold.setBold(true);
+    m_subject->setFont(bold);
+    m_subject->hide();
 
     m_reason = new QLabel;
     m_reason->setObjectName(QStringLiteral("lb_reason"));
@@ -143,9 +188,9 @@ reconfigureSensordialog::reconfigureSensordialog(const QString &title, const Sen
     m_reason->setMinimumHeight(2 * fontMetrics().lineSpacing());
 
     m_buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel);
-    auto *load = m_buttons->addButton(tr("Load..."), QDialogButtonBox::ActionRole);
-    auto *save = m_buttons->addButton(tr("Save..."), QDialogButtonBox::ActionRole);
-    auto *restore = m_buttons->addButton(QDialogButtonBox::Reset);
+    auto *load = new QPushButton(tr("Load..."));
+    auto *save = new QPushButton(tr("Save..."));
+    auto *restore = new QPushButton(tr("Reset"));
     load->setObjectName(QStringLiteral("b_load"));
     save->setObjectName(QStringLiteral("b_save"));
     load->setToolTip(tr("Take the values from a %1 file").arg(configFileExtension()));
@@ -157,12 +202,27 @@ reconfigureSensordialog::reconfigureSensordialog(const QString &title, const Sen
     connect(save, &QPushButton::clicked, this, &reconfigureSensordialog::saveConfiguration);
     connect(restore, &QPushButton::clicked, this, &reconfigureSensordialog::restoreOriginal);
 
+    auto *bottom = new QHBoxLayout;
+    for (QPushButton *button : {load, save, restore}) {
+        button->setAutoDefault(false);
+        bottom->addWidget(button);
+    }
+    bottom->addStretch();
+    bottom->addWidget(m_buttons);
     auto *outer = new QVBoxLayout(this);
-    outer->addLayout(grid);
+    outer->addWidget(m_subject);
+    outer->addWidget(scrollArea(fields), 1);
     outer->addWidget(m_reason);
-    outer->addWidget(m_buttons);
-    outer->setSizeConstraint(QLayout::SetMinimumSize);
+    outer->addLayout(bottom);
     setConfiguration(configuration);
+}
+
+void reconfigureSensordialog::setSubject(const QString &text)
+{
+    m_subject->setText(
+        fontMetrics().elidedText(text.simplified(), Qt::ElideRight, fontMetrics().averageCharWidth() * 90));
+    m_subject->setToolTip(text.toHtmlEscaped());
+    m_subject->show();
 }
 
 QWidget *reconfigureSensordialog::addGroup(const QString &title, const QStringList &keys)
@@ -170,6 +230,7 @@ QWidget *reconfigureSensordialog::addGroup(const QString &title, const QStringLi
     auto *group = new QGroupBox(title);
     auto *form = new QFormLayout(group);
     form->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
+    const int nameWidth = widestName(font());
     for (int i = 0; i < int(configurationFields().size()); ++i) {
         const ConfigurationField &field = configurationFields()[size_t(i)];
         if (!keys.contains(field.readKey))
@@ -187,6 +248,7 @@ QWidget *reconfigureSensordialog::addGroup(const QString &title, const QStringLi
         } else {
             form->addRow(row.name, row.editors[0]);
         }
+        row.name->setMinimumWidth(nameWidth);
         row.name->setBuddy(row.editors[0]);
         row.name->setToolTip(row.editors[0]->toolTip());
     }
@@ -208,16 +270,19 @@ QWidget *reconfigureSensordialog::makeEditor(int field, int part)
     } else {
         auto *box = new NumberBox;
         // Wider than what makes sense, so that a value that came from elsewhere is shown and explained, not changed.
-        const bool isSigned = isReal(entry) || std::holds_alternative<qint32 SensorConfiguration::*>(entry.member)
-                              || std::holds_alternative<ConfigurationLimits>(entry.member);
-        box->setRange(isReal(entry) ? -1e9 : isSigned ? -2147483648.0 : 0.0,
-                      isReal(entry) ? 1e9 : isSigned ? 2147483647.0 : 4294967295.0);
+        const bool isSigned = isReal(entry) || std::holds_alternative<qint32 SensorConfiguration::*>(entry.member) ||
+                              std::holds_alternative<ConfigurationLimits>(entry.member);
+        box->setRange(isReal(entry) ? -1e9
+                      : isSigned    ? -2147483648.0
+                                    : 0.0,
+                      isReal(entry) ? 1e9
+                      : isSigned    ? 2147483647.0
+                                    : 4294967295.0);
         box->setDecimals(isReal(entry) ? 6 : 0);
         box->setSuffix(unit.isEmpty() ? QString() : QLatin1Char(' ') + unit);
         box->setAccelerated(true);
         box->setGroupSeparatorShown(false);
-        box->setObjectName(QStringLiteral("sb_") + entry.readKey
-                           + (part == 1 ? QStringLiteral("_high") : QString()));
+        box->setObjectName(QStringLiteral("sb_") + entry.readKey + (part == 1 ? QStringLiteral("_high") : QString()));
         connect(box, qOverload<double>(&QDoubleSpinBox::valueChanged), this, &reconfigureSensordialog::valuesChanged);
         range = tr("\nRange: %1 to %2 %3")
                     .arg(QString::number(text.minimum, 'g', 10), QString::number(text.maximum, 'g', 10), unit);
@@ -232,7 +297,8 @@ SensorConfiguration reconfigureSensordialog::configuration() const
 {
     SensorConfiguration configuration = m_original;
     for (const Row &row : m_rows)
-        std::visit(FromEditors{configuration, m_original, row.editors}, configurationFields()[size_t(row.field)].member);
+        std::visit(FromEditors{configuration, m_original, row.editors},
+                   configurationFields()[size_t(row.field)].member);
     return configuration;
 }
 
@@ -260,7 +326,7 @@ void reconfigureSensordialog::valuesChanged()
         std::visit(FromEditors{onlyThis, m_original, row.editors}, configurationFields()[size_t(row.field)].member);
         const bool changed = onlyThis != m_original;
         const QString title = QString::fromUtf8(configurationTexts()[size_t(row.field)].title);
-        row.name->setText(changed ? title + QStringLiteral(" •") : title);
+        row.name->setText(changed ? title + changedMark : title);
         QFont font = row.name->font();
         font.setBold(changed);
         row.name->setFont(font);

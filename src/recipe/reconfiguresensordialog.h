@@ -11,8 +11,8 @@ class QLineEdit;
 class Prompts;
 
 /// Edits a sensor's detection configuration: one control for each field, with its unit, range and meaning; changed
-/// fields are marked. Titled "Configure Sensor" it is for the sensor, titled "Configure Reanalysis" for analysing stored
-/// data again. OK is disabled while a value makes no sense, with the reason beside it. GUI thread.
+/// fields are marked. Titled "Configure Sensor" it is for the sensor, titled "Configure Reanalysis" for analysing
+/// stored data again. OK is disabled while a value makes no sense, with the reason beside it. GUI thread.
 class reconfigureSensordialog : public QDialog
 {
     Q_OBJECT
@@ -24,6 +24,8 @@ public:
     /// What the controls hold now.
     SensorConfiguration configuration() const;
     void setConfiguration(const SensorConfiguration &configuration);
+    /// Says above the fields whose configuration this is.
+    void setSubject(const QString &text);
 
 signals:
     /// OK was pressed; configuration() is what the user wants.
@@ -50,6 +52,7 @@ private:
     Prompts &m_prompts;
     const SensorConfiguration m_original;
     QVector<Row> m_rows;
+    QLabel *m_subject = nullptr;
     QLabel *m_reason = nullptr;
     QDialogButtonBox *m_buttons = nullptr;
     bool m_filling = false;

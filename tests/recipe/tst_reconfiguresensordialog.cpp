@@ -46,12 +46,22 @@ void TestReconfigureSensordialog::everyFieldHasAControlAndComesBackUnchanged()
     const reconfigureSensordialog dialog(QStringLiteral("Configure Sensor"), configuration, prompts);
     QCOMPARE(dialog.windowTitle(), QStringLiteral("Configure Sensor"));
     QVERIFY(dialog.configuration() == configuration);
+    QStringList expected;
+    QStringList reached; // by the tab key
+    for (const QWidget *next = dialog.nextInFocusChain(); next != &dialog; next = next->nextInFocusChain()) {
+        if (next->objectName().contains(QRegularExpression(QStringLiteral("^(sb|cb)_"))))
+            reached.append(next->objectName().mid(3));
+    }
     for (const ConfigurationField &field : configurationFields()) {
+        expected.append(field.readKey);
+        if (field.readKey == QLatin1String("frequency_limit"))
+            expected.append(QStringLiteral("frequency_limit_high"));
         const auto *control = dialog.findChild<QWidget *>(QStringLiteral("sb_") + field.readKey);
         const auto *box = dialog.findChild<QWidget *>(QStringLiteral("cb_") + field.readKey);
         QVERIFY2(control || box, field.readKey.data());
         QVERIFY2(!(control ? control : box)->toolTip().isEmpty(), field.readKey.data());
     }
+    QCOMPARE(reached, expected);
 }
 
 void TestReconfigureSensordialog::aChangeIsMarkedAndReturned()
@@ -135,7 +145,8 @@ void TestReconfigureSensordialog::problems_data()
     QTest::addColumn<QString>("where");
     QTest::newRow("defaults") << QStringLiteral("sb_event_points") << 1000.0 << QString();
     QTest::newRow("zero refresh") << QStringLiteral("sb_refresh_rate") << 0.0 << QStringLiteral("refresh_rate");
-    QTest::newRow("window upside down") << QStringLiteral("sb_frequency_limit") << 2e7 << QStringLiteral("frequency_limit");
+    QTest::newRow("window upside down") << QStringLiteral("sb_frequency_limit") << 2e7
+                                        << QStringLiteral("frequency_limit");
     QTest::newRow("levels fall") << QStringLiteral("sb_event_max_length_1") << 101.0
                                  << QStringLiteral("event_max_length_2");
     QTest::newRow("equal levels") << QStringLiteral("sb_event_max_length_1") << 100.0 << QString();
