@@ -12,6 +12,7 @@
 #include "base/nestedloop.h"
 #include "base/prompts.h"
 #include "display/arcplotdisplay.h"
+#include "display/flowlayout.h"
 #include "display/sessionform.h"
 #include "display/theme.h"
 #include "recipe/recipeform.h"
@@ -25,10 +26,10 @@
 #include <QDateTime>
 #include <QDir>
 #include <QFileInfo>
-#include <QHBoxLayout>
 #include <QMenuBar>
 #include <QPushButton>
 #include <QScreen>
+#include <QShortcut>
 #include <QStandardPaths>
 #include <QStorageInfo>
 #include <QUrl>
@@ -41,6 +42,7 @@ const QString activeView = QStringLiteral("background-color: #CCFFCC; color: bla
 const QString otherView = QStringLiteral("background-color: #D4D4D4; color: black;");
 constexpr int statusPeriodMs = 1000;
 constexpr int endRetryMs = 20;
+constexpr int noticeMs = 8000;
 constexpr double bytesPerSample = 196;
 
 QString timeModeText(TimeMode mode)
@@ -112,8 +114,12 @@ void MainWindow::buildMenus()
     file->addSeparator();
     command(file, tr("Import Data"), &MainWindow::importData, QStringLiteral("actionImportData"));
     command(file, tr("Import Data Old Format..."), &MainWindow::importOldData, QStringLiteral("actionImportOldData"));
-    command(file, tr("Export Data"), &MainWindow::exportData, QStringLiteral("actionExportData"),
-            QKeySequence(Qt::CTRL + Qt::Key_E));
+    command(file, tr("Export Data"), &MainWindow::exportData, QStringLiteral("actionExportData"));
+    auto *choice = new QShortcut(QKeySequence(Qt::CTRL + Qt::Key_E), this); // as the button: CSV or picture
+    connect(choice, &QShortcut::activated, this, [this] {
+        if (m_form)
+            m_form->exportData();
+    });
     file->addSeparator();
     command(file, tr("Quit"), &MainWindow::quit, QStringLiteral("actionQuit"), QKeySequence::Quit);
 
@@ -156,7 +162,7 @@ QWidget *MainWindow::buildViewRow()
     outer->setContentsMargins(0, 0, 0, 0);
     outer->setSpacing(0);
     outer->addWidget(menuBar());
-    auto *buttons = new QHBoxLayout;
+    auto *buttons = new FlowLayout(nullptr, 0);
     buttons->setContentsMargins(6, 6, 6, 6);
     m_viewButtons = new QButtonGroup(this);
     const QStringList names = {tr("Live View"), tr("Runs View"), tr("Events View"), tr("Runs Overlay (0000)"),
@@ -171,7 +177,6 @@ QWidget *MainWindow::buildViewRow()
         m_viewButtons->addButton(button, id);
         buttons->addWidget(button);
     }
-    buttons->addStretch();
     outer->addLayout(buttons);
     connect(m_viewButtons, QOverload<int>::of(&QButtonGroup::idClicked), this, &MainWindow::changeView);
     return row;
@@ -300,6 +305,8 @@ void MainWindow::adopt(std::unique_ptr<Session> session)
     connect(m_form, &SessionForm::overlayTableUpdated, this, &MainWindow::updateOverlayButtons);
     connect(m_form, &SessionForm::viewRequested, this, &MainWindow::changeView);
     connect(m_form, &SessionForm::problem, m_status, &AppStatusBar::addProblem);
+    connect(m_form, &SessionForm::notice, m_status,
+            [this](const QString &text) { m_status->showMessage(text, noticeMs); });
     connect(m_session.get(), &Session::moved, this, &MainWindow::sessionMoved);
     setCentralWidget(m_form);
     const QStringList problems = m_session->loadProblems();
@@ -320,6 +327,7 @@ void MainWindow::closeSession()
     m_status->showMessage(tr("Saving session..."));
     m_status->repaint();
     m_form->keepState();
+    m_recorder->stopConnections();
     delete m_form;
     m_form = nullptr;
     if (!m_recorder->stop())
@@ -431,7 +439,7 @@ void MainWindow::recoverSession()
 void MainWindow::exportData()
 {
     if (m_form)
-        m_form->exportData();
+        m_form->exportDisplayed();
 }
 
 void MainWindow::connectTo(const QString &address, quint16 port, const QString &chamber)

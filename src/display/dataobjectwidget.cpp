@@ -68,8 +68,7 @@ dataObjectWidget::dataObjectWidget(const std::shared_ptr<norvexData> &store, arc
     ui->chamberId->setText(m_store->chamberSerial());
 
     buildMenu();
-    m_originalDisplayAction->setChecked(!reanalysed);
-    m_reanalysisDisplayAction->setChecked(reanalysed);
+    showDataDisplayMode(reanalysed);
 
     m_blinkTimer.setInterval(blinkPeriodMs);
     connect(&m_blinkTimer, &QTimer::timeout, this, &dataObjectWidget::toggleConnectionIndicator);
@@ -142,29 +141,37 @@ void dataObjectWidget::buildMenu()
 {
     m_menu = new QMenu(this);
     m_menu->setToolTipsVisible(true);
-    const auto add = [this](const QString &text, void (dataObjectWidget::*slot)()) {
+    const auto add = [this](const QString &text, void (dataObjectWidget::*slot)(), const QString &name) {
         QAction *action = m_menu->addAction(text);
+        action->setObjectName(name);
         connect(action, &QAction::triggered, this, slot);
         return action;
     };
-    m_reconnectAction = add(tr("Reconnect Sensor..."), &dataObjectWidget::reconnectSensor);
-    m_configureAction = add(tr("Configure..."), &dataObjectWidget::configureSensor);
-    m_disconnectAction = add(tr("Disconnect from sensor"), &dataObjectWidget::disconnectSensor);
-    m_importAction = add(tr("Import Ext Data..."), &dataObjectWidget::importExtDataRequested);
+    m_reconnectAction =
+        add(tr("Reconnect Sensor..."), &dataObjectWidget::reconnectSensor, QStringLiteral("reconnectSensor"));
+    m_configureAction = add(tr("Configure..."), &dataObjectWidget::configureSensor, QStringLiteral("configureSensor"));
+    m_disconnectAction =
+        add(tr("Disconnect from sensor"), &dataObjectWidget::disconnectSensor, QStringLiteral("disconnectSensor"));
+    m_importAction =
+        add(tr("Import Ext Data..."), &dataObjectWidget::importExtDataRequested, QStringLiteral("importExtData"));
     m_importAction->setVisible(false);
     m_menu->addSeparator();
-    m_reanalyseAction = add(tr("Reanalyse Event Data"), &dataObjectWidget::reanalyseData);
-    m_reanalysisDisplayAction = add(tr("Reanalysis Display"), &dataObjectWidget::connectReanalysisFile);
-    m_originalDisplayAction = add(tr("Original Data Display"), &dataObjectWidget::disconnectReanalysisFile);
+    m_reanalyseAction =
+        add(tr("Reanalyse Event Data"), &dataObjectWidget::reanalyseData, QStringLiteral("reanalyseData"));
+    m_reanalysisDisplayAction = add(tr("Reanalysis Display"), &dataObjectWidget::connectReanalysisFile,
+                                    QStringLiteral("connectReanalysisFile"));
+    m_originalDisplayAction = add(tr("Original Data Display"), &dataObjectWidget::disconnectReanalysisFile,
+                                  QStringLiteral("disconnectReanalysisFile"));
     m_reanalysisDisplayAction->setCheckable(true);
     m_originalDisplayAction->setCheckable(true);
     m_menu->addSeparator();
-    m_loadAction = add(tr("Load"), &dataObjectWidget::loadRecipe);
+    m_loadAction = add(tr("Load"), &dataObjectWidget::loadRecipe, QStringLiteral("loadRecipe"));
     m_recipeMenu = m_menu->addMenu(tr("Select Active Recipe"));
     connect(m_recipeMenu, &QMenu::aboutToShow, this, &dataObjectWidget::fillRecipeMenu);
     m_menu->addSeparator();
-    m_clearAction = add(tr("Clear Sensor Data"), &dataObjectWidget::triggerSensorDataClear);
-    m_removeAction = add(tr("Remove sensor"), &dataObjectWidget::removeSensor);
+    m_clearAction = add(tr("Clear Sensor Data"), &dataObjectWidget::triggerSensorDataClear,
+                        QStringLiteral("triggerSensorDataClear"));
+    m_removeAction = add(tr("Remove sensor"), &dataObjectWidget::removeSensor, QStringLiteral("removeSensor"));
 }
 
 void dataObjectWidget::fillRecipeMenu()
@@ -206,6 +213,7 @@ void dataObjectWidget::updateActions()
 void dataObjectWidget::contextMenu(QPoint position)
 {
     updateActions();
+    emit checkDataDisplayMode();
     m_menu->popup(mapToGlobal(position)); // does not wait: the card may be deleted by its own menu
 }
 
@@ -370,6 +378,7 @@ void dataObjectWidget::configureSensor()
     if (!m_sensor)
         return;
     auto *dialog = new reconfigureSensordialog(tr("Configure Sensor"), m_store->configuration(), m_prompts, this);
+    dialog->setSubject(tr("Sensor %1, chamber %2").arg(serial(), chamber()));
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     dialog->setWindowModality(Qt::ApplicationModal);
     connect(dialog, &reconfigureSensordialog::configUpdated, this, &dataObjectWidget::sensorConfigUpdated);
@@ -525,18 +534,22 @@ void dataObjectWidget::reanalyseData()
     emit reanalysisRequested();
 }
 
+void dataObjectWidget::showDataDisplayMode(bool reanalysed)
+{
+    m_reanalysisDisplayAction->setChecked(reanalysed);
+    m_originalDisplayAction->setChecked(!reanalysed);
+}
+
 void dataObjectWidget::connectReanalysisFile()
 {
-    m_reanalysisDisplayAction->setChecked(true);
-    m_originalDisplayAction->setChecked(false);
+    showDataDisplayMode(true);
     emit setReanalysisFile(QStringLiteral("%1/%2-%3/reanalysis.dat").arg(m_sessionPath, serial(), chamber()));
     emit switchToRFON();
 }
 
 void dataObjectWidget::disconnectReanalysisFile()
 {
-    m_reanalysisDisplayAction->setChecked(false);
-    m_originalDisplayAction->setChecked(true);
+    showDataDisplayMode(false);
     emit setReanalysisFile(QString());
     emit switchToRFON();
 }

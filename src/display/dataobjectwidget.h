@@ -36,9 +36,8 @@ public:
     /// `sensor` is nullptr for a sensor that is only loaded from disk. `sessionPath` is the folder of the session that
     /// the sensor belongs to; empty: the one in the settings. `reanalysed`: the display starts with reanalysed data.
     dataObjectWidget(const std::shared_ptr<norvexData> &store, arcSensor *sensor, Prompts &prompts,
-                     AppSettings &settings,
-                     const QString &sessionPath = QString(), bool reanalysed = false, QWidget *parent = nullptr,
-                     const Clock &clock = systemClock());
+                     AppSettings &settings, const QString &sessionPath = QString(), bool reanalysed = false,
+                     QWidget *parent = nullptr, const Clock &clock = systemClock());
     ~dataObjectWidget() override;
 
     const std::shared_ptr<norvexData> &store() const { return m_store; }
@@ -50,6 +49,8 @@ public:
     QString chamber() const;
     const QString &sessionPath() const { return m_sessionPath; }
     void setSessionPath(const QString &folder) { m_sessionPath = folder; }
+    /// Which of the two display actions is checked.
+    void showDataDisplayMode(bool reanalysed);
     QColor colour() const { return m_colour; }
     bool isDisplayOn() const { return m_displayOn; }
     double rfOnThreshold() const { return m_rfOnThreshold; }
@@ -128,7 +129,6 @@ private:
     QTimer m_textTimer; // countdown and ages
     QColor m_colour;
     bool m_displayOn = false;
-    bool m_importVisible = false;
     double m_rfOnThreshold = 200.0;
     QString m_lastProblem;
     QString m_shownLight;
@@ -137,7 +137,6 @@ private:
     PostedRecipe m_posted;
     int m_recipesOnTheirWay = 0;
     bool m_recipeTold = false; // by the sensor, since it is connected
-    quint64 m_seenRevision = 0;
 
     QMenu *m_menu = nullptr;
     QMenu *m_recipeMenu = nullptr;

@@ -71,7 +71,7 @@ void LegendBar::rebuild(const Theme &theme)
         button->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
         button->setIconSize(iconSize);
         button->setIcon(lineIcon(entry.pen, iconSize, devicePixelRatioF(), entry.hidden));
-        QString shown = fontMetrics().elidedText(entry.text, Qt::ElideRight, fontMetrics().height() * 22);
+        QString shown = fontMetrics().elidedText(entry.text, Qt::ElideMiddle, fontMetrics().height() * 22);
         button->setText(shown.replace(QLatin1Char('&'), QLatin1String("&&")));
         button->setToolTip(
             (entry.hidden ? QStringLiteral("Show %1") : QStringLiteral("Hide %1")).arg(entry.text.toHtmlEscaped()));

@@ -3,12 +3,12 @@
 #include "data/norvexdata.h"
 #include "data/valuetype.h"
 #include "display/elidedlabel.h"
+#include "display/flowlayout.h"
 #include "display/sensorcardpresenter.h"
 #include "display/theme.h"
 
 #include <QFontDatabase>
 #include <QGridLayout>
-#include <QHBoxLayout>
 #include <QLabel>
 
 namespace {
@@ -38,10 +38,10 @@ struct LiveNumbers::Row
 };
 
 LiveNumbers::LiveNumbers(Theme &theme, QWidget *parent, const Clock &clock)
-    : QWidget(parent), m_theme(theme), m_clock(clock), m_layout(new QHBoxLayout(this))
+    : QWidget(parent), m_theme(theme), m_clock(clock)
 {
-    m_layout->setContentsMargins(0, 0, 0, 0);
-    m_layout->addStretch();
+    auto *layout = new FlowLayout(this, 0);
+    layout->setContentsMargins(0, 0, 0, 0);
     connect(&m_theme, &Theme::changed, this, [this] {
         for (const auto &row : qAsConst(m_rows))
             style(*row);
@@ -64,27 +64,25 @@ void LiveNumbers::addSensor(const QString &serial, const std::shared_ptr<norvexD
     row->current = new QLabel;
     row->age = new ElidedLabel;
     row->age->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
-    QFont digits = QFontDatabase::systemFont(QFontDatabase::FixedFont);
-    digits.setPointSizeF(font().pointSizeF() * 1.8);
-    digits.setBold(true);
     for (QLabel *number : {row->voltage, row->current}) {
-        number->setFont(digits);
         number->setTextFormat(Qt::PlainText);
         number->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
-        number->setMinimumWidth(QFontMetrics(digits).horizontalAdvance(QStringLiteral("00000.000 V")));
     }
     row->voltage->setAccessibleName(tr("Voltage of %1").arg(serial));
     row->current->setAccessibleName(tr("Current of %1").arg(serial));
     auto *grid = new QGridLayout(row->box);
     grid->setContentsMargins(8, 2, 8, 2);
     grid->setVerticalSpacing(0);
+    grid->setColumnStretch(0, 1);
+    grid->setColumnStretch(1, 1);
     grid->addWidget(row->name, 0, 0);
     grid->addWidget(row->age, 0, 1);
     grid->addWidget(row->voltage, 1, 0);
     grid->addWidget(row->current, 1, 1);
-    m_layout->insertWidget(m_layout->count() - 1, row->box);
+    layout()->addWidget(row->box);
     m_rows.insert(serial, row);
     style(*row);
+    fitDigits();
     show();
     refresh();
 }
@@ -94,7 +92,34 @@ void LiveNumbers::removeSensor(const QString &serial)
     const auto row = m_rows.take(serial);
     if (row)
         delete row->box;
+    fitDigits();
     setVisible(!m_rows.isEmpty());
+}
+
+/// Large digits as long as all sensors stand in one row with them.
+void LiveNumbers::fitDigits()
+{
+    QFont digits = QFontDatabase::systemFont(QFontDatabase::FixedFont);
+    digits.setBold(true);
+    for (const double size : {1.8, 1.2}) {
+        digits.setPointSizeF(font().pointSizeF() * size);
+        const int number = QFontMetrics(digits).horizontalAdvance(QStringLiteral("00000.000 V"));
+        const int box = 2 * number + fontMetrics().averageCharWidth() * 4;
+        if (size > 1.5 && box * m_rows.size() > width())
+            continue;
+        for (const auto &row : qAsConst(m_rows)) {
+            row->voltage->setFont(digits);
+            row->current->setFont(digits);
+            row->box->setFixedWidth(box);
+        }
+        break;
+    }
+}
+
+void LiveNumbers::resizeEvent(QResizeEvent *event)
+{
+    QWidget::resizeEvent(event);
+    fitDigits();
 }
 
 void LiveNumbers::style(Row &row)

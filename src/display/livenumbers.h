@@ -8,13 +8,12 @@
 
 #include <memory>
 
-class QHBoxLayout;
-class QLabel;
 class Theme;
 class norvexData;
 
 /// The big numbers of the live view: voltage, current and event count of each displayed sensor, with unit and age.
-/// A value that is not fresh turns grey and then gives way to "no data": an old number never looks live. GUI thread.
+/// A value that is not fresh turns grey and then gives way to "no data": an old number never looks live. Many sensors
+/// stand in several rows, in smaller digits. GUI thread.
 class LiveNumbers : public QWidget
 {
     Q_OBJECT
@@ -28,12 +27,15 @@ public:
     /// Reads the newest samples and shows them.
     void refresh();
 
+protected:
+    void resizeEvent(QResizeEvent *event) override;
+
 private:
     struct Row;
     void style(Row &row);
+    void fitDigits();
 
     Theme &m_theme;
     const Clock &m_clock;
-    QHBoxLayout *m_layout = nullptr;
     QHash<QString, std::shared_ptr<Row>> m_rows;
 };

@@ -85,8 +85,12 @@ SensorCardPresenter::Word SensorCardPresenter::word(bool hasAddress, int retryMs
         word.reason = QStringLiteral("Disconnected by the user. \"Reconnect Sensor...\" connects again.");
     } else if (m_state == 1 || m_state == 2) {
         const bool recording = ageMs >= 0 && ageMs < recordingMs;
-        word.text = recording ? QStringLiteral("Recording") : QStringLiteral("Connected");
+        const bool behind = !recording && m_state == 2 && ageMs >= 0;
+        word.text = recording ? QStringLiteral("Recording")
+                    : behind  ? QStringLiteral("Catching up")
+                              : QStringLiteral("Connected");
         word.reason = recording ? QStringLiteral("Samples arrive and are stored.")
+                      : behind  ? QStringLiteral("What the sensor measured meanwhile is being downloaded.")
                                 : QStringLiteral("The sensor answers, but sends no new samples.");
         word.level = Level::Good;
     } else if (retryMs >= 0) {

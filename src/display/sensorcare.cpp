@@ -64,6 +64,8 @@ bool SensorCare::reanalyse()
 {
     reconfigureSensordialog dialog(QStringLiteral("Configure Reanalysis"), m_store->configuration(), m_prompts,
                                    m_window);
+    dialog.setSubject(
+        tr("Stored events of sensor %1, chamber %2").arg(m_store->sensorSerial(), m_store->chamberSerial()));
     if (execNested(dialog) != QDialog::Accepted)
         return false;
     const SensorConfiguration configuration = dialog.configuration();

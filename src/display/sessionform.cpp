@@ -9,8 +9,10 @@
 #include "display/dataobjectwidget.h"
 #include "display/eventfilterbox.h"
 #include "display/eventnaming.h"
+#include "display/flowlayout.h"
 #include "display/livenumbers.h"
 #include "display/sensorcare.h"
+#include "display/sensorchooser.h"
 #include "display/sessionviews.h"
 #include "display/theme.h"
 #include "events/eventfilter.h"
@@ -46,6 +48,16 @@ const QString timeModeKey = QStringLiteral("plot/timeMode");
 const QString leftKey = QStringLiteral("plot/leftQuantity");
 const QString rightKey = QStringLiteral("plot/rightQuantity");
 
+/// A sensor in legends, lists and plots; the names come from outside and may be long.
+QString shownName(const dataObjectWidget &card)
+{
+    constexpr int longest = 20;
+    const auto cut = [](const QString &text) {
+        return text.size() > longest ? text.left(longest - 1) + QStringLiteral("…") : text;
+    };
+    return QStringLiteral("%1 %2").arg(cut(card.serial()), cut(card.chamber()));
+}
+
 } // namespace
 
 SessionForm::SessionForm(const DisplayContext &context, QWidget *parent)
@@ -55,6 +67,9 @@ SessionForm::SessionForm(const DisplayContext &context, QWidget *parent)
     const int em = fontMetrics().horizontalAdvance(QLatin1Char('0'));
     ui->sensorColumn->setMinimumWidth(qBound(240, em * 30, 320));
     ui->sensorColumn->setMaximumWidth(qMax(320, em * 36));
+    // A page that wants more is cut at its edge instead of pushing the window over the edge of a small screen.
+    ui->displayStack->setMinimumSize(em * 56, fontMetrics().lineSpacing() * 14);
+    ui->outerLayout->setStretchFactor(ui->splitter, 1);
     ui->splitter->setStretchFactor(0, 0);
     ui->splitter->setStretchFactor(1, 1);
     m_cardLayout = new QVBoxLayout(ui->sensorList);
@@ -75,6 +90,15 @@ SessionForm::SessionForm(const DisplayContext &context, QWidget *parent)
     ui->columnLayout->setStretch(ui->columnLayout->indexOf(ui->sensorArea), 1);
     connect(m_naming, &EventNaming::changed, this, [this] { setCurrentFilter(m_context.filter.enabledTypes()); });
 
+    m_chooser = new SensorChooser;
+    auto *commands = new FlowLayout(ui->commandRow);
+    commands->setContentsMargins(0, 0, 0, 0);
+    for (QWidget *command :
+         std::initializer_list<QWidget *>{m_chooser, ui->b_export, ui->b_snapshot, ui->b_viewSummary, ui->b_eventChart,
+                                          ui->b_addRuns, ui->b_addEvents, ui->progressBar})
+        commands->addWidget(command);
+
+    connect(m_chooser, &SensorChooser::chosen, this, &SessionForm::chooseDisplayed);
     connect(ui->b_addSensor, &QPushButton::clicked, this, &SessionForm::addSensor);
     connect(ui->b_export, &QPushButton::released, this, &SessionForm::exportData);
     connect(ui->b_snapshot, &QPushButton::released, this, &SessionForm::triggerSnapshotEvent);
@@ -215,13 +239,14 @@ void SessionForm::addCard(const QString &serial)
             SensorCare(this, m_context.prompts, added->store(), m_context.session.path()).reanalyse();
             emit added->updateDisplay(0);
         });
+        connect(added, &dataObjectWidget::checkDataDisplayMode, added,
+                [added] { added->showDataDisplayMode(added->store()->showsReanalysis()); });
         connect(added, &dataObjectWidget::problem, this, &SessionForm::problem);
         added->getFilter(m_context.filter.enabledTypes());
         m_cards.append(added);
         m_displayed.append(added);
         m_cardLayout->insertWidget(m_cardLayout->count() - 1, added);
-        m_plot->addSensor(serial, QStringLiteral("%1 %2").arg(serial, added->chamber()), entry.data,
-                          QColor(entry.colour));
+        m_plot->addSensor(serial, shownName(*added), entry.data, QColor(entry.colour));
         m_numbers->addSensor(serial, entry.data, entry.colour);
         m_naming->addSensor(entry.data);
         break;
@@ -233,10 +258,24 @@ void SessionForm::announceSensors()
 {
     QVector<ViewSensor> sensors;
     for (dataObjectWidget *card : qAsConst(m_cards))
-        sensors.append(ViewSensor{card->serial(), QStringLiteral("%1 %2").arg(card->serial(), card->chamber()),
-                                  card->store(), keptColour(card->serial()), m_displayed.contains(card)});
+        sensors.append(ViewSensor{card->serial(), shownName(*card), card->store(), keptColour(card->serial()),
+                                  m_displayed.contains(card)});
     m_views->setSensors(sensors);
+    QVector<SensorChooser::Entry> displayed;
+    for (dataObjectWidget *card : qAsConst(m_cards)) {
+        if (m_displayed.contains(card))
+            displayed.append({card->serial(), shownName(*card), card->colour()});
+    }
+    m_chooser->setSensors(displayed, displayedSensor() ? displayedSensor()->serial() : QString());
     showEmptyState();
+}
+
+/// It becomes the one that was switched on last.
+void SessionForm::chooseDisplayed(const QString &serial)
+{
+    dataObjectWidget *const chosen = card(serial);
+    if (chosen && m_displayed.removeAll(chosen) > 0)
+        m_displayed.append(chosen);
 }
 
 void SessionForm::attachConnections()
@@ -308,7 +347,8 @@ void SessionForm::removeSensorWidget(const QString &sensor)
 void SessionForm::showEmptyState()
 {
     if (m_cards.isEmpty())
-        m_plot->setEmptyState(tr("No sensor yet.\nConnect one to see its voltage, current and arcs here."),
+        m_plot->setEmptyState(tr("No sensor yet.\nConnect one to see its voltage, current and arcs here.\n"
+                                 "Without a sensor at hand: Help, Try the Simulated Sensor."),
                               tr("Connect To Sensor"));
     else
         m_plot->setEmptyState(QString());
@@ -426,6 +466,14 @@ void SessionForm::triggerSnapshotEvent()
         m_context.prompts.warn(
             this, warningTitle,
             tr("Sensor %1 is not connected. No snapshot was taken.").arg(displayedSensor()->serial()));
+    else
+        emit notice(tr("Sensor %1 was asked for a snapshot; it appears among the events as SNAP.")
+                        .arg(shownName(*displayedSensor())));
+}
+
+void SessionForm::exportDisplayed()
+{
+    onDisplayedCard(&dataObjectWidget::exportData);
 }
 
 void SessionForm::exportData()
@@ -499,14 +547,17 @@ void SessionForm::exportStore(dataObjectWidget *card, ExportKind kind)
     setup.visible = within(m_plot->visibleRange());
     if (const auto cursors = m_plot->cursorRange())
         setup.betweenCursors = within(*cursors);
-    ExportFlow(card->store(), m_context.session.path(), m_context.prompts).run(this, setup);
+    const QString who = shownName(*card);
+    if (ExportFlow(card->store(), m_context.session.path(), m_context.prompts).run(this, setup))
+        emit notice(tr("The data of %1 were exported.").arg(who));
 }
 
 void SessionForm::exportImage()
 {
     const QString folder = m_context.session.path() + QStringLiteral("/Exports");
-    imageexport::saveImage(this, m_context.prompts, folder,
-                           [this] { return m_views->currentImage(devicePixelRatioF(), Theme::Kind::Light); });
+    if (imageexport::saveImage(this, m_context.prompts, folder,
+                               [this] { return m_views->currentImage(devicePixelRatioF(), Theme::Kind::Light); }))
+        emit notice(tr("The picture was saved."));
 }
 
 // --- views

@@ -14,6 +14,7 @@ enum class ExportKind;
 class EventNaming;
 class LiveNumbers;
 class QVBoxLayout;
+class SensorChooser;
 class SessionViews;
 class arcPlotDisplay;
 class arcSensor;
@@ -58,6 +59,8 @@ signals:
     void viewRequested(int view);
     /// Shown in the status bar and counted, never in a box.
     void problem(const QString &text);
+    /// Something that was asked for is done; shown for a while in the status bar.
+    void notice(const QString &text);
 
 public slots:
     void addSensor();
@@ -75,6 +78,7 @@ public slots:
     void yieldPlotView();
     void returnToNormalView();
     void exportData();
+    void exportDisplayed(); // its CSV files, without asking for the kind first
     void triggerSnapshotEvent();
     void viewSummaryButtonPressed();
     void addVisibleRunsToOverlayTable();
@@ -87,6 +91,7 @@ private:
     void sensorReady(arcSensor *sensor, const QString &serial);
     void showEmptyState();
     void announceSensors();
+    void chooseDisplayed(const QString &serial);
     SensorDialog::Surroundings dialogSurroundings() const;
     void openSensorDialog(SensorDialog *dialog);
     void startRecording(const QString &serial, const QString &address, quint16 port, const QString &chamber);
@@ -102,6 +107,7 @@ private:
     LiveNumbers *m_numbers = nullptr;
     SessionViews *m_views = nullptr;
     EventNaming *m_naming = nullptr;
+    SensorChooser *m_chooser = nullptr;
     QVBoxLayout *m_cardLayout = nullptr;
     QVector<dataObjectWidget *> m_cards;
     QVector<dataObjectWidget *> m_displayed; // in the order in which they were switched on

@@ -208,12 +208,17 @@ bool Recorder::isRecording(const arcSensor *sensor) const
     return connection && !connection->serial.isEmpty();
 }
 
-bool Recorder::stop()
+void Recorder::stopConnections()
 {
     for (const auto &connection : m_connections) {
         connection->sensor->stop();
         connection->lock.reset();
     }
+}
+
+bool Recorder::stop()
+{
+    stopConnections();
     m_saver.reset();
     return !m_session->hasUnsavedData();
 }

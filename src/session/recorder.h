@@ -49,6 +49,8 @@ public:
     /// True when a sensor at this connection has said its serial and records into the session.
     bool isRecording(const arcSensor *sensor) const;
 
+    /// Stops every connection; what they brought is still to be saved.
+    void stopConnections();
     /// Stops every connection, then the saving thread, which makes the last save. True when nothing is left unsaved.
     /// The stopped connections stay until the recorder is destroyed.
     bool stop();

@@ -18,6 +18,8 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QStatusBar>
+#include <QToolButton>
 #include <QtTest>
 
 #include <set>
@@ -92,8 +94,9 @@ void TestAnyMoment::init()
     options.timings.pollPeriod = 20;
     options.timings.dispatchInterval = 1;
     options.lockFolder = folder(QStringLiteral("locks"));
-    m_window = std::make_unique<MainWindow>(MainWindow::Parts{*m_prompts, *m_settings, *m_theme, *m_filter,
-                                                              *m_dictionary, options, folder(QStringLiteral("new"))});
+    m_window = std::make_unique<MainWindow>(MainWindow::Parts{
+        *m_prompts, *m_settings, *m_theme, *m_filter, *m_dictionary, options, folder(QStringLiteral("new")),
+        RecipeForm::Places{folder(QStringLiteral("recipes")), folder(QStringLiteral("drafts"))}});
     m_window->show();
     record();
 }
@@ -168,6 +171,19 @@ void TestAnyMoment::bringUp(const QString &state)
         form->exportData(); // returns when it is closed, as the next ones
     } else if (state == QLatin1String("export dialog")) {
         card()->exportData();
+    } else if (state == QLatin1String("reanalysis")) {
+        card()->reanalyseData();
+    } else if (state == QLatin1String("import")) {
+        m_prompts->paths = QStringList{m_path};
+        m_window->importData();
+    } else if (state == QLatin1String("recipe editor")) {
+        m_window->openRecipeWindow();
+    } else if (state == QLatin1String("shortcuts")) {
+        m_window->showShortcuts();
+    } else if (state == QLatin1String("problems")) {
+        m_window->statusBar()->findChild<QToolButton *>()->click();
+    } else if (state == QLatin1String("number")) {
+        card()->setRFONThreshold();
     } else if (state == QLatin1String("question")) {
         form->removeSensor(serial);
     } else if (state == QLatin1String("file chooser")) {
@@ -200,6 +216,10 @@ void TestAnyMoment::whateverIsOpen_data()
     for (const char *state :
          {"menu", "connecting", "reconnection", "export choice", "export dialog", "question", "file chooser"})
         row(state, "close, end");
+    for (const char *state : {"recipe editor", "reanalysis", "import", "number"})
+        row(state, "unplug, close, end");
+    for (const char *state : {"shortcuts", "problems"})
+        row(state, "remove, load, end");
     for (const char *state : {"nothing", "menu", "configuration", "about", "reconnection", "export dialog"})
         row(state, "unplug, load, end");
     for (const char *state : {"configuration", "scan", "reconnection"})
@@ -212,19 +232,24 @@ void TestAnyMoment::whateverIsOpen()
     QFETCH(QString, action);
     const bool removed = action.contains(QLatin1String("remove"));
     // Boxes and choosers are not really open here; what is done while they are is done from within.
+    const bool isBox =
+        QStringList{QStringLiteral("question"), QStringLiteral("file chooser"), QStringLiteral("number")}.contains(
+            state);
+    const bool isNested = state.startsWith(QLatin1String("export")) || state == QLatin1String("reanalysis") ||
+                          state == QLatin1String("import");
     bool once = false;
     m_prompts->during = [&] {
-        if (state != QLatin1String("question") && state != QLatin1String("file chooser"))
+        if (!isBox)
             return;
         if (!std::exchange(once, true))
             act(action);
     };
     QElapsedTimer clock;
     clock.start();
-    if (state.startsWith(QLatin1String("export")))
+    if (isNested)
         QTimer::singleShot(20, m_window.get(), [&] { act(action); });
     bringUp(state);
-    if (m_window->isVisible() && !state.startsWith(QLatin1String("export")) && !once)
+    if (m_window->isVisible() && !isNested && !once)
         act(action);
     m_window->endNow();
     QTRY_VERIFY_WITH_TIMEOUT(!m_window->isVisible(), patience);

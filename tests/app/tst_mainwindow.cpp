@@ -12,6 +12,8 @@
 #include "support/fakeprompts.h"
 
 #include <QAction>
+#include <QComboBox>
+#include <QDialog>
 #include <QLabel>
 #include <QMenu>
 #include <QPushButton>
@@ -44,6 +46,7 @@ private slots:
     void closingWhileRecordingAsksOnce();
     void removingASensorWithItsMenuOpen();
     void commandsWithoutADisplayedSensor();
+    void commandsActOnTheChosenSensor();
     void theGuide();
 
 private:
@@ -368,6 +371,45 @@ void TestMainWindow::commandsWithoutADisplayedSensor()
     }
     click("actionExportData");
     QCOMPARE(m_prompts->takeShown().size(), 1);
+}
+
+void TestMainWindow::commandsActOnTheChosenSensor()
+{
+    const auto first = startSensor(QStringLiteral("SN1"));
+    const auto second = startSensor(QString(56, QLatin1Char('W'))); // a name that would push the window wide
+    QVERIFY(first && second);
+    m_window->openLastSession();
+    SessionForm *const form = m_window->form();
+    auto *chooser = form->findChild<QComboBox *>(QStringLiteral("cb_displayedSensor"));
+    m_window->connectTo(host, first->port(), QStringLiteral("Etch"));
+    QTRY_VERIFY_WITH_TIMEOUT(form->displayedSensor(), patience);
+    QVERIFY(chooser->isHidden());
+    m_window->connectTo(host, second->port(), QString(200, QLatin1Char('W')));
+    QTRY_COMPARE_WITH_TIMEOUT(form->displayedSensor()->serial().size(), 56, patience);
+    QVERIFY(!chooser->isHidden());
+    QCOMPARE(chooser->currentIndex(), 1);
+    QTest::keyClick(chooser, Qt::Key_Up);
+    QCOMPARE(form->displayedSensor()->serial(), QStringLiteral("SN1"));
+    QTRY_VERIFY_WITH_TIMEOUT(samplesOf(QStringLiteral("SN1")) > 0, patience);
+
+    QString exported;
+    QTimer::singleShot(0, m_window.get(), [&exported] {
+        auto *dialog = qobject_cast<QDialog *>(QApplication::activeModalWidget());
+        QVERIFY(dialog);
+        if (const auto *who = dialog->findChild<QLabel *>(QStringLiteral("lb_sensor")))
+            exported = who->text();
+        dialog->reject();
+    });
+    click("actionExportData"); // without asking for the kind
+    QCOMPARE(exported, QStringLiteral("Sensor SN1, chamber Etch"));
+    const int widest = m_window->fontMetrics().averageCharWidth() * 130; // of a 1366 pixel screen at 150 %
+    QVERIFY2(m_window->minimumSizeHint().width() < widest, qPrintable(QString::number(widest)));
+
+    dataObjectWidget *const card = form->card(QStringLiteral("SN1"));
+    card->store()->setReanalysis(std::make_shared<norvexData::EventCodes>());
+    card->contextMenu({5, 5});
+    QVERIFY(card->findChild<QAction *>(QStringLiteral("connectReanalysisFile"))->isChecked());
+    QVERIFY(!card->findChild<QAction *>(QStringLiteral("disconnectReanalysisFile"))->isChecked());
 }
 
 void TestMainWindow::theGuide()

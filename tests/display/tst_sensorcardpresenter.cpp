@@ -98,6 +98,9 @@ void TestSensorCardPresenter::words()
     QVERIFY(word.reason.contains(QStringLiteral("Connection errors: 1")));
     card.setConnectionState(1);
     QCOMPARE(card.word(true, -1, 400, {}).text, QStringLiteral("Recording"));
+    card.setConnectionState(2);
+    QCOMPARE(card.word(true, -1, 60000, {}).text, QStringLiteral("Catching up"));
+    card.setConnectionState(1);
     QCOMPARE(card.word(true, -1, 60000, {}).text, QStringLiteral("Connected"));
     card.activelyDisconnected();
     QCOMPARE(card.word(true, -1, 400, {}).text, QStringLiteral("Disconnected"));
