@@ -1,7 +1,7 @@
 // The window under load: how long the event loop of the GUI thread stands still while sixteen sensors are downloaded
 // and saved, how often the plot is drawn, and how long opening a large session takes.
 //
-// usage: window_load [--sensors N] [--rate SAMPLES_PER_S] [--seconds N] [--blocks N]
+// usage: window_load [--sensors N] [--rate SAMPLES_PER_S] [--seconds N] [--blocks N] [--samples-per-block N]
 
 #include "app/mainwindow.h"
 #include "base/widgetprompts.h"
@@ -103,22 +103,23 @@ Sensor startSensor(int number, int rate)
     return sensor;
 }
 
-/// A session of one sensor with so many full blocks, and ten events a block.
-QString makeSession(const QString &folder, int blocks)
+/// A session of one sensor with so many blocks, and ten events a block.
+QString makeSession(const QString &folder, int blocks, int samplesPerBlock)
 {
     const auto session = Session::create(folder, nullptr);
     const auto store = session->addSensor(QStringLiteral("NVX-1"), QStringLiteral("Etch"), QString(), 80);
-    QVector<SamplePoint> samples(10000);
+    QVector<SamplePoint> samples(samplesPerBlock);
     quint64 time = 1700000000000000;
     for (int block = 0; block < blocks; ++block) {
+        store->setTimeLine({true, block, block}); // a new one closes a block before it is full
         for (SamplePoint &sample : samples) {
-            sample.time = time += 1000;
+            sample.time = time += 1000000;
             sample.voltage = double(time % 977);
         }
         store->addSamples(samples);
         for (int i = 0; i < 10; ++i) {
             EventRecord event;
-            event.time = time - quint64(i) * 100000;
+            event.time = time - quint64(i) * 1000000;
             event.typeCode = i % 9;
             store->addEvent(event);
         }
@@ -140,7 +141,8 @@ int main(int argc, char **argv)
     parser.addOptions({{QStringLiteral("sensors"), {}, QStringLiteral("N"), QStringLiteral("16")},
                        {QStringLiteral("rate"), {}, QStringLiteral("N"), QStringLiteral("1000")},
                        {QStringLiteral("seconds"), {}, QStringLiteral("N"), QStringLiteral("30")},
-                       {QStringLiteral("blocks"), {}, QStringLiteral("N"), QStringLiteral("1000")}});
+                       {QStringLiteral("blocks"), {}, QStringLiteral("N"), QStringLiteral("1000")},
+                       {QStringLiteral("samples-per-block"), {}, QStringLiteral("N"), QStringLiteral("10000")}});
     parser.addHelpOption();
     parser.process(application);
     QTextStream out(stdout);
@@ -160,7 +162,8 @@ int main(int argc, char **argv)
 
     const int blocks = parser.value(QStringLiteral("blocks")).toInt();
     if (blocks > 0) {
-        const QString folder = makeSession(temporary.filePath(QStringLiteral("large")), blocks);
+        const QString folder = makeSession(temporary.filePath(QStringLiteral("large")), blocks,
+                                           parser.value(QStringLiteral("samples-per-block")).toInt());
         heartbeat.reset();
         QElapsedTimer clock;
         clock.start();
