@@ -116,6 +116,11 @@ private:
 
 } // namespace
 
+bool sessionfile::canName(const QString &folder)
+{
+    return datanames::isPlainFileName(folder) && datanames::lineSafe(folder) == folder;
+}
+
 QByteArray sessionfile::write(const QVector<SessionFileSensor> &sensors)
 {
     using datanames::lineSafe;

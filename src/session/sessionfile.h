@@ -46,6 +46,9 @@ QByteArray write(const QVector<SessionFileSensor> &sensors);
 /// line whose folder leaves the session folder, or repeats another's folder or serial, is left out and reported.
 bool read(const QByteArray &bytes, SessionFileContent &content, QString *reason);
 
+/// True for a folder name that a line can carry as it is.
+bool canName(const QString &folder);
+
 /// The largest session file that is read.
 constexpr qint64 maximumSize = 4 * 1024 * 1024;
 

@@ -57,7 +57,7 @@ void addUnlistedFolders(const QString &sessionPath, QVector<SessionFileSensor> &
     for (const QString &name : session.entryList(QDir::Dirs | QDir::NoDotAndDotDot | QDir::NoSymLinks, QDir::Name)) {
         const bool listed = std::any_of(sensors.cbegin(), sensors.cend(),
                                         [&name](const SessionFileSensor &sensor) { return sensor.folder == name; });
-        if (listed || !holdsSensorData(session.filePath(name)))
+        if (listed || !sessionfile::canName(name) || !holdsSensorData(session.filePath(name)))
             continue;
         SessionFileSensor line;
         line.folder = name;

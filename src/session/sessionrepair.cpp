@@ -2,6 +2,7 @@
 
 #include "base/jobprogress.h"
 #include "base/safefile.h"
+#include "data/datanames.h"
 #include "data/integritycheck.h"
 #include "data/journalcheck.h"
 #include "data/storefiles.h"
@@ -37,13 +38,14 @@ private:
     bool stop(Outcome outcome, const QString &reason = QString());
     bool takeLock();
     void chooseAsideFolder();
+    bool giveSafeNames();
     bool takeRenamedFolder(SessionFileSensor &line, QVector<SessionFileSensor> &others) const;
     bool repairSensors();
     bool repairSensor(const QString &name, const SensorIdentity &identity);
     bool writeSessionFile();
     bool replayJournal();
 
-    const SessionContent m_content;
+    SessionContent m_content;
     const Scope m_scope;
     JobProgress *const m_progress;
     const Clock &m_clock;
@@ -108,6 +110,35 @@ bool Repairer::repairSensor(const QString &name, const SensorIdentity &identity)
     return true;
 }
 
+/// A folder that becomes a sensor of the session has a name that the session file can carry, and one that no other
+/// folder has in another case.
+bool Repairer::giveSafeNames()
+{
+    if (m_content.problems.isEmpty() && m_scope == Scope::ListedSensors)
+        return true;
+    QDir session(m_content.path);
+    QSet<QString> taken;
+    for (const SessionFileSensor &sensor : qAsConst(m_content.file.sensors))
+        taken.insert(sensor.folder.toLower());
+    for (QString &name : m_content.notListed) {
+        QString safe = datanames::lineSafe(name);
+        if (!sessionfile::canName(safe))
+            safe.replace(QLatin1Char(':'), QLatin1Char('_')).replace(QLatin1Char('\\'), QLatin1Char('_'));
+        const QString base = safe;
+        for (int i = 2; taken.contains(safe.toLower()) || (safe != name && session.exists(safe)); ++i)
+            safe = QStringLiteral("%1 (%2)").arg(base).arg(i);
+        taken.insert(safe.toLower());
+        if (safe == name)
+            continue;
+        if (!session.rename(name, safe))
+            return stop(Outcome::Failed, QStringLiteral("Cannot rename the folder %1 to %2").arg(name, safe));
+        m_result.problems.append(
+            QStringLiteral("the session file cannot list the folder %1, it is called %2 now").arg(name, safe));
+        name = safe;
+    }
+    return true;
+}
+
 /// A folder that is not there may have got another name: then the one whose index has the sensor's serial is it.
 bool Repairer::takeRenamedFolder(SessionFileSensor &line, QVector<SessionFileSensor> &others) const
 {
@@ -125,19 +156,19 @@ bool Repairer::takeRenamedFolder(SessionFileSensor &line, QVector<SessionFileSen
 bool Repairer::repairSensors()
 {
     qint64 units = 0;
-    for (const SessionFileSensor &sensor : m_content.file.sensors)
+    for (const SessionFileSensor &sensor : qAsConst(m_content.file.sensors))
         units += inspectionUnits(m_content.path + QLatin1Char('/') + sensor.folder);
-    for (const QString &name : m_content.notListed)
+    for (const QString &name : qAsConst(m_content.notListed))
         units += inspectionUnits(m_content.path + QLatin1Char('/') + name);
     if (m_progress)
         m_progress->begin(QStringLiteral("Checking and repairing"), units);
     QVector<SessionFileSensor> others; // in folders that the session file does not name
-    for (const QString &name : m_content.notListed) {
+    for (const QString &name : qAsConst(m_content.notListed)) {
         if (!repairSensor(name, {name.section(QLatin1Char('-'), 0, 0), name.section(QLatin1Char('-'), 1)}))
             return false;
         others.append(m_lines.takeLast());
     }
-    for (const SessionFileSensor &sensor : m_content.file.sensors) {
+    for (const SessionFileSensor &sensor : qAsConst(m_content.file.sensors)) {
         SessionFileSensor line = sensor;
         if (takeRenamedFolder(line, others)) {
             m_lines.append(line);
@@ -211,7 +242,7 @@ SessionRepair Repairer::run()
     if (!takeLock())
         return m_result;
     chooseAsideFolder();
-    if (repairSensors() && writeSessionFile() && replayJournal() &&
+    if (giveSafeNames() && repairSensors() && writeSessionFile() && replayJournal() &&
         !QFileInfo::exists(m_content.path + QLatin1Char('/') + Session::fileName()))
         stop(Outcome::Failed, QStringLiteral("The folder %1 is not there any more").arg(m_content.path));
     m_lock.reset();

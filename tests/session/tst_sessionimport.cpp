@@ -283,10 +283,17 @@ void TestSessionImport::recoveredFolder()
     QVERIFY(QDir().mkpath(path("source/S7-Etch")));
     QVERIFY(QFile::copy(QStringLiteral(NORVEX_TEST_DATA "/blocks/version2.norvexdata"),
                         path("source/S7-Etch/block_5.norvexdata")));
+    for (const char *folder : {"source/s1-pm1", "source/S8;a:b"}) { // what a session file cannot list
+        QVERIFY(QDir().mkpath(path(folder)));
+        QVERIFY(QFile::copy(QStringLiteral(NORVEX_TEST_DATA "/blocks/version1.norvexdata"),
+                            path(folder) + QStringLiteral("/block_1.norvexdata")));
+    }
     const SessionRepair repair = recoverSession(path("source"));
     QVERIFY2(repair.outcome == SessionRepair::Outcome::Repaired, qPrintable(repair.reason));
     const auto session = Session::load(path("source"), nullptr);
-    QCOMPARE(session->sensors().size(), 2);
+    QCOMPARE(session->sensors().size(), 4);
+    for (const SensorEntry &entry : session->sensors())
+        QVERIFY(!allOf(*entry.data).isEmpty());
     QCOMPARE(allOf(*session->store(QStringLiteral("S1"))).size(), 100);
     QCOMPARE(session->store(QStringLiteral("S7"))->chamberSerial(), QStringLiteral("Etch"));
     QCOMPARE(allOf(*session->store(QStringLiteral("S7"))).size(), 3);
