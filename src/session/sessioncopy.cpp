@@ -25,14 +25,13 @@ bool belongsToCopy(const QString &name)
 }
 
 /// The checksum of a file's bytes; false when it cannot be read.
-bool checksum(const QString &path, quint32 &sum, qint64 &size, QString &reason)
+bool checksum(const QString &path, QByteArray &buffer, quint32 &sum, qint64 &size, QString &reason)
 {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
         reason = file.errorString();
         return false;
     }
-    QByteArray buffer(pieceSize, Qt::Uninitialized);
     sum = 0;
     size = 0;
     while (true) {
@@ -49,7 +48,7 @@ bool checksum(const QString &path, quint32 &sum, qint64 &size, QString &reason)
 }
 
 /// Writes a copy and syncs it; `sum` is that of the bytes that were read.
-bool writeCopy(const QString &from, const QString &to, quint32 &sum, qint64 &size, QString &reason)
+bool writeCopy(const QString &from, const QString &to, QByteArray &buffer, quint32 &sum, qint64 &size, QString &reason)
 {
     QFile source(from);
     QFile target(to);
@@ -61,7 +60,6 @@ bool writeCopy(const QString &from, const QString &to, quint32 &sum, qint64 &siz
         return fail(source);
     if (!target.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Unbuffered))
         return fail(target);
-    QByteArray buffer(pieceSize, Qt::Uninitialized);
     sum = 0;
     size = 0;
     while (true) {
@@ -85,7 +83,8 @@ bool writeCopy(const QString &from, const QString &to, quint32 &sum, qint64 &siz
 } // namespace
 
 SessionCopy::SessionCopy(const QString &from, const QString &to, JobProgress *progress)
-    : m_from(QDir(from).absolutePath()), m_to(QDir(to).absolutePath()), m_progress(progress)
+    : m_from(QDir(from).absolutePath()), m_to(QDir(to).absolutePath()), m_progress(progress),
+      m_buffer(pieceSize, Qt::Uninitialized)
 {}
 
 bool SessionCopy::stop(Kind kind, const QString &reason)
@@ -159,9 +158,9 @@ bool SessionCopy::copyFile(const Task &task)
     qint64 sizeBack = 0;
     QString reason;
     m_madeFiles.append(to);
-    if (!writeCopy(from, to, sum, size, reason))
+    if (!writeCopy(from, to, m_buffer, sum, size, reason))
         return stop(Kind::Failed, QStringLiteral("Cannot copy %1: %2").arg(task.name, reason));
-    if (!checksum(to, readBack, sizeBack, reason))
+    if (!checksum(to, m_buffer, readBack, sizeBack, reason))
         return stop(Kind::Failed, QStringLiteral("Cannot read the copy of %1: %2").arg(task.name, reason));
     if (readBack != sum || sizeBack != size)
         return stop(Kind::Failed, QStringLiteral("The copy of %1 is not the same").arg(task.name));

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QString>
 #include <QStringList>
 
@@ -57,6 +58,7 @@ private:
     const QString m_from;
     const QString m_to;
     JobProgress *const m_progress;
+    QByteArray m_buffer; // one for all files
     CopyOutcome m_outcome;
     QStringList m_madeFolders; // outermost first
     QStringList m_madeFiles;
