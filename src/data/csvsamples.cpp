@@ -17,9 +17,10 @@ constexpr qint64 beginningSize = 64 * 1024;
 constexpr qint64 longestLine = 64 * 1024;
 constexpr int linesLookedAt = 200;
 constexpr int pieceSize = 10000;
+constexpr char byteOrderMark[] = "\xEF\xBB\xBF";
 constexpr char exportTitle[] = "Norvex RF Event Detector Data Export";
 
-/// The cells of a line; a cell in quotes may hold the delimiter.
+/// The cells of a line without its end; a cell in quotes may hold the delimiter.
 QStringList split(const QString &line, QChar delimiter)
 {
     QStringList cells;
@@ -29,20 +30,22 @@ QStringList split(const QString &line, QChar delimiter)
         if (c == QLatin1Char('"')) {
             quoted = !quoted;
         } else if (c == delimiter && !quoted) {
-            cells.append(cell.trimmed());
+            if (delimiter != QLatin1Char(' ') || !cell.isEmpty()) // columns stand apart by any number of blanks
+                cells.append(cell.trimmed());
             cell.clear();
         } else {
             cell.append(c);
         }
     }
-    cells.append(cell.trimmed());
+    if (delimiter != QLatin1Char(' ') || !cell.trimmed().isEmpty())
+        cells.append(cell.trimmed());
     return cells;
 }
 
 QStringList linesOf(QByteArray bytes)
 {
-    if (bytes.startsWith("\xEF\xBB\xBF"))
-        bytes.remove(0, 3);
+    if (bytes.startsWith(byteOrderMark))
+        bytes.remove(0, int(qstrlen(byteOrderMark)));
     QStringList lines;
     const bool cut = bytes.size() >= beginningSize && !bytes.endsWith('\n');
     for (QByteArray line : bytes.split('\n')) {
@@ -91,9 +94,11 @@ QStringList columnOf(const QVector<QStringList> &rows, int column)
 
 bool isNumeric(const QStringList &cells, QChar decimalSign)
 {
-    double unused = 0;
-    return std::all_of(cells.begin(), cells.end(),
-                       [&](const QString &cell) { return csvtime::parseNumber(cell, decimalSign, unused); });
+    const auto numbers = std::count_if(cells.begin(), cells.end(), [&](const QString &cell) {
+        double unused = 0;
+        return csvtime::parseNumber(cell, decimalSign, unused);
+    });
+    return csvtime::isMost(numbers, cells.size());
 }
 
 /// Finds the columns of rows that have the same number of cells. False when there are none to be samples.
@@ -149,39 +154,6 @@ bool looksLikeData(const QStringList &cells, QChar decimalSign)
     return count >= 2 && cells.size() >= 3;
 }
 
-Reading read(const QStringList &lines, QChar delimiter, QChar decimalSign)
-{
-    Reading reading;
-    reading.layout.delimiter = delimiter;
-    reading.layout.decimalSign = decimalSign;
-    QVector<QStringList> rows;
-    for (const QString &line : lines)
-        rows.append(split(line, delimiter));
-    for (int first = 0; first < rows.size(); ++first) {
-        if (!looksLikeData(rows.at(first), decimalSign))
-            continue;
-        const QVector<QStringList> data = sameWidth(rows, first);
-        const QStringList above = first > 0 ? rows.at(first - 1) : QStringList();
-        // Data lines may end with a delimiter that the line of names does not have.
-        reading.columns = above.size() >= 3 && above.size() + 1 >= data.constFirst().size() ? above : QStringList();
-        reading.layout.firstLine = first;
-        if (findColumns(data, reading)) {
-            reading.lines = data.size();
-            return reading;
-        }
-        reading.columns.clear();
-    }
-    return reading;
-}
-
-/// Of an export of ours the delimiter stands behind "Chamber" in the second line.
-QChar exportDelimiter(const QStringList &lines)
-{
-    const QString second = lines.value(1);
-    const QLatin1String label("Chamber");
-    return second.startsWith(label) && second.size() > label.size() ? second.at(label.size()) : QChar();
-}
-
 SamplePoint sampleOf(quint64 time, double voltage, double current)
 {
     SamplePoint sample;
@@ -202,6 +174,49 @@ bool takeCells(const QStringList &cells, const Layout &layout, SamplePoint &samp
         return false;
     sample = sampleOf(time, voltage, current);
     return true;
+}
+
+/// Bad lines at the top must not take the good ones between them along.
+void beginAtFirstSample(const QVector<QStringList> &rows, Layout &layout)
+{
+    SamplePoint unused;
+    const auto isSample = [&](const QStringList &cells) { return takeCells(cells, layout, unused); };
+    const auto first = std::find_if(rows.cbegin(), rows.cbegin() + layout.firstLine, isSample);
+    layout.firstLine = static_cast<int>(first - rows.cbegin());
+}
+
+Reading read(const QStringList &lines, QChar delimiter, QChar decimalSign)
+{
+    Reading reading;
+    reading.layout.delimiter = delimiter;
+    reading.layout.decimalSign = decimalSign;
+    QVector<QStringList> rows;
+    for (const QString &line : lines)
+        rows.append(split(line, delimiter));
+    for (int first = 0; first < rows.size(); ++first) {
+        if (!looksLikeData(rows.at(first), decimalSign))
+            continue;
+        const QVector<QStringList> data = sameWidth(rows, first);
+        const QStringList above = first > 0 ? rows.at(first - 1) : QStringList();
+        // Data lines may end with a delimiter that the line of names does not have.
+        reading.columns = above.size() >= 3 && above.size() + 1 >= data.constFirst().size() ? above : QStringList();
+        reading.layout.firstLine = first;
+        if (findColumns(data, reading)) {
+            reading.lines = data.size();
+            beginAtFirstSample(rows, reading.layout);
+            return reading;
+        }
+        reading.columns.clear();
+    }
+    return reading;
+}
+
+/// Of an export of ours the delimiter stands behind "Chamber" in the second line.
+QChar exportDelimiter(const QStringList &lines)
+{
+    const QString second = lines.value(1);
+    const QLatin1String label("Chamber");
+    return second.startsWith(label) && second.size() > label.size() ? second.at(label.size()) : QChar();
 }
 
 } // namespace
@@ -229,14 +244,15 @@ Preview detect(const QByteArray &beginning)
 {
     Preview preview;
     const QStringList lines = linesOf(beginning);
-    QVector<QChar> delimiters{QLatin1Char(';'), QLatin1Char('\t'), QLatin1Char(','), QLatin1Char('|')};
+    QVector<QChar> delimiters{QLatin1Char(';'), QLatin1Char('\t'), QLatin1Char(','), QLatin1Char('|'),
+                              QLatin1Char(' ')};
     preview.isOurs = lines.value(0).startsWith(QLatin1String(exportTitle)) && !exportDelimiter(lines).isNull();
     if (preview.isOurs)
         delimiters = {exportDelimiter(lines)};
     Reading best;
     for (const QChar delimiter : qAsConst(delimiters)) {
         for (const QChar sign : {QLatin1Char('.'), QLatin1Char(',')}) {
-            if (delimiter == sign || (preview.isOurs && sign != QLatin1Char('.')))
+            if (preview.isOurs && sign != QLatin1Char('.'))
                 continue;
             const Reading reading = read(lines, delimiter, sign);
             if (reading.lines > best.lines || (reading.lines == best.lines && reading.named && !best.named))
@@ -290,7 +306,10 @@ Preview previewOf(const QString &path)
 
 bool takeLine(const QByteArray &line, const Layout &layout, SamplePoint &sample)
 {
-    return takeCells(split(QString::fromUtf8(line).trimmed(), layout.delimiter), layout, sample);
+    int size = line.size();
+    while (size > 0 && (line.at(size - 1) == '\n' || line.at(size - 1) == '\r'))
+        --size; // nothing else: the first column may be empty, and the delimiter a tab
+    return takeCells(split(QString::fromUtf8(line.constData(), size), layout.delimiter), layout, sample);
 }
 
 Outcome readFile(const QString &path, const Layout &layout, const Take &take, JobProgress *progress)
@@ -315,9 +334,11 @@ Outcome readFile(const QString &path, const Layout &layout, const Take &take, Jo
         return ok;
     };
     for (qint64 number = 1; !file.atEnd(); ++number) {
-        const QByteArray line = file.readLine(longestLine);
+        QByteArray line = file.readLine(longestLine);
         if (progress)
             progress->advance(line.size());
+        if (number == 1 && line.startsWith(byteOrderMark))
+            line.remove(0, int(qstrlen(byteOrderMark)));
         if (number <= layout.firstLine || line.trimmed().isEmpty())
             continue;
         SamplePoint sample;

@@ -95,6 +95,12 @@ TimeFormat formatOfNumber(double value)
 
 } // namespace
 
+bool csvtime::isMost(qint64 count, int all)
+{
+    constexpr int tenths = 8;
+    return count > 0 && count * 10 >= qint64(all) * tenths;
+}
+
 bool csvtime::parseNumber(const QString &cell, QChar decimalSign, double &value)
 {
     QString text = cell.trimmed();
@@ -137,17 +143,28 @@ bool csvtime::parse(QString cell, TimeFormat format, QChar decimalSign, quint64 
 
 QVector<csvsamples::TimeFormat> csvtime::formatsOf(const QStringList &cells, QChar decimalSign)
 {
-    QVector<TimeFormat> formats;
-    quint64 unused = 0;
+    QVector<QPair<qint64, TimeFormat>> found; // how many cells fit
     for (const TimeFormat format :
          {TimeFormat::ExportCell, TimeFormat::Iso, TimeFormat::DayMonthYear, TimeFormat::MonthDayYear}) {
-        const auto fits = [&](const QString &cell) { return parse(cell, format, decimalSign, 0, unused); };
-        if (!cells.isEmpty() && std::all_of(cells.begin(), cells.end(), fits))
-            formats.append(format);
+        const qint64 fitting = std::count_if(cells.begin(), cells.end(), [&](const QString &cell) {
+            quint64 unused = 0;
+            return parse(cell, format, decimalSign, 0, unused);
+        });
+        if (isMost(fitting, cells.size()))
+            found.append({fitting, format});
     }
-    double number = 0;
-    const auto isNumber = [&](const QString &cell) { return parseNumber(cell, decimalSign, number) && number >= 0; };
-    if (formats.isEmpty() && !cells.isEmpty() && std::all_of(cells.begin(), cells.end(), isNumber))
-        formats.append(formatOfNumber(number));
+    std::stable_sort(found.begin(), found.end(), [](const auto &a, const auto &b) { return a.first > b.first; });
+    QVector<TimeFormat> formats;
+    for (const auto &each : qAsConst(found))
+        formats.append(each.second);
+    double largest = 0;
+    const qint64 numbers = std::count_if(cells.begin(), cells.end(), [&](const QString &cell) {
+        double number = 0;
+        const bool fits = parseNumber(cell, decimalSign, number) && number >= 0;
+        largest = fits ? std::max(largest, number) : largest;
+        return fits;
+    });
+    if (formats.isEmpty() && isMost(numbers, cells.size()))
+        formats.append(formatOfNumber(largest));
     return formats;
 }

@@ -9,6 +9,8 @@ namespace csvtime {
 bool parse(QString cell, csvsamples::TimeFormat format, QChar decimalSign, quint64 startUs, quint64 &timeUs);
 /// A number with this decimal sign; blanks around it are allowed.
 bool parseNumber(const QString &cell, QChar decimalSign, double &value);
+/// So many cells of a column that it is what they say; the others are gaps, overloads, remarks.
+bool isMost(qint64 count, int all);
 /// The formats that could be meant by the texts of a column, the likeliest first.
 QVector<csvsamples::TimeFormat> formatsOf(const QStringList &cells, QChar decimalSign);
 

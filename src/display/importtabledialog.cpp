@@ -17,7 +17,8 @@ constexpr int rowsShown = 12;
 QString sampleText(const SamplePoint &sample)
 {
     const QDateTime time = QDateTime::fromMSecsSinceEpoch(qint64(sample.time / 1000), Qt::UTC);
-    return time.toString(QStringLiteral("dd-MM-yyyy HH:mm:ss.zzz"));
+    return time.toString(QStringLiteral("dd-MM-yyyy HH:mm:ss.zzz")) +
+           QStringLiteral("%1").arg(sample.time % 1000, 3, 10, QLatin1Char('0'));
 }
 
 } // namespace
@@ -36,7 +37,8 @@ ImportTableDialog::ImportTableDialog(const QString &fileName, const QByteArray &
     m_delimiter->addItem(tr("Semicolon ;"), QChar(u';'));
     m_delimiter->addItem(tr("Comma ,"), QChar(u','));
     m_delimiter->addItem(tr("Tab"), QChar(u'\t'));
-    m_delimiter->addItem(tr("Blank"), QChar(u' '));
+    m_delimiter->addItem(tr("Bar |"), QChar(u'|'));
+    m_delimiter->addItem(tr("Blanks"), QChar(u' '));
     m_decimal = choice(QStringLiteral("cb_decimal"), tr("Decimal sign"));
     m_decimal->addItem(tr("Point ."), QChar(u'.'));
     m_decimal->addItem(tr("Comma ,"), QChar(u','));
@@ -64,6 +66,9 @@ ImportTableDialog::ImportTableDialog(const QString &fileName, const QByteArray &
     m_rows->setHorizontalHeaderLabels({tr("Time (UTC)"), tr("Voltage [V]"), tr("Current [A]")});
     m_rows->setEditTriggers(QAbstractItemView::NoEditTriggers);
     m_rows->horizontalHeader()->setSectionResizeMode(QHeaderView::Stretch);
+    m_rows->horizontalHeader()->setSectionResizeMode(0, QHeaderView::Fixed);
+    m_rows->horizontalHeader()->resizeSection(0, fontMetrics().horizontalAdvance(sampleText(SamplePoint())) +
+                                                     fontMetrics().averageCharWidth() * 4);
     m_rows->verticalHeader()->hide();
     m_summary = new QLabel;
     m_summary->setObjectName(QStringLiteral("lb_summary"));
@@ -138,6 +143,7 @@ void ImportTableDialog::choicesChanged()
 void ImportTableDialog::showRows()
 {
     const QVector<csvsamples::Row> rows = csvsamples::rowsOf(m_beginning, m_layout, rowsShown);
+    m_rows->clearSpans();
     m_rows->setRowCount(rows.size());
     int samples = 0;
     for (int i = 0; i < rows.size(); ++i) {
@@ -153,11 +159,13 @@ void ImportTableDialog::showRows()
                 item->setForeground(palette().brush(QPalette::Disabled, QPalette::Text));
             m_rows->setItem(i, column, item);
         }
+        if (!row.isSample)
+            m_rows->setSpan(i, 0, 1, 3);
     }
     m_ok->setEnabled(samples > 0);
     m_summary->setText(
         samples > 0
             ? tr("%1 of the first %2 lines are samples; other lines are left out.").arg(samples).arg(rows.size())
-            : tr("No line is a sample with these choices."));
+            : tr("No line is a sample with these choices. A table has a time, a voltage and a current in every line."));
     m_ok->setToolTip(samples > 0 ? QString() : m_summary->text());
 }

@@ -61,6 +61,19 @@ void TestCsvSamples::detection_data()
          "2;1;-;2024-02-05 13:45:12;1"},
         ';', '.', TimeFormat::Iso);
     add("quotes", {"\"2024-02-05 13:45:11.0025\",\"101.5\",\"-2.25\",\"a, b\""}, ',', '.', TimeFormat::Iso);
+    add("numbers in quotes with the delimiter", {"\"1707140711,0025\",\"101,5\",\"-2,25\""}, ',', ',',
+        TimeFormat::Seconds);
+    add("columns apart by blanks", {"  time   U     I", "  1707140711.0025   101.5 -2.25", " 1707140712  1  2"}, ' ',
+        '.', TimeFormat::Seconds);
+    add("a bad cell now and then",
+        {"time;U;I", "2024-02-05 13:45:11.0025;101.5;-2.25", "2024-02-05 13:45:12;1;1", "2024-02-05 13:45:13;1;1",
+         "2024-02-05 13:45:14;overload;1", "-;1;1", "2024-02-05 13:45:16;1;1", "2024-02-05 13:45:17;1;1",
+         "2024-02-05 13:45:18;1;1", "2024-02-05 13:45:19;1;1", "2024-02-05 13:45:20;1;1"},
+        ';', '.', TimeFormat::Iso);
+    add("more bad lines than good ones at first",
+        {"-;-;-", "1707140711.0025;101.5;-2.25", "=cmd;a;b", "1707140712;x;2", "1707140713;1;2", "1707140714;1;2",
+         "1707140715;1;2"},
+        ';', '.', TimeFormat::Seconds);
     add("export cell", {"Mon-05-Feb-2024 13:45:11.002500;101.5;2.25;"}, ';', '.', TimeFormat::ExportCell);
 }
 
@@ -104,6 +117,10 @@ void TestCsvSamples::correctedLayout()
 {
     const QByteArray text = joined({"time;V;A", "05/02/2024 00:00:00;1;2"});
     Layout layout = detect(text).layout;
+    SamplePoint sample; // of a table whose first column is empty
+    Layout second = detect("\t2024-02-05 13:45:10\t1\t2\n").layout;
+    QVERIFY(takeLine("\t2024-02-05 13:45:10\t1\t2\r\n", second, sample));
+    QCOMPARE(sample.time, start);
     QCOMPARE(layout.timeFormat, TimeFormat::DayMonthYear);
     layout.timeFormat = TimeFormat::MonthDayYear;
     std::swap(layout.voltageColumn, layout.currentColumn);
@@ -138,7 +155,7 @@ void TestCsvSamples::wholeFile()
     const QString path = folder.filePath(QStringLiteral("t.csv"));
     QFile file(path);
     QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write("s;V;A\n");
+    file.write("\xEF\xBB\xBFs;V;A\n");
     for (int i = 0; i < 25000; ++i)
         file.write(i == 12345 ? QByteArray("overload\n")
                               : QByteArray::number(i * 0.5) + ";1;" + QByteArray::number(i) + "\n");
