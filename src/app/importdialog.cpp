@@ -16,7 +16,8 @@ constexpr int longestName = 100;
 
 } // namespace
 
-ImportDialog::ImportDialog(const QVector<Folder> &folders, QWidget *parent) : QDialog(parent)
+ImportDialog::ImportDialog(const QVector<Folder> &folders, const QStringList &known, QWidget *parent)
+    : QDialog(parent), m_known(known)
 {
     setObjectName(QStringLiteral("ImportDialog"));
     setWindowTitle(tr("Import Data"));
@@ -76,7 +77,7 @@ ImportDialog::ImportDialog(const QVector<Folder> &folders, QWidget *parent) : QD
     layout->addWidget(buttons);
     const QSize wanted = list->sizeHint();
     resize(wanted.width() + fontMetrics().averageCharWidth() * 8,
-           qMin(wanted.height(), fontMetrics().height() * 24) + fontMetrics().height() * 8);
+           qMin(wanted.height(), fontMetrics().height() * 24) + fontMetrics().height() * 11);
     check();
 }
 
@@ -104,7 +105,19 @@ void ImportDialog::check()
     }
     if (folders.isEmpty())
         reason = tr("No folder is chosen.");
-    m_reason->setText(reason);
+    QStringList added;
+    for (const Row &row : qAsConst(m_rows)) {
+        const bool isKnown = m_known.contains(row.sensor->text().trimmed());
+        row.chamber->setEnabled(row.take->isChecked() && !isKnown);
+        row.sensor->setEnabled(row.take->isChecked());
+        row.chamber->setToolTip(isKnown ? tr("A sensor of the session keeps its chamber.") : QString());
+        if (isKnown && row.take->isChecked())
+            added.append(row.sensor->text().trimmed());
+    }
+    const QString note = added.isEmpty() ? QString()
+                                         : tr("In the session already: %1. What is missing there is added to it.")
+                                               .arg(added.join(QLatin1String(", ")));
+    m_reason->setText(reason.isEmpty() ? note : reason);
     m_ok->setEnabled(reason.isEmpty());
     m_ok->setToolTip(reason);
 }

@@ -2,6 +2,7 @@
 
 #include <QDialog>
 #include <QString>
+#include <QStringList>
 #include <QVector>
 
 class QCheckBox;
@@ -23,8 +24,8 @@ public:
         QString chamber;
     };
 
-    /// `folders` with the names that are proposed.
-    explicit ImportDialog(const QVector<Folder> &folders, QWidget *parent = nullptr);
+    /// `folders` with the names that are proposed; `known`: the sensors that the session has, each in its chamber.
+    ImportDialog(const QVector<Folder> &folders, const QStringList &known, QWidget *parent = nullptr);
 
     /// Those that were chosen, with the names given.
     QVector<Folder> chosen() const;
@@ -40,6 +41,7 @@ private:
 
     void check();
 
+    const QStringList m_known;
     QVector<Row> m_rows;
     QLabel *m_reason = nullptr;
     QPushButton *m_ok = nullptr;

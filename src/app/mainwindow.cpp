@@ -224,7 +224,11 @@ bool MainWindow::openSession(const QString &path)
                                  ? QStringLiteral("Could not locate file at directory:%1\n%2").arg(folder, failedToLoad)
                                  : failedToLoad;
         m_parts.prompts.warn(this, failedToLoad, text,
-                             {error.text + tr("\nThe session that was open is still open."), QString()});
+                             {error.text + tr("\nThe session that was open is still open.") +
+                                  (error.kind == SessionError::Unreadable
+                                       ? tr("\n\"Recover Session\" makes a session of what can be read.")
+                                       : QString()),
+                              QString()});
         return false;
     }
     adopt(std::move(loaded));

@@ -30,6 +30,15 @@ QString detailsOf(const SessionRepair &repair)
 
 } // namespace
 
+/// What became of the folders of an import.
+struct SessionCare::ImportReport
+{
+    QStringList sensors; // in words, one a folder
+    QStringList details; // problems of the sources
+    QString failure;
+    bool isCancelled = false;
+};
+
 QString SessionCare::recover(const QString &openFolder)
 {
     const QString folder = m_prompts.chooseFolder(
@@ -96,15 +105,33 @@ void SessionCare::import(Session &session, bool oldFormat)
         const ImportNames names = proposedNames(folder);
         proposed.append({folder, names.sensor, names.chamber});
     }
-    ImportDialog dialog(proposed, m_window);
+    QStringList known;
+    for (const SensorEntry &entry : session.sensors())
+        known.append(entry.data->sensorSerial());
+    ImportDialog dialog(proposed, known, m_window);
     if (execNested(dialog) != QDialog::Accepted)
         return;
     const QVector<ImportDialog::Folder> chosen = dialog.chosen();
-    for (const ImportDialog::Folder &folder : chosen)
-        importFolder(session, folder.path, folder.sensor, folder.chamber);
+    ImportReport report;
+    for (const ImportDialog::Folder &folder : chosen) {
+        if (!importFolder(session, folder.path, folder.sensor, folder.chamber, report))
+            break; // cancelled, or a failure that the next folder would have, too
+    }
+    const QString added = report.sensors.join(QLatin1Char('\n'));
+    const QString details = report.details.join(QLatin1Char('\n'));
+    if (report.failure.isEmpty())
+        m_prompts.inform(m_window, tr("Import Data"),
+                         report.isCancelled ? tr("The import was ended.") : tr("The import is complete."),
+                         {added, details});
+    else
+        m_prompts.warn(
+            m_window, warningTitle, tr("The import did not succeed"),
+            {report.failure + QLatin1Char('\n') + added + tr("\nThe source is untouched. A second try adds the rest."),
+             details});
 }
 
-void SessionCare::importFolder(Session &session, const QString &source, const QString &sensor, const QString &chamber)
+bool SessionCare::importFolder(Session &session, const QString &source, const QString &sensor, const QString &chamber,
+                               ImportReport &report)
 {
     const bool isNew = session.store(sensor) == nullptr;
     QString address;
@@ -112,14 +139,14 @@ void SessionCare::importFolder(Session &session, const QString &source, const QS
     const QVector<SensorEntry> sensors = session.sensors();
     for (const SensorEntry &entry : sensors) {
         if (entry.data->sensorSerial() == sensor) {
-            address = entry.address; // a known sensor keeps its connection
+            address = entry.address; // a known sensor keeps its connection and its chamber
             port = entry.port;
         }
     }
-    const std::shared_ptr<norvexData> store = session.addSensor(sensor, chamber, address, port);
+    const std::shared_ptr<norvexData> store = session.addSensor(sensor, isNew ? chamber : QString(), address, port);
     if (!store) {
-        m_prompts.warn(m_window, warningTitle, tr("Unable to make a folder for sensor %1").arg(sensor));
-        return;
+        report.failure = tr("Unable to make a folder for sensor %1").arg(sensor);
+        return false;
     }
     ImportOutcome outcome;
     const QString path = session.path();
@@ -128,29 +155,18 @@ void SessionCare::importFolder(Session &session, const QString &source, const QS
     if (isNew && outcome.samples == 0 && outcome.events == 0)
         session.removeSensor(sensor);
     const QLocale locale;
-    const QString added = tr("%1 samples and %2 events were added; %3 samples and %4 events were there already.")
-                              .arg(locale.toString(outcome.samples), locale.toString(outcome.events),
-                                   locale.toString(outcome.knownSamples), locale.toString(outcome.knownEvents));
-    const QString details = outcome.problems.join(QLatin1Char('\n'));
-    switch (outcome.kind) {
-    case ImportOutcome::Kind::Done:
-    case ImportOutcome::Kind::Cancelled:
-        m_prompts.inform(m_window, tr("Import Data"),
-                         outcome.kind == ImportOutcome::Kind::Done ? tr("Sensor %1 was imported.").arg(sensor)
-                                                                   : tr("The import of %1 was ended.").arg(sensor),
-                         {added, details});
-        break;
-    case ImportOutcome::Kind::NoData:
-        m_prompts.warn(m_window, warningTitle, tr("There is nothing to import in the folder:") + source,
-                       {QString(), details});
-        break;
-    case ImportOutcome::Kind::Failed:
-        m_prompts.warn(
-            m_window, warningTitle, tr("The import of %1 did not succeed").arg(sensor),
-            {outcome.reason + QLatin1Char('\n') + added + tr("\nThe source is untouched. A second try adds the rest."),
-             details});
-        break;
-    }
+    QString line = tr("Sensor %1: %2 samples and %3 events were added")
+                       .arg(sensor, locale.toString(outcome.samples), locale.toString(outcome.events));
+    if (outcome.knownSamples > 0 || outcome.knownEvents > 0)
+        line += tr(", %1 samples and %2 events were there already")
+                    .arg(locale.toString(outcome.knownSamples), locale.toString(outcome.knownEvents));
+    report.sensors.append(line + QLatin1Char('.'));
+    if (!outcome.problems.isEmpty())
+        report.details.append(source + QLatin1String(":\n    ") + outcome.problems.join(QLatin1String("\n    ")));
+    report.isCancelled = outcome.kind == ImportOutcome::Kind::Cancelled;
+    if (outcome.kind == ImportOutcome::Kind::Failed)
+        report.failure = outcome.reason;
+    return outcome.kind == ImportOutcome::Kind::Done || outcome.kind == ImportOutcome::Kind::NoData;
 }
 
 bool SessionCare::saveAs(Session &session)

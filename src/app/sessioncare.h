@@ -28,7 +28,10 @@ public:
     bool saveAs(Session &session);
 
 private:
-    void importFolder(Session &session, const QString &source, const QString &sensor, const QString &chamber);
+    struct ImportReport;
+    /// False when no other folder should follow.
+    bool importFolder(Session &session, const QString &source, const QString &sensor, const QString &chamber,
+                      ImportReport &report);
 
     QWidget *m_window;
     Prompts &m_prompts;

@@ -19,6 +19,7 @@ class TestSessionCare : public QObject
 private slots:
     void init() { m_temporary = std::make_unique<QTemporaryDir>(); }
     void importAsksForNames();
+    void importSeveral();
     void nothingToImport();
     void namesAreNeeded();
     void saveAs();
@@ -84,6 +85,24 @@ void TestSessionCare::importAsksForNames()
     QCOMPARE(open->store(QStringLiteral("SN9"))->sampleCount(), quint64(20));
 }
 
+/// Several folders at once, one of them of a sensor that the session has: one box in the end.
+void TestSessionCare::importSeveral()
+{
+    const auto open = session(QStringLiteral("open"), QStringLiteral("SN1"));
+    const auto other = session(QStringLiteral("other"), QStringLiteral("SN1"));
+    QVERIFY(other->addSensor(QStringLiteral("SN2"), QStringLiteral("PM2"), QString(), 80)->addEvent(EventRecord()));
+    QVERIFY(other->save());
+    open->store(QStringLiteral("SN1"))->setChamberSerial(QStringLiteral("Mine"));
+    m_prompts.paths = QStringList{other->path()};
+    answer<ImportDialog>([](ImportDialog &dialog) { dialog.accept(); });
+    SessionCare(nullptr, m_prompts).import(*open, false);
+    QCOMPARE(m_prompts.takeShown().mid(1), QStringList{QStringLiteral("inform|Import Data|The import is complete.")});
+    QCOMPARE(m_prompts.lastMore.informative,
+             QStringLiteral("Sensor SN1: 0 samples and 0 events were added, 20 samples and 0 events were there "
+                            "already.\nSensor SN2: 0 samples and 1 events were added."));
+    QCOMPARE(open->store(QStringLiteral("SN1"))->chamberSerial(), QStringLiteral("Mine"));
+}
+
 void TestSessionCare::nothingToImport()
 {
     const auto open = session(QStringLiteral("open"));
@@ -98,11 +117,13 @@ void TestSessionCare::nothingToImport()
 void TestSessionCare::namesAreNeeded()
 {
     ImportDialog dialog({{QStringLiteral("/a"), QStringLiteral("SN1"), QString()},
-                         {QStringLiteral("/b"), QStringLiteral("SN1"), QString()}});
+                         {QStringLiteral("/b"), QStringLiteral("SN1"), QString()}},
+                        {QStringLiteral("SN2")});
     auto *ok = dialog.findChild<QDialogButtonBox *>()->button(QDialogButtonBox::Ok);
     QVERIFY(!ok->isEnabled()); // two of one name
     dialog.findChild<QLineEdit *>(QStringLiteral("sensor1"))->setText(QStringLiteral("SN2"));
     QVERIFY(ok->isEnabled());
+    QVERIFY(!dialog.findChild<QLineEdit *>(QStringLiteral("chamber1"))->isEnabled()); // SN2 is in a chamber already
     dialog.findChild<QLineEdit *>(QStringLiteral("sensor1"))->setText(QStringLiteral("  "));
     QVERIFY(!ok->isEnabled());
     QVERIFY(!dialog.findChild<QLabel *>(QStringLiteral("lb_reason"))->text().isEmpty());
