@@ -543,7 +543,7 @@ void dataObjectWidget::showDataDisplayMode(bool reanalysed)
 void dataObjectWidget::connectReanalysisFile()
 {
     showDataDisplayMode(true);
-    emit setReanalysisFile(QStringLiteral("%1/%2-%3/reanalysis.dat").arg(m_sessionPath, serial(), chamber()));
+    emit setReanalysisFile(QStringLiteral("%1/%2/reanalysis.dat").arg(m_sessionPath, m_store->folderName()));
     emit switchToRFON();
 }
 

@@ -4,10 +4,10 @@
 #include "base/jobprogress.h"
 #include "base/nestedloop.h"
 #include "base/prompts.h"
-#include "data/eventtypelist.h"
 #include "data/norvexdata.h"
 #include "data/reanalysis.h"
 #include "display/importtabledialog.h"
+#include "display/reanalysisresultdialog.h"
 #include "recipe/reconfiguresensordialog.h"
 #include "session/sessionimport.h"
 
@@ -50,8 +50,9 @@ bool SensorCare::importTable()
            [&](JobProgress &progress) { outcome = ::importTable(path, layout, *m_store, m_sessionFolder, &progress); });
     const QLocale locale;
     const QString added =
-        tr("%1 samples were added to sensor %2; %3 were there already.")
-            .arg(locale.toString(outcome.samples), m_store->sensorSerial(), locale.toString(outcome.knownSamples));
+        tr("%1 samples were added to sensor %2").arg(locale.toString(outcome.samples), m_store->sensorSerial()) +
+        (outcome.knownSamples > 0 ? tr(", %1 were there already.").arg(locale.toString(outcome.knownSamples))
+                                  : QStringLiteral("."));
     if (outcome.kind == ImportOutcome::Kind::Done || outcome.kind == ImportOutcome::Kind::Cancelled)
         m_prompts.inform(m_window, tr("Import Ext Data"), added, {QString(), outcome.problems.join(QLatin1Char('\n'))});
     else
@@ -60,41 +61,28 @@ bool SensorCare::importTable()
     return outcome.samples > 0;
 }
 
-bool SensorCare::reanalyse()
+SensorCare::Reanalysed SensorCare::reanalyse()
 {
     reconfigureSensordialog dialog(QStringLiteral("Configure Reanalysis"), m_store->configuration(), m_prompts,
                                    m_window);
     dialog.setSubject(
         tr("Stored events of sensor %1, chamber %2").arg(m_store->sensorSerial(), m_store->chamberSerial()));
     if (execNested(dialog) != QDialog::Accepted)
-        return false;
+        return Reanalysed::Nothing;
     const SensorConfiguration configuration = dialog.configuration();
     reanalysis::Outcome outcome;
     runJob(m_window, tr("Reanalyse Event Data"), [&](JobProgress &progress) {
         outcome = reanalysis::run(*m_store, m_sessionFolder, configuration, &progress);
     });
     if (outcome.kind == reanalysis::Outcome::Kind::Cancelled)
-        return false;
+        return Reanalysed::Nothing;
     if (outcome.kind == reanalysis::Outcome::Kind::Failed) {
         m_prompts.warn(m_window, warningTitle, tr("The events could not be reanalysed"),
                        {outcome.reason + tr("\nThe stored events are unchanged."), QString()});
-        return false;
+        return Reanalysed::Nothing;
     }
-    int changed = 0;
-    QStringList table;
-    for (auto it = outcome.transitions.cbegin(); it != outcome.transitions.cend(); ++it) {
-        const bool same = it.key().first == it.key().second;
-        changed += same ? 0 : it.value();
-        table.append(
-            tr("%1 to %2: %3").arg(eventtype::name(it.key().first), eventtype::name(it.key().second)).arg(it.value()) +
-            (same ? tr(" (unchanged)") : QString()));
-    }
-    m_prompts.inform(m_window, tr("Reanalyse Event Data"),
-                     tr("%1 of %2 events have another class with this configuration.").arg(changed).arg(outcome.events),
-                     {tr("\"Reanalysis Display\" shows them so. The stored events and the sensor's configuration are "
-                         "unchanged."),
-                      table.join(QLatin1Char('\n'))});
-    return true;
+    ReanalysisResultDialog result(m_store->sensorSerial(), outcome, m_window);
+    return execNested(result) == QDialog::Accepted ? Reanalysed::Show : Reanalysed::Done;
 }
 
 bool SensorCare::showReanalysis()

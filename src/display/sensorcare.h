@@ -21,8 +21,10 @@ public:
 
     /// True when samples were added.
     bool importTable();
-    /// True when there is a new result; what is displayed does not change by it.
-    bool reanalyse();
+    /// Asks for a configuration, looks at the stored events with it and shows what changed its class. What is displayed
+    /// does not change by it.
+    enum class Reanalysed { Nothing, Done, Show };
+    Reanalysed reanalyse();
     /// Shows the events with the codes of the last reanalysis. False, after a box, when there is none.
     bool showReanalysis();
     void showOriginal();

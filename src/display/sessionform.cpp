@@ -236,7 +236,11 @@ void SessionForm::addCard(const QString &serial)
             refreshDisplays(0);
         });
         connect(added, &dataObjectWidget::reanalysisRequested, this, [this, added] {
-            SensorCare(this, m_context.prompts, added->store(), m_context.session.path()).reanalyse();
+            SensorCare care(this, m_context.prompts, added->store(), m_context.session.path());
+            const SensorCare::Reanalysed done = care.reanalyse();
+            const bool shown = added->store()->showsReanalysis();
+            if (done == SensorCare::Reanalysed::Show || (done == SensorCare::Reanalysed::Done && shown))
+                added->connectReanalysisFile(); // the new result, when an earlier one is in view
             emit added->updateDisplay(0);
         });
         connect(added, &dataObjectWidget::checkDataDisplayMode, added,
