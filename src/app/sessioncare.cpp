@@ -46,7 +46,7 @@ QString SessionCare::recover(const QString &openFolder)
     if (folder.isEmpty())
         return {};
     if (QFileInfo(folder).canonicalFilePath() == QFileInfo(openFolder).canonicalFilePath()) {
-        m_prompts.warn(m_window, tr("Recover Session"), tr("This session is open:") + folder,
+        m_prompts.warn(m_window, tr("Recover Session"), tr("This session is open: ") + folder,
                        {tr("Open another session first, then recover this one."), QString()});
         return {};
     }
@@ -94,7 +94,7 @@ void SessionCare::import(Session &session, bool oldFormat)
         return;
     const QStringList folders = sensorFoldersOf(source);
     if (folders.isEmpty()) {
-        m_prompts.warn(m_window, warningTitle, tr("There is no sensor data in the folder:") + source,
+        m_prompts.warn(m_window, warningTitle, tr("There is no sensor data in the folder: ") + source,
                        {oldFormat ? tr("Sensor data of the old format are files named block_<number>.norvexdata.")
                                   : tr("Choose the folder of a session, or of one sensor in it."),
                         QString()});
@@ -183,7 +183,7 @@ bool SessionCare::saveAs(Session &session)
     if (outcome.kind == CopyOutcome::Kind::Done)
         return true;
     if (outcome.kind != CopyOutcome::Kind::Cancelled)
-        m_prompts.warn(m_window, warningTitle, tr("The session could not be saved as:") + folder,
+        m_prompts.warn(m_window, warningTitle, tr("The session could not be saved as: ") + folder,
                        {outcome.reason + tr("\nThe session goes on where it was: %1").arg(session.path()), QString()});
     return false;
 }

@@ -63,12 +63,11 @@ public:
         const qint64 total = m_progress.total();
         setMaximum(total > 0 ? 1000 : 0);
         setValue(total > 0 ? static_cast<int>(qBound<qint64>(0, done * 1000 / total, 1000)) : 0);
-        const QLocale locale;
         QString amount;
         if (m_progress.isCancelled())
             amount = tr("Ending...");
         else if (total > 0)
-            amount = tr("%1 of %2").arg(locale.toString(done), locale.toString(total)) + rateText(done);
+            amount = tr("%1 of %2").arg(text(done), text(total)) + rateText(done);
         const QString name =
             fontMetrics().elidedText(m_progress.name(), Qt::ElideMiddle, fontMetrics().averageCharWidth() * 60);
         setLabelText(QStringLiteral("%1\n%2\n%3").arg(m_progress.step(), name, amount));
@@ -80,7 +79,15 @@ private:
         const qint64 ms = m_clock.elapsed();
         if (ms < 1000 || done <= 0)
             return {};
-        return tr(", %1 a second").arg(QLocale().toString(done * 1000 / ms));
+        return tr(", %1 a second").arg(text(done * 1000 / ms));
+    }
+
+    QString text(qint64 amount) const
+    {
+        const QLocale locale;
+        return m_progress.unit() == JobProgress::Unit::Bytes
+                   ? locale.formattedDataSize(amount, 1, QLocale::DataSizeSIFormat)
+                   : locale.toString(amount);
     }
 
     JobProgress &m_progress;

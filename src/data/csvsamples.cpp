@@ -324,7 +324,7 @@ Outcome readFile(const QString &path, const Layout &layout, const Take &take, Jo
     if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly))
         return stop(Outcome::Kind::Failed, file.errorString());
     if (progress)
-        progress->begin(QStringLiteral("Reading"), file.size());
+        progress->begin(QStringLiteral("Reading"), file.size(), JobProgress::Unit::Bytes);
     QVector<SamplePoint> piece;
     piece.reserve(pieceSize);
     const auto handOn = [&] {

@@ -35,7 +35,7 @@ bool SensorCare::importTable()
         return false;
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
-        m_prompts.warn(m_window, warningTitle, tr("Unable to open the file:") + path, {file.errorString(), QString()});
+        m_prompts.warn(m_window, warningTitle, tr("Unable to open the file: ") + path, {file.errorString(), QString()});
         return false;
     }
     const QByteArray beginning = file.read(previewBytes);
@@ -56,7 +56,7 @@ bool SensorCare::importTable()
     if (outcome.kind == ImportOutcome::Kind::Done || outcome.kind == ImportOutcome::Kind::Cancelled)
         m_prompts.inform(m_window, tr("Import Ext Data"), added, {QString(), outcome.problems.join(QLatin1Char('\n'))});
     else
-        m_prompts.warn(m_window, warningTitle, tr("The file was not imported completely:") + path,
+        m_prompts.warn(m_window, warningTitle, tr("The file was not imported completely: ") + path,
                        {outcome.reason + QLatin1Char('\n') + added, outcome.problems.join(QLatin1Char('\n'))});
     return outcome.samples > 0;
 }

@@ -202,7 +202,7 @@ bool SessionCopy::copy(const QStringList &sensorFolders)
     for (const Task &task : qAsConst(tasks))
         bytes += task.size;
     if (m_progress)
-        m_progress->begin(QStringLiteral("Copying"), bytes);
+        m_progress->begin(QStringLiteral("Copying"), bytes, JobProgress::Unit::Bytes);
     return makeFolders(sensorFolders) && copyAll(tasks) && syncFolders(sensorFolders);
 }
 

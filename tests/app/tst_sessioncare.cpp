@@ -110,7 +110,7 @@ void TestSessionCare::nothingToImport()
     m_prompts.paths = QStringList{folder(QStringLiteral("empty"))};
     SessionCare(nullptr, m_prompts).import(*open, true);
     QCOMPARE(m_prompts.takeShown().last(),
-             QStringLiteral("warn|Warning|There is no sensor data in the folder:") + folder(QStringLiteral("empty")));
+             QStringLiteral("warn|Warning|There is no sensor data in the folder: ") + folder(QStringLiteral("empty")));
     QVERIFY(open->sensors().isEmpty());
 }
 
@@ -147,7 +147,7 @@ void TestSessionCare::saveAsRefusesAFullFolder()
     const QString other = session(QStringLiteral("other"))->path();
     m_prompts.paths = QStringList{other};
     QVERIFY(!SessionCare(nullptr, m_prompts).saveAs(*open));
-    QCOMPARE(m_prompts.takeShown().last(), QStringLiteral("warn|Warning|The session could not be saved as:") + other);
+    QCOMPARE(m_prompts.takeShown().last(), QStringLiteral("warn|Warning|The session could not be saved as: ") + other);
     QVERIFY(m_prompts.lastMore.informative.contains(open->path()));
     QCOMPARE(open->path(), folder(QStringLiteral("open")));
 }
