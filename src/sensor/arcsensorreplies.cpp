@@ -203,6 +203,10 @@ void arcSensor::Private::takeSamples(const QByteArray &data, const QUrl &url)
     m_cutIndex.reset();
     // Where the sensor has restarted within the page it ends here; the rest comes as a page of its own.
     const int count = placePage(page.points, *index == 0);
+    if (count == TimeLineKeeper::askStatus) {
+        queueStatus();
+        return;
+    }
     if (page.clampedTimes > 0)
         page = parse(m_timeLines.line().baseUs);
     page.points.resize(count);

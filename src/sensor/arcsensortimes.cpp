@@ -8,29 +8,6 @@ namespace {
 
 constexpr qint64 timeLineRefreshMs = 60'000;
 
-/// Asks for each time alone: the times of a page need not be anywhere near each other.
-Recognition recognise(const norvexData &store, const QVector<SamplePoint> &points)
-{
-    Recognition found;
-    SamplePoint like; // the values of the first that is the same
-    for (const SamplePoint &point : points) {
-        QVector<SamplePoint> stored;
-        found.ok = store.samplesInRange(point.time, point.time + 1, stored) && found.ok;
-        if (stored.isEmpty())
-            continue;
-        if (!stored.contains(point)) {
-            ++found.other;
-            continue;
-        }
-        SamplePoint values = point;
-        values.time = like.time;
-        if (found.same++ == 0)
-            like = values;
-        found.telling = found.telling || values != like;
-    }
-    return found;
-}
-
 bool holdsEvent(const norvexData &store, quint64 time, int typeCode)
 {
     const QVector<EventRecord> events = store.storedEvents(time, time + 1);

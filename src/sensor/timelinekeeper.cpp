@@ -2,12 +2,14 @@
 
 #include <algorithm>
 #include <limits>
+#include <utility>
 
 namespace {
 
 constexpr int mostEarlierLines = 4;
 constexpr qint64 wholeUs = 1000; // times of samples are whole milliseconds
 constexpr qint64 mostGapUs = 60'000'000;
+constexpr qint64 disorderUs = 1'000'000; // a fall of times that needs no restart
 
 qint64 fraction(qint64 baseUs)
 {
@@ -54,12 +56,38 @@ Recognition recogniseIn(const QVector<SamplePoint> &earlier, const QVector<Sampl
 
 } // namespace
 
+/// Asks for each time alone: the times of a page need not be anywhere near each other.
+Recognition recognise(const norvexData &store, const QVector<SamplePoint> &points)
+{
+    Recognition found;
+    SamplePoint like; // the values of the first that is the same
+    for (const SamplePoint &point : points) {
+        QVector<SamplePoint> stored;
+        found.ok = store.samplesInRange(point.time, point.time + 1, stored) && found.ok;
+        if (stored.isEmpty())
+            continue;
+        if (!stored.contains(point)) {
+            ++found.other;
+            continue;
+        }
+        SamplePoint values = point;
+        values.time = like.time;
+        if (found.same++ == 0)
+            like = values;
+        found.telling = found.telling || values != like;
+    }
+    // One alone cannot differ from others; it is no level when anything was measured.
+    found.telling = found.telling || (points.size() == 1 && found.same == 1 && like.voltage != 0);
+    return found;
+}
+
 void TimeLineKeeper::disconnected()
 {
     changeTo({});
     m_next.reset();
     m_lastRawUs.reset();
     m_placed = false;
+    m_statusAsked = false;
 }
 
 void TimeLineKeeper::changeTo(const SensorTimeLine &line)
@@ -110,10 +138,15 @@ int TimeLineKeeper::place(QVector<SamplePoint> &points, qint64 baseUs, bool star
     if (points.isEmpty())
         return 0;
     int count = endOfStretch(points, 0);
-    const bool fell = m_lastRawUs && sum(qint64(points.constFirst().time), -baseUs) < *m_lastRawUs;
-    if ((!m_placed || fell || (startsFrame && m_earlierMayCome)) &&
-        !choose(points.mid(0, count), baseUs, fell, outside))
-        return 0;
+    const qint64 firstRaw = sum(qint64(points.constFirst().time), -baseUs);
+    const bool fell = m_lastRawUs && firstRaw < *m_lastRawUs;
+    const bool isLate = sum(firstRaw, m_line.baseUs) <= qint64(outside.lastTime);
+    if (!m_placed || fell || isLate || (startsFrame && m_earlierMayCome)) {
+        const Start start{startsFrame, fell, fell && sum(*m_lastRawUs, -firstRaw) > disorderUs};
+        const Choice choice = choose(points.mid(0, count), baseUs, start, outside);
+        if (choice != Choice::Made)
+            return choice == Choice::AskStatus ? askStatus : 0;
+    }
     m_placed = true;
     bool ok = true;
     while (count < points.size()) {
@@ -130,6 +163,7 @@ int TimeLineKeeper::place(QVector<SamplePoint> &points, qint64 baseUs, bool star
 
 void TimeLineKeeper::stored(const QVector<SamplePoint> &points)
 {
+    m_statusAsked = false;
     m_lastRawUs = sum(qint64(points.constLast().time), -m_line.baseUs);
 }
 
@@ -142,11 +176,13 @@ bool TimeLineKeeper::startsAnew(const QVector<SamplePoint> &points, int from, in
     *ok = *ok && stored.ok;
     if (stored.isOther() || here.isOther())
         return true;
-    return !stored.isSame() && here.same == 0 && m_next;
+    const bool farFell = points[from - 1].time - points[from].time > quint64(disorderUs);
+    return !stored.isSame() && here.same == 0 && (m_next || farFell);
 }
 
-/// Where the times begin, or begin again. False when what is stored cannot be read.
-bool TimeLineKeeper::choose(const QVector<SamplePoint> &stretch, qint64 baseUs, bool fell, const Outside &outside)
+/// Where the times begin, or begin again.
+TimeLineKeeper::Choice TimeLineKeeper::choose(const QVector<SamplePoint> &stretch, qint64 baseUs, const Start &start,
+                                              const Outside &outside)
 {
     const auto range = std::minmax_element(stretch.begin(), stretch.end(),
                                            [](const SamplePoint &a, const SamplePoint &b) { return a.time < b.time; });
@@ -158,22 +194,33 @@ bool TimeLineKeeper::choose(const QVector<SamplePoint> &stretch, qint64 baseUs, 
         const SensorTimeLine &line = lines[i];
         const Recognition found = outside.recognise(moved(stretch, line.baseUs - baseUs));
         if (!found.ok)
-            return false;
+            return Choice::Unreadable;
         if (found.isSame()) {
             recognised(line, newestRaw, outside);
-            return true;
+            return Choice::Made;
         }
         contradicted = contradicted || (i == 0 && found.isOther());
     }
     if (!m_line.known) {
         chooseFirst(oldestRaw, newestRaw, contradicted, outside);
-    } else if (contradicted || (fell && m_next)) {
+        return Choice::Made;
+    }
+    if (!m_next && (contradicted || start.fellFar) && !std::exchange(m_statusAsked, true))
+        return Choice::AskStatus; // a lower uptime ends this connection
+    if (contradicted || start.fellFar || (start.fell && m_next)) {
         changeTo(m_next ? *m_next : freshLine(newestRaw, true, outside));
         m_next.reset();
-    } else if (!fell) {
-        m_earlierMayCome = false; // a new frame, and the sensor has forgotten theirs
+    } else if (start.ofFrame && !start.fell) {
+        m_earlierMayCome = false; // the sensor has forgotten theirs
     }
-    return true;
+    return Choice::Made;
+}
+
+/// Rises with every line: its place among those that were left, or behind them.
+int TimeLineKeeper::rank(const SensorTimeLine &line) const
+{
+    const auto same = [&line](const SensorTimeLine &one) { return one.baseUs == line.baseUs; };
+    return int(std::find_if(m_earlier.begin(), m_earlier.end(), same) - m_earlier.begin());
 }
 
 /// What comes now was stored on this line before. When it is not the newest one, that follows.
@@ -183,8 +230,10 @@ void TimeLineKeeper::recognised(const SensorTimeLine &line, qint64 newestRawUs, 
     const bool restarted = !m_line.known && timebase::hasRestarted(newest, outside.candidate, newestRawUs);
     if (restarted)
         m_next = freshLine(0, true, outside);
-    else if (newest.baseUs != line.baseUs && !m_next)
+    else if (!m_next && rank(line) < rank(newest))
         m_next = newest;
+    if (m_next && m_next->baseUs == line.baseUs)
+        m_next.reset(); // this is it
     const bool confirmed = !restarted && !m_line.known && newest.baseUs == line.baseUs;
     changeTo({true, line.baseUs, confirmed ? std::max<qint64>(outside.candidate.uptimeMs, 0) : line.uptimeMs});
 }

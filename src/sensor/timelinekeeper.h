@@ -20,6 +20,8 @@ struct Recognition
     bool isOther() const { return other > same; }
 };
 
+Recognition recognise(const norvexData &store, const QVector<SamplePoint> &points);
+
 /// On which time line the samples and events of one sensor belong, as a value. A sensor that starts anew counts its
 /// time from 0 again; its samples then must neither be taken for old ones nor old ones for new. What is stored already
 /// tells it best: the same times with the same values are the same samples, with other values they are of another
@@ -48,6 +50,8 @@ public:
     /// A new connection; the lines of earlier starts stay known.
     void disconnected();
 
+    /// The sensor may have restarted unseen: its uptime has to be asked before the page is asked for again.
+    static constexpr int askStatus = -1;
     /// Places a page whose times stand on `baseUs`: moves them to line() and returns how many of them, from the first
     /// on, belong there. What follows them was measured after a restart and has to be asked for again. None when what
     /// is stored cannot be read now.
@@ -61,7 +65,15 @@ public:
 
 private:
     QVector<SensorTimeLine> knownLines(const Outside &outside) const;
-    bool choose(const QVector<SamplePoint> &stretch, qint64 baseUs, bool fell, const Outside &outside);
+    enum class Choice { Made, AskStatus, Unreadable };
+    struct Start
+    {
+        bool ofFrame;
+        bool fell; // behind what came before
+        bool fellFar;
+    };
+    Choice choose(const QVector<SamplePoint> &stretch, qint64 baseUs, const Start &start, const Outside &outside);
+    int rank(const SensorTimeLine &line) const;
     void recognised(const SensorTimeLine &line, qint64 newestRawUs, const Outside &outside);
     void chooseFirst(qint64 oldestRawUs, qint64 newestRawUs, bool contradicted, const Outside &outside);
     bool startsAnew(const QVector<SamplePoint> &points, int from, int to, qint64 baseUs, const Outside &outside,
@@ -75,4 +87,5 @@ private:
     bool m_earlierMayCome = false;        // with the next frame
     std::optional<qint64> m_lastRawUs;    // stored in this connection
     bool m_placed = false;                // a page of this connection
+    bool m_statusAsked = false;           // because of the page that comes again
 };

@@ -108,9 +108,11 @@ QString SoakRun::look(Chance &chance)
 {
     if (!m_bay.isRecording())
         return QStringLiteral("the recorder has ended");
-    // Now and then one of them is switched off for a moment.
+    // Now and then one of them is switched off for a moment, or restarts with or without its memory.
+    static const QStringList moments{QStringLiteral(";off@0s=150s"), QStringLiteral(";reboot@0s"),
+                                     QStringLiteral(";reboot@0s=kept"), QStringLiteral(";reboot@0s;reboot@100s=kept")};
     if (chance.oneIn(10))
-        m_bay.setPlan(chance.below(sensors), faults + QStringLiteral(";off@0s=150s"));
+        m_bay.setPlan(chance.below(sensors), faults + moments.at(chance.below(moments.size())));
     m_last = m_bay.usage();
     if (m_timer.elapsed() < std::min(warmUpMs, m_options.seconds > 0 ? m_options.seconds * 500 : warmUpMs))
         m_first = m_last;

@@ -1,0 +1,188 @@
+#include "sensor/timelinekeeper.h"
+
+#include <QtTest>
+
+#include <map>
+#include <random>
+
+namespace {
+
+constexpr qint64 hostMs = 1'700'000'000'000; // at the start of a test
+
+struct Measured
+{
+    qint64 rawMs;
+    int value; // its own among all
+};
+
+/// A sensor with its memory, and a download of it as a connection makes it, without either's requests. All clocks are
+/// whole multiples of the sensor's interval, so that times meet wherever they can.
+class Bench
+{
+public:
+    explicit Bench(unsigned seed) : m_random(seed) { connectAnew(); }
+
+    bool oneIn(int n) { return int(m_random() % unsigned(n)) == 0; }
+    int below(int n) { return int(m_random() % unsigned(n)); }
+
+    void measure(int samples)
+    {
+        for (int i = 0; i < samples; ++i) {
+            m_nowMs += interval;
+            m_memory.append({m_nowMs - m_startedMs, ++m_values});
+        }
+    }
+
+    void restart(bool keepsMemory)
+    {
+        measure(1); // two starts with one sample each would have the same time in a row, which falls nowhere
+        m_startedMs = m_nowMs;
+        if (!keepsMemory)
+            m_memory.clear();
+    }
+
+    void connectAnew()
+    {
+        m_keeper.disconnected();
+        m_askedUptimeMs = m_nowMs - m_startedMs;
+        measure(below(5)); // until the configuration comes
+        m_candidate = {true, hostMs + m_nowMs, oneIn(6) ? -1 : m_nowMs - m_startedMs};
+    }
+
+    /// At most so many pages of a frame; cleared when it is whole.
+    void download(int pages)
+    {
+        const int points = m_memory.size();
+        int index = 0;
+        for (; pages > 0 && index < points; --pages) {
+            const int taken = page(index);
+            if (taken < 0)
+                return; // the frame is gone with the connection
+            index += taken;
+        }
+        if (index < points)
+            return;
+        for (int i = 0; i < points; ++i)
+            ++m_cleared[m_memory.takeFirst().value];
+    }
+
+    /// What was cleared and is not there, and what is there more than once.
+    QPair<int, int> lostAndDoubled() const
+    {
+        std::map<int, int> stored;
+        QVector<SamplePoint> samples;
+        m_store.samplesInRange(0, ~quint64(0), samples);
+        for (const SamplePoint &sample : samples)
+            ++stored[int(sample.voltage)];
+        int lost = 0;
+        for (const auto &[value, times] : m_cleared)
+            lost += stored.count(value) == 0 ? times : 0;
+        int doubled = 0;
+        for (const auto &[value, times] : stored)
+            doubled += times - 1;
+        return {lost, doubled};
+    }
+    int cleared() const { return int(m_cleared.size()); }
+
+private:
+    static constexpr int interval = 20;
+
+    int page(int index)
+    {
+        const qint64 base = m_keeper.line().known ? m_keeper.line().baseUs : m_store.timeLine().baseUs;
+        QVector<SamplePoint> points;
+        for (int i = index; i < qMin(index + 20, m_memory.size()); ++i) {
+            SamplePoint point;
+            point.time = quint64(base + m_memory.at(i).rawMs * 1000);
+            point.voltage = m_memory.at(i).value;
+            points.append(point);
+        }
+        TimeLineKeeper::Outside outside;
+        outside.last = m_store.timeLine();
+        outside.lastTime = m_store.lastTime();
+        outside.nowUtcMs = hostMs + m_nowMs;
+        outside.candidate = m_candidate;
+        outside.recognise = [this](const QVector<SamplePoint> &some) { return recognise(m_store, some); };
+        const int count = m_keeper.place(points, base, index == 0, outside);
+        if (count == TimeLineKeeper::askStatus) {
+            const qint64 uptimeMs = m_nowMs - m_startedMs;
+            const bool restarted = uptimeMs < m_askedUptimeMs;
+            m_askedUptimeMs = uptimeMs;
+            if (restarted)
+                connectAnew();
+            return restarted ? -1 : 0;
+        }
+        m_store.setTimeLine(m_keeper.line());
+        points.resize(count);
+        if (!m_store.addSamples(points))
+            return 0;
+        m_keeper.stored(points);
+        return count;
+    }
+
+    std::mt19937 m_random;
+    norvexData m_store;
+    TimeLineKeeper m_keeper;
+    TimeBaseCandidate m_candidate;
+    qint64 m_nowMs = 1'000'000;
+    qint64 m_startedMs = 1'000'000;
+    qint64 m_askedUptimeMs = 0;
+    QVector<Measured> m_memory;
+    int m_values = 0;
+    std::map<int, int> m_cleared;
+};
+
+} // namespace
+
+class TestTimeLineKeeper : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void restartsLoseAndDoubleNothing_data();
+    void restartsLoseAndDoubleNothing();
+};
+
+void TestTimeLineKeeper::restartsLoseAndDoubleNothing_data()
+{
+    QTest::addColumn<bool>("keepsMemory");
+    QTest::addColumn<bool>("unseen"); // the connection goes on as if nothing had happened
+    QTest::newRow("memory lost") << false << false;
+    QTest::newRow("memory kept") << true << false;
+    QTest::newRow("memory lost, unseen") << false << true;
+    QTest::newRow("memory kept, unseen") << true << true;
+}
+
+// Frames are downloaded in part, again, and whole, between restarts that come soon or late.
+void TestTimeLineKeeper::restartsLoseAndDoubleNothing()
+{
+    QFETCH(bool, keepsMemory);
+    QFETCH(bool, unseen);
+    for (unsigned seed = 1; seed <= 60; ++seed) {
+        Bench bench(seed);
+        for (int round = 0; round < 30; ++round) {
+            bench.measure(1 + bench.below(bench.oneIn(3) ? 300 : 60));
+            bench.download(bench.oneIn(2) ? 1000 : bench.below(4));
+            if (bench.oneIn(3)) {
+                bench.restart(keepsMemory);
+                if (!unseen)
+                    bench.connectAnew();
+            } else if (bench.oneIn(4)) {
+                bench.connectAnew();
+            }
+        }
+        bench.measure(10);
+        for (int i = 0; i < 5; ++i)
+            bench.download(1000);
+        const auto [lost, doubled] = bench.lostAndDoubled();
+        QVERIFY2(lost == 0 && doubled == 0 && bench.cleared() > 0,
+                 qPrintable(QStringLiteral("seed %1: %2 lost, %3 doubled of %4")
+                                .arg(seed)
+                                .arg(lost)
+                                .arg(doubled)
+                                .arg(bench.cleared())));
+    }
+}
+
+QTEST_APPLESS_MAIN(TestTimeLineKeeper)
+#include "tst_timelinekeeper.moc"
