@@ -1,6 +1,7 @@
 #include "app/demosensor.h"
 
 #include <QCoreApplication>
+#include <QDateTime>
 #include <QFileInfo>
 
 namespace {
@@ -47,7 +48,9 @@ bool DemoSensor::start()
     if (!QFileInfo(program).isExecutable())
         return false;
     m_listening = false;
-    m_process.start(program, {QStringLiteral("--rate"), QStringLiteral("200")});
+    // With the same seed it would measure the same again, which the recorder takes for samples that it has already.
+    m_process.start(program, {QStringLiteral("--rate"), QStringLiteral("200"), QStringLiteral("--seed"),
+                              QString::number(QDateTime::currentMSecsSinceEpoch())});
     return true;
 }
 

@@ -61,9 +61,9 @@ void takeTour(pictures::Program &shots, MainWindow &window, const Theme &theme)
         const char *widget;
         Qt::Alignment edge; // of the widget, where its number stands
     };
-    static const Part parts[] = {{"menuBar", Qt::AlignRight},       {"b_view4", Qt::AlignRight},
-                                 {"sensorColumn", Qt::AlignBottom}, {"displayStack", Qt::AlignTop},
-                                 {"displayStack", Qt::AlignCenter}, {"b_addEvents", Qt::AlignRight},
+    static const Part parts[] = {{"menuBar", Qt::AlignRight},        {"b_view4", Qt::AlignRight},
+                                 {"sensorColumn", Qt::AlignBottom},  {"displayStack", Qt::AlignTop},
+                                 {"displayStack", Qt::AlignVCenter}, {"b_addEvents", Qt::AlignRight},
                                  {"statusBar", Qt::AlignHCenter}};
     QPixmap picture = window.grab();
     QPainter painter(&picture);
@@ -86,6 +86,8 @@ void takeTour(pictures::Program &shots, MainWindow &window, const Theme &theme)
             circle.moveLeft(name == QLatin1String("menuBar") ? inside.left() + inside.width() / 4 : area.right() + 12);
         if (parts[i].edge & Qt::AlignBottom)
             circle.moveBottom(inside.bottom() - inside.height() / 6);
+        if (parts[i].edge & Qt::AlignHCenter) // where a status bar is free
+            circle.moveLeft(inside.left() + inside.width() / 3);
         if (parts[i].edge & Qt::AlignTop)
             circle.moveTopLeft({inside.right() - size * 2, inside.top() + size / 2});
         painter.setPen(QPen(Qt::white, 2));
