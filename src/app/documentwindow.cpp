@@ -40,7 +40,8 @@ public:
             picture.loadFromData(loaded.toByteArray());
         else
             picture = loaded.value<QImage>();
-        const int widest = qMax(200, viewport()->width() - 2 * int(document()->documentMargin()) - 4);
+        const int bar = verticalScrollBar()->isVisible() ? 0 : verticalScrollBar()->sizeHint().width(); // it will be
+        const int widest = qMax(200, viewport()->width() - bar - 2 * int(document()->documentMargin()) - 4);
         const double scale = devicePixelRatioF();
         if (picture.width() > widest * scale)
             picture = picture.scaledToWidth(int(widest * scale), Qt::SmoothTransformation);
@@ -118,7 +119,8 @@ DocumentWindow::DocumentWindow(QWidget *parent, const QString &folder, const QSt
     split->addWidget(m_chapters);
     split->addWidget(m_page);
     split->setStretchFactor(1, 1);
-    split->setSizes({fontMetrics().averageCharWidth() * 28, fontMetrics().averageCharWidth() * 100});
+    const int listWidth = m_chapters->sizeHintForColumn(0) + 4 * fontMetrics().averageCharWidth();
+    split->setSizes({listWidth, fontMetrics().averageCharWidth() * 132 - listWidth});
     auto *buttons = new QDialogButtonBox(QDialogButtonBox::Close);
     buttons->button(QDialogButtonBox::Close)->setAutoDefault(false);
     auto *bottom = new QHBoxLayout;
