@@ -45,7 +45,7 @@ AboutDialog::AboutDialog(QWidget *parent) : QDialog(parent)
 
 QString AboutDialog::versionText()
 {
-    return QStringLiteral("Version %1.%2.%3 (Build %4)")
+    return tr("Version %1.%2.%3 (Build %4)")
         .arg(NORVEX_VERSION_MAJOR)
         .arg(NORVEX_VERSION_MINOR)
         .arg(NORVEX_VERSION_PATCH)

@@ -97,6 +97,6 @@ void helpwindows::createSupportFile(QWidget *parent, Prompts &prompts, const Sup
                                           translated("Text file (*.txt)"));
     QString reason;
     if (!path.isEmpty() && !writeFileSafely(path, supportText(facts), &reason))
-        prompts.warn(parent, translated("Create Support File"), QStringLiteral("Unable to create file:") + path,
-                     {reason, QString()});
+        prompts.warn(parent, translated("Create Support File"),
+                     QCoreApplication::translate("helpwindows", "Unable to create file:") + path, {reason, QString()});
 }

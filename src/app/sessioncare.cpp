@@ -15,8 +15,6 @@
 
 namespace {
 
-const QString warningTitle = QStringLiteral("Warning");
-
 QString detailsOf(const SessionRepair &repair)
 {
     QStringList lines = repair.problems;
@@ -41,8 +39,8 @@ struct SessionCare::ImportReport
 
 QString SessionCare::recover(const QString &openFolder)
 {
-    const QString folder = m_prompts.chooseFolder(
-        m_window, QStringLiteral("Select folder with the sensor data to recover"), QFileInfo(openFolder).path());
+    const QString folder = m_prompts.chooseFolder(m_window, tr("Select folder with the sensor data to recover"),
+                                                  QFileInfo(openFolder).path());
     if (folder.isEmpty())
         return {};
     if (QFileInfo(folder).canonicalFilePath() == QFileInfo(openFolder).canonicalFilePath()) {
@@ -57,7 +55,7 @@ QString SessionCare::recover(const QString &openFolder)
     if (!repair.isSessionThere()) {
         const QString reason =
             repair.outcome == SessionRepair::Outcome::NoData ? tr("The folder holds no sensor data.") : repair.reason;
-        m_prompts.warn(m_window, QStringLiteral("Failure"), QStringLiteral("Failed to recover session"),
+        m_prompts.warn(m_window, tr("Failure"), tr("Failed to recover session"),
                        {reason + tr("\nNothing was deleted."), detailsOf(repair)});
         return {};
     }
@@ -73,7 +71,7 @@ QString SessionCare::recover(const QString &openFolder)
 
 QString SessionCare::recoverDeeper(const QString &folder, const QString &text)
 {
-    m_prompts.warn(m_window, QStringLiteral("Error in recovery process"), text,
+    m_prompts.warn(m_window, tr("Error in recovery process"), text,
                    {tr("The session is in %1. Nothing in it is deleted.").arg(folder), QString()});
     SessionRepair repair;
     runJob(m_window, tr("Recover Session"), [&](JobProgress &progress) { repair = repairSession(folder, &progress); });
@@ -89,12 +87,12 @@ QString SessionCare::recoverDeeper(const QString &folder, const QString &text)
 void SessionCare::import(Session &session, bool oldFormat)
 {
     const QString source =
-        m_prompts.chooseFolder(m_window, QStringLiteral("Select Import Folder"), QFileInfo(session.path()).path());
+        m_prompts.chooseFolder(m_window, tr("Select Import Folder"), QFileInfo(session.path()).path());
     if (source.isEmpty())
         return;
     const QStringList folders = sensorFoldersOf(source);
     if (folders.isEmpty()) {
-        m_prompts.warn(m_window, warningTitle, tr("There is no sensor data in the folder: ") + source,
+        m_prompts.warn(m_window, tr("Warning"), tr("There is no sensor data in the folder: ") + source,
                        {oldFormat ? tr("Sensor data of the old format are files named block_<number>.norvexdata.")
                                   : tr("Choose the folder of a session, or of one sensor in it."),
                         QString()});
@@ -125,7 +123,7 @@ void SessionCare::import(Session &session, bool oldFormat)
                          {added, details});
     else
         m_prompts.warn(
-            m_window, warningTitle, tr("The import did not succeed"),
+            m_window, tr("Warning"), tr("The import did not succeed"),
             {report.failure + QLatin1Char('\n') + added + tr("\nThe source is untouched. A second try adds the rest."),
              details});
 }
@@ -171,8 +169,7 @@ bool SessionCare::importFolder(Session &session, const QString &source, const QS
 
 bool SessionCare::saveAs(Session &session)
 {
-    const QString folder =
-        m_prompts.chooseFolder(m_window, QStringLiteral("Save Session As"), QFileInfo(session.path()).path());
+    const QString folder = m_prompts.chooseFolder(m_window, tr("Save Session As"), QFileInfo(session.path()).path());
     if (folder.isEmpty())
         return false;
     SaveAs saving(session, folder);
@@ -183,7 +180,7 @@ bool SessionCare::saveAs(Session &session)
     if (outcome.kind == CopyOutcome::Kind::Done)
         return true;
     if (outcome.kind != CopyOutcome::Kind::Cancelled)
-        m_prompts.warn(m_window, warningTitle, tr("The session could not be saved as: ") + folder,
+        m_prompts.warn(m_window, tr("Warning"), tr("The session could not be saved as: ") + folder,
                        {outcome.reason + tr("\nThe session goes on where it was: %1").arg(session.path()), QString()});
     return false;
 }

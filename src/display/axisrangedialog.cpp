@@ -41,7 +41,7 @@ ValueRangeDialog::ValueRangeDialog(const QString &name, const QString &unit, con
     : QDialog(parent), m_low(new QLineEdit(QString::number(span.low, 'g', 7))),
       m_high(new QLineEdit(QString::number(span.high, 'g', 7))), m_reason(new QLabel), m_buttons(buttonBox(this))
 {
-    setWindowTitle(QStringLiteral("Range of the Axis"));
+    setWindowTitle(tr("Range of the Axis"));
     m_low->setObjectName(QStringLiteral("lowest"));
     m_high->setObjectName(QStringLiteral("highest"));
     const QString tail = unit.isEmpty() ? QString() : QStringLiteral(" [%1]").arg(unit);
@@ -49,13 +49,13 @@ ValueRangeDialog::ValueRangeDialog(const QString &name, const QString &unit, con
     auto *heading = new QLabel(name);
     heading->setTextFormat(Qt::PlainText);
     form->addRow(heading);
-    form->addRow(QStringLiteral("From") + tail, m_low);
+    form->addRow(tr("From") + tail, m_low);
     form->addRow(QStringLiteral("To") + tail, m_high);
     form->addRow(m_reason);
     form->addRow(m_buttons);
-    QPushButton *automatic = m_buttons->addButton(QStringLiteral("Automatic"), QDialogButtonBox::ResetRole);
+    QPushButton *automatic = m_buttons->addButton(tr("Automatic"), QDialogButtonBox::ResetRole);
     automatic->setObjectName(QStringLiteral("automatic"));
-    automatic->setToolTip(QStringLiteral("Let the axis fit the visible data"));
+    automatic->setToolTip(tr("Let the axis fit the visible data"));
     connect(automatic, &QPushButton::clicked, this, [this] {
         emit automaticChosen();
         reject();
@@ -70,9 +70,9 @@ void ValueRangeDialog::check()
 {
     QString reason;
     if (std::isnan(numberOf(m_low)) || std::isnan(numberOf(m_high)))
-        reason = QStringLiteral("Please enter two numbers, with a point as decimal mark.");
+        reason = tr("Please enter two numbers, with a point as decimal mark.");
     else if (numberOf(m_low) >= numberOf(m_high))
-        reason = QStringLiteral("The first number must be less than the second.");
+        reason = tr("The first number must be less than the second.");
     say(m_reason, m_buttons, reason);
 }
 
@@ -80,7 +80,7 @@ TimeRangeDialog::TimeRangeDialog(const TimeAxis &axis, const TimeRange &range, Q
     : QDialog(parent), m_from(new QDateTimeEdit), m_to(new QDateTimeEdit), m_reason(new QLabel),
       m_buttons(buttonBox(this))
 {
-    setWindowTitle(QStringLiteral("Visible Time"));
+    setWindowTitle(tr("Visible Time"));
     m_from->setObjectName(QStringLiteral("from"));
     m_to->setObjectName(QStringLiteral("to"));
     const bool local = axis.mode() == TimeMode::Local;
@@ -93,10 +93,9 @@ TimeRangeDialog::TimeRangeDialog(const TimeAxis &axis, const TimeRange &range, Q
         edit->setDateTime(QDateTime::fromMSecsSinceEpoch(qint64(time / 1000), local ? Qt::LocalTime : Qt::UTC));
         connect(edit, &QDateTimeEdit::dateTimeChanged, this, &TimeRangeDialog::check);
     }
-    form->addRow(QStringLiteral("From"), m_from);
+    form->addRow(tr("From"), m_from);
     form->addRow(QStringLiteral("To"), m_to);
-    form->addRow(
-        new QLabel(QStringLiteral("Times are in %1.").arg(local ? axis.zoneText(range.from) : QStringLiteral("UTC"))));
+    form->addRow(new QLabel(tr("Times are in %1.").arg(local ? axis.zoneText(range.from) : QStringLiteral("UTC"))));
     form->addRow(m_reason);
     form->addRow(m_buttons);
     connect(this, &QDialog::accepted, this, [this] { emit chosen(this->range()); });
@@ -113,6 +112,5 @@ TimeRange TimeRangeDialog::range() const
 
 void TimeRangeDialog::check()
 {
-    say(m_reason, m_buttons,
-        range().isEmpty() ? QStringLiteral("The end must be later than the beginning.") : QString());
+    say(m_reason, m_buttons, range().isEmpty() ? tr("The end must be later than the beginning.") : QString());
 }

@@ -2,6 +2,7 @@
 
 #include "display/timeaxis.h"
 
+#include <QCoreApplication>
 #include <QDateTime>
 #include <QLocale>
 
@@ -124,7 +125,8 @@ QString CalendarPeriods::text(const TimeRange &range) const
 {
     if (m_mode == TimeMode::Elapsed) {
         const quint64 from = range.from - std::min(range.from, m_origin);
-        return QStringLiteral("%1 to %2 elapsed").arg(durationText(from), durationText(from + range.length()));
+        return QCoreApplication::translate("calendarperiods", "%1 to %2 elapsed")
+            .arg(durationText(from), durationText(from + range.length()));
     }
     const qint64 offset = offsetAt(range.from);
     const QDateTime from = utc(quint64(qint64(range.from) + offset));
@@ -133,7 +135,7 @@ QString CalendarPeriods::text(const TimeRange &range) const
     if (m_period == Day)
         return QStringLiteral("%1, %2").arg(date, zone);
     if (m_period == Week)
-        return QStringLiteral("Week from %1, %2").arg(date, zone);
+        return QCoreApplication::translate("calendarperiods", "Week from %1, %2").arg(date, zone);
     const QDateTime to = from.addMSecs(qint64(range.length() / 1000));
     return QStringLiteral("%1 %2 to %3, %4").arg(date, inEnglish(from, "HH:mm"), inEnglish(to, "HH:mm"), zone);
 }

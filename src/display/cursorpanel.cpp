@@ -23,7 +23,8 @@ QString html(const CursorReadout &readout, const Theme &theme)
                         .arg(coloured(QString::number(i + 1), theme.cursorPen(i).color()),
                              readout.moments[i].toHtmlEscaped());
     if (readout.summary.isEmpty())
-        text += coloured(QStringLiteral("Place the other cursor with %1").arg(readout.moments[0].isEmpty() ? 1 : 2),
+        text += coloured(QCoreApplication::translate("cursorpanel", "Place the other cursor with %1")
+                             .arg(readout.moments[0].isEmpty() ? 1 : 2),
                          theme.mutedText());
     else
         text += readout.summary.toHtmlEscaped();
@@ -58,11 +59,11 @@ CursorPanel::CursorPanel(QWidget *parent)
     m_label->setTextFormat(Qt::RichText);
     m_label->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
     m_copy->setObjectName(QStringLiteral("copyCursors"));
-    m_copy->setText(QStringLiteral("Copy"));
-    m_copy->setToolTip(QStringLiteral("Copy the measurements as a table"));
+    m_copy->setText(tr("Copy"));
+    m_copy->setToolTip(tr("Copy the measurements as a table"));
     m_remove->setObjectName(QStringLiteral("removeCursors"));
-    m_remove->setText(QStringLiteral("Remove"));
-    m_remove->setToolTip(QStringLiteral("Remove the cursors (Esc)"));
+    m_remove->setText(tr("Remove"));
+    m_remove->setToolTip(tr("Remove the cursors (Esc)"));
     layout->addWidget(m_label, 1, Qt::AlignTop);
     auto *buttons = new QVBoxLayout;
     buttons->addWidget(m_copy);

@@ -73,8 +73,7 @@ void LegendBar::rebuild(const Theme &theme)
         button->setIcon(lineIcon(entry.pen, iconSize, devicePixelRatioF(), entry.hidden));
         QString shown = fontMetrics().elidedText(entry.text, Qt::ElideMiddle, fontMetrics().height() * 22);
         button->setText(shown.replace(QLatin1Char('&'), QLatin1String("&&")));
-        button->setToolTip(
-            (entry.hidden ? QStringLiteral("Show %1") : QStringLiteral("Hide %1")).arg(entry.text.toHtmlEscaped()));
+        button->setToolTip((entry.hidden ? tr("Show %1") : tr("Hide %1")).arg(entry.text.toHtmlEscaped()));
         button->setAccessibleName(entry.text);
         QPalette colours = palette();
         colours.setColor(QPalette::ButtonText, entry.hidden ? theme.frame() : theme.text());

@@ -45,14 +45,14 @@ PlotToolBar::PlotToolBar(QWidget *parent) : QWidget(parent), m_spans(new QButton
     for (int axis = 0; axis < 2; ++axis)
         m_quantities[axis] = quantityBox(axis == 1);
     layout->addWidget(m_quantities[0]); // each on the side of its axis
-    m_back = button(QStringLiteral("◀"), QStringLiteral("Back to the view before (Alt+Left)"), "zoomBack");
-    m_forward = button(QStringLiteral("▶"), QStringLiteral("Forward again (Alt+Right)"), "zoomForward");
+    m_back = button(QStringLiteral("◀"), tr("Back to the view before (Alt+Left)"), "zoomBack");
+    m_forward = button(QStringLiteral("▶"), tr("Forward again (Alt+Right)"), "zoomForward");
     m_zoomByDrag = button(QStringLiteral("⬚"),
-                          QStringLiteral("Dragging draws a box to zoom into; otherwise it moves the view.\n"
-                                         "Shift or the right button does the other one."),
+                          tr("Dragging draws a box to zoom into; otherwise it moves the view.\n"
+                             "Shift or the right button does the other one."),
                           "zoomByDrag");
     m_zoomByDrag->setCheckable(true);
-    m_zoomByDrag->setAccessibleName(QStringLiteral("Zoom by dragging a box"));
+    m_zoomByDrag->setAccessibleName(tr("Zoom by dragging a box"));
     layout->addWidget(group({m_back, m_forward, m_zoomByDrag}));
     connect(m_back, &QToolButton::clicked, this, &PlotToolBar::backChosen);
     connect(m_forward, &QToolButton::clicked, this, &PlotToolBar::forwardChosen);
@@ -61,11 +61,9 @@ PlotToolBar::PlotToolBar(QWidget *parent) : QWidget(parent), m_spans(new QButton
     auto *spans = group({});
     m_spans->setExclusive(true);
     for (std::size_t i = 0; i < presets().size(); ++i) {
-        const QString text = QLatin1String(presets()[i].text);
-        QToolButton *preset = button(text,
-                                     presets()[i].span ? QStringLiteral("Follow the last %1").arg(text)
-                                                       : QStringLiteral("Show everything (Home)"),
-                                     "span");
+        const QString text = tr(presets()[i].text);
+        QToolButton *preset =
+            button(text, presets()[i].span ? tr("Follow the last %1").arg(text) : tr("Show everything (Home)"), "span");
         preset->setObjectName(QStringLiteral("span%1").arg(i));
         preset->setCheckable(true);
         m_spans->addButton(preset, int(i));
@@ -76,8 +74,8 @@ PlotToolBar::PlotToolBar(QWidget *parent) : QWidget(parent), m_spans(new QButton
     m_spanBox = spans;
 
     m_follow = button(QString(),
-                      QStringLiteral("Follow the newest sample, or hold the view (Space).\n"
-                                     "Recording goes on either way."),
+                      tr("Follow the newest sample, or hold the view (Space).\n"
+                         "Recording goes on either way."),
                       "followButton");
     m_follow->setCheckable(true);
     connect(m_follow, &QToolButton::clicked, this, &PlotToolBar::followChosen);
@@ -85,11 +83,11 @@ PlotToolBar::PlotToolBar(QWidget *parent) : QWidget(parent), m_spans(new QButton
 
     m_timeMode = new QComboBox;
     m_timeMode->setObjectName(QStringLiteral("timeMode"));
-    m_timeMode->setAccessibleName(QStringLiteral("Time shown as"));
-    m_timeMode->setToolTip(QStringLiteral("How times are shown, everywhere in the program"));
+    m_timeMode->setAccessibleName(tr("Time shown as"));
+    m_timeMode->setToolTip(tr("How times are shown, everywhere in the program"));
     m_timeMode->addItem(QStringLiteral("UTC"), int(TimeMode::Utc));
-    m_timeMode->addItem(QStringLiteral("Local"), int(TimeMode::Local));
-    m_timeMode->addItem(QStringLiteral("Elapsed"), int(TimeMode::Elapsed));
+    m_timeMode->addItem(tr("Local"), int(TimeMode::Local));
+    m_timeMode->addItem(tr("Elapsed"), int(TimeMode::Elapsed));
     connect(m_timeMode, QOverload<int>::of(&QComboBox::activated), this,
             [this](int index) { emit timeModeChosen(TimeMode(m_timeMode->itemData(index).toInt())); });
     layout->addWidget(m_timeMode);
@@ -108,13 +106,14 @@ QComboBox *PlotToolBar::quantityBox(bool right)
 {
     auto *box = new QComboBox;
     box->setObjectName(right ? QStringLiteral("rightQuantity") : QStringLiteral("leftQuantity"));
-    box->setAccessibleName(right ? QStringLiteral("Quantity of the right axis")
-                                 : QStringLiteral("Quantity of the left axis"));
+    box->setAccessibleName(right ? tr("Quantity of the right axis") : tr("Quantity of the left axis"));
     box->setToolTip(box->accessibleName());
     box->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
     box->setMinimumContentsLength(8);
-    if (right)
-        box->addItem(QStringLiteral("(no right axis)"), PlotModel::noQuantity);
+    if (right) {
+        box->addItem(tr("(no right axis)"), PlotModel::noQuantity);
+        box->setMinimumContentsLength(qMax(8, box->itemText(0).size()));
+    }
     for (int quantity = 0; quantity < valueTypeCount; ++quantity)
         box->addItem(PlotModel::quantityName(quantity), quantity);
     connect(box, QOverload<int>::of(&QComboBox::activated), this, &PlotToolBar::chooseQuantities);
@@ -139,7 +138,7 @@ void PlotToolBar::chooseQuantities()
 void PlotToolBar::fitFollowButton()
 {
     // As wide as its longest words, so that nothing beside it moves.
-    const int words = m_follow->fontMetrics().horizontalAdvance(QStringLiteral("Paused, 59 min behind - Follow (L)"));
+    const int words = m_follow->fontMetrics().horizontalAdvance(tr("Paused, 59 min behind - Follow (L)"));
     m_follow->setFixedWidth(words + m_follow->fontMetrics().height());
 }
 

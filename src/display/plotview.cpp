@@ -2,6 +2,8 @@
 
 #include "display/timeaxis.h"
 
+#include <QCoreApplication>
+
 #include <algorithm>
 #include <cmath>
 
@@ -66,17 +68,17 @@ quint64 PlotView::behind() const
 QString PlotView::statusText() const
 {
     if (m_data.isEmpty())
-        return QStringLiteral("No data");
+        return QCoreApplication::translate("plotview", "No data");
     if (m_following)
-        return QStringLiteral("Following");
+        return QCoreApplication::translate("plotview", "Following");
     if (behind() == 0)
-        return QStringLiteral("Paused - Follow (L)");
+        return QCoreApplication::translate("plotview", "Paused - Follow (L)");
     // The larger unit alone: this is read at a glance.
     quint64 shown = behind();
     for (const quint64 unit : {86400000000ULL, 3600000000ULL, 60000000ULL})
         if (shown >= unit)
             shown -= shown % unit;
-    return QStringLiteral("Paused, %1 behind - Follow (L)").arg(durationText(shown));
+    return QCoreApplication::translate("plotview", "Paused, %1 behind - Follow (L)").arg(durationText(shown));
 }
 
 void PlotView::setFollowing(bool following)

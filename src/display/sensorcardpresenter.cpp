@@ -2,6 +2,8 @@
 
 #include "base/log.h"
 
+#include <QCoreApplication>
+
 #include <cmath>
 
 namespace {
@@ -78,47 +80,53 @@ SensorCardPresenter::Word SensorCardPresenter::word(bool hasAddress, int retryMs
 {
     Word word;
     if (!hasAddress) {
-        word.text = QStringLiteral("Stored data only");
-        word.reason = QStringLiteral("This sensor has no connection. \"Reconnect Sensor...\" gives it one.");
+        word.text = QCoreApplication::translate("sensorcardpresenter", "Stored data only");
+        word.reason = QCoreApplication::translate(
+            "sensorcardpresenter", "This sensor has no connection. \"Reconnect Sensor...\" gives it one.");
     } else if (m_disconnected) {
-        word.text = QStringLiteral("Disconnected");
-        word.reason = QStringLiteral("Disconnected by the user. \"Reconnect Sensor...\" connects again.");
+        word.text = QCoreApplication::translate("sensorcardpresenter", "Disconnected");
+        word.reason = QCoreApplication::translate("sensorcardpresenter",
+                                                  "Disconnected by the user. \"Reconnect Sensor...\" connects again.");
     } else if (m_state == 1 || m_state == 2) {
         const bool recording = ageMs >= 0 && ageMs < recordingMs;
         const bool behind = !recording && m_state == 2 && ageMs >= 0;
-        word.text = recording ? QStringLiteral("Recording")
-                    : behind  ? QStringLiteral("Catching up")
-                              : QStringLiteral("Connected");
-        word.reason = recording ? QStringLiteral("Samples arrive and are stored.")
-                      : behind  ? QStringLiteral("What the sensor measured meanwhile is being downloaded.")
-                                : QStringLiteral("The sensor answers, but sends no new samples.");
+        word.text = recording ? QCoreApplication::translate("sensorcardpresenter", "Recording")
+                    : behind  ? QCoreApplication::translate("sensorcardpresenter", "Catching up")
+                              : QCoreApplication::translate("sensorcardpresenter", "Connected");
+        word.reason = recording ? QCoreApplication::translate("sensorcardpresenter", "Samples arrive and are stored.")
+                      : behind  ? QCoreApplication::translate("sensorcardpresenter",
+                                                              "What the sensor measured meanwhile is being downloaded.")
+                                : QCoreApplication::translate("sensorcardpresenter",
+                                                              "The sensor answers, but sends no new samples.");
         word.level = Level::Good;
     } else if (retryMs >= 0) {
-        word.text = QStringLiteral("Next try in %1 s").arg((retryMs + 999) / 1000);
-        word.reason = lastProblem.isEmpty() ? QStringLiteral("The connection was lost.") : lastProblem;
+        word.text = QCoreApplication::translate("sensorcardpresenter", "Next try in %1 s").arg((retryMs + 999) / 1000);
+        word.reason = lastProblem.isEmpty()
+                          ? QCoreApplication::translate("sensorcardpresenter", "The connection was lost.")
+                          : lastProblem;
         word.level = Level::Bad;
     } else {
-        word.text = QStringLiteral("Connecting");
+        word.text = QCoreApplication::translate("sensorcardpresenter", "Connecting");
         word.reason = lastProblem;
         word.level = Level::Waiting;
     }
     if (m_errors > 0)
-        word.reason += QStringLiteral("\nConnection errors: %1").arg(m_errors);
+        word.reason += QCoreApplication::translate("sensorcardpresenter", "\nConnection errors: %1").arg(m_errors);
     return word;
 }
 
 SensorCardPresenter::Age SensorCardPresenter::age(qint64 ageMs, bool connected)
 {
     if (ageMs < 0)
-        return {QStringLiteral("no data"), false};
+        return {QCoreApplication::translate("sensorcardpresenter", "no data"), false};
     if (connected && ageMs < liveMs)
         return {QStringLiteral("live"), true};
-    return {QStringLiteral("%1 ago").arg(duration(ageMs)), false};
+    return {QCoreApplication::translate("sensorcardpresenter", "%1 ago").arg(duration(ageMs)), false};
 }
 
 QString SensorCardPresenter::progressTip(int samplesDone, int samplesTotal, int eventsDone, int eventsTotal)
 {
-    return QStringLiteral("%1/%2 Samples\n%3/%4 Events")
+    return QCoreApplication::translate("sensorcardpresenter", "%1/%2 Samples\n%3/%4 Events")
         .arg(samplesDone)
         .arg(samplesTotal)
         .arg(eventsDone)
@@ -145,8 +153,10 @@ QString SensorCardPresenter::duration(qint64 ms)
     if (seconds < 60)
         return QStringLiteral("%1 s").arg(seconds);
     if (seconds < 3600)
-        return QStringLiteral("%1 min").arg(seconds / 60);
+        return QCoreApplication::translate("sensorcardpresenter", "%1 min").arg(seconds / 60);
     if (seconds < 48 * 3600)
-        return QStringLiteral("%1 h %2 min").arg(seconds / 3600).arg(seconds / 60 % 60, 2, 10, QLatin1Char('0'));
-    return QStringLiteral("%1 days").arg(seconds / 86400);
+        return QCoreApplication::translate("sensorcardpresenter", "%1 h %2 min")
+            .arg(seconds / 3600)
+            .arg(seconds / 60 % 60, 2, 10, QLatin1Char('0'));
+    return QCoreApplication::translate("sensorcardpresenter", "%1 days").arg(seconds / 86400);
 }

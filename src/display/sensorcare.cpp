@@ -17,7 +17,6 @@
 
 namespace {
 
-const QString warningTitle = QStringLiteral("Warning");
 constexpr qint64 previewBytes = 64 * 1024;
 
 } // namespace
@@ -35,7 +34,8 @@ bool SensorCare::importTable()
         return false;
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
-        m_prompts.warn(m_window, warningTitle, tr("Unable to open the file: ") + path, {file.errorString(), QString()});
+        m_prompts.warn(m_window, tr("Warning"), tr("Unable to open the file: ") + path,
+                       {file.errorString(), QString()});
         return false;
     }
     const QByteArray beginning = file.read(previewBytes);
@@ -56,15 +56,14 @@ bool SensorCare::importTable()
     if (outcome.kind == ImportOutcome::Kind::Done || outcome.kind == ImportOutcome::Kind::Cancelled)
         m_prompts.inform(m_window, tr("Import Ext Data"), added, {QString(), outcome.problems.join(QLatin1Char('\n'))});
     else
-        m_prompts.warn(m_window, warningTitle, tr("The file was not imported completely: ") + path,
+        m_prompts.warn(m_window, tr("Warning"), tr("The file was not imported completely: ") + path,
                        {outcome.reason + QLatin1Char('\n') + added, outcome.problems.join(QLatin1Char('\n'))});
     return outcome.samples > 0;
 }
 
 SensorCare::Reanalysed SensorCare::reanalyse()
 {
-    reconfigureSensordialog dialog(QStringLiteral("Configure Reanalysis"), m_store->configuration(), m_prompts,
-                                   m_window);
+    reconfigureSensordialog dialog(tr("Configure Reanalysis"), m_store->configuration(), m_prompts, m_window);
     dialog.setSubject(
         tr("Stored events of sensor %1, chamber %2").arg(m_store->sensorSerial(), m_store->chamberSerial()));
     if (execNested(dialog) != QDialog::Accepted)
@@ -77,7 +76,7 @@ SensorCare::Reanalysed SensorCare::reanalyse()
     if (outcome.kind == reanalysis::Outcome::Kind::Cancelled)
         return Reanalysed::Nothing;
     if (outcome.kind == reanalysis::Outcome::Kind::Failed) {
-        m_prompts.warn(m_window, warningTitle, tr("The events could not be reanalysed"),
+        m_prompts.warn(m_window, tr("Warning"), tr("The events could not be reanalysed"),
                        {outcome.reason + tr("\nThe stored events are unchanged."), QString()});
         return Reanalysed::Nothing;
     }
@@ -90,7 +89,7 @@ bool SensorCare::showReanalysis()
     QString reason;
     const auto codes = reanalysis::read(*m_store, m_sessionFolder, &reason);
     if (!codes) {
-        m_prompts.warn(m_window, warningTitle, tr("Sensor %1 has no reanalysed data yet").arg(m_store->sensorSerial()),
+        m_prompts.warn(m_window, tr("Warning"), tr("Sensor %1 has no reanalysed data yet").arg(m_store->sensorSerial()),
                        {tr("\"Reanalyse Event Data\" makes them."), reason});
         return false;
     }

@@ -84,7 +84,7 @@ void SessionForm::startRecording(const QString &serial, const QString &address, 
         connection->reconnect(); // where it was
     if (outcome == Recorder::AddOutcome::LockedByOther)
         m_context.prompts.warn(
-            this, QStringLiteral("Warning"), tr("Sensor %1 is being recorded by another program").arg(serial),
+            this, tr("Warning"), tr("Sensor %1 is being recorded by another program").arg(serial),
             {tr("%1\nClose it there first; two programs would take each other's samples.").arg(holder), QString()});
 }
 

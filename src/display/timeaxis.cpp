@@ -1,5 +1,6 @@
 #include "display/timeaxis.h"
 
+#include <QCoreApplication>
 #include <QDateTime>
 #include <QLocale>
 
@@ -287,20 +288,20 @@ QString TimeAxis::elapsedLabel(quint64 time, quint64 step) const
 QString TimeAxis::title(const TimeRange &range, quint64 step) const
 {
     if (m_mode == TimeMode::Elapsed)
-        return QStringLiteral("Elapsed time since %1 UTC (%2)")
+        return QCoreApplication::translate("timeaxis", "Elapsed time since %1 UTC (%2)")
             .arg(inEnglish(QDateTime::fromMSecsSinceEpoch(qint64(m_origin / ms), Qt::UTC), "d MMM yyyy HH:mm:ss"),
                  step >= day ? QStringLiteral("days") : QStringLiteral("h:min:s"));
     const QDateTime from = shown(range.from);
     const QDateTime to = shown(range.to);
     QString zone = zoneText(range.from);
     if (offsetAt(range.from) != offsetAt(range.to))
-        zone += QStringLiteral(" then ") + offsetText(offsetAt(range.to));
+        zone += QCoreApplication::translate("timeaxis", " then ") + offsetText(offsetAt(range.to));
     if (step >= 28 * day)
-        return QStringLiteral("Time in %1").arg(zone);
+        return QCoreApplication::translate("timeaxis", "Time in %1").arg(zone);
     QString dates = inEnglish(from, from.date() == to.date() ? "ddd d MMM yyyy" : "d MMM yyyy");
     if (from.date() != to.date())
-        dates += QStringLiteral(" to ") + inEnglish(to, "d MMM yyyy");
-    return QStringLiteral("%1, time in %2").arg(dates, zone);
+        dates += QCoreApplication::translate("timeaxis", " to ") + inEnglish(to, "d MMM yyyy");
+    return QCoreApplication::translate("timeaxis", "%1, time in %2").arg(dates, zone);
 }
 
 QString TimeAxis::moment(quint64 time) const
@@ -344,7 +345,7 @@ QString durationText(quint64 length)
     if (length < ms)
         return QStringLiteral("%1 µs").arg(length);
     if (length < second)
-        return QStringLiteral("%1 ms").arg(length / ms);
+        return QCoreApplication::translate("timeaxis", "%1 ms").arg(length / ms);
     if (length < minute)
         return QStringLiteral("%1 s").arg(length / second);
     if (length < hour)
@@ -359,7 +360,9 @@ QString preciseDuration(quint64 length)
     if (length < ms)
         return QStringLiteral("%1 µs").arg(length);
     if (length < second)
-        return QStringLiteral("%1.%2 ms").arg(length / ms).arg(length % ms, 3, 10, QLatin1Char('0'));
+        return QCoreApplication::translate("timeaxis", "%1.%2 ms")
+            .arg(length / ms)
+            .arg(length % ms, 3, 10, QLatin1Char('0'));
     if (length < minute)
         return QStringLiteral("%1.%2 s").arg(length / second).arg(length % second, 6, 10, QLatin1Char('0'));
     QString text;

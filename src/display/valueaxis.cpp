@@ -1,5 +1,7 @@
 #include "display/valueaxis.h"
 
+#include <QCoreApplication>
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -64,7 +66,7 @@ UnitScale unitScale(double largest, const QString &unit)
 QString valueText(double value, const QString &unit, int digits)
 {
     if (!std::isfinite(value))
-        return QStringLiteral("no value");
+        return QCoreApplication::translate("valueaxis", "no value");
     const UnitScale scale = unitScale(value, unit);
     const double shown = value * scale.factor;
     const double size = std::abs(shown);

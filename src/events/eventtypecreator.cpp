@@ -105,7 +105,7 @@ void eventTypeCreator::reject()
 
 void eventTypeCreator::warnUnsaved(const QString &reason)
 {
-    m_prompts.warn(this, QStringLiteral("Warning"), tr("The event types could not be written to their file."),
+    m_prompts.warn(this, tr("Warning"), tr("The event types could not be written to their file."),
                    {tr("%1\nThey are in use until the program ends.").arg(reason), QString()});
 }
 

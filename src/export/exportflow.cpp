@@ -45,7 +45,7 @@ bool ExportFlow::run(QWidget *parent, const exportDialog::Setup &setup)
     if (setup.kind == ExportKind::FixedFiles)
         outcome = writeFixedFiles(parent, job);
     else
-        runJob(parent, QStringLiteral("Norvex Export Data"),
+        runJob(parent, tr("Norvex Export Data"),
                [&](JobProgress &progress) { outcome = job.run(QDateTime::currentDateTime(), progressInto(progress)); });
     if (!outcome.isCancelled())
         setup.keepSetting(QStringLiteral("exportDialog/TotPoints"), outcome.points);
@@ -90,10 +90,10 @@ QString ExportFlow::askFileName(QWidget *parent, ExportFormat format, const expo
     QDir().mkpath(exportFolder(m_sessionFolder));
     const QString suffix = exportSuffix(format);
     const QString proposed = exportStem(defaultExportFile(m_sessionFolder, QDateTime::currentDateTime())) + suffix;
-    const QString filter = format == ExportFormat::Sqlite ? QStringLiteral("SQLite (*.sqlite *.sqlite3 *.db)")
-                           : format == ExportFormat::Line ? QStringLiteral("Line protocol (*.lp *.line *.txt)")
-                                                          : QStringLiteral("Comma Separated Values (*.csv)");
-    const QString chosen = m_prompts.saveFile(parent, QStringLiteral("Kindly enter export file TAG"), proposed, filter);
+    const QString filter = format == ExportFormat::Sqlite ? tr("SQLite (*.sqlite *.sqlite3 *.db)")
+                           : format == ExportFormat::Line ? tr("Line protocol (*.lp *.line *.txt)")
+                                                          : tr("Comma Separated Values (*.csv)");
+    const QString chosen = m_prompts.saveFile(parent, tr("Kindly enter export file TAG"), proposed, filter);
     if (!chosen.isEmpty())
         setup.keepSetting(
             QStringLiteral("%1-%2/lastfile").arg(groupPart(m_data->chamberSerial()), groupPart(m_data->sensorSerial())),
@@ -105,8 +105,8 @@ QString ExportFlow::askFileName(QWidget *parent, ExportFormat format, const expo
 ExportOutcome ExportFlow::writeFixedFiles(QWidget *parent, const ExportJob &job) const
 {
     QProgressDialog progress(parent);
-    progress.setWindowTitle(QStringLiteral("Norvex Export Data"));
-    progress.setLabelText(QStringLiteral("Preparing data for Export..."));
+    progress.setWindowTitle(tr("Norvex Export Data"));
+    progress.setLabelText(tr("Preparing data for Export..."));
     progress.setWindowModality(Qt::ApplicationModal);
     progress.setCancelButton(nullptr);
     progress.setMinimumDuration(0);
@@ -142,8 +142,8 @@ bool ExportFlow::tell(QWidget *parent, const ExportOutcome &outcome)
             m_prompts.warn(parent, cannotCreateTitle(), cannotCreateText(file.path), {file.error, QString()});
     }
     if (outcome.isIncomplete)
-        m_prompts.warn(parent, QStringLiteral("Warning"),
-                       QStringLiteral("Some stored samples could not be read and are missing from the files."),
-                       {QStringLiteral("The session may be damaged; \"norvex-cli check\" says where."), QString()});
+        m_prompts.warn(parent, tr("Warning"),
+                       tr("Some stored samples could not be read and are missing from the files."),
+                       {tr("The session may be damaged; \"norvex-cli check\" says where."), QString()});
     return outcome.isWritten();
 }

@@ -4,6 +4,7 @@
 #include "export/exportdialog.h"
 #include "export/exportjob.h"
 
+#include <QCoreApplication>
 #include <QString>
 
 #include <memory>
@@ -15,6 +16,8 @@ class QWidget;
 /// lock is held while a dialog is open.
 class ExportFlow
 {
+    Q_DECLARE_TR_FUNCTIONS(ExportFlow)
+
 public:
     ExportFlow(std::shared_ptr<const abstractNorvexData> data, const QString &sessionFolder, Prompts &prompts);
 

@@ -4,15 +4,13 @@
 #include "base/safefile.h"
 
 #include <QBuffer>
+#include <QCoreApplication>
 #include <QDateTime>
 #include <QDir>
 #include <QFileInfo>
 #include <QImage>
 
 namespace {
-
-const QString fileFilter = QStringLiteral("Portable Network Graphics file (*.png);;JPEG file (*.jpeg);;"
-                                          "Bitmap file (*.bmp)");
 
 QString proposedName(const QString &folder)
 {
@@ -40,18 +38,21 @@ bool imageexport::saveImage(QWidget *parent, Prompts &prompts, const QString &fo
                             const std::function<QImage()> &render)
 {
     QDir().mkpath(folder);
-    const QString path =
-        prompts.saveFile(parent, QStringLiteral("Save Image"), proposedName(folder), fileFilter, QStringLiteral("png"));
+    const QString path = prompts.saveFile(
+        parent, QCoreApplication::translate("imageexport", "Save Image"), proposedName(folder),
+        QCoreApplication::translate("imageexport",
+                                    "Portable Network Graphics file (*.png);;JPEG file (*.jpeg);;Bitmap file (*.bmp)"),
+        QStringLiteral("png"));
     const QByteArray format = formatOf(path);
     if (format.isEmpty())
         return false;
     QByteArray bytes;
     QBuffer buffer(&bytes);
-    QString error = QStringLiteral("the picture could not be encoded");
+    QString error = QCoreApplication::translate("imageexport", "the picture could not be encoded");
     const bool encoded = render().save(&buffer, format.constData());
     if (encoded && writeFileSafely(path, bytes, &error))
         return true;
-    prompts.warn(parent, QStringLiteral("Unable to create file"), QStringLiteral("Unable to create file:") + path,
-                 {error, QString()});
+    prompts.warn(parent, QCoreApplication::translate("imageexport", "Unable to create file"),
+                 QCoreApplication::translate("imageexport", "Unable to create file:") + path, {error, QString()});
     return false;
 }

@@ -2,6 +2,7 @@
 
 #include "recipe/configurationfields.h"
 
+#include <QCoreApplication>
 #include <QLocale>
 
 #include <cmath>
@@ -44,7 +45,7 @@ QString number(double value)
 void checkOrder(QVector<ConfigurationProblem> &problems, bool wrong, const char *key, const char *reason)
 {
     if (wrong)
-        problems.append({indexOf(key), QString::fromUtf8(reason)});
+        problems.append({indexOf(key), QCoreApplication::translate("ConfigurationText", reason)});
 }
 
 } // namespace
@@ -92,8 +93,8 @@ QVector<ConfigurationProblem> configurationProblems(const SensorConfiguration &c
             if (std::isfinite(value) && value >= text.minimum && value <= text.maximum)
                 continue;
             problems.append({int(i), QStringLiteral("%1 must lie between %2 and %3 %4")
-                                         .arg(QString::fromUtf8(text.title), number(text.minimum),
-                                              number(text.maximum), QString::fromUtf8(text.unit))
+                                         .arg(QCoreApplication::translate("ConfigurationText", text.title),
+                                              number(text.minimum), number(text.maximum), QString::fromUtf8(text.unit))
                                          .trimmed()});
             break;
         }

@@ -3,10 +3,12 @@
 #include "base/prompts.h"
 #include "recipe/recipe.h"
 
+#include <QCoreApplication>
+
 QString getSaveRecipeFile(Prompts &prompts, QWidget *parent, const QString &folder, const QString &proposedName)
 {
     static const QString firstFolder = folder;
-    QString path = prompts.saveFile(parent, QStringLiteral("Save Recipe File"),
+    QString path = prompts.saveFile(parent, QCoreApplication::translate("recipefiledialogs", "Save Recipe File"),
                                     firstFolder + QLatin1Char('/') + proposedName, recipenames::fileDialogFilter());
     if (path.isEmpty())
         return path;
@@ -15,5 +17,6 @@ QString getSaveRecipeFile(Prompts &prompts, QWidget *parent, const QString &fold
 
 QString getOpenRecipeFile(Prompts &prompts, QWidget *parent, const QString &folder)
 {
-    return prompts.openFile(parent, QStringLiteral("Open Recipe File"), folder, recipenames::fileDialogFilter());
+    return prompts.openFile(parent, QCoreApplication::translate("recipefiledialogs", "Open Recipe File"), folder,
+                            recipenames::fileDialogFilter());
 }

@@ -18,8 +18,6 @@ using reciperules::Rule;
 
 namespace {
 
-const QString warningTitle = QStringLiteral("Warning");
-
 /// The name of the next step: a number at its end goes on.
 QString nextName(const QString &name)
 {
@@ -35,7 +33,7 @@ QString nextName(const QString &name)
 bool RecipeForm::warnOf(const QVector<BrokenRule> &broken)
 {
     for (const BrokenRule &rule : broken)
-        m_prompts.warn(this, warningTitle, rule.message);
+        m_prompts.warn(this, tr("Warning"), rule.message);
     return broken.isEmpty();
 }
 
@@ -115,8 +113,7 @@ void RecipeForm::stepDelete()
     if (m_edited >= 0 || row < 0 || row >= recipe().numberOfSteps())
         return;
     logDebug(QStringLiteral("RecipeForm: deleting step"));
-    if (!m_prompts.ask(this, warningTitle,
-                       QStringLiteral("Are you sure you want to remove step at row nº%1?").arg(row + 1)))
+    if (!m_prompts.ask(this, tr("Warning"), tr("Are you sure you want to remove step at row nº%1?").arg(row + 1)))
         return;
     m_editor.removeStep(row);
     showRecipe(qMin(row, recipe().numberOfSteps() - 1));
@@ -169,7 +166,7 @@ void RecipeForm::closeWindow()
 {
     logDebug(QStringLiteral("RecipeForm: closing window"));
     const QPointer<RecipeForm> self = this;
-    const bool yes = m_prompts.ask(this, warningTitle, QStringLiteral("Are you sure you want to close this window?"),
+    const bool yes = m_prompts.ask(this, tr("Warning"), tr("Are you sure you want to close this window?"),
                                    {unsavedText(), QString()});
     if (!yes || !self)
         return;
@@ -230,10 +227,9 @@ void RecipeForm::microSecondSpinBoxValueChange(int)
     const bool suits = shown.filter == PulseIndicators::Filter::Suits;
     markFilter(!suits);
     if (!suits)
-        ui->sb_pulseFilterLength->setToolTip(
-            shown.filter == PulseIndicators::Filter::TooHigh
-                ? QStringLiteral("The filter length is too high for this pulse period")
-                : QStringLiteral("The filter length is too low for this pulse period"));
+        ui->sb_pulseFilterLength->setToolTip(shown.filter == PulseIndicators::Filter::TooHigh
+                                                 ? tr("The filter length is too high for this pulse period")
+                                                 : tr("The filter length is too low for this pulse period"));
     ui->sb_pulseDutyCycleEm->setMaximum(shown.dutyMarginMaximum()); // last: it may come back here
 }
 
@@ -252,7 +248,7 @@ void RecipeForm::multilevelPulseThresholdChange(int value)
 {
     ui->le_thresholdVolts->setEnabled(value != 0);
     ui->le_thresholdVolts->setText(tr("%1 V").arg(value));
-    ui->lb_threshold->setText(value == 0 ? QStringLiteral("(Disabled)") : QString());
+    ui->lb_threshold->setText(value == 0 ? tr("(Disabled)") : QString());
 }
 
 // --- what is shown

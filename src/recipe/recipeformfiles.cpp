@@ -12,11 +12,7 @@
 #include <QFileInfo>
 #include <QStandardPaths>
 
-namespace {
-
-const QString warningTitle = QStringLiteral("Warning");
-
-} // namespace
+namespace {} // namespace
 
 RecipeForm::Places RecipeForm::Places::ofUser()
 {
@@ -50,7 +46,7 @@ bool RecipeForm::openFile(const QString &path)
     Recipe loaded;
     QString reason = tr("It holds no steps.");
     if (!recipefiles::load(path, loaded, reason) || loaded.isEmpty()) {
-        m_prompts.warn(this, warningTitle, tr("Unable to read a recipe from the file:") + path,
+        m_prompts.warn(this, tr("Warning"), tr("Unable to read a recipe from the file:") + path,
                        {tr("%1\nThe recipe in the editor is unchanged.").arg(reason), QString()});
         return false;
     }
@@ -69,15 +65,15 @@ void RecipeForm::saveFile()
     const QString path = recipefiles::pathFor(m_places.recipes, recipe().recipeName());
     QString error;
     if (!recipe().saveToFile(path, &error)) {
-        m_prompts.warn(this, warningTitle, QStringLiteral("Unable to create file:") + path,
+        m_prompts.warn(this, tr("Warning"), tr("Unable to create file:") + path,
                        {tr("%1\nNothing is lost: the recipe stays open here.").arg(error), QString()});
         return;
     }
     m_editor.markSaved();
     changed();
     emit recipeSaved(path);
-    m_prompts.inform(this, QStringLiteral("Recipe saved successfully!"),
-                     QStringLiteral("Saved \"%1\" in directory %2").arg(recipe().recipeName(), m_places.recipes),
+    m_prompts.inform(this, tr("Recipe saved successfully!"),
+                     tr("Saved \"%1\" in directory %2").arg(recipe().recipeName(), m_places.recipes),
                      {QFileInfo(path).completeBaseName() == recipe().recipeName()
                           ? QString()
                           : tr("The file is named %1.").arg(QFileInfo(path).fileName()),

@@ -1,5 +1,7 @@
 #include "recipe/reciperules.h"
 
+#include <QCoreApplication>
+
 namespace reciperules {
 
 namespace {
@@ -73,7 +75,7 @@ QVector<BrokenRule> brokenStepRules(const Recipe &recipe, int step)
     QVector<BrokenRule> broken;
     for (const StepRule &rule : stepRules) {
         if (rule.isBroken(recipe, step))
-            broken.append({rule.rule, QString::fromLatin1(rule.message), step});
+            broken.append({rule.rule, QCoreApplication::translate("reciperules", rule.message), step});
     }
     return broken;
 }
@@ -83,7 +85,9 @@ QVector<BrokenRule> brokenStepRulesWhenAdding(const Recipe &recipe, int step, in
     QVector<BrokenRule> broken;
     if (existingSteps >= Recipe::maximumSteps)
         broken.append(
-            {Rule::StepLimit, QStringLiteral("Cannot add more than %1 steps").arg(Recipe::maximumSteps), step});
+            {Rule::StepLimit,
+             QCoreApplication::translate("reciperules", "Cannot add more than %1 steps").arg(Recipe::maximumSteps),
+             step});
     return broken + brokenStepRules(recipe, step);
 }
 
@@ -91,16 +95,19 @@ QVector<BrokenRule> brokenRecipeRules(const QString &name, int numberOfSteps)
 {
     QVector<BrokenRule> broken;
     if (name.isEmpty())
-        broken.append({Rule::RecipeName, QStringLiteral("Please enter the recipe name")});
+        broken.append({Rule::RecipeName, QCoreApplication::translate("reciperules", "Please enter the recipe name")});
     if (name.size() > Recipe::maximumNameLength)
-        broken.append(
-            {Rule::RecipeNameLength, QStringLiteral("Recipe name is too long. It must have less than %1 characters.")
-                                         .arg(Recipe::maximumNameLength + 1)});
+        broken.append({Rule::RecipeNameLength,
+                       QCoreApplication::translate("reciperules",
+                                                   "Recipe name is too long. It must have less than %1 characters.")
+                           .arg(Recipe::maximumNameLength + 1)});
     if (name == recipenames::defaultRecipeName())
-        broken.append({Rule::RecipeNameReserved,
-                       QStringLiteral("The name '%1' is reserved. Please, choose a different one").arg(name)});
+        broken.append(
+            {Rule::RecipeNameReserved,
+             QCoreApplication::translate("reciperules", "The name '%1' is reserved. Please, choose a different one")
+                 .arg(name)});
     if (numberOfSteps < 1)
-        broken.append({Rule::NoSteps, QStringLiteral("Recipe has no steps")});
+        broken.append({Rule::NoSteps, QCoreApplication::translate("reciperules", "Recipe has no steps")});
     return broken;
 }
 

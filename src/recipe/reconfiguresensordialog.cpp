@@ -5,6 +5,7 @@
 #include "recipe/configurationlimits.h"
 
 #include <QCheckBox>
+#include <QCoreApplication>
 #include <QDialogButtonBox>
 #include <QDoubleSpinBox>
 #include <QFormLayout>
@@ -25,7 +26,8 @@ const QString changedMark = QStringLiteral(" •");
 
 const QString &fileFilter()
 {
-    static const QString filter = QStringLiteral("Sensor configuration (*%1)").arg(configFileExtension());
+    static const QString filter =
+        QCoreApplication::translate("reconfiguresensordialog", "Sensor configuration (*%1)").arg(configFileExtension());
     return filter;
 }
 
@@ -122,7 +124,8 @@ int widestName(QFont font)
     font.setBold(true);
     int widest = 0;
     for (const ConfigurationText &text : configurationTexts())
-        widest = qMax(widest, QFontMetrics(font).horizontalAdvance(QString::fromUtf8(text.title) + changedMark));
+        widest = qMax(widest, QFontMetrics(font).horizontalAdvance(
+                                  QCoreApplication::translate("ConfigurationText", text.title) + changedMark));
     return widest;
 }
 
@@ -288,8 +291,8 @@ QWidget *reconfigureSensordialog::makeEditor(int field, int part)
                     .arg(QString::number(text.minimum, 'g', 10), QString::number(text.maximum, 'g', 10), unit);
         editor = box;
     }
-    editor->setToolTip(QString::fromUtf8(text.help) + range);
-    editor->setAccessibleName(QString::fromUtf8(text.title));
+    editor->setToolTip(QCoreApplication::translate("ConfigurationText", text.help) + range);
+    editor->setAccessibleName(QCoreApplication::translate("ConfigurationText", text.title));
     return editor;
 }
 
@@ -325,7 +328,8 @@ void reconfigureSensordialog::valuesChanged()
         SensorConfiguration onlyThis = m_original;
         std::visit(FromEditors{onlyThis, m_original, row.editors}, configurationFields()[size_t(row.field)].member);
         const bool changed = onlyThis != m_original;
-        const QString title = QString::fromUtf8(configurationTexts()[size_t(row.field)].title);
+        const QString title =
+            QCoreApplication::translate("ConfigurationText", configurationTexts()[size_t(row.field)].title);
         row.name->setText(changed ? title + changedMark : title);
         QFont font = row.name->font();
         font.setBold(changed);
@@ -360,7 +364,7 @@ void reconfigureSensordialog::loadConfiguration()
     SensorConfiguration loaded = configuration();
     QString error;
     if (!loaded.loadFromFile(path, &error)) {
-        m_prompts.warn(this, QStringLiteral("Warning"), tr("Unable to read the configuration file:") + path,
+        m_prompts.warn(this, tr("Warning"), tr("Unable to read the configuration file:") + path,
                        {tr("%1\nThe values in the dialog are unchanged.").arg(error), QString()});
         return;
     }
@@ -377,6 +381,5 @@ void reconfigureSensordialog::saveConfiguration()
         return;
     QString error;
     if (!configuration().saveToFile(path, &error))
-        m_prompts.warn(this, QStringLiteral("Warning"), QStringLiteral("Unable to create file:") + path,
-                       {error, QString()});
+        m_prompts.warn(this, tr("Warning"), tr("Unable to create file:") + path, {error, QString()});
 }

@@ -3,6 +3,7 @@
 #include "recipe/stepfields.h"
 
 #include <QCheckBox>
+#include <QCoreApplication>
 #include <QEvent>
 #include <QKeyEvent>
 #include <QLineEdit>
@@ -46,9 +47,9 @@ StepControls::StepControls(QWidget *window) : QObject(window)
             control.number->setFocusPolicy(Qt::StrongFocus);
             connect(control.number, qOverload<int>(&QSpinBox::valueChanged), this, told);
             widget = control.number;
-            widget->setAccessibleName(QString::fromUtf8(field.title));
+            widget->setAccessibleName(QCoreApplication::translate("StepField", field.title));
         }
-        widget->setToolTip(QString::fromUtf8(field.help));
+        widget->setToolTip(QCoreApplication::translate("StepField", field.help));
         widget->installEventFilter(this);
         m_controls.append(control);
     }
@@ -83,8 +84,10 @@ QStringList StepControls::show(const Recipe &recipe, int step)
         control.number->setRange(field.minimum, field.maximum);
         control.number->setValue(value);
         if (control.number->value() != value)
-            adjusted.append(
-                tr("%1 %2 became %3").arg(QString::fromUtf8(field.title)).arg(value).arg(control.number->value()));
+            adjusted.append(tr("%1 %2 became %3")
+                                .arg(QCoreApplication::translate("StepField", field.title))
+                                .arg(value)
+                                .arg(control.number->value()));
     }
     m_showing = false;
     return adjusted;

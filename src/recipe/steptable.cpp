@@ -3,6 +3,7 @@
 #include "base/plaintip.h"
 #include "recipe/stepfields.h"
 
+#include <QCoreApplication>
 #include <QPainter>
 #include <QStyle>
 #include <QTableWidget>
@@ -16,14 +17,14 @@ QString columnLabel(int field)
     static const char *const labels[shownFields] = {"Duration[s]", "Frequency[Hz]", "Skip time[s]", "Threshold[V]",
                                                     "MEL1[µs]",    "MEL2[µs]",      "MEL3[µs]",     "MEA1[%]",
                                                     "MEA2[%]",     "MEA3[%]"};
-    return QString::fromUtf8(labels[field]);
+    return QCoreApplication::translate("steptable", labels[field]);
 }
 
 } // namespace
 
 void steptable::setColumnLabels(QTableWidget &table)
 {
-    QStringList labels{QStringLiteral("Name")};
+    QStringList labels{QCoreApplication::translate("steptable", "Name")};
     for (int i = 0; i < shownFields; ++i)
         labels.append(columnLabel(i));
     table.setColumnCount(labels.size());
@@ -35,7 +36,7 @@ void steptable::fill(QTableWidget &table, const Recipe &recipe, const QHash<int,
     const QIcon warning = table.style()->standardIcon(QStyle::SP_MessageBoxWarning);
     table.setRowCount(recipe.numberOfSteps());
     for (int row = 0; row < recipe.numberOfSteps(); ++row) {
-        table.setVerticalHeaderItem(row, new QTableWidgetItem(QStringLiteral("Step")));
+        table.setVerticalHeaderItem(row, new QTableWidgetItem(QCoreApplication::translate("steptable", "Step")));
         const QString tip = broken.value(row).join(QLatin1Char('\n'));
         const auto put = [&](int column, const QString &text, Qt::Alignment alignment) {
             auto *item = new QTableWidgetItem(text);

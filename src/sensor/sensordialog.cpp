@@ -16,7 +16,7 @@ const QString neutralColour = QStringLiteral("background-color: #F0F0F0;");
 const QString waitingColour = QStringLiteral("background-color: #EDE5B4;");
 const QString connectedColour = QStringLiteral("background-color: #ACE8DC;");
 const QString timedOutColour = QStringLiteral("background-color: #F8C1BA;");
-const QString retryingText = QStringLiteral("Connection timed out. Retrying");
+constexpr char retryingText[] = QT_TRANSLATE_NOOP("SensorDialog", "Connection timed out. Retrying");
 const QString defaultAddress = QStringLiteral("192.168.1.100");
 const QString defaultChamber = QStringLiteral("Default");
 const QString addressKey = QStringLiteral("connectionSettings/sensorIP");
@@ -25,20 +25,23 @@ constexpr int scanTickMs = 500;
 constexpr int scanTicks = 10;
 constexpr int timeoutsForBox = 3;
 
-const QString unknownTimedOut =
-    QStringLiteral("No sensor was connected to the IP address = %1.\nPlease, check that the sensor is powered on and "
-                   "connected to the same network as this PC and try again.\nAlternatively, the network scanner can be "
-                   "used to find all the Norvex devices connected to the network.");
-const QString knownTimedOut = QStringLiteral(
+constexpr char unknownTimedOut[] = QT_TRANSLATE_NOOP(
+    "SensorDialog",
+    "No sensor was connected to the IP address = %1.\nPlease, check that the sensor is powered on and "
+    "connected to the same network as this PC and try again.\nAlternatively, the network scanner can be "
+    "used to find all the Norvex devices connected to the network.");
+constexpr char knownTimedOut[] = QT_TRANSLATE_NOOP(
+    "SensorDialog",
     "Failed to stablish a connection with the sensor with serial number %1 and IP address = %2.\nPlease, "
     "check that the sensor is powered on and connected to the same network as this PC and try again.\n"
     "Alternatively, the network scanner can be used to find all the Norvex devices connected to the "
     "network(press 'Show Details...' for more info).\n\nIf the sensor's IP changed, please create a new "
     "connection. (Saved data will not be lost)");
-const QString scannerHint =
-    QStringLiteral("The network scanner can be found by inside the sensor connection widget, which can be opened with "
-                   "the 'Connect to Sensor' button that's on the main window");
-const QString otherSerial = QStringLiteral(
+constexpr char scannerHint[] = QT_TRANSLATE_NOOP(
+    "SensorDialog", "The network scanner can be found by inside the sensor connection widget, which can be opened with "
+                    "the 'Connect to Sensor' button that's on the main window");
+constexpr char otherSerial[] = QT_TRANSLATE_NOOP(
+    "SensorDialog",
     "An error ocurred while trying to connect to the sensor with serial number %1. Another sensor with "
     "serial %2 was found connected to the same IP address ( %3 ).\n\nA new connection will be created to "
     "properly add the sensor (no data will be lost)");
@@ -99,7 +102,8 @@ void SensorDialog::setUp()
     ui->lb_scanResult->setMinimumHeight(fontMetrics().lineSpacing() * 4);
     ui->lb_hint->setMinimumHeight(fontMetrics().lineSpacing() * 3);
     ui->sensorTable->horizontalHeader()->setHighlightSections(false);
-    ui->sensorStatus->setMinimumWidth(fontMetrics().horizontalAdvance(retryingText) +
+    ui->sensorTable->horizontalHeader()->setSectionResizeMode(0, QHeaderView::ResizeToContents);
+    ui->sensorStatus->setMinimumWidth(fontMetrics().horizontalAdvance(tr(retryingText)) +
                                       fontMetrics().averageCharWidth() * 4);
     ui->sensorSerial->setText(QStringLiteral("- - -"));
     ui->sensorDate->setText(QStringLiteral("- - -"));
@@ -144,8 +148,8 @@ void SensorDialog::scanNetwork()
     ui->sensorTable->setRowCount(0);
     m_scanTicks = 0;
     if (!m_scanner.start()) {
-        m_prompts.warn(this, QStringLiteral("Unable to access network"),
-                       QStringLiteral("Unable to listen on network, feature of discovery unavailable"),
+        m_prompts.warn(this, tr("Unable to access network"),
+                       tr("Unable to listen on network, feature of discovery unavailable"),
                        {tr("Another program uses the UDP ports 4660 to 4669. A sensor can still be connected by its "
                            "address."),
                         QString()});
@@ -221,7 +225,7 @@ void SensorDialog::openIPConfig()
 {
     const QString path = m_surroundings.programFolder + QStringLiteral("/SirtoIPConfig.exe");
     if (!m_prompts.startProgram(path, {}))
-        m_prompts.warn(this, QStringLiteral("Open Sensor IP Configuration"), QStringLiteral("Unable to find ") + path);
+        m_prompts.warn(this, tr("Open Sensor IP Configuration"), tr("Unable to find ") + path);
 }
 
 void SensorDialog::chamberChanged()
@@ -251,10 +255,10 @@ void SensorDialog::allowAccepting(bool allowed)
 
 void SensorDialog::refuseDuplicate(const QString &kind, const QString &value)
 {
-    m_prompts.warn(this, QStringLiteral("Sensor Already Connected"),
+    m_prompts.warn(this, tr("Sensor Already Connected"),
                    kind + value +
-                       QStringLiteral(" is already present in the system.\nPlease, try reconnecting to it through it's "
-                                      "widget, which is located on the main window of this application"));
+                       tr(" is already present in the system.\nPlease, try reconnecting to it through it's "
+                          "widget, which is located on the main window of this application"));
 }
 
 void SensorDialog::createNewSensor()
@@ -274,11 +278,11 @@ void SensorDialog::createNewSensor()
     m_surroundings.keepSetting(chamberKey, chamberName());
     if (m_known.serial.isEmpty()) {
         if (m_surroundings.hasAddress(address(), port())) {
-            refuseDuplicate(QStringLiteral("The sensor with IP"), address());
+            refuseDuplicate(tr("The sensor with IP"), address());
             return;
         }
         if (!m_pickedSerial.isEmpty() && m_surroundings.hasSerial(m_pickedSerial)) {
-            refuseDuplicate(QStringLiteral("The sensor with serial number"), m_pickedSerial);
+            refuseDuplicate(tr("The sensor with serial number"), m_pickedSerial);
             return;
         }
     }
@@ -304,7 +308,7 @@ void SensorDialog::statusUpdate(QString status_message)
         logDebug(QStringLiteral("SensorDialog::statusUpdate: Connected!!"));
         sensorAnswered();
     } else if (status_message == QLatin1String("Connection timed out")) {
-        showStatus(timedOutColour, retryingText,
+        showStatus(timedOutColour, tr(retryingText),
                    tr("%1 does not answer. Is the sensor switched on, and on the same network?").arg(address()));
         if (++m_timeouts >= timeoutsForBox)
             timedOutForGood();
@@ -327,9 +331,9 @@ void SensorDialog::sensorAnswered()
         return;
     }
     if (!m_known.serial.isEmpty() && m_serial != m_known.serial) {
-        const int choice = m_prompts.choose(
-            this, QStringLiteral("Wrong sensor serial"), otherSerial.arg(m_known.serial, m_serial, address()),
-            {QStringLiteral("Wait! I'll check the sensor"), QStringLiteral("Create a new connection")});
+        const int choice =
+            m_prompts.choose(this, tr("Wrong sensor serial"), tr(otherSerial).arg(m_known.serial, m_serial, address()),
+                             {tr("Wait! I'll check the sensor"), tr("Create a new connection")});
         if (choice != 1) {
             showStatus(waitingColour, tr("Another sensor answered"));
             m_serial.clear();
@@ -337,7 +341,7 @@ void SensorDialog::sensorAnswered()
         }
     }
     if (m_serial != m_known.serial && m_surroundings.hasSerial(m_serial)) {
-        refuseDuplicate(QStringLiteral("The sensor with serial number"), m_serial);
+        refuseDuplicate(tr("The sensor with serial number"), m_serial);
         m_serial.clear();
         return;
     }
@@ -353,10 +357,10 @@ void SensorDialog::timedOutForGood()
     dropTemporarySensor();
     const QString serial = m_known.serial.isEmpty() ? m_pickedSerial : m_known.serial;
     if (serial.isEmpty())
-        m_prompts.warn(this, QStringLiteral("Connection to sensor timed out"), unknownTimedOut.arg(address()));
+        m_prompts.warn(this, tr("Connection to sensor timed out"), tr(unknownTimedOut).arg(address()));
     else
-        m_prompts.warn(this, QStringLiteral("Connection to sensor timed out"), knownTimedOut.arg(serial, address()),
-                       {QString(), scannerHint});
+        m_prompts.warn(this, tr("Connection to sensor timed out"), tr(knownTimedOut).arg(serial, address()),
+                       {QString(), tr(scannerHint)});
 }
 
 void SensorDialog::dropTemporarySensor()
