@@ -40,6 +40,7 @@ const QString failedToLoad = QStringLiteral("FAILED TO LOAD SESSION");
 const QString warningTitle = QStringLiteral("Warning");
 const QString activeView = QStringLiteral("background-color: #CCFFCC; color: black;");
 const QString otherView = QStringLiteral("background-color: #D4D4D4; color: black;");
+const QString recipeWindowKey = QStringLiteral("recipe/window");
 constexpr int statusPeriodMs = 1000;
 constexpr int endRetryMs = 20;
 constexpr int noticeMs = 8000;
@@ -495,6 +496,9 @@ void MainWindow::openRecipeWindow()
     m_recipeForm->setWindowModality(Qt::ApplicationModal); // no session changes under it
     connect(m_recipeForm, &RecipeForm::recipeSaved, this,
             [this](const QString &path) { m_parts.settings.addRecentRecipe(path); });
+    m_recipeForm->restoreWindow(m_parts.settings.value(recipeWindowKey).toByteArray());
+    connect(m_recipeForm, &QDialog::finished, this,
+            [this] { m_parts.settings.setValue(recipeWindowKey, m_recipeForm->windowState()); });
     m_recipeForm->show();
 }
 

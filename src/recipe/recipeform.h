@@ -43,6 +43,10 @@ public:
     /// Loads a file as loadFile() does, without a chooser.
     bool openFile(const QString &path);
 
+    /// Size and place of the window and how it is divided, for the next time.
+    QByteArray windowState() const;
+    void restoreWindow(const QByteArray &state);
+
     /// Both show one box for each broken rule; true when there is none.
     bool validateStep(bool editing);
     bool validateRecipe();

@@ -7,6 +7,7 @@
 #include "recipe/steptable.h"
 #include "ui_recipeform.h"
 
+#include <QDataStream>
 #include <QEvent>
 #include <QScreen>
 #include <QShortcut>
@@ -175,6 +176,24 @@ void RecipeForm::layOut()
     if (const QScreen *place = screen())
         size = size.boundedTo(place->availableSize() * 0.95);
     resize(size);
+}
+
+QByteArray RecipeForm::windowState() const
+{
+    QByteArray state;
+    QDataStream stream(&state, QIODevice::WriteOnly);
+    stream << saveGeometry() << ui->splitter->saveState();
+    return state;
+}
+
+void RecipeForm::restoreWindow(const QByteArray &state)
+{
+    QByteArray geometry;
+    QByteArray splitter;
+    QDataStream stream(state);
+    stream >> geometry >> splitter;
+    restoreGeometry(geometry);
+    ui->splitter->restoreState(splitter);
 }
 
 void RecipeForm::showInks()
