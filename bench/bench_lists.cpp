@@ -52,7 +52,7 @@ std::shared_ptr<norvexData> filledStore()
 QVector<SessionRecords::Sensor> sensorsOf(const std::shared_ptr<norvexData> &store)
 {
     const std::atomic<bool> goOn{false};
-    const auto records = std::make_shared<const RecordSet>(readRecords(*store, nullptr, goOn));
+    const auto records = std::make_shared<const RecordSet>(readRecords(*store, {}, goOn));
     return {{{QStringLiteral("SN1"), QStringLiteral("SN1 Etch"), store, QColor(Qt::red), true}, records, true}};
 }
 

@@ -45,8 +45,6 @@ public:
                 {quintptr(i + 1), start + i * blockSize * step, start + ((i + 1) * blockSize - 1) * step, blockSize});
         return result;
     }
-    int eventCount() const override { return 0; }
-    int runCount() const override { return 0; }
     bool readSamples(quintptr key, quint64, quint64, QVector<SamplePoint> &out) const override
     {
         ++reads;
@@ -58,8 +56,6 @@ public:
         }
         return true;
     }
-    QVector<EventRecord> events(const TimeRange &) const override { return {}; }
-    QVector<RunRecord> runs(const TimeRange &) const override { return {}; }
 
     mutable std::atomic<int> reads{0};
 };
@@ -78,7 +74,6 @@ struct OurPlot
         auto sensor = std::make_unique<PlotSensor>();
         sensor->colour = Theme::sensorColour(0);
         sensor->series = std::make_unique<SeriesCache>(source, &pool);
-        sensor->marks = std::make_unique<MarkCache>(source, &pool);
         sensor->series->setQuantities({Voltage});
         model.sensors.push_back(std::move(sensor));
         SeriesCache &series = *model.sensors.front()->series;

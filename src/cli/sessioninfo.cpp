@@ -10,14 +10,6 @@
 
 namespace {
 
-QString typeNameOf(const EventRecord &event)
-{
-    if (event.named && !event.name.isEmpty())
-        return event.name;
-    const QString name = eventtype::name(event.effectiveCode());
-    return name.isEmpty() ? QStringLiteral("unknown") : name;
-}
-
 SensorSummary sensorSummary(const SensorEntry &entry)
 {
     const norvexData &data = *entry.data;
@@ -35,7 +27,7 @@ SensorSummary sensorSummary(const SensorEntry &entry)
     summary.problem = entry.loadProblem;
     const QVector<EventRecord> events = data.eventsInRange(0, std::numeric_limits<quint64>::max());
     for (const EventRecord &event : events)
-        ++summary.eventsByType[typeNameOf(event)];
+        ++summary.eventsByType[eventtype::nameOf(event)];
     return summary;
 }
 

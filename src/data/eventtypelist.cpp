@@ -1,5 +1,7 @@
 #include "data/eventtypelist.h"
 
+#include "data/eventrecord.h"
+
 namespace eventtype {
 
 const QStringList &names()
@@ -16,6 +18,14 @@ const QStringList &names()
 QString name(int code)
 {
     return names().value(code);
+}
+
+QString nameOf(const EventRecord &event)
+{
+    if (event.named && !event.name.isEmpty())
+        return event.name;
+    const QString builtIn = name(event.effectiveCode());
+    return builtIn.isEmpty() ? QStringLiteral("unknown") : builtIn;
 }
 
 int code(const QString &name)

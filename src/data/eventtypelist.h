@@ -2,6 +2,8 @@
 
 #include <QStringList>
 
+struct EventRecord;
+
 /// The built-in event types, by code.
 namespace eventtype {
 
@@ -19,6 +21,8 @@ constexpr int builtInCount = 13;
 const QStringList &names();
 /// The name of a code, empty outside 0..12.
 QString name(int code);
+/// The name an event has of its own: that it was given, else that of its code, else "unknown".
+QString nameOf(const EventRecord &event);
 /// The code of a name (case-sensitive), -1 when it is not known.
 int code(const QString &name);
 /// "E%1%2" from the two class digits.

@@ -4,9 +4,9 @@
 #include "data/norvexdata.h"
 #include "display/chartnavigator.h"
 #include "display/chartplot.h"
-#include "display/emptynotice.h"
+#include "display/emptypage.h"
 #include "display/plotoverlay.h"
-#include "display/sessionfacts.h"
+#include "display/sessionrecords.h"
 #include "display/sessionselection.h"
 #include "display/typecolours.h"
 #include "events/eventfilter.h"
@@ -24,9 +24,9 @@
 
 #include <algorithm>
 
-arcGlobalView::arcGlobalView(const DisplayContext &context, SessionSelection &selection, SessionFacts &facts,
+arcGlobalView::arcGlobalView(const DisplayContext &context, SessionSelection &selection, const SessionRecords &records,
                              QWidget *parent)
-    : SessionView(context, selection, parent), m_facts(facts), m_plot(new ChartPlot), m_item(new HistogramItem),
+    : SessionView(context, selection, parent), m_records(records), m_plot(new ChartPlot), m_item(new HistogramItem),
       m_legend(new TypeLegend)
 {
     setObjectName(QStringLiteral("arcGlobalView"));
@@ -39,7 +39,7 @@ arcGlobalView::arcGlobalView(const DisplayContext &context, SessionSelection &se
     m_plot->applyTheme(m_context.theme);
     m_item->attach(m_plot);
     m_navigator = new ChartNavigator(m_plot, m_context.theme, false, this);
-    m_empty = new EmptyNotice(m_plot);
+    m_empty = new EmptyPage(m_plot, context.theme);
     connect(m_navigator, &ChartNavigator::viewChanged, this, &arcGlobalView::redrawSoon);
     connect(m_navigator, &ChartNavigator::hovered, this, &arcGlobalView::hover);
     connect(m_navigator, &ChartNavigator::left, this, [this] { m_navigator->overlay()->setCrosshair(std::nullopt); });
@@ -50,8 +50,11 @@ arcGlobalView::arcGlobalView(const DisplayContext &context, SessionSelection &se
         emit plotRequested(period.from, period.to);
     });
     connect(m_legend, &TypeLegend::toggled, &m_context.filter, &eventTypeFilter::setEnabled);
-    connect(m_empty, &EmptyNotice::buttonClicked, this, [this] { m_context.filter.setAllEnabled(true); });
+    connect(m_empty, &EmptyPage::pressed, this, [this] { m_context.filter.setAllEnabled(true); });
     connect(&m_selection, &SessionSelection::periodSelected, this, &arcGlobalView::redrawSoon);
+    connect(&m_records, &SessionRecords::eventsAdded, this, &arcGlobalView::addEvents);
+    connect(&m_records, &SessionRecords::eventsReset, this, &arcGlobalView::countAgain);
+    connect(&m_records, &SessionRecords::changed, this, &arcGlobalView::addRuns);
     connect(&m_context.theme, &Theme::changed, this, [this] {
         m_plot->applyTheme(m_context.theme);
         filterChanged();
@@ -100,32 +103,6 @@ QWidget *arcGlobalView::buildToolBar()
 
 // --- counting
 
-QVector<StoreFacts *> arcGlobalView::shownFacts() const
-{
-    QVector<StoreFacts *> shown;
-    for (const ViewSensor &sensor : m_sensors) {
-        if (sensor.on)
-            shown.append(m_facts.of(sensor.store));
-    }
-    return shown;
-}
-
-void arcGlobalView::setSensors(const QVector<ViewSensor> &sensors)
-{
-    SessionView::setSensors(sensors);
-    for (const ViewSensor &sensor : sensors) {
-        StoreFacts *facts = m_facts.of(sensor.store);
-        facts->disconnect(this);
-        if (!sensor.on)
-            continue;
-        connect(facts, &StoreFacts::eventsAdded, this, &arcGlobalView::addEvents);
-        connect(facts, &StoreFacts::eventsReset, this, &arcGlobalView::countAgain);
-        connect(facts, &StoreFacts::runsChanged, this, &arcGlobalView::addRuns);
-        connect(facts, &StoreFacts::readFinished, this, &arcGlobalView::redrawSoon);
-    }
-    countAgain();
-}
-
 void arcGlobalView::setPeriod(CalendarPeriods::Period period)
 {
     m_period->setCurrentIndex(int(period));
@@ -140,25 +117,26 @@ void arcGlobalView::setTimeMode(TimeMode mode)
 void arcGlobalView::countAgain()
 {
     quint64 origin = 0;
-    for (const ViewSensor &sensor : qAsConst(m_sensors)) {
-        const quint64 first = sensor.store->firstTime();
+    for (const SessionRecords::Sensor &sensor : m_records.sensors()) {
+        const quint64 first = sensor.view.store->firstTime();
         if (first != 0 && (origin == 0 || first < origin))
             origin = first;
     }
     const auto period = CalendarPeriods::Period(m_period->currentData().toInt());
     m_histogram = EventHistogram(CalendarPeriods(period, m_timeMode, QTimeZone::systemTimeZone(), origin));
     m_runsCounted.clear();
-    for (const StoreFacts *facts : shownFacts())
-        addEvents(facts->events());
+    for (const SessionRecords::Sensor &sensor : m_records.sensors())
+        if (sensor.view.on)
+            addEvents(sensor.records->events);
     addRuns();
     redrawSoon();
 }
 
-void arcGlobalView::addEvents(const QVector<EventFact> &events)
+void arcGlobalView::addEvents(const QVector<EventRow> &events)
 {
     QVector<CountedEvent> counted;
     counted.reserve(events.size());
-    for (const EventFact &event : events)
+    for (const EventRow &event : events)
         counted.append({event.time, event.type});
     m_histogram.add(counted.constData(), counted.size());
     redrawSoon();
@@ -166,24 +144,23 @@ void arcGlobalView::addEvents(const QVector<EventFact> &events)
 
 void arcGlobalView::addRuns()
 {
-    for (const StoreFacts *facts : shownFacts()) {
-        int &counted = m_runsCounted[facts]; // the runs of a sensor come in order
-        for (; counted < facts->runs().size(); ++counted)
-            m_histogram.add({facts->runs().at(counted).start, eventtype::RfOn});
+    for (const SessionRecords::Sensor &sensor : m_records.sensors()) {
+        if (!sensor.view.on)
+            continue;
+        int &counted = m_runsCounted[sensor.view.serial]; // the runs of a sensor come in order
+        for (; counted < sensor.records->runs.size(); ++counted)
+            m_histogram.add({sensor.records->runs.at(counted).record.start, eventtype::RfOn});
     }
     redrawSoon();
 }
 
 void arcGlobalView::refresh()
 {
-    m_facts.refresh();
     redrawSoon();
 }
 
 void arcGlobalView::filterChanged()
 {
-    m_facts.setUserTypes(enabledUserTypes(m_context.filter));
-    m_facts.refresh();
     redrawSoon();
 }
 
@@ -211,7 +188,7 @@ void arcGlobalView::showEvent(QShowEvent *event)
 
 HistogramSeries arcGlobalView::seriesOf(int number) const
 {
-    const QString name = m_facts.typeNames().at(number);
+    const QString name = m_records.typeNames().at(number);
     return {number, name, typeColour(m_context.theme, m_context.dictionary, number, name),
             m_context.filter.isEnabled(name)};
 }
@@ -223,7 +200,8 @@ void arcGlobalView::redraw()
         return;
     m_stacked.clear();
     QVector<int> shown;
-    for (int number = 0; number < m_facts.typeNames().size(); ++number) {
+    const int names = m_records.typeNames().size();
+    for (int number = 0; number < names; ++number) {
         if (number == eventtype::RfOn)
             continue;
         m_stacked.append(seriesOf(number));
@@ -257,7 +235,12 @@ void arcGlobalView::redraw()
     m_showInPlot->setToolTip(m_showInPlot->isEnabled() ? tr("Show the chosen period in the plot (Enter)")
                                                        : tr("No period is chosen: click a bar first"));
     const bool hidden = !m_histogram.range().isEmpty() && shown.isEmpty() && !m_runs.shown;
-    m_empty->show(emptyText(), hidden ? tr("Show all") : QString(), m_context.theme);
+    m_empty->show(emptyText(), hidden ? tr("Show all") : QString());
+}
+
+TimeRange arcGlobalView::rangeInView() const
+{
+    return m_selection.period().isEmpty() ? m_navigator->view.visible() : m_selection.period();
 }
 
 QImage arcGlobalView::renderImage(qreal, Theme::Kind)
@@ -277,7 +260,7 @@ void arcGlobalView::showLegend()
     }
     const quint64 runs = m_histogram.total(eventtype::RfOn);
     if (runs > 0)
-        entries.append({m_facts.typeNames().at(eventtype::RfOn), m_runs.colour, runs, m_runs.shown});
+        entries.append({m_records.typeNames().at(eventtype::RfOn), m_runs.colour, runs, m_runs.shown});
     m_legend->show(entries, m_context.theme);
     const bool counting = !m_sensors.isEmpty() && m_histogram.range().isEmpty();
     m_summary->setText(counting ? QString() : tr("%1 events, %2 runs").arg(events).arg(runs));
@@ -290,14 +273,11 @@ QString arcGlobalView::emptyText() const
             std::any_of(m_stacked.begin(), m_stacked.end(), [](const HistogramSeries &series) { return series.shown; });
         return any || m_runs.shown ? QString() : tr("Every event type is hidden by the filter.");
     }
-    const QVector<StoreFacts *> shown = shownFacts();
     if (m_sensors.isEmpty())
         return tr("No sensor yet.\nConnect one, and its arcs and runs are counted here.");
-    if (shown.isEmpty())
+    if (std::none_of(m_sensors.begin(), m_sensors.end(), [](const ViewSensor &sensor) { return sensor.on; }))
         return tr("Every sensor is switched off.\nSwitch one on with \"Data display on/off\" on its card.");
-    const bool reading =
-        std::any_of(shown.begin(), shown.end(), [](const StoreFacts *facts) { return !facts->isRead(); });
-    if (reading)
+    if (m_records.isReading())
         return tr("Reading events and runs...");
     return tr("No event and no run has been recorded yet.\nThey are counted here as soon as a sensor reports them.");
 }

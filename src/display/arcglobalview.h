@@ -9,13 +9,12 @@
 
 class ChartNavigator;
 class ChartPlot;
-class EmptyNotice;
+class EmptyPage;
 class QComboBox;
 class QLabel;
 class QToolButton;
-class SessionFacts;
-class StoreFacts;
-struct EventFact;
+class SessionRecords;
+struct EventRow;
 
 /// The bar chart of a session: events of each type, stacked, and runs beside them, per minute, hour, day or week of the
 /// displayed sensors. New events are added to what was counted; the whole is counted again only for another period,
@@ -25,14 +24,14 @@ class arcGlobalView : public SessionView
     Q_OBJECT
 
 public:
-    arcGlobalView(const DisplayContext &context, SessionSelection &selection, SessionFacts &facts,
+    arcGlobalView(const DisplayContext &context, SessionSelection &selection, const SessionRecords &records,
                   QWidget *parent = nullptr);
     ~arcGlobalView() override;
 
-    void setSensors(const QVector<ViewSensor> &sensors) override;
     void refresh() override;
     void filterChanged() override;
     void setTimeMode(TimeMode mode) override;
+    TimeRange rangeInView() const override;
     QImage renderImage(qreal scale, Theme::Kind kind) override;
 
     const EventHistogram &histogram() const { return m_histogram; }
@@ -52,21 +51,20 @@ protected:
 private:
     QWidget *buildToolBar();
     void countAgain();
-    void addEvents(const QVector<EventFact> &events);
+    void addEvents(const QVector<EventRow> &events);
     void addRuns();
     void redrawSoon();
     void redraw();
     void showLegend();
     QString emptyText() const;
     HistogramSeries seriesOf(int number) const;
-    QVector<StoreFacts *> shownFacts() const;
     void hover(const QPointF &point);
     void choose(const TimeRange &period);
     void chooseNeighbour(bool forward);
 
-    SessionFacts &m_facts;
+    const SessionRecords &m_records;
     EventHistogram m_histogram;
-    QHash<const StoreFacts *, int> m_runsCounted;
+    QHash<QString, int> m_runsCounted; // by sensor
     QVector<HistogramSeries> m_stacked;
     HistogramSeries m_runs;
     QComboBox *m_period;
@@ -76,6 +74,6 @@ private:
     ChartNavigator *m_navigator;
     HistogramItem *m_item; // the plot's
     TypeLegend *m_legend;
-    EmptyNotice *m_empty;
+    EmptyPage *m_empty;
     bool m_redrawPending = false;
 };

@@ -34,15 +34,12 @@ void arcPlotDisplay::addSensor(const QString &serial, const QString &label, std:
     sensor->number = d->nextNumber++;
     sensor->source = source;
     sensor->series = std::make_unique<SeriesCache>(source, d->pool);
-    sensor->marks = std::make_unique<MarkCache>(source, d->pool);
-    sensor->marks->setRules(d->filter, d->colours);
     connect(sensor->series.get(), &SeriesCache::changed, this, [this] {
         markDirty();
         if (d->model.home)
             d->redrawSoon(); // stepping from one to the next is not to wait for the ticker
     });
     connect(sensor->series.get(), &SeriesCache::progress, this, &arcPlotDisplay::readProgress);
-    connect(sensor->marks.get(), &MarkCache::changed, this, &arcPlotDisplay::markDirty);
     d->model.sensors.push_back(std::move(sensor));
     d->adoptQuantities();
 }
@@ -119,18 +116,23 @@ int arcPlotDisplay::rightQuantity() const
     return d->model.quantities[PlotView::Right];
 }
 
-void arcPlotDisplay::setEventFilter(std::function<bool(const EventRecord &)> filter)
+void arcPlotDisplay::setRecords(const QString &serial, const std::shared_ptr<const RecordSet> &records)
 {
-    d->filter = std::move(filter);
-    for (const auto &sensor : d->model.sensors)
-        sensor->marks->setRules(d->filter, d->colours);
+    PlotSensor *sensor = d->model.sensor(serial);
+    if (!sensor || sensor->records == records)
+        return;
+    sensor->setRecords(records, d->looks);
+    markDirty();
+    if (d->model.home)
+        d->redrawSoon();
 }
 
-void arcPlotDisplay::setEventColours(std::function<QColor(const EventRecord &)> colours)
+void arcPlotDisplay::setEventLooks(const EventLooks &looks)
 {
-    d->colours = std::move(colours);
+    d->looks = looks;
     for (const auto &sensor : d->model.sensors)
-        sensor->marks->setRules(d->filter, d->colours);
+        sensor->setRecords(sensor->records, looks);
+    d->redrawSoon();
 }
 
 void arcPlotDisplay::setTimeMode(TimeMode mode)

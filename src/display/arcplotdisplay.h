@@ -1,5 +1,6 @@
 #pragma once
 
+#include "display/eventlook.h"
 #include "display/plotsection.h"
 #include "display/plotsource.h"
 #include "display/theme.h"
@@ -13,6 +14,7 @@
 #include <optional>
 
 class norvexData;
+struct RecordSet;
 
 /// The time-series plot: any two of the quantities of any number of sensors over time, live or stored, with runs as
 /// bands, events as markers and gaps as breaks. It reads through min/max pyramids, so that a drawn extreme is a true
@@ -46,10 +48,10 @@ public:
     void setQuantities(int left, int right);
     int leftQuantity() const;
     int rightQuantity() const;
-    /// Events for which the filter says no have no marker.
-    void setEventFilter(std::function<bool(const EventRecord &)> filter);
-    /// Colours of user-defined types; an invalid colour means the theme's.
-    void setEventColours(std::function<QColor(const EventRecord &)> colours);
+    /// The runs and events of a sensor, which become bands and markers.
+    void setRecords(const QString &serial, const std::shared_ptr<const RecordSet> &records);
+    /// How events are drawn, by the name they are shown under; asked in the GUI thread, now and for new records.
+    void setEventLooks(const EventLooks &looks);
     void setTimeMode(TimeMode mode);
     TimeMode timeMode() const;
     /// Length of the followed window in us; 0 is the whole range.

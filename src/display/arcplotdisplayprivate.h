@@ -2,6 +2,7 @@
 
 #include "display/arcplotdisplay.h"
 #include "display/cursorpanel.h"
+#include "display/emptypage.h"
 #include "display/legendbar.h"
 #include "display/markeritem.h"
 #include "display/plotfigure.h"
@@ -11,8 +12,6 @@
 #include "display/plottoolbar.h"
 
 #include <QElapsedTimer>
-#include <QLabel>
-#include <QPushButton>
 #include <QTimer>
 
 class QThreadPool;
@@ -54,8 +53,8 @@ public:
     void goToNeighbour(bool forward);
     void toggleCurve(const QString &serial, int axis);
     bool handleKey(int key, Qt::KeyboardModifiers modifiers);
-    const EventMark *eventOf(const MarkerItem::Marker *marker, const PlotSensor **sensor) const;
-    const RunMark *runAt(const QPointF &point, const PlotSensor **sensor) const;
+    const EventRow *eventOf(const MarkerItem::Marker *marker, const PlotSensor **sensor) const;
+    const RunRow *runAt(const QPointF &point, const PlotSensor **sensor) const;
     qint64 now() const { return clock.elapsed(); }
     /// After any change of the view by the user.
     void viewChanged();
@@ -74,8 +73,7 @@ public:
     bool announcedFollowing = true;
     QString emptyText; // of the owner
     QString emptyButtonText;
-    MarkCache::Filter filter;
-    MarkCache::Colours colours;
+    EventLooks looks;
     int nextNumber = 0;
     std::optional<QPointF> pointer;
     int draggedCursor = -1;
@@ -86,7 +84,5 @@ public:
     PlotInteraction *interaction;
     LegendBar *legend;
     CursorPanel *cursors;
-    QWidget *emptyBox;
-    QLabel *emptyLabel;
-    QPushButton *emptyButton;
+    EmptyPage *empty;
 };

@@ -521,6 +521,7 @@ void dataObjectWidget::setRFONThreshold()
     if (!value)
         return;
     m_rfOnThreshold = *value;
+    emit rfOnThresholdChanged(m_rfOnThreshold);
     emit updateDisplay(0);
 }
 

@@ -67,6 +67,8 @@ signals:
     void enableDisplay(bool on);
     /// The card needs an engine that belongs to the form: export, import of external data, reanalysis.
     void exportRequested();
+    /// Runs should be searched for with it.
+    void rfOnThresholdChanged(double volts);
     void importExtDataRequested();
     void reanalysisRequested();
     /// Something went wrong in the background; shown in the problems list, never in a box.

@@ -1,21 +1,6 @@
 #include "display/derivedsources.h"
 
-#include "data/eventtypelist.h"
-
 #include <algorithm>
-
-namespace {
-
-template <class Record, class Time>
-QVector<Record> within(const QVector<Record> &all, const TimeRange &range, Time time)
-{
-    QVector<Record> result;
-    std::copy_if(all.begin(), all.end(), std::back_inserter(result),
-                 [&](const Record &record) { return range.contains(time(record)); });
-    return result;
-}
-
-} // namespace
 
 QVector<PlotSource::Stretch> RangeSource::stretches() const
 {
@@ -26,28 +11,10 @@ QVector<PlotSource::Stretch> RangeSource::stretches() const
     return result;
 }
 
-QVector<EventRecord> RangeSource::events(const TimeRange &range) const
+WaveformSource::WaveformSource(QVector<SamplePoint> waveform) : m_samples(std::move(waveform))
 {
-    return m_source->events({std::max(range.from, m_range.from), std::min(range.to, m_range.to)});
-}
-
-WaveformSource::WaveformSource(quint64 peak, QVector<SamplePoint> waveform) : m_samples(std::move(waveform))
-{
-    if (m_samples.isEmpty())
-        return;
     std::stable_sort(m_samples.begin(), m_samples.end(),
                      [](const SamplePoint &a, const SamplePoint &b) { return a.time < b.time; });
-    const std::pair<quint64, QString> marks[] = {{m_samples.first().time, QStringLiteral("First point")},
-                                                 {peak, QStringLiteral("Peak")},
-                                                 {m_samples.last().time, QStringLiteral("Last point")}};
-    for (const auto &[time, name] : marks) {
-        EventRecord mark;
-        mark.time = time;
-        mark.typeCode = eventtype::Snapshot;
-        mark.named = true;
-        mark.name = name;
-        m_snapshots.append(mark);
-    }
 }
 
 QVector<PlotSource::Stretch> WaveformSource::stretches() const
@@ -59,12 +26,28 @@ QVector<PlotSource::Stretch> WaveformSource::stretches() const
 
 bool WaveformSource::readSamples(quintptr, quint64 from, quint64 to, QVector<SamplePoint> &out) const
 {
-    const TimeRange range{from, to};
-    out += within(m_samples, range, [](const SamplePoint &sample) { return sample.time; });
+    std::copy_if(m_samples.begin(), m_samples.end(), std::back_inserter(out), [&](const SamplePoint &sample) {
+        return TimeRange{from, to}.contains(sample.time);
+    });
     return true;
 }
 
-QVector<EventRecord> WaveformSource::events(const TimeRange &range) const
+RecordSet waveformMarks(const QVector<SamplePoint> &waveform, quint64 peak)
 {
-    return within(m_snapshots, range, [](const EventRecord &event) { return event.time; });
+    QVector<EventRecord> marks;
+    if (waveform.isEmpty())
+        return {};
+    const auto [first, last] = std::minmax_element(
+        waveform.begin(), waveform.end(), [](const SamplePoint &a, const SamplePoint &b) { return a.time < b.time; });
+    for (const auto &[time, name] :
+         {std::pair{first->time, QStringLiteral("First point")}, std::pair{peak, QStringLiteral("Peak")},
+          std::pair{last->time, QStringLiteral("Last point")}}) {
+        EventRecord mark;
+        mark.time = time;
+        mark.typeCode = eventtype::Snapshot;
+        mark.named = true;
+        mark.name = name;
+        marks.append(mark);
+    }
+    return recordsOf(marks, {});
 }

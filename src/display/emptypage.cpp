@@ -1,5 +1,8 @@
 #include "display/emptypage.h"
 
+#include "display/theme.h"
+
+#include <QEvent>
 #include <QLabel>
 #include <QPushButton>
 #include <QVBoxLayout>
@@ -20,9 +23,39 @@ EmptyPage::EmptyPage(QWidget *parent) : QWidget(parent), m_text(new QLabel), m_b
     connect(m_button, &QPushButton::clicked, this, &EmptyPage::pressed);
 }
 
+EmptyPage::EmptyPage(QWidget *covered, const Theme &theme) : EmptyPage(covered)
+{
+    m_theme = &theme;
+    setAutoFillBackground(true);
+    covered->installEventFilter(this);
+    connect(m_theme, &Theme::changed, this, &EmptyPage::adoptTheme);
+    adoptTheme();
+    hide();
+}
+
+void EmptyPage::adoptTheme()
+{
+    QPalette colours = m_theme->palette();
+    colours.setColor(QPalette::Window, m_theme->canvas());
+    colours.setColor(QPalette::WindowText, m_theme->mutedText());
+    setPalette(colours);
+}
+
 void EmptyPage::show(const QString &text, const QString &button)
 {
     m_text->setText(text);
     m_button->setText(button);
     m_button->setVisible(!button.isEmpty());
+    if (!m_theme)
+        return;
+    setVisible(!text.isEmpty());
+    setGeometry(parentWidget()->rect());
+    raise();
+}
+
+bool EmptyPage::eventFilter(QObject *watched, QEvent *event)
+{
+    if (watched == parent() && event->type() == QEvent::Resize)
+        setGeometry(parentWidget()->rect());
+    return QWidget::eventFilter(watched, event);
 }

@@ -1,7 +1,7 @@
 #include "display/eventfilterbox.h"
 
 #include "display/eventicon.h"
-#include "display/eventnaming.h"
+#include "display/sessionrecords.h"
 #include "display/theme.h"
 #include "events/eventfilter.h"
 #include "events/eventfilterpanel.h"
@@ -19,8 +19,8 @@ const QString openKey = QStringLiteral("form/filterOpen");
 
 } // namespace
 
-EventFilterBox::EventFilterBox(const DisplayContext &context, EventNaming &naming, QWidget *parent)
-    : QWidget(parent), m_context(context), m_naming(naming)
+EventFilterBox::EventFilterBox(const DisplayContext &context, const SessionRecords &records, QWidget *parent)
+    : QWidget(parent), m_context(context), m_records(records)
 {
     m_title = new QToolButton;
     m_title->setObjectName(QStringLiteral("b_eventFilter"));
@@ -45,12 +45,17 @@ EventFilterBox::EventFilterBox(const DisplayContext &context, EventNaming &namin
 
     connect(m_title, &QToolButton::toggled, this, [this](bool open) {
         fold(open);
+        showTitle();
         m_context.settings.setValue(openKey, open);
     });
     connect(&m_context.filter, &eventTypeFilter::newFilter, this, &EventFilterBox::showTitle);
     connect(&m_context.dictionary, &eventTypeNames::dictionaryUpdated, this, &EventFilterBox::showTitle);
-    connect(&m_naming, &EventNaming::changed, this, [this] { m_panel->setCounts(m_naming.counts()); });
-    connect(&m_naming, &EventNaming::activity, m_panel, &eventFilterPanel::setActivity);
+    connect(&m_records, &SessionRecords::changed, this, &EventFilterBox::showCounts);
+    connect(&m_records, &SessionRecords::activity, this, [this](const QString &text) {
+        m_activity = text;
+        m_panel->setActivity(text);
+        showTitle();
+    });
     connect(m_panel, &eventFilterPanel::typesRequested, this, &EventFilterBox::editTypes);
     m_panel->setIconSource(
         [this](const QString &name) { return eventIcon(name, m_context.theme, m_context.dictionary, *this); });
@@ -63,12 +68,21 @@ EventFilterBox::EventFilterBox(const DisplayContext &context, EventNaming &namin
 void EventFilterBox::fold(bool open)
 {
     m_area->setVisible(open);
+    showCounts();
     m_title->setArrowType(open ? Qt::DownArrow : Qt::RightArrow);
     setSizePolicy(QSizePolicy::Preferred, open ? QSizePolicy::Expanding : QSizePolicy::Fixed);
 }
 
+void EventFilterBox::showCounts()
+{
+    if (m_title->isChecked())
+        m_panel->setCounts(m_records.counts());
+}
+
 void EventFilterBox::showTitle()
 {
+    if (!m_activity.isEmpty() && !m_title->isChecked())
+        return m_title->setText(m_activity); // the panel with it is folded away
     const int hidden = m_context.filter.names().size() - m_context.filter.enabledNames().size();
     m_title->setText(hidden == 0 ? tr("Event filter: all shown") : tr("Event filter: %1 hidden").arg(hidden));
 }

@@ -4,7 +4,7 @@
 
 #include <QWidget>
 
-class EventNaming;
+class SessionRecords;
 class QToolButton;
 class eventFilterPanel;
 
@@ -15,15 +15,17 @@ class EventFilterBox : public QWidget
     Q_OBJECT
 
 public:
-    EventFilterBox(const DisplayContext &context, EventNaming &naming, QWidget *parent = nullptr);
+    EventFilterBox(const DisplayContext &context, const SessionRecords &records, QWidget *parent = nullptr);
 
 private:
     void fold(bool open);
     void showTitle();
+    void showCounts();
     void editTypes();
 
     DisplayContext m_context;
-    EventNaming &m_naming;
+    const SessionRecords &m_records;
+    QString m_activity;
     QToolButton *m_title = nullptr;
     QWidget *m_area = nullptr;
     eventFilterPanel *m_panel = nullptr;

@@ -21,8 +21,7 @@ QVector<RecordModel::Column> columns()
 } // namespace
 
 EventListModel::EventListModel(Icon icon, QObject *parent)
-    : RecordModel(columns(), Time, Qt::AscendingOrder, parent), m_icon(std::move(icon)),
-      m_hiddenCodes(eventtype::builtInCount, false)
+    : RecordModel(columns(), Time, Qt::AscendingOrder, parent), m_icon(std::move(icon))
 {}
 
 void EventListModel::setHiddenTypes(const QSet<QString> &names)
@@ -30,14 +29,17 @@ void EventListModel::setHiddenTypes(const QSet<QString> &names)
     if (names == m_hiddenNames)
         return;
     m_hiddenNames = names;
-    for (int code = 0; code < eventtype::builtInCount; ++code)
-        m_hiddenCodes[code] = names.contains(eventtype::name(code));
     rebuild();
 }
 
 const EventRow *EventListModel::eventAt(int at) const
 {
     return at >= 0 && at < rowCount() ? &row(place(at)) : nullptr;
+}
+
+QString EventListModel::typeName(int at) const
+{
+    return at >= 0 && at < rowCount() ? typeName(place(at)) : QString();
 }
 
 void EventListModel::forgetIcons()
@@ -48,8 +50,7 @@ void EventListModel::forgetIcons()
 
 bool EventListModel::accepts(const Place &place) const
 {
-    const EventRow &event = row(place);
-    return event.name.isEmpty() ? !m_hiddenCodes.value(event.code) : !m_hiddenNames.contains(event.name);
+    return m_hiddenNames.isEmpty() || !m_hiddenNames.contains(typeName(place));
 }
 
 double EventListModel::percent(const EventRow &event)
@@ -62,7 +63,7 @@ QString EventListModel::cell(const Place &place, int column) const
     const EventRow &event = row(place);
     switch (column) {
     case Type:
-        return event.typeName();
+        return typeName(place);
     case Time:
         return timeAxis().moment(event.time);
     case Amplitude:
@@ -86,7 +87,7 @@ QVariant EventListModel::decoration(const Place &place, int column) const
 {
     if (column != Type || !m_icon)
         return {};
-    const QString name = row(place).typeName();
+    const QString name = typeName(place);
     auto icon = m_icons.find(name);
     if (icon == m_icons.end())
         icon = m_icons.insert(name, m_icon(name));
@@ -99,7 +100,7 @@ int EventListModel::compare(const Place &left, const Place &right, int column) c
     const EventRow &b = row(right);
     switch (column) {
     case Type:
-        return a.name.isEmpty() && b.name.isEmpty() ? order(a.code, b.code) : order(a.typeName(), b.typeName());
+        return order(a.type, b.type); // built-in ones first
     case Amplitude:
         return order(std::abs(a.amplitude), std::abs(b.amplitude));
     case Percent:

@@ -25,6 +25,8 @@ public:
     void setHiddenTypes(const QSet<QString> &names);
     /// nullptr out of range.
     const EventRow *eventAt(int row) const;
+    /// Under which it is shown.
+    QString typeName(int row) const;
     /// Icons of another theme or scale.
     void forgetIcons();
 
@@ -33,6 +35,7 @@ protected:
     bool accepts(const Place &place) const override;
     TimeRange range(const Place &place) const override { return {row(place).time, row(place).end}; }
     qint32 typeCode(const Place &place) const override { return row(place).typeCode; }
+    const QString &typeName(const Place &place) const { return records(place).nameOf(row(place)); }
     QString cell(const Place &place, int column) const override;
     QVariant decoration(const Place &place, int column) const override;
     int compare(const Place &a, const Place &b, int column) const override;
@@ -43,6 +46,5 @@ private:
 
     const Icon m_icon;
     QSet<QString> m_hiddenNames;
-    QVector<bool> m_hiddenCodes;
     mutable QHash<QString, QIcon> m_icons;
 };

@@ -7,10 +7,11 @@
 #include "display/emptypage.h"
 #include "display/eventicon.h"
 #include "display/eventlistmodel.h"
+#include "display/keptlayout.h"
 #include "display/recordtable.h"
 #include "display/sessionviews.h"
 #include "display/storesource.h"
-#include "events/eventfilter.h"
+#include "display/typecolours.h"
 
 #include <QLabel>
 #include <QPainter>
@@ -41,7 +42,8 @@ EventsView::EventsView(const DisplayContext &context, SessionSelection &selectio
       m_model(new EventListModel([this](const QString &type) { return icon(type); }, this)), m_tasks(this)
 {
     layOut(m_model, new RecordPanel(m_model, tr("events")), buildDetails(),
-           {tr("No sensor yet.\nConnect one: its events are listed here."), tr("Reading the events…")});
+           {QStringLiteral("events"), tr("No sensor yet.\nConnect one: its events are listed here."),
+            tr("Reading the events…")});
     connectAll();
     filterChanged();
     showChosen();
@@ -124,6 +126,8 @@ QWidget *EventsView::buildDetails()
     parts->setSizes({500, 240});
     for (QSplitter *splitter : {curves, parts})
         splitter->setChildrenCollapsible(false);
+    keepSplitter(curves, m_context.settings, QStringLiteral("views/eventCurvesSplitter"));
+    keepSplitter(parts, m_context.settings, QStringLiteral("views/eventPartsSplitter"));
 
     auto *page = new QWidget;
     auto *layout = new QVBoxLayout(page);
@@ -167,9 +171,8 @@ void EventsView::connectAll()
 
 void EventsView::filterChanged()
 {
-    const QSet<QString> hidden = hiddenTypes();
-    m_model->setHiddenTypes(hidden);
-    m_around->setEventFilter(without(hidden));
+    m_model->setHiddenTypes(hiddenTypes());
+    m_around->setEventLooks(eventLooks(m_context));
     showReason();
 }
 
@@ -223,23 +226,23 @@ void EventsView::showChosen()
     }
     enableSteps(row);
     const RecordKey key = m_model->key(row);
-    if (key == m_shown)
-        return;
-    m_shown = key;
+    const SessionRecords::Sensor sensor = m_model->sensorAt(row);
     const EventRow shown = *event;
-    m_selection.selectEvent(key.sensor, key.time, key.typeCode);
-    const int index = m_records.indexOf(key.sensor);
-    if (index < 0)
+    if (key == m_shown && m_model->typeName(row) == m_shownType) {
+        m_around->setRecords(key.sensor, sensor.records);
         return;
-    const SessionRecords::Sensor sensor = m_records.sensors().at(index);
+    }
+    m_shown = key;
+    m_shownType = m_model->typeName(row);
+    m_selection.selectEvent(key.sensor, key.time, key.typeCode);
     const bool inRun = shown.run >= 0 && shown.run < sensor.records->runs.size();
     if (inRun)
         m_selection.selectRun(key.sensor, sensor.records->runs.at(shown.run).record.start);
     m_showRun->setEnabled(inRun);
     m_showRun->setToolTip(inRun ? tr("Open its run in the runs view") : tr("The event lies in no stored run"));
-    m_icon->setPixmap(icon(shown.typeName()).pixmap(fontMetrics().height()));
+    m_icon->setPixmap(icon(m_shownType).pixmap(fontMetrics().height()));
     m_title->setText(tr("<b>%1</b> · %2 · %3 V · %4")
-                         .arg(shown.typeName().toHtmlEscaped(), m_model->timeAxis().moment(shown.time))
+                         .arg(m_shownType.toHtmlEscaped(), m_model->timeAxis().moment(shown.time))
                          .arg(shown.amplitude, 0, 'f', 1)
                          .arg(preciseDuration(shown.end - shown.time)));
     showContext(sensor, shown);
@@ -253,7 +256,8 @@ void EventsView::showContext(const SessionRecords::Sensor &sensor, const EventRo
         sensor.view.serial, sensor.view.label,
         std::make_shared<RangeSource>(std::make_shared<StoreSource>(sensor.view.store), around(event.time, aroundRead)),
         sensor.view.colour);
-    m_around->setSections({PlotSection{TimeRange{event.time, event.time}, event.typeName(), {}}});
+    m_around->setRecords(sensor.view.serial, sensor.records);
+    m_around->setSections({PlotSection{TimeRange{event.time, event.time}, sensor.records->nameOf(event), {}}});
     m_around->setTimeOrigin(m_model->timeAxis().origin());
     m_around->setFixedRange(around(event.time, aroundShown));
 }
@@ -278,9 +282,11 @@ void EventsView::showWaveform(const SessionRecords::Sensor &sensor, const EventR
         m_noWaveform->show(tr("This event has no waveform.\nThe sensor sent none, or its file cannot be read."));
         return;
     }
-    const auto source = std::make_shared<WaveformSource>(event.peak, waveform);
+    const auto source = std::make_shared<WaveformSource>(waveform);
+    const auto marks = std::make_shared<const RecordSet>(waveformMarks(waveform, event.peak));
     for (arcPlotDisplay *plot : {m_waveform, m_derived}) {
         plot->addSensor(sensor.view.serial, sensor.view.label, source, sensor.view.colour);
+        plot->setRecords(sensor.view.serial, marks);
         // The two plots share their time axis; its title stands below the lower one.
         plot->setTimeZero(event.time, plot == m_derived ? m_model->timeAxis().moment(event.time) : QString());
         plot->setFixedRange({waveform.first().time, waveform.last().time + 1});

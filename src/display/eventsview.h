@@ -25,6 +25,7 @@ public:
     void filterChanged() override;
     void setTimeMode(TimeMode mode) override;
     QImage renderImage(qreal scale, Theme::Kind kind) override;
+    QVector<RecordKey> chosenRecords(bool runs) const override { return !runs ? selectedKeys() : QVector<RecordKey>(); }
 
 private:
     arcPlotDisplay *samplesPlot() const override { return m_around; }
@@ -50,6 +51,7 @@ private:
     QLabel *m_icon;
     QLabel *m_title;
     QPushButton *m_showRun;
+    QString m_shownType;        // of the event whose details are shown
     arcPlotDisplay *m_waveform; // voltage and current
     arcPlotDisplay *m_derived;  // power and impedance
     arcPlotDisplay *m_around;   // samples before and after

@@ -1,7 +1,7 @@
 #include "display/overlayplot.h"
 
 #include "display/chartplot.h"
-#include "display/emptynotice.h"
+#include "display/emptypage.h"
 #include "display/overlayseries.h"
 #include "display/plotmodel.h"
 #include "display/plotoverlay.h"
@@ -79,7 +79,7 @@ OverlayPlot::OverlayPlot(const Theme &theme, const QString &timeName, QWidget *p
     m_plot->applyTheme(m_theme);
     m_item->attach(m_plot);
     m_navigator = new ChartNavigator(m_plot, m_theme, true, this);
-    m_notice = new EmptyNotice(m_plot);
+    m_notice = new EmptyPage(m_plot, theme);
     m_timer.setSingleShot(true);
     m_timer.setInterval(settleMs);
     connect(&m_timer, &QTimer::timeout, this, &OverlayPlot::redraw);

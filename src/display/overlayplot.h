@@ -10,7 +10,7 @@
 #include <optional>
 
 class ChartPlot;
-class EmptyNotice;
+class EmptyPage;
 class OverlayItem;
 class QLabel;
 class Theme;
@@ -31,7 +31,7 @@ public:
     void setQuantity(int quantity);
     int quantity() const { return m_quantity; }
     void setLayers(bool curves, bool band);
-    EmptyNotice *notice() const { return m_notice; }
+    EmptyPage *notice() const { return m_notice; }
     /// The picture that is shown is the one of the present view.
     bool isUpToDate() const { return !m_running && !m_timer.isActive(); }
     const OverlayPicture &picture() const;
@@ -64,7 +64,7 @@ private:
     ChartPlot *m_plot;
     OverlayItem *m_item; // the plot's
     ChartNavigator *m_navigator;
-    EmptyNotice *m_notice;
+    EmptyPage *m_notice;
     QLabel *m_cursorText;
     QVector<OverlayCurve> m_curves;
     QStringList m_names;

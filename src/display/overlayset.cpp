@@ -2,8 +2,8 @@
 
 #include "data/norvexdata.h"
 #include "display/overlayseries.h"
-#include "display/sessionfacts.h"
-#include "display/sessionview.h"
+#include "display/runsearcher.h"
+#include "display/sessionrecords.h"
 
 #include <QMutex>
 
@@ -26,11 +26,13 @@ struct OverlaySet::Mailbox
     std::atomic<qint64> bytes{0};
 };
 
-OverlaySet::OverlaySet(const Theme &theme, SessionFacts &facts, QObject *parent)
-    : QObject(parent), m_facts(facts), m_table(theme), m_mailbox(std::make_shared<Mailbox>())
+OverlaySet::OverlaySet(const Theme &theme, SessionRecords &records, RunSearcher &searcher, QObject *parent)
+    : QObject(parent), m_records(records), m_searcher(searcher), m_table(theme), m_mailbox(std::make_shared<Mailbox>())
 {
     m_mailbox->receiver = this;
     m_pool.setMaxThreadCount(1); // files are read in order
+    connect(&m_records, &SessionRecords::changed, this, &OverlaySet::addWhatIsRead);
+    connect(&m_records, &SessionRecords::eventsReset, this, &OverlaySet::nameEvents);
 }
 
 OverlaySet::~OverlaySet()
@@ -41,26 +43,27 @@ OverlaySet::~OverlaySet()
     m_mailbox->receiver = nullptr;
 }
 
-void OverlaySet::addRuns(const QVector<ViewSensor> &sensors, const TimeRange &range)
+void OverlaySet::add(const OverlayWish &wish)
 {
-    begin({OverlayEntry::Run, sensors, range, {}});
-}
-
-void OverlaySet::addEvents(const QVector<ViewSensor> &sensors, const TimeRange &range,
-                           std::function<bool(const QString &)> isShown)
-{
-    begin({OverlayEntry::Event, sensors, range, std::move(isShown)});
-}
-
-void OverlaySet::begin(const Addition &addition)
-{
+    Addition addition{wish, {}};
+    for (const SessionRecords::Sensor &sensor : m_records.sensors())
+        if (sensor.view.on)
+            addition.stored.insert(sensor.view.serial, wish.kind == OverlayEntry::Run
+                                                           ? sensor.view.store->runCount()
+                                                           : sensor.view.store->eventCount());
     m_additions.append(addition);
-    for (const ViewSensor &sensor : addition.sensors) {
-        StoreFacts *facts = m_facts.of(sensor.store);
-        connect(facts, &StoreFacts::readFinished, this, &OverlaySet::addWhatIsRead, Qt::UniqueConnection);
-        facts->refresh();
-    }
+    m_records.refresh();
     addWhatIsRead();
+}
+
+bool OverlaySet::isRead(const Addition &addition) const
+{
+    const QVector<SessionRecords::Sensor> &sensors = m_records.sensors();
+    return std::all_of(sensors.begin(), sensors.end(), [&](const SessionRecords::Sensor &sensor) {
+        const int read =
+            addition.wish.kind == OverlayEntry::Run ? sensor.records->runs.size() : sensor.records->events.size();
+        return !sensor.view.on || (sensor.known && read >= addition.stored.value(sensor.view.serial));
+    });
 }
 
 void OverlaySet::addWhatIsRead()
@@ -68,48 +71,52 @@ void OverlaySet::addWhatIsRead()
     QVector<Addition> waiting;
     const QVector<Addition> additions = std::exchange(m_additions, {});
     for (const Addition &addition : additions) {
-        const bool reading =
-            std::any_of(addition.sensors.begin(), addition.sensors.end(), [this](const ViewSensor &sensor) {
-                return sensor.on && m_facts.of(sensor.store)->isReading();
-            });
-        if (reading)
-            waiting.append(addition);
+        if (isRead(addition))
+            finish(addition.wish);
         else
-            finish(addition);
+            waiting.append(addition);
     }
     m_additions += waiting;
 }
 
-QVector<OverlayEntry> OverlaySet::runsOf(const ViewSensor &sensor, const TimeRange &range)
+bool OverlaySet::isWanted(const OverlayWish &wish, const RecordKey &key, quint64 end)
+{
+    if (!wish.only.isEmpty())
+        return wish.only.contains(key);
+    return key.time < wish.range.to && std::max(end, key.time) >= wish.range.from;
+}
+
+QVector<OverlayEntry> OverlaySet::runsOf(const QVector<RunRow> &runs, const QString &serial, const OverlayWish &wish)
 {
     QVector<OverlayEntry> entries;
-    const QVector<RunRecord> &runs = m_facts.of(sensor.store)->runs();
-    for (int i = 0; i < runs.size(); ++i) {
-        if (runs[i].start >= range.to || runs[i].end < range.from)
+    for (const RunRow &run : runs) {
+        if (!isWanted(wish, {serial, run.record.start, eventtype::RfOn}, run.record.end))
             continue;
         OverlayEntry entry;
-        entry.number = i + 1;
-        entry.type = runs[i].recipe.recipeName();
-        entry.start = runs[i].start;
-        entry.end = runs[i].end;
+        entry.number = run.number;
+        entry.type = run.record.recipe.recipeName();
+        entry.start = run.record.start;
+        entry.end = run.record.end;
         entries.append(entry);
     }
     return entries;
 }
 
-QVector<OverlayEntry> OverlaySet::eventsOf(const ViewSensor &sensor, const Addition &addition)
+QVector<OverlayEntry> OverlaySet::eventsOf(int sensor, const OverlayWish &wish) const
 {
     QVector<OverlayEntry> entries;
-    const QVector<EventFact> &events = m_facts.of(sensor.store)->events();
-    for (int i = 0; i < events.size(); ++i) {
-        const EventFact &event = events[i];
-        const QString &type = m_facts.typeNames().at(event.type);
-        if (!addition.range.contains(event.time) || !addition.isShown(type))
+    const QString &serial = m_records.sensors().at(sensor).view.serial;
+    const RecordSet &records = *m_records.sensors().at(sensor).records;
+    for (int i = 0; i < records.events.size(); ++i) {
+        const EventRow &event = records.events.at(i);
+        if (!isWanted(wish, {serial, event.time, event.typeCode}, event.time))
+            continue;
+        if (wish.isShown && !wish.isShown(records.nameOf(event)))
             continue;
         OverlayEntry entry;
         entry.kind = OverlayEntry::Event;
         entry.number = i + 1;
-        entry.type = type;
+        entry.type = records.nameOf(event);
         entry.start = event.time;
         entry.end = event.end;
         entry.typeCode = event.typeCode;
@@ -118,24 +125,40 @@ QVector<OverlayEntry> OverlaySet::eventsOf(const ViewSensor &sensor, const Addit
     return entries;
 }
 
-void OverlaySet::finish(const Addition &addition)
+void OverlaySet::nameEvents()
 {
-    const bool runs = addition.kind == OverlayEntry::Run;
-    QVector<OverlayEntry> entries;
-    for (const ViewSensor &sensor : addition.sensors) {
-        if (!sensor.on)
+    for (int row = 0; row < m_table.rowCount(); ++row) {
+        const OverlayEntry &entry = m_table.entry(row);
+        const int sensor = entry.kind == OverlayEntry::Event ? m_records.indexOf(entry.serial) : -1;
+        if (sensor < 0)
             continue;
-        QVector<OverlayEntry> own = runs ? runsOf(sensor, addition.range) : eventsOf(sensor, addition);
+        const RecordSet &records = *m_records.sensors().at(sensor).records;
+        const int event = records.findEvent(entry.start, entry.typeCode);
+        if (event >= 0)
+            m_table.setType(row, records.nameOf(records.events.at(event)));
+    }
+}
+
+void OverlaySet::finish(const OverlayWish &wish)
+{
+    const bool runs = wish.kind == OverlayEntry::Run;
+    QVector<OverlayEntry> entries;
+    const QVector<SessionRecords::Sensor> &sensors = runs ? m_searcher.sensors() : m_records.sensors();
+    for (int i = 0; i < sensors.size(); ++i) {
+        const ViewSensor &view = sensors.at(i).view;
+        if (!view.on)
+            continue;
+        QVector<OverlayEntry> own = runs ? runsOf(sensors.at(i).records->runs, view.serial, wish) : eventsOf(i, wish);
         for (OverlayEntry &entry : own) {
-            entry.serial = sensor.serial;
-            entry.sensor = sensor.label;
-            entry.sensorColour = sensor.colour;
-            entry.store = sensor.store;
+            entry.serial = view.serial;
+            entry.sensor = view.label;
+            entry.sensorColour = view.colour;
+            entry.store = view.store;
         }
         entries += own;
     }
     const int found = entries.size();
-    const int present = m_table.count(addition.kind);
+    const int present = m_table.count(wish.kind);
     const int room = std::max(0, (runs ? mostRuns : mostEvents) - present);
     // Those that are there already take no room.
     entries.erase(std::remove_if(entries.begin(), entries.end(),
@@ -150,7 +173,7 @@ void OverlaySet::finish(const Addition &addition)
     m_table.add(entries);
     for (const OverlayEntry &entry : qAsConst(entries))
         read(entry);
-    emit added(addition.kind, found, entries.size(), beyond);
+    emit added(wish.kind, found, entries.size(), beyond);
 }
 
 void OverlaySet::read(const OverlayEntry &entry)

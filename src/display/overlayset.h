@@ -1,19 +1,32 @@
 #pragma once
 
 #include "display/overlaytable.h"
+#include "display/recordkey.h"
 #include "display/timerange.h"
 
+#include <QHash>
 #include <QObject>
 #include <QThreadPool>
 
 #include <functional>
 
-class SessionFacts;
-class StoreFacts;
-struct ViewSensor;
+class RunSearcher;
+class SessionRecords;
+struct EventRow;
+struct RunRow;
+
+/// What is to be laid over each other: runs or events of the displayed sensors, those of a range or these alone.
+struct OverlayWish
+{
+    OverlayEntry::Kind kind = OverlayEntry::Run;
+    TimeRange range;
+    QVector<RecordKey> only;                      // when there are any
+    std::function<bool(const QString &)> isShown; // event types; none: all
+};
 
 /// The overlays of a session: their table, and the reading of their curves on a pool thread. What is added comes from
-/// the facts of the session, so a range is added when these have been read. GUI thread; outlives the views.
+/// the records of the session, so a wish is fulfilled when what was stored at its time has been read; an event that
+/// comes to be shown under another name gets it here, too. GUI thread; outlives the views.
 class OverlaySet : public QObject
 {
     Q_OBJECT
@@ -23,16 +36,11 @@ public:
     static constexpr int mostRuns = 2000;
     static constexpr int mostEvents = 5000;
 
-    OverlaySet(const Theme &theme, SessionFacts &facts, QObject *parent = nullptr);
+    OverlaySet(const Theme &theme, SessionRecords &records, RunSearcher &searcher, QObject *parent = nullptr);
     ~OverlaySet() override;
 
     OverlayTable &table() { return m_table; }
-
-    /// The runs that overlap a range, of the sensors that are switched on.
-    void addRuns(const QVector<ViewSensor> &sensors, const TimeRange &range);
-    /// The events in a range whose type `isShown`.
-    void addEvents(const QVector<ViewSensor> &sensors, const TimeRange &range,
-                   std::function<bool(const QString &)> isShown);
+    void add(const OverlayWish &wish);
 
 signals:
     /// An addition has ended: so many were found, so many of them were new, so many are beyond the limit.
@@ -42,23 +50,24 @@ private:
     struct Mailbox;
     struct Addition
     {
-        OverlayEntry::Kind kind;
-        QVector<ViewSensor> sensors;
-        TimeRange range;
-        std::function<bool(const QString &)> isShown;
+        OverlayWish wish;
+        QHash<QString, int> stored; // records of each sensor when it was wished
     };
 
-    void begin(const Addition &addition);
     void addWhatIsRead();
-    void finish(const Addition &addition);
-    QVector<OverlayEntry> runsOf(const ViewSensor &sensor, const TimeRange &range);
-    QVector<OverlayEntry> eventsOf(const ViewSensor &sensor, const Addition &addition);
+    bool isRead(const Addition &addition) const;
+    void finish(const OverlayWish &wish);
+    static bool isWanted(const OverlayWish &wish, const RecordKey &key, quint64 end);
+    static QVector<OverlayEntry> runsOf(const QVector<RunRow> &runs, const QString &serial, const OverlayWish &wish);
+    QVector<OverlayEntry> eventsOf(int sensor, const OverlayWish &wish) const;
+    void nameEvents();
     void read(const OverlayEntry &entry);
     void takeSeries();
 
-    SessionFacts &m_facts;
+    SessionRecords &m_records;
+    RunSearcher &m_searcher;
     OverlayTable m_table;
     QThreadPool m_pool;
     std::shared_ptr<Mailbox> m_mailbox;
-    QVector<Addition> m_additions; // wait for the facts
+    QVector<Addition> m_additions; // wait for the records
 };

@@ -91,6 +91,14 @@ void OverlayTable::setSeries(const OverlayEntry &of, std::shared_ptr<SeriesBlock
     emit curvesChanged();
 }
 
+void OverlayTable::setType(int row, const QString &type)
+{
+    if (m_entries.at(row).type == type)
+        return;
+    m_entries[row].type = type;
+    emit dataChanged(index(row, 0), index(row, columnTotal - 1));
+}
+
 void OverlayTable::setDistances(const QVector<int> &rows, const QVector<double> &distances, const QString &unit)
 {
     m_unit = unit;

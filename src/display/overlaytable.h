@@ -67,6 +67,7 @@ public:
     /// Distances from the median by row, of one kind; the odd ones out are marked.
     void setDistances(const QVector<int> &rows, const QVector<double> &distances, const QString &unit);
     void setColour(int row, const QColor &colour);
+    void setType(int row, const QString &type);
     void setTimeMode(TimeMode mode);
     QString toText(const QVector<int> &rows) const;
 

@@ -1,7 +1,8 @@
 #include "display/overlayview.h"
 
 #include "data/valuetype.h"
-#include "display/emptynotice.h"
+#include "display/emptypage.h"
+#include "display/keptlayout.h"
 #include "display/overlayplot.h"
 #include "display/overlayset.h"
 #include "display/plotmodel.h"
@@ -73,6 +74,10 @@ OverlayView::OverlayView(OverlayEntry::Kind kind, const DisplayContext &context,
     splitter->setStretchFactor(0, 7);
     splitter->setStretchFactor(1, 3);
     splitter->setSizes({680, 320});
+    const QString name =
+        kind == OverlayEntry::Run ? QStringLiteral("views/runsOverlay%1") : QStringLiteral("views/eventsOverlay%1");
+    keepSplitter(splitter, context.settings, name.arg(QStringLiteral("Splitter")));
+    m_columns = new KeptColumns(m_table, context.settings, name.arg(QStringLiteral("Columns")));
     layout->addWidget(splitter, 1);
     m_showTimer.setSingleShot(true);
     connect(&m_showTimer, &QTimer::timeout, this, &OverlayView::showCurves);
@@ -82,7 +87,7 @@ OverlayView::OverlayView(OverlayEntry::Kind kind, const DisplayContext &context,
     });
     connect(m_plot, &OverlayPlot::distancesFound, this, &OverlayView::takeDistances);
     connect(m_plot, &OverlayPlot::curveClicked, this, [this](int index) { selectRow(m_shownRows.value(index, -1)); });
-    connect(m_plot->notice(), &EmptyNotice::buttonClicked, this, &OverlayView::addRequested);
+    connect(m_plot->notice(), &EmptyPage::pressed, this, &OverlayView::addRequested);
     connect(&m_context.theme, &Theme::changed, this, &OverlayView::showCurves);
     if (kind == OverlayEntry::Run)
         connect(&m_selection, &SessionSelection::runSelected, this, [this](const QString &serial, quint64 start) {
@@ -134,7 +139,9 @@ QWidget *OverlayView::buildToolBar()
     m_text->setTextFormat(Qt::PlainText);
     const bool runs = m_kind == OverlayEntry::Run;
     auto *add = button(runs ? tr("Add runs in view") : tr("Add events in view"),
-                       tr("Add what the live plot shows of the displayed sensors"), "b_addInView");
+                       runs ? tr("Add the runs chosen or shown in the view you were in before")
+                            : tr("Add the events chosen or shown in the view you were in before"),
+                       "b_addInView");
     m_remove = button(tr("Remove"), tr("Take the selected rows out of the overlay (Del)"), "b_remove");
     m_clear = button(tr("Clear"), tr("Take everything out of the overlay; what was recorded stays"), "b_clear");
     layout->addWidget(m_quantity);
@@ -264,6 +271,7 @@ void OverlayView::showCurves()
         m_columnsFitted = true;
         m_table->resizeColumnsToContents();
         m_table->setColumnWidth(OverlayTable::Colour, fontMetrics().height() * 2);
+        m_columns->apply();
     }
     const bool runs = m_kind == OverlayEntry::Run;
     if (all == 0)
@@ -271,12 +279,12 @@ void OverlayView::showCurves()
                                          "are laid over each other from their start.")
                                     : tr("No event is overlaid yet.\nShow some events in the live view and add them: "
                                          "they are laid over each other from their trigger."),
-                               runs ? tr("Add Runs to Overlay") : tr("Add Events to Overlay"), m_context.theme);
+                               runs ? tr("Add Runs to Overlay") : tr("Add Events to Overlay"));
     else if (curves.isEmpty() && m_waiting == 0)
         m_plot->notice()->show(tr("Nothing of the overlay is shown.\nTick rows in the table to see their curves."),
-                               QString(), m_context.theme);
+                               QString());
     else
-        m_plot->notice()->show(QString(), QString(), m_context.theme);
+        m_plot->notice()->show(QString(), QString());
 }
 
 void OverlayView::takeDistances(const QVector<double> &distances)

@@ -5,6 +5,7 @@
 
 #include <QTimer>
 
+class KeptColumns;
 class OverlayPlot;
 class OverlaySet;
 class QCheckBox;
@@ -60,6 +61,7 @@ private:
     QSortFilterProxyModel *m_proxy;
     OverlayPlot *m_plot;
     QTableView *m_table;
+    KeptColumns *m_columns;
     QComboBox *m_quantity;
     QLabel *m_text;
     QCheckBox *m_showCurves;

@@ -4,6 +4,15 @@
 
 #include <algorithm>
 
+void PlotSensor::setRecords(std::shared_ptr<const RecordSet> shown, const EventLooks &look)
+{
+    records = std::move(shown);
+    looks.clear();
+    if (look)
+        for (const QString &name : records->typeNames)
+            looks.append(look(name));
+}
+
 PlotSensor *PlotModel::sensor(const QString &serial) const
 {
     for (const auto &sensor : sensors)
@@ -82,11 +91,11 @@ quint64 PlotModel::neighbourMark(quint64 time, bool forward) const
     for (const auto &sensor : sensors) {
         if (!sensor->visible)
             continue;
-        for (const EventMark &event : sensor->marks->events())
-            if (event.shown)
+        for (const EventRow &event : sensor->records->events)
+            if (sensor->lookOf(event).shown)
                 consider(event.time);
-        for (const RunMark &run : sensor->marks->runs())
-            consider(run.from);
+        for (const RunRow &run : sensor->records->runs)
+            consider(run.record.start);
     }
     return best;
 }

@@ -1,8 +1,9 @@
 #pragma once
 
-#include "display/markcache.h"
+#include "display/eventlook.h"
 #include "display/plotsection.h"
 #include "display/plotview.h"
+#include "display/recordset.h"
 #include "display/seriescache.h"
 #include "display/timeaxis.h"
 
@@ -26,9 +27,12 @@ struct PlotSensor
     quint64 lostSince = 0;               // the connection is lost since then; 0 while it is up
     std::shared_ptr<PlotSource> source;
     std::unique_ptr<SeriesCache> series;
-    std::unique_ptr<MarkCache> marks;
+    std::shared_ptr<const RecordSet> records = std::make_shared<const RecordSet>(); // its marks and bands
+    QVector<EventLook> looks;                                                       // by the number of the name
 
     bool shows(PlotView::Axis axis) const { return visible && !axisHidden[axis]; }
+    void setRecords(std::shared_ptr<const RecordSet> shown, const EventLooks &look);
+    EventLook lookOf(const EventRow &event) const { return looks.value(event.type); }
 };
 
 /// Everything a plot shows, without a widget: the sensors with their caches, the quantities of the two axes, the view,

@@ -1,7 +1,5 @@
 #include "display/plotreadout.h"
 
-#include "data/eventtypelist.h"
-
 #include <cmath>
 
 namespace {
@@ -137,19 +135,20 @@ EmptyState emptyState(const PlotModel &model)
     return {};
 }
 
-QString eventText(const PlotModel &model, const PlotSensor &sensor, const EventMark &event)
+QString eventText(const PlotModel &model, const PlotSensor &sensor, const EventRow &event)
 {
-    const QString name = event.name.isEmpty() ? eventtype::name(event.code) : event.name;
-    QString text = QStringLiteral("%1, %2\n%3").arg(name, sensor.label, model.timeAxis.moment(event.time));
+    QString text = QStringLiteral("%1, %2\n%3")
+                       .arg(sensor.records->nameOf(event), sensor.label, model.timeAxis.moment(event.time));
     if (event.end > event.time)
         text += QStringLiteral("\nlasts %1").arg(preciseDuration(distance(event.end, event.time)));
     return text;
 }
 
-QString runText(const PlotModel &model, const PlotSensor &sensor, const RunMark &run)
+QString runText(const PlotModel &model, const PlotSensor &sensor, const RunRow &run)
 {
     return QStringLiteral("Run %1, %2\n%3\nlasts %4, mean %5")
         .arg(run.number)
-        .arg(sensor.label, model.timeAxis.moment(run.from), durationText(distance(run.to, run.from)),
-             valueText(run.meanVoltage, QStringLiteral("V")));
+        .arg(sensor.label, model.timeAxis.moment(run.record.start),
+             durationText(distance(run.record.end, run.record.start)),
+             valueText(run.record.meanVoltage, QStringLiteral("V")));
 }

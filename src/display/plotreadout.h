@@ -51,5 +51,5 @@ struct EmptyState
 EmptyState emptyState(const PlotModel &model);
 
 /// What a marker's or band's tooltip says.
-QString eventText(const PlotModel &model, const PlotSensor &sensor, const EventMark &event);
-QString runText(const PlotModel &model, const PlotSensor &sensor, const RunMark &run);
+QString eventText(const PlotModel &model, const PlotSensor &sensor, const EventRow &event);
+QString runText(const PlotModel &model, const PlotSensor &sensor, const RunRow &run);

@@ -9,7 +9,7 @@
 namespace {
 constexpr int tickMs = 100;
 constexpr int frameMs = 15;
-constexpr qint64 restAfterPaint = 5; // times the time that painting took
+constexpr qint64 restAfterPaint = 5;               // times the time that painting took
 constexpr qint64 sampleBudget = qint64(128) << 20; // of all sensors together
 } // namespace
 
@@ -30,22 +30,8 @@ arcPlotDisplay::Private::Private(arcPlotDisplay *display, Theme &windowTheme)
     overlay = new PlotOverlay(theme, figure->plotCanvas());
     interaction = new PlotInteraction(figure, this);
 
-    emptyBox = new QWidget(figure);
-    emptyBox->setAutoFillBackground(true);
-    emptyBox->hide();
-    emptyLabel = new QLabel;
-    emptyLabel->setObjectName(QStringLiteral("emptyText"));
-    emptyLabel->setAlignment(Qt::AlignCenter);
-    emptyLabel->setTextFormat(Qt::PlainText);
-    emptyButton = new QPushButton;
-    emptyButton->setObjectName(QStringLiteral("emptyButton"));
-    auto *emptyLayout = new QVBoxLayout(emptyBox);
-    emptyLayout->addStretch();
-    emptyLayout->addWidget(emptyLabel, 0, Qt::AlignCenter);
-    emptyLayout->addSpacing(12);
-    emptyLayout->addWidget(emptyButton, 0, Qt::AlignCenter);
-    emptyLayout->addStretch();
-    connect(emptyButton, &QPushButton::clicked, this, &Private::pressEmptyButton);
+    empty = new EmptyPage(figure, theme);
+    connect(empty, &EmptyPage::pressed, this, &Private::pressEmptyButton);
 
     ticker.setInterval(tickMs);
     connect(&ticker, &QTimer::timeout, this, &Private::tick);
@@ -82,10 +68,8 @@ void arcPlotDisplay::Private::refreshSources()
 {
     const ColumnGrid grid = figure->grid(model.view.visible());
     for (const auto &sensor : model.sensors) {
-        if (!sensor->visible)
-            continue;
-        sensor->series->refresh(grid);
-        sensor->marks->refresh();
+        if (sensor->visible)
+            sensor->series->refresh(grid);
     }
 }
 
@@ -144,18 +128,7 @@ void arcPlotDisplay::Private::showEmptyState()
         state = {}; // about to be read
     if (!state.text.isEmpty() && !emptyText.isEmpty())
         state = {emptyText, emptyButtonText};
-    emptyBox->setVisible(!state.text.isEmpty());
-    if (state.text.isEmpty())
-        return;
-    emptyLabel->setText(state.text);
-    emptyButton->setText(state.button);
-    emptyButton->setVisible(!state.button.isEmpty());
-    QPalette palette = theme.palette();
-    palette.setColor(QPalette::Window, theme.canvas());
-    palette.setColor(QPalette::WindowText, theme.mutedText());
-    emptyBox->setPalette(palette);
-    emptyBox->setGeometry(figure->rect());
-    emptyBox->raise();
+    empty->show(state.text, state.button);
 }
 
 void arcPlotDisplay::Private::pressEmptyButton()

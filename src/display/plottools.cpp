@@ -88,27 +88,27 @@ void arcPlotDisplay::Private::zoomToBand(const QRectF &band)
     viewChanged();
 }
 
-const EventMark *arcPlotDisplay::Private::eventOf(const MarkerItem::Marker *marker, const PlotSensor **sensor) const
+const EventRow *arcPlotDisplay::Private::eventOf(const MarkerItem::Marker *marker, const PlotSensor **sensor) const
 {
     if (!marker || marker->sensor >= int(model.sensors.size()))
         return nullptr;
     *sensor = model.sensors[std::size_t(marker->sensor)].get();
-    const QVector<EventMark> &events = (*sensor)->marks->events();
-    const auto found = std::lower_bound(events.begin(), events.end(), marker->time,
-                                        [](const EventMark &mark, quint64 time) { return mark.time < time; });
-    if (marker->event < events.size() && events[marker->event].time == marker->time)
-        return &events[marker->event];
-    return found != events.end() && found->time == marker->time ? &*found : nullptr;
+    const RecordSet &records = *(*sensor)->records;
+    if (marker->event < records.events.size() && records.events.at(marker->event).time == marker->time)
+        return &records.events.at(marker->event);
+    const int found = records.firstEvent(marker->time);
+    return found < records.events.size() && records.events.at(found).time == marker->time ? &records.events.at(found)
+                                                                                          : nullptr;
 }
 
-const RunMark *arcPlotDisplay::Private::runAt(const QPointF &point, const PlotSensor **sensor) const
+const RunRow *arcPlotDisplay::Private::runAt(const QPointF &point, const PlotSensor **sensor) const
 {
     const quint64 time = figure->timeAt(point.x());
     for (const auto &candidate : model.sensors) {
         if (!candidate->visible)
             continue;
-        for (const RunMark &run : candidate->marks->runs()) {
-            if (time >= run.from && time <= run.to) {
+        for (const RunRow &run : candidate->records->runs) {
+            if (time >= run.record.start && time <= run.record.end) {
                 *sensor = candidate.get();
                 return &run;
             }
@@ -128,7 +128,7 @@ void arcPlotDisplay::Private::hover(const QPointF &point)
     const quint64 time = figure->timeAt(point.x());
     const auto perPixel = double(model.view.visible().length()) / std::max(1.0, canvas.width());
     CrosshairReadout readout = crosshairReadout(model, time, quint64(reachPixels * perPixel) + 1);
-    if (const EventMark *event = eventOf(figure->markers().at(point, map, canvas), &sensor)) {
+    if (const EventRow *event = eventOf(figure->markers().at(point, map, canvas), &sensor)) {
         QToolTip::showText(figure->plotCanvas()->mapToGlobal(point.toPoint()), eventText(model, *sensor, *event),
                            figure->plotCanvas());
     } else if (QToolTip::isVisible()) {
@@ -157,7 +157,7 @@ void arcPlotDisplay::Private::click(const QPointF &point)
     const PlotSensor *sensor = nullptr;
     const auto *marker =
         figure->markers().at(point, figure->canvasMap(QwtPlot::xBottom), figure->plotCanvas()->contentsRect());
-    if (const EventMark *event = eventOf(marker, &sensor))
+    if (const EventRow *event = eventOf(marker, &sensor))
         emit q->eventActivated(sensor->serial, event->time, event->typeCode);
 }
 
@@ -170,14 +170,14 @@ void arcPlotDisplay::Private::doubleClick(Place place, const QPointF &point)
     const PlotSensor *sensor = nullptr;
     const auto *marker =
         figure->markers().at(point, figure->canvasMap(QwtPlot::xBottom), figure->plotCanvas()->contentsRect());
-    if (const EventMark *event = eventOf(marker, &sensor)) {
+    if (const EventRow *event = eventOf(marker, &sensor)) {
         emit q->eventActivated(sensor->serial, event->time, event->typeCode);
         emit q->yieldView();
         return;
     }
-    if (const RunMark *run = runAt(point, &sensor)) {
-        const quint64 margin = (run->to - run->from) / 20 + 1;
-        const RunMark chosen = *run;
+    if (const RunRow *run = runAt(point, &sensor)) {
+        const TimeRange chosen{run->record.start, run->record.end};
+        const quint64 margin = chosen.length() / 20 + 1;
         const QString serial = sensor->serial;
         model.view.setVisible({chosen.from - std::min(chosen.from, margin), chosen.to + margin}, now());
         viewChanged();

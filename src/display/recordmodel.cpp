@@ -52,6 +52,20 @@ void RecordModel::rebuild()
     adopt(Sensors(m_sensors));
 }
 
+void RecordModel::setColumns(const QVector<Column> &columns)
+{
+    if (columns == m_columns)
+        return redraw();
+    beginResetModel();
+    const QString sorted = m_columns.value(m_sortColumn).title;
+    m_columns = columns;
+    const auto at = std::find_if(columns.begin(), columns.end(), [&](const Column &c) { return c.title == sorted; });
+    m_sortColumn = at == columns.end() ? 0 : int(at - columns.begin());
+    endResetModel();
+    emit headerDataChanged(Qt::Horizontal, 0, columns.size() - 1);
+    rebuild();
+}
+
 void RecordModel::redraw()
 {
     if (!m_places.empty())

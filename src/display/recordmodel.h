@@ -1,5 +1,6 @@
 #pragma once
 
+#include "display/recordkey.h"
 #include "display/sessionrecords.h"
 #include "display/timeaxis.h"
 
@@ -7,19 +8,6 @@
 #include <QVector>
 
 #include <memory>
-
-/// What tells a run or an event from every other one in its session.
-struct RecordKey
-{
-    QString sensor;
-    quint64 time = 0;
-    qint32 typeCode = 0;
-
-    friend bool operator==(const RecordKey &a, const RecordKey &b)
-    {
-        return a.time == b.time && a.typeCode == b.typeCode && a.sensor == b.sensor;
-    }
-};
 
 /// A list of runs or events: which of them pass the filter, in the order of a column. It reads shared records and keeps
 /// a few bytes a row, so a hundred thousand rows are sorted in one go. Rows that come are inserted where possible; any
@@ -34,8 +22,10 @@ public:
         QString title; // with the unit; cells are plain numbers
         QString tip;
         bool number = false;
-        int width = 8; // characters
+        int width = 8;       // characters
         bool isTime = false; // of the start of the record, in short; copies and searches have it in full
+
+        friend bool operator==(const Column &a, const Column &b) { return a.title == b.title; }
     };
     using Sensors = QVector<SessionRecords::Sensor>;
 
@@ -56,6 +46,8 @@ public:
     /// Rows there are without search, period and filter.
     int total() const { return m_total; }
     RecordKey key(int row) const;
+    /// Of a row that is there.
+    const SessionRecords::Sensor &sensorAt(int row) const { return sensorOf(place(row)); }
     /// -1 when it is not shown.
     int rowOf(const RecordKey &key) const;
     /// The chosen rows as tab-separated lines under a header line.
@@ -81,6 +73,8 @@ protected:
     /// Chooses and sorts again: after a change of what accepts() or cell() look at.
     void rebuild();
     void redraw();
+    /// Resets the model when these are others.
+    void setColumns(const QVector<Column> &columns);
 
     virtual int count(const SessionRecords::Sensor &sensor) const = 0;
     virtual bool accepts(const Place &place) const = 0;
@@ -114,7 +108,7 @@ private:
     bool matches(const Place &place) const;
     RowId idOf(const Place &place) const { return {range(place).from, typeCode(place), place.sensor}; }
 
-    const QVector<Column> m_columns;
+    QVector<Column> m_columns;
     Sensors m_sensors;
     std::vector<Place> m_places;
     std::vector<RowId> m_ids;

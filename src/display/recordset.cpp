@@ -2,9 +2,13 @@
 
 #include "data/norvexdata.h"
 #include "display/plotsource.h"
+#include "display/typenumbers.h"
+#include "export/exportevents.h"
+
+#include <QElapsedTimer>
 
 #include <algorithm>
-#include <numeric>
+#include <limits>
 
 namespace {
 
@@ -15,18 +19,20 @@ constexpr quint64 shortestPiece = 3600 * second;
 constexpr quint64 mostPieces = 2000;
 constexpr quint64 endOfTime = ~quint64(0);
 
-EventRow rowOf(const EventRecord &event)
+EventRow rowOf(const EventRecord &event, TypeNumbers &numbers)
 {
     EventRow row;
     row.time = event.time;
     row.end = event.endTime();
     row.peak = event.snapshot1.time;
     row.typeCode = event.typeCode;
-    row.code = event.effectiveCode();
+    const qint32 code = event.effectiveCode();
+    const bool builtIn = (!event.named || event.name.isEmpty()) && code >= 0 && code < eventtype::builtInCount;
+    row.own = builtIn ? code : numbers.numberOf(eventtype::nameOf(event));
+    row.type = row.own;
+    row.measured = event.snapshot1.time != 0 || event.snapshot2.time != 0;
     row.base = event.snapshot2.voltage;
     row.amplitude = event.snapshot1.voltage - event.snapshot2.voltage;
-    if (event.named)
-        row.name = event.name;
     return row;
 }
 
@@ -35,40 +41,140 @@ bool startsEarlier(const RunRow &a, const RunRow &b)
     return a.record.start < b.record.start;
 }
 
-void readEvents(const norvexData &store, quint64 from, const std::atomic<bool> &cancelled, QVector<EventRow> &out)
+/// One reading of a store.
+class Reader
 {
-    const quint64 first = std::max(from, store.firstTime());
-    const quint64 last = std::max(first, store.lastTime());
-    const quint64 piece = std::max(shortestPiece, (last - first) / mostPieces);
-    const auto read = [&](quint64 begin, quint64 end) {
-        const QVector<EventRecord> events = store.eventsInRange(begin, end);
-        for (const EventRecord &event : events)
-            out.append(rowOf(event));
-    };
-    read(from, first);
-    quint64 begin = first;
-    for (; begin < last && !cancelled; begin += piece)
-        read(begin, begin + piece);
-    if (!cancelled)
-        read(begin, endOfTime);
-}
+public:
+    Reader(const norvexData &store, const RecordReading &reading, const std::atomic<bool> &cancelled)
+        : m_store(store), m_reading(reading), m_cancelled(cancelled),
+          m_numbers(reading.numbers ? *reading.numbers : m_own)
+    {
+        m_set.userTypes = reading.userTypes;
+    }
+
+    RecordSet read()
+    {
+        const RecordSet *known = m_reading.known.get();
+        quint64 from = 0;
+        if (known && !m_reading.again && !known->events.isEmpty()) {
+            const quint64 last = known->events.last().time;
+            from = last - std::min(last, lateness);
+            m_set.events = known->events.mid(0, known->firstEvent(from));
+        }
+        readEvents(from);
+        std::sort(m_set.events.begin() + (from == 0 ? 0 : known->firstEvent(from)), m_set.events.end());
+        if (known)
+            takeOver(*known);
+        nameEvents();
+        readRuns();
+        m_set.typeNames = m_numbers.names();
+        m_set.link();
+        return std::move(m_set);
+    }
+
+private:
+    void readEvents(quint64 from)
+    {
+        const quint64 first = std::max(from, m_store.firstTime());
+        const quint64 last = std::max(first, m_store.lastTime());
+        const quint64 piece = std::max(shortestPiece, (last - first) / mostPieces);
+        const auto take = [&](quint64 begin, quint64 end) {
+            const QVector<EventRecord> events = m_store.eventsInRange(begin, end);
+            for (const EventRecord &event : events)
+                m_set.events.append(rowOf(event, m_numbers));
+        };
+        take(from, first);
+        quint64 begin = first;
+        for (; begin < last && !m_cancelled; begin += piece)
+            take(begin, begin + piece);
+        if (!m_cancelled)
+            take(begin, endOfTime);
+    }
+
+    void readRuns()
+    {
+        quint64 from = 0;
+        if (m_reading.known && !m_reading.again && !m_reading.known->runs.isEmpty()) {
+            from = m_reading.known->runs.last().record.start;
+            m_set.runs = m_reading.known->runs;
+        }
+        const QVector<RunRecord> runs = m_cancelled ? QVector<RunRecord>() : m_store.runsInRange(from, endOfTime);
+        for (const RunRecord &run : runs)
+            if (m_set.findRun(run.start) < 0)
+                m_set.runs.append({run, 0, {}});
+        std::sort(m_set.runs.begin(), m_set.runs.end(), startsEarlier);
+    }
+
+    /// What comparing has brought for the events that are known; of types that are tried no longer it is forgotten.
+    void takeOver(const RecordSet &known)
+    {
+        const bool sameTypes = known.userTypes == m_reading.userTypes;
+        const auto isTried = [this](const QString &name) {
+            return std::any_of(m_reading.userTypes.begin(), m_reading.userTypes.end(),
+                               [&name](const eventType &type) { return type.name == name; });
+        };
+        auto at = known.events.begin();
+        for (EventRow &event : m_set.events) {
+            while (at != known.events.end() && *at < event)
+                ++at;
+            if (at == known.events.end() || event < *at)
+                continue;
+            event.compared = sameTypes && at->compared;
+            event.type = at->type != at->own && (sameTypes || isTried(known.nameOf(*at))) ? at->type : event.own;
+        }
+    }
+
+    void nameEvents()
+    {
+        QElapsedTimer clock;
+        clock.start();
+        for (EventRow &event : m_set.events) {
+            if (!event.compared && clock.elapsed() < m_reading.patienceMs && !m_cancelled)
+                compare(event);
+            m_set.compared += event.compared ? 1 : 0;
+        }
+    }
+
+    void compare(EventRow &event)
+    {
+        event.compared = true;
+        event.type = event.own;
+        const double first = event.measured ? event.base : std::numeric_limits<double>::quiet_NaN();
+        if (!eventtype::canMatch(m_reading.userTypes, first, event.base + event.amplitude))
+            return;
+        const QString name = eventtype::firstMatch(m_reading.userTypes, m_store.waveform({event.time, event.typeCode}));
+        if (!name.isEmpty())
+            event.type = m_numbers.numberOf(name);
+    }
+
+    const norvexData &m_store;
+    const RecordReading &m_reading;
+    const std::atomic<bool> &m_cancelled;
+    TypeNumbers m_own;
+    TypeNumbers &m_numbers;
+    RecordSet m_set;
+};
 
 } // namespace
 
-int RunRow::events() const
+QVector<int> RecordSet::counts() const
 {
-    return std::accumulate(counts.begin(), counts.end(), 0);
+    QVector<int> counts(typeNames.size());
+    for (const EventRow &event : events)
+        ++counts[event.type];
+    counts[eventtype::RfOn] += runs.size();
+    return counts;
 }
 
 void RecordSet::link()
 {
-    for (int i = 0; i < runs.size(); ++i) {
-        runs[i].number = i + 1;
-        runs[i].counts.fill(0);
-    }
     int run = -1;
     QVector<RunStep> steps;
+    QVector<QVector<quint64>> starts(typeNames.size());
+    QVector<QVector<quint64>> ends(typeNames.size());
     for (EventRow &event : events) {
+        starts[event.type].append(event.time);
+        ends[event.type].append(event.end);
         const int before = run;
         while (run + 1 < runs.size() && runs.at(run + 1).record.start <= event.time)
             ++run;
@@ -76,12 +182,19 @@ void RecordSet::link()
         event.step = -1;
         if (run != before)
             steps = stepsOf(runs.at(run).record);
-        if (event.run < 0)
-            continue;
-        for (int i = 0; i < steps.size() && event.step < 0; ++i)
+        for (int i = 0; event.run >= 0 && i < steps.size() && event.step < 0; ++i)
             event.step = steps.at(i).range.contains(event.time) ? i : -1;
-        if (event.code >= 0 && event.code < eventtype::builtInCount)
-            ++runs[run].counts[std::size_t(event.code)];
+    }
+    for (int i = 0; i < runs.size(); ++i) {
+        runs[i].number = i + 1;
+        runs[i].counts.fill(0, typeNames.size());
+    }
+    for (int type = 0; type < typeNames.size(); ++type) {
+        if (starts.at(type).isEmpty())
+            continue;
+        const ExportEvents::Overlaps overlaps(std::move(starts[type]), std::move(ends[type]));
+        for (RunRow &row : runs)
+            row.counts[type] = overlaps.count(row.record);
     }
 }
 
@@ -126,31 +239,40 @@ QVector<RunStep> stepsOf(const RunRecord &run)
     return steps;
 }
 
-RecordSet readRecords(const norvexData &store, const RecordSet *known, const std::atomic<bool> &cancelled)
+RecordSet recordsOf(const QVector<EventRecord> &events, const QVector<RunRecord> &runs)
 {
     RecordSet set;
-    quint64 eventsFrom = 0;
-    quint64 runsFrom = 0;
-    if (known && !known->events.isEmpty()) {
-        const quint64 last = known->events.last().time;
-        eventsFrom = last - std::min(last, lateness);
-        set.events = known->events.mid(0, known->firstEvent(eventsFrom));
-    }
-    if (known && !known->runs.isEmpty()) {
-        runsFrom = known->runs.last().record.start;
-        set.runs = known->runs;
-    }
-    readEvents(store, eventsFrom, cancelled, set.events);
+    TypeNumbers numbers;
+    for (const EventRecord &event : events)
+        set.events.append(rowOf(event, numbers));
     std::sort(set.events.begin(), set.events.end());
-    if (!cancelled) {
-        const QVector<RunRecord> runs = store.runsInRange(runsFrom, endOfTime);
-        for (const RunRecord &run : runs)
-            if (set.findRun(run.start) < 0)
-                set.runs.append({run, 0, {}});
-        std::sort(set.runs.begin(), set.runs.end(), startsEarlier);
-    }
+    for (const RunRecord &run : runs)
+        set.runs.append({run, 0, {}});
+    std::sort(set.runs.begin(), set.runs.end(), startsEarlier);
+    set.typeNames = numbers.names();
+    set.compared = set.events.size();
     set.link();
     return set;
+}
+
+RecordSet readRecords(const norvexData &store, const RecordReading &reading, const std::atomic<bool> &cancelled)
+{
+    return Reader(store, reading, cancelled).read();
+}
+
+bool addedEvents(const RecordSet &before, const RecordSet &after, QVector<EventRow> &added)
+{
+    auto old = before.events.begin();
+    for (const EventRow &event : after.events) {
+        if (old == before.events.end() || event < *old) {
+            added.append(event);
+            continue;
+        }
+        if (*old < event || old->type != event.type)
+            return false;
+        ++old;
+    }
+    return old == before.events.end();
 }
 
 bool walkSamples(const PlotSource &source, const TimeRange &range,

@@ -3,15 +3,18 @@
 #include "data/eventrecord.h"
 #include "data/eventtypelist.h"
 #include "display/timerange.h"
+#include "events/eventtype.h"
 
 #include <QString>
+#include <QStringList>
 #include <QVector>
 
-#include <array>
 #include <atomic>
 #include <functional>
+#include <memory>
 
 class PlotSource;
+class TypeNumbers;
 class norvexData;
 
 /// A step of the recipe that a run followed.
@@ -25,40 +28,48 @@ struct RunStep
 struct RunRow
 {
     RunRecord record;
-    int number = 0;                                    // from 1, by start
-    std::array<int, eventtype::builtInCount> counts{}; // events by effective code
+    int number = 0;      // from 1, by start
+    QVector<int> counts; // events that overlap it, by the number of their type
 
-    int events() const;
+    int count(int type) const { return counts.value(type); }
 };
 
-/// A stored event reduced to what lists show.
+/// A stored event reduced to what lists, charts and plots show.
 struct EventRow
 {
     quint64 time = 0;
     quint64 end = 0;
-    quint64 peak = 0;     // of the largest deviation
-    qint32 typeCode = 0;  // with the time, the key of the event
-    qint32 code = 0;      // effective
-    double base = 0;      // V, the first sample of the waveform
-    double amplitude = 0; // V, the largest deviation from it
-    int run = -1;         // position among the runs; -1: outside all of them
-    int step = -1;        // of that run's recipe
-    QString name;         // of a user-defined type
+    quint64 peak = 0;      // of the largest deviation
+    qint32 typeCode = 0;   // with the time, the key of the event
+    qint32 own = 0;        // number of the name it has of its own
+    qint32 type = 0;       // number of the name it is shown under
+    qint32 run = -1;       // position among the runs; -1: outside all of them
+    qint32 step = -1;      // of that run's recipe
+    bool measured = false; // base and amplitude are known
+    bool compared = false; // with the types of the user
+    double base = 0;       // V, the first sample of the waveform
+    double amplitude = 0;  // V, the largest deviation from it
 
-    QString typeName() const { return name.isEmpty() ? eventtype::name(code) : name; }
     friend bool operator<(const EventRow &a, const EventRow &b)
     {
         return a.time != b.time ? a.time < b.time : a.typeCode < b.typeCode;
     }
 };
 
-/// The runs and events of one sensor by time. A value; once made it is shared between threads and never changed.
+/// The runs and events of one sensor by time, with the names they are shown under: what every list, chart and plot of
+/// a session looks at. A value; once made it is shared between threads and never changed.
 struct RecordSet
 {
     QVector<RunRow> runs;
     QVector<EventRow> events;
+    QStringList typeNames = eventtype::names(); // by number
+    QVector<eventType> userTypes;               // that the events are compared with, in this order
+    int compared = 0;                           // how many events have been
 
-    /// Finds the run and step of every event, and counts the events of every run.
+    const QString &nameOf(const EventRow &event) const { return typeNames.at(event.type); }
+    /// How many events there are of each type, and how many runs.
+    QVector<int> counts() const;
+    /// Numbers the runs, finds the run and step of every event, and counts the events of every run as exports do.
     void link();
     /// Position of the run with this start, of the event with this key; -1 when there is none.
     int findRun(quint64 start) const;
@@ -72,8 +83,23 @@ QVector<RunStep> stepsOf(const RunRecord &run);
 /// Its own name, else "Step 3".
 QString stepName(const RunRecord &run, int step);
 
-/// What the store holds, read on from `known` when that is given. May read many files: for pool threads.
-RecordSet readRecords(const norvexData &store, const RecordSet *known, const std::atomic<bool> &cancelled);
+/// How a store is read: what is known of it already, and under which names its events are shown.
+struct RecordReading
+{
+    std::shared_ptr<TypeNumbers> numbers;         // none: of this reading alone
+    std::shared_ptr<const RecordSet> known;       // is read on from; may be missing
+    bool again = false;                           // what is known only spares comparing
+    QVector<eventType> userTypes;                 // of the user, enabled; the first that matches names an event
+    qint64 patienceMs = 24 * 3600 * qint64(1000); // for comparing; what is left goes by its own name meanwhile
+};
+
+/// Records that are at hand.
+RecordSet recordsOf(const QVector<EventRecord> &events, const QVector<RunRecord> &runs);
+/// What the store holds. May read many files: for pool threads.
+RecordSet readRecords(const norvexData &store, const RecordReading &reading, const std::atomic<bool> &cancelled);
+
+/// The events of `after` beyond those of `before`; false when one of these has gone or is shown under another name.
+bool addedEvents(const RecordSet &before, const RecordSet &after, QVector<EventRow> &added);
 
 /// Hands the samples of a range to `take` in pieces, by time; ends early when it says false. False when a piece could
 /// not be read. Leaves in memory what was there before.

@@ -1,6 +1,7 @@
 #include "display/recordtable.h"
 
 #include "display/emptypage.h"
+#include "display/keptlayout.h"
 
 #include <QApplication>
 #include <QClipboard>
@@ -45,8 +46,15 @@ void RecordTable::setRecords(RecordModel *model)
     setModel(model);
     connect(model, &QAbstractItemModel::modelAboutToBeReset, this, &RecordTable::remember);
     connect(model, &QAbstractItemModel::modelReset, this, &RecordTable::restore);
+    connect(model, &QAbstractItemModel::headerDataChanged, this, &RecordTable::fitColumns); // others came
     horizontalHeader()->setSortIndicator(model->sortColumn(), model->sortOrder());
     fitColumns();
+}
+
+void RecordTable::keepColumns(AppSettings &settings, const QString &key)
+{
+    m_kept = new KeptColumns(this, settings, key);
+    m_kept->apply();
 }
 
 void RecordTable::fitColumns()
@@ -57,6 +65,8 @@ void RecordTable::fitColumns()
         const int wanted = m_records->headerData(column, Qt::Horizontal, Qt::UserRole).toInt() * character;
         setColumnWidth(column, std::max(wanted, fontMetrics().horizontalAdvance(title) + character) + 2 * character);
     }
+    if (m_kept)
+        m_kept->apply();
 }
 
 void RecordTable::remember()

@@ -6,7 +6,9 @@
 #include <QTimer>
 #include <QWidget>
 
+class AppSettings;
 class EmptyPage;
+class KeptColumns;
 class QLabel;
 class QLineEdit;
 class QStackedLayout;
@@ -22,6 +24,8 @@ public:
     explicit RecordTable(QWidget *parent = nullptr);
 
     void setRecords(RecordModel *model);
+    /// Under this key of the settings.
+    void keepColumns(AppSettings &settings, const QString &key);
     void choose(const RecordKey &key);
     void step(int by);
     void copy() const;
@@ -41,6 +45,7 @@ private:
     void restore();
 
     RecordModel *m_records = nullptr;
+    KeptColumns *m_kept = nullptr;
     QVector<RecordKey> m_chosen; // across a reset
     RecordKey m_current;
     int m_scroll = 0;

@@ -1,10 +1,10 @@
 #include "display/recordview.h"
 
 #include "display/arcplotdisplay.h"
+#include "display/keptlayout.h"
 #include "display/recordtable.h"
 #include "display/sessionselection.h"
 #include "display/sessionviews.h"
-#include "display/storefacts.h"
 #include "events/eventfilter.h"
 
 #include <QKeyEvent>
@@ -41,6 +41,8 @@ void RecordView::layOut(RecordModel *model, RecordPanel *panel, QWidget *details
     splitter->setStretchFactor(1, 3);
     splitter->setSizes({440, 660});
     splitter->setChildrenCollapsible(false);
+    keepSplitter(splitter, m_context.settings, QStringLiteral("views/%1Splitter").arg(words.name));
+    m_panel->table()->keepColumns(m_context.settings, QStringLiteral("views/%1Columns").arg(words.name));
     auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(splitter);
@@ -65,7 +67,6 @@ void RecordView::setSensors(const QVector<ViewSensor> &sensors)
 
 void RecordView::refresh()
 {
-    m_records.refresh();
     samplesPlot()->markDirty();
     if (m_stale)
         showRecords();
@@ -85,9 +86,10 @@ void RecordView::keyPressEvent(QKeyEvent *event)
 void RecordView::showRecords()
 {
     m_stale = !isVisible();
-    if (m_stale || !showsRecords())
+    if (m_stale)
         return;
-    m_list->setSensors(m_records.sensors());
+    m_list->setSensors(listed());
+    showTypes();
     showReason();
     chooseWanted();
     if (!m_panel->table()->currentIndex().isValid() && m_list->rowCount() > 0 && m_wanted.time == 0)
@@ -114,15 +116,32 @@ void RecordView::showReason()
 
 void RecordView::chooseWanted()
 {
-    if (m_wanted.time == 0 || !showsRecords() || !isVisible())
+    if (m_wanted.time == 0 || !isVisible())
         return; // when it is shown
-    const int sensor = m_records.indexOf(m_wanted.sensor);
-    if (sensor < 0 || !isStored(*m_records.sensors().at(sensor).records, m_wanted))
+    const QVector<SessionRecords::Sensor> &sensors = listed();
+    const auto sensor = std::find_if(sensors.begin(), sensors.end(), [this](const SessionRecords::Sensor &each) {
+        return each.view.serial == m_wanted.sensor;
+    });
+    if (sensor == sensors.end() || !isStored(*sensor->records, m_wanted))
         return;
     if (m_list->rowOf(m_wanted) < 0)
         m_panel->showAll(); // hidden by the search, the period or the filter
     m_panel->table()->choose(m_wanted);
     m_wanted = {};
+}
+
+TimeRange RecordView::rangeInView() const
+{
+    return m_shown.time ? samplesPlot()->visibleRange() : TimeRange();
+}
+
+QVector<RecordKey> RecordView::selectedKeys() const
+{
+    QVector<RecordKey> keys;
+    const QModelIndexList rows = m_panel->table()->selectionModel()->selectedRows();
+    for (const QModelIndex &row : rows)
+        keys.append(m_list->key(row.row()));
+    return keys;
 }
 
 void RecordView::enableSteps(int row)
@@ -139,9 +158,4 @@ QSet<QString> RecordView::hiddenTypes() const
         if (!m_context.filter.isEnabled(name))
             hidden.insert(name);
     return hidden;
-}
-
-std::function<bool(const EventRecord &)> RecordView::without(const QSet<QString> &hidden)
-{
-    return [hidden](const EventRecord &event) { return !hidden.contains(StoreFacts::typeName(event)); };
 }

@@ -1,12 +1,9 @@
 #pragma once
 
-#include "data/eventrecord.h"
 #include "display/recordmodel.h"
 #include "display/sessionview.h"
 
 #include <QSet>
-
-#include <functional>
 
 class QPushButton;
 class RecordPanel;
@@ -23,11 +20,13 @@ public:
 
     void setSensors(const QVector<ViewSensor> &sensors) override;
     void refresh() override;
+    TimeRange rangeInView() const override;
 
 protected:
-    /// What an empty list says.
+    /// The name of the view in the settings, and what an empty list says.
     struct Words
     {
+        QString name;
         QString noSensor;
         QString reading;
     };
@@ -45,18 +44,20 @@ protected:
     void showReason();
     void chooseWanted();
     void enableSteps(int row);
+    QVector<RecordKey> selectedKeys() const;
 
-    /// Types that the event filter hides, and the filter of a plot made of them.
+    /// Types that the event filter hides.
     QSet<QString> hiddenTypes() const;
-    static std::function<bool(const EventRecord &)> without(const QSet<QString> &hidden);
 
     /// The plot that follows what is stored.
     virtual arcPlotDisplay *samplesPlot() const = 0;
     virtual bool isStored(const RecordSet &records, const RecordKey &key) const = 0;
-    /// False while the list shows something else than the records.
-    virtual bool showsRecords() const { return true; }
+    /// What the list shows: the records, or what stands in their place.
+    virtual const QVector<SessionRecords::Sensor> &listed() { return m_records.sensors(); }
     /// Why there is no row although everything was read; may take the button away.
     virtual QString emptyText(QString *button) const = 0;
+    /// Names of events came.
+    virtual void showTypes() {}
     virtual void showChosen() = 0;
 
     SessionRecords &m_records;

@@ -49,7 +49,8 @@ SearchResult searchAgain(const PlotSource &source, const RecordSet &known, doubl
         progress();
         return !cancelled;
     });
-    result.records.events = known.events;
+    result.records = known;
+    result.records.runs.clear();
     for (const RunStretch &stretch : qAsConst(found)) {
         RunRow row;
         row.record.start = stretch.start;

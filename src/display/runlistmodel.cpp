@@ -1,16 +1,10 @@
 #include "display/runlistmodel.h"
 
+#include <numeric>
+
 namespace {
 
-/// The types that are counted, in the order of their columns: a run holds no run.
-const QVector<int> &countedTypes()
-{
-    using namespace eventtype;
-    static const QVector<int> types{E11, E12, E13, E21, E22, E23, E31, E32, E33, PulseEvent, Snapshot, NotAnEvent};
-    return types;
-}
-
-QVector<RecordModel::Column> columns()
+QVector<RecordModel::Column> columns(const QStringList &types)
 {
     QVector<RecordModel::Column> list{
         {QStringLiteral("#"), QStringLiteral("Number of the run, by start"), true, 4},
@@ -20,10 +14,10 @@ QVector<RecordModel::Column> columns()
         {QStringLiteral("Mean I [A]"), QStringLiteral("Mean current of its samples"), true, 8},
         {QStringLiteral("Recipe"), QString(), false, 14},
         {QStringLiteral("Sensor"), QString(), false, 16},
-        {QStringLiteral("Events"), QStringLiteral("All events in the run"), true, 6},
+        {QStringLiteral("Events"), QStringLiteral("Events in the run, of the types that are shown"), true, 6},
     };
-    for (const int code : countedTypes())
-        list.append({eventtype::name(code), QStringLiteral("Events of type %1").arg(eventtype::name(code)), true, 5});
+    for (const QString &type : types)
+        list.append({type, QStringLiteral("Events of type %1").arg(type.toHtmlEscaped()), true, 5});
     return list;
 }
 
@@ -34,7 +28,24 @@ QString dashForZero(int count)
 
 } // namespace
 
-RunListModel::RunListModel(QObject *parent) : RecordModel(columns(), Start, Qt::AscendingOrder, parent) {}
+RunListModel::RunListModel(QObject *parent) : RecordModel(columns({}), Start, Qt::AscendingOrder, parent) {}
+
+void RunListModel::setTypes(const QVector<int> &types, const QStringList &names)
+{
+    if (types == m_types)
+        return;
+    m_types = types;
+    QStringList titles;
+    for (const int type : types)
+        titles.append(names.at(type));
+    setColumns(columns(titles));
+}
+
+int RunListModel::events(const RunRow &run) const
+{
+    return std::accumulate(m_types.begin(), m_types.end(), 0,
+                           [&run](int sum, int type) { return sum + run.count(type); });
+}
 
 const RunRow *RunListModel::run(int at) const
 {
@@ -65,9 +76,9 @@ QString RunListModel::cell(const Place &place, int column) const
     case Sensor:
         return sensorOf(place).view.label;
     case Events:
-        return dashForZero(run.events());
+        return dashForZero(events(run));
     default:
-        return dashForZero(run.counts[std::size_t(countedTypes().at(column - FirstType))]);
+        return dashForZero(run.count(m_types.value(column - FirstType)));
     }
 }
 
@@ -91,10 +102,8 @@ int RunListModel::compare(const Place &left, const Place &right, int column) con
     case Sensor:
         return order(sensorOf(left).view.label, sensorOf(right).view.label);
     case Events:
-        return order(a.events(), b.events());
-    default: {
-        const auto code = std::size_t(countedTypes().at(column - FirstType));
-        return order(a.counts[code], b.counts[code]);
-    }
+        return order(events(a), events(b));
+    default:
+        return order(a.count(m_types.value(column - FirstType)), b.count(m_types.value(column - FirstType)));
     }
 }

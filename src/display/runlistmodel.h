@@ -13,6 +13,9 @@ public:
 
     explicit RunListModel(QObject *parent);
 
+    /// The event types that are counted, by number, a column for each.
+    void setTypes(const QVector<int> &types, const QStringList &names);
+
     /// nullptr out of range.
     const RunRow *run(int row) const;
     QString sensorLabel(int row) const;
@@ -27,4 +30,7 @@ protected:
 
 private:
     const RunRow &row(const Place &place) const { return records(place).runs.at(place.index); }
+    int events(const RunRow &run) const;
+
+    QVector<int> m_types;
 };

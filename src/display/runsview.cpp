@@ -8,9 +8,10 @@
 #include "display/recordtable.h"
 #include "display/runlistmodel.h"
 #include "display/runsearchbar.h"
+#include "display/runsearcher.h"
 #include "display/sessionviews.h"
 #include "display/storesource.h"
-#include "events/eventfilter.h"
+#include "display/typecolours.h"
 
 #include <QAction>
 #include <QApplication>
@@ -43,15 +44,17 @@ QString stepTableText(const QTableWidget &table)
 
 } // namespace
 
-RunsView::RunsView(const DisplayContext &context, SessionSelection &selection, SessionRecords &records, QWidget *parent)
+RunsView::RunsView(const DisplayContext &context, SessionSelection &selection, SessionRecords &records,
+                   RunSearcher &searcher, QWidget *parent)
     : RecordView(context, selection, records, parent), m_model(new RunListModel(this)),
-      m_search(new RunSearchBar(records)), m_tasks(this)
+      m_search(new RunSearchBar(searcher)), m_searcher(searcher), m_tasks(this)
 {
     auto *panel = new RecordPanel(m_model, tr("runs"));
     panel->addFooter(m_search);
     m_search->setEnabled(false); // until there is a sensor
     layOut(m_model, panel, buildDetails(),
-           {tr("No sensor yet.\nConnect one: its runs are listed here."), tr("Reading the runs…")});
+           {QStringLiteral("runs"), tr("No sensor yet.\nConnect one: its runs are listed here."),
+            tr("Reading the runs…")});
     connectAll();
     filterChanged();
     showReason();
@@ -116,15 +119,7 @@ QWidget *RunsView::buildDetails()
 
 void RunsView::connectAll()
 {
-    connect(m_search, &RunSearchBar::found, this, [this](const QVector<SessionRecords::Sensor> &sensors) {
-        m_searched = true;
-        m_model->setSensors(sensors);
-        showReason();
-    });
-    connect(m_search, &RunSearchBar::dropped, this, [this] {
-        m_searched = false;
-        showRecords();
-    });
+    connect(&m_searcher, &RunSearcher::changed, this, &RunsView::showRecords);
     connect(&m_selection, &SessionSelection::runSelected, this, [this](const QString &sensor, quint64 start) {
         m_wanted = {sensor, start, eventtype::RfOn};
         chooseWanted();
@@ -140,9 +135,22 @@ void RunsView::setSensors(const QVector<ViewSensor> &sensors)
     m_search->setEnabled(!sensors.isEmpty());
 }
 
+const QVector<SessionRecords::Sensor> &RunsView::listed()
+{
+    return m_searcher.sensors();
+}
+
 void RunsView::filterChanged()
 {
-    m_plot->setEventFilter(without(hiddenTypes()));
+    m_plot->setEventLooks(eventLooks(m_context));
+    showTypes();
+    showSteps();
+}
+
+void RunsView::showTypes()
+{
+    const QStringList names = m_records.typeNames();
+    m_model->setTypes(shownTypes(names, m_context.filter), names);
 }
 
 void RunsView::setTimeMode(TimeMode mode)
@@ -164,7 +172,7 @@ bool RunsView::isStored(const RecordSet &records, const RecordKey &key) const
 
 QString RunsView::emptyText(QString *button) const
 {
-    if (m_searched) {
+    if (m_searcher.hasFound()) {
         button->clear();
         return tr("No stretch reaches this threshold.\nSearch with a lower one, or go back to the stored runs.");
     }
@@ -185,14 +193,16 @@ void RunsView::showChosen()
     }
     enableSteps(row);
     const RecordKey key = m_model->key(row);
-    if (key == m_shown)
+    const SessionRecords::Sensor &sensor = m_model->sensorAt(row);
+    if (key == m_shown) {
+        m_plot->setRecords(key.sensor, sensor.records);
+        showSteps(); // events may go by other names
         return;
+    }
     m_shown = key;
-    if (!m_searched)
+    if (!m_searcher.hasFound())
         m_selection.selectRun(key.sensor, key.time);
-    for (const SessionRecords::Sensor &sensor : m_model->sensors())
-        if (sensor.view.serial == key.sensor)
-            plotRun(sensor, *run);
+    plotRun(sensor, *run);
 }
 
 void RunsView::plotRun(const SessionRecords::Sensor &sensor, const RunRow &run)
@@ -208,32 +218,45 @@ void RunsView::plotRun(const SessionRecords::Sensor &sensor, const RunRow &run)
     m_plot->removeAllSensors();
     m_plot->addSensor(sensor.view.serial, sensor.view.label, std::make_shared<RangeSource>(source, range),
                       sensor.view.colour);
+    m_plot->setRecords(sensor.view.serial, sensor.records);
     m_plot->setSections({});
     m_plot->setTimeOrigin(m_model->timeAxis().origin());
     m_plot->setFixedRange(range);
     m_steps->setRowCount(0);
+    m_stepMeans.clear();
     m_tasks.cancel();
     m_tasks.start([source, record = run.record](
                       const std::atomic<bool> &cancelled) { return stepMeans(*source, record, cancelled); },
-                  [this, run, sensor](const QVector<StepMeans> &steps) { showSteps(run, sensor, steps); });
+                  [this](const QVector<StepMeans> &steps) {
+                      m_stepMeans = steps;
+                      showSteps();
+                  });
 }
 
-void RunsView::showSteps(const RunRow &run, const SessionRecords::Sensor &sensor, const QVector<StepMeans> &steps)
+void RunsView::showSteps()
 {
+    const int shown = m_model->rowOf(m_shown);
+    const RunRow *run = m_model->run(shown);
+    if (!run || m_stepMeans.isEmpty())
+        return;
+    const RecordSet &records = *m_model->sensorAt(shown).records;
     QVector<PlotSection> sections;
-    m_steps->setRowCount(steps.size());
-    for (int row = 0; row < steps.size(); ++row) {
-        const StepMeans &step = steps.at(row);
+    m_steps->setRowCount(m_stepMeans.size());
+    for (int row = 0; row < m_stepMeans.size(); ++row) {
+        const StepMeans &step = m_stepMeans.at(row);
         const TimeRange range = step.step.range;
         sections.append({range, step.step.name, step.means});
-        const RecordSet &records = *sensor.records;
-        const int events = records.firstEvent(range.to) - records.firstEvent(range.from);
+        const int events =
+            int(std::count_if(records.events.begin() + records.firstEvent(range.from),
+                              records.events.begin() + records.firstEvent(range.to), [&](const EventRow &event) {
+                                  return m_context.filter.isEnabled(records.nameOf(event));
+                              }));
         const QString name = step.step.name.isEmpty() ? tr("Whole run") : step.step.name;
         const auto mean = [&step](int quantity, int digits) {
             return step.samples ? QString::number(step.means.at(quantity), 'f', digits) : QStringLiteral("–");
         };
         const QStringList cells{name,
-                                QString::number(double(qint64(range.from - run.record.start)) * 1e-6, 'f', 3),
+                                QString::number(double(qint64(range.from - run->record.start)) * 1e-6, 'f', 3),
                                 QString::number(double(range.length()) * 1e-6, 'f', 3),
                                 mean(Voltage, 2),
                                 mean(Current, 3),
@@ -244,7 +267,7 @@ void RunsView::showSteps(const RunRow &run, const SessionRecords::Sensor &sensor
             m_steps->setItem(row, column, item);
         }
     }
-    const int rows = std::min(steps.size(), mostStepRows);
+    const int rows = std::min(m_stepMeans.size(), mostStepRows);
     m_steps->setFixedHeight(m_steps->horizontalHeader()->sizeHint().height() +
                             rows * m_steps->verticalHeader()->defaultSectionSize() + 2 * m_steps->frameWidth() + 2);
     m_plot->setSections(sections);

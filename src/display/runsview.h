@@ -10,6 +10,7 @@ class QStackedLayout;
 class QTableWidget;
 class RunListModel;
 class RunSearchBar;
+class RunSearcher;
 class arcPlotDisplay;
 
 /// Run by run: the list of runs, and of the chosen one the curves with its events, the steps of its recipe and their
@@ -19,7 +20,7 @@ class RunsView : public RecordView
     Q_OBJECT
 
 public:
-    RunsView(const DisplayContext &context, SessionSelection &selection, SessionRecords &records,
+    RunsView(const DisplayContext &context, SessionSelection &selection, SessionRecords &records, RunSearcher &searcher,
              QWidget *parent = nullptr);
     ~RunsView() override;
 
@@ -27,17 +28,19 @@ public:
     void filterChanged() override;
     void setTimeMode(TimeMode mode) override;
     QImage renderImage(qreal scale, Theme::Kind kind) override;
+    QVector<RecordKey> chosenRecords(bool runs) const override { return runs ? selectedKeys() : QVector<RecordKey>(); }
 
 private:
     arcPlotDisplay *samplesPlot() const override { return m_plot; }
     bool isStored(const RecordSet &records, const RecordKey &key) const override;
-    bool showsRecords() const override { return !m_searched; }
+    const QVector<SessionRecords::Sensor> &listed() override;
     QString emptyText(QString *button) const override;
     void showChosen() override;
+    void showTypes() override;
     QWidget *buildDetails();
     void connectAll();
     void plotRun(const SessionRecords::Sensor &sensor, const RunRow &run);
-    void showSteps(const RunRow &run, const SessionRecords::Sensor &sensor, const QVector<StepMeans> &steps);
+    void showSteps();
 
     RunListModel *m_model;
     RunSearchBar *m_search;
@@ -46,6 +49,7 @@ private:
     QLabel *m_title;
     arcPlotDisplay *m_plot;
     QTableWidget *m_steps;
-    bool m_searched = false; // the list shows what a search found
+    RunSearcher &m_searcher;
+    QVector<StepMeans> m_stepMeans; // of the run whose details are shown
     PoolTasks m_tasks;
 };

@@ -2,13 +2,11 @@
 
 #include "base/nestedloop.h"
 #include "base/prompts.h"
-#include "data/eventtypelist.h"
 #include "data/norvexdata.h"
 #include "data/valuetype.h"
 #include "display/arcplotdisplay.h"
 #include "display/dataobjectwidget.h"
 #include "display/eventfilterbox.h"
-#include "display/eventnaming.h"
 #include "display/flowlayout.h"
 #include "display/livenumbers.h"
 #include "display/sensorcare.h"
@@ -29,10 +27,8 @@
 
 #include <QApplication>
 #include <QDialog>
-#include <QHash>
 #include <QLabel>
 #include <QPointer>
-#include <QSet>
 #include <QVBoxLayout>
 
 #include <algorithm>
@@ -85,10 +81,8 @@ SessionForm::SessionForm(const DisplayContext &context, QWidget *parent)
     liveLayout->addWidget(m_plot, 1);
     m_views = new SessionViews(m_context, ui->displayStack, live, m_plot, this);
 
-    m_naming = new EventNaming(m_context.filter, m_context.dictionary, this);
-    ui->columnLayout->addWidget(new EventFilterBox(m_context, *m_naming));
+    ui->columnLayout->addWidget(new EventFilterBox(m_context, m_views->records()));
     ui->columnLayout->setStretch(ui->columnLayout->indexOf(ui->sensorArea), 1);
-    connect(m_naming, &EventNaming::changed, this, [this] { setCurrentFilter(m_context.filter.enabledTypes()); });
 
     m_chooser = new SensorChooser;
     auto *commands = new FlowLayout(ui->commandRow);
@@ -245,6 +239,7 @@ void SessionForm::addCard(const QString &serial)
         });
         connect(added, &dataObjectWidget::checkDataDisplayMode, added,
                 [added] { added->showDataDisplayMode(added->store()->showsReanalysis()); });
+        connect(added, &dataObjectWidget::rfOnThresholdChanged, &m_views->searcher(), &RunSearcher::start);
         connect(added, &dataObjectWidget::problem, this, &SessionForm::problem);
         added->getFilter(m_context.filter.enabledTypes());
         m_cards.append(added);
@@ -252,7 +247,6 @@ void SessionForm::addCard(const QString &serial)
         m_cardLayout->insertWidget(m_cardLayout->count() - 1, added);
         m_plot->addSensor(serial, shownName(*added), entry.data, QColor(entry.colour));
         m_numbers->addSensor(serial, entry.data, entry.colour);
-        m_naming->addSensor(entry.data);
         break;
     }
     announceSensors();
@@ -342,7 +336,6 @@ void SessionForm::removeSensorWidget(const QString &sensor)
     m_displayed.removeAll(gone);
     m_plot->removeSensor(sensor);
     m_numbers->removeSensor(sensor);
-    m_naming->removeSensor(gone->store());
     gone->hide();
     gone->deleteLater(); // its own menu may be open
     announceSensors();
@@ -375,7 +368,6 @@ void SessionForm::refreshDisplays(quint64)
 void SessionForm::tick()
 {
     m_numbers->refresh();
-    m_naming->refresh();
     if (!m_dirty)
         return;
     m_dirty = false;
@@ -383,30 +375,9 @@ void SessionForm::tick()
     m_views->refresh();
 }
 
-void SessionForm::setCurrentFilter(QVector<eventType> filter)
+void SessionForm::setCurrentFilter(QVector<eventType>)
 {
-    m_filter = std::move(filter);
     m_views->filterChanged();
-    // The plot asks in threads of its own, so both hold by value what they answer with.
-    const EventNames shownNames = m_naming->names();
-    const bool dark = m_context.theme.isDark();
-    const auto colourOf = [this, dark](const QString &name) {
-        return QColor(dark ? m_context.dictionary.lightColour(name) : m_context.dictionary.colour(name));
-    };
-    QSet<QString> hidden;
-    QHash<QString, QColor> colours;
-    for (const QString &name : m_context.filter.names()) {
-        if (!m_context.filter.isEnabled(name))
-            hidden.insert(name);
-        colours.insert(name, colourOf(name));
-    }
-    for (const QString &name : eventtype::names())
-        colours.insert(name, QColor()); // the theme's
-    m_plot->setEventFilter(
-        [shownNames, hidden](const EventRecord &event) { return !hidden.contains(shownNames.of(event)); });
-    m_plot->setEventColours([shownNames, colours, other = colourOf(QString())](const EventRecord &event) {
-        return colours.value(shownNames.of(event), other);
-    });
     refreshDisplays(0);
 }
 
@@ -425,7 +396,7 @@ void SessionForm::switchSavedDataViewMode(const QString &file)
         care.showOriginal();
     else if (!care.showReanalysis())
         card->disconnectReanalysisFile(); // there is nothing to show: back to what is recorded
-    m_naming->restart();
+    m_views->records().readAgain();
 }
 
 void SessionForm::setSessionPath(const QString &folder)
@@ -535,11 +506,7 @@ void SessionForm::exportStore(dataObjectWidget *card, ExportKind kind)
         if (!m_context.filter.isEnabled(name))
             setup.filter.disabledTypes.append(name);
     }
-    const QVector<eventType> types = m_context.filter.enabledTypes();
-    for (const eventType &type : types) {
-        if (type.direction != eventType::None)
-            setup.filter.userTypes.append(type);
-    }
+    setup.filter.userTypes = m_context.filter.enabledUserTypes();
     setup.curveColour = m_context.theme.themed(keptColour(card->serial()));
     setup.setting = [settings](const QString &key, const QVariant &fallback) { return settings->value(key, fallback); };
     setup.keepSetting = [settings](const QString &key, const QVariant &value) { settings->setValue(key, value); };

@@ -11,7 +11,6 @@
 #include <memory>
 
 enum class ExportKind;
-class EventNaming;
 class LiveNumbers;
 class QVBoxLayout;
 class SensorChooser;
@@ -106,12 +105,10 @@ private:
     arcPlotDisplay *m_plot = nullptr;
     LiveNumbers *m_numbers = nullptr;
     SessionViews *m_views = nullptr;
-    EventNaming *m_naming = nullptr;
     SensorChooser *m_chooser = nullptr;
     QVBoxLayout *m_cardLayout = nullptr;
     QVector<dataObjectWidget *> m_cards;
     QVector<dataObjectWidget *> m_displayed; // in the order in which they were switched on
     QTimer m_refreshTimer;
     bool m_dirty = false;
-    QVector<eventType> m_filter;
 };

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "display/displaycontext.h"
+#include "display/recordkey.h"
 #include "display/theme.h"
 #include "display/timerange.h"
 
@@ -21,7 +22,7 @@ struct ViewSensor
     QString serial;
     QString label; // "SN-0012 Chamber 1"
     std::shared_ptr<norvexData> store;
-    QColor colour; // as kept in the session; pass it through Theme::themed() or curvePen()
+    QColor colour;  // as kept in the session; pass it through Theme::themed() or curvePen()
     bool on = true; // its display is switched on
 };
 
@@ -45,6 +46,14 @@ public:
     /// The event filter, the type dictionary or the time mode changed.
     virtual void filterChanged() = 0;
     virtual void setTimeMode(TimeMode mode) { m_timeMode = mode; }
+    /// What it shows, or lets choose from; empty when that is no stretch of time of its own.
+    virtual TimeRange rangeInView() const { return {}; }
+    /// The runs, or else the events, that the user chose in it to be compared; empty: those of the range in view.
+    virtual QVector<RecordKey> chosenRecords(bool runs) const
+    {
+        Q_UNUSED(runs)
+        return {};
+    }
     /// The view as a picture, for the image export; the plain grab unless a view draws better.
     virtual QImage renderImage(qreal scale, Theme::Kind kind)
     {

@@ -7,45 +7,21 @@
 #include "display/overlayset.h"
 #include "display/overlayview.h"
 #include "display/runsview.h"
-#include "display/sessionfacts.h"
 #include "display/summaryview.h"
-#include "events/eventfilter.h"
+#include "display/typecolours.h"
 
 #include <QStackedWidget>
 
-namespace {
-
-struct Factory
-{
-    int page;
-    SessionView *(*make)(const DisplayContext &context, SessionSelection &selection, SessionRecords &records);
-};
-
-template <class View>
-SessionView *make(const DisplayContext &context, SessionSelection &selection, SessionRecords &records)
-{
-    return new View(context, selection, records);
-}
-
-// The views that list records; one line each.
-const std::vector<Factory> factories = {
-    {SessionViews::Runs, make<RunsView>},
-    {SessionViews::Events, make<EventsView>},
-};
-
-} // namespace
-
 SessionViews::SessionViews(const DisplayContext &context, QStackedWidget *stack, QWidget *live, arcPlotDisplay *plot,
                            QObject *parent)
-    : QObject(parent), m_context(context), m_stack(stack), m_plot(plot), m_facts(new SessionFacts(this)),
-      m_overlays(new OverlaySet(context.theme, *m_facts, this))
+    : QObject(parent), m_context(context), m_stack(stack), m_plot(plot), m_searcher(m_records),
+      m_overlays(new OverlaySet(context.theme, m_records, m_searcher, this))
 {
     m_stack->addWidget(live);
     m_pages[Live].widget = live;
-    for (const Factory &factory : factories)
-        addView(factory.page, factory.make(context, m_selection, m_records));
-    addCountingViews();
+    addViews();
     followPlot();
+    filterChanged();
 }
 
 void SessionViews::addView(int page, SessionView *view)
@@ -57,16 +33,18 @@ void SessionViews::addView(int page, SessionView *view)
     connect(view, &SessionView::plotRequested, this, [this](quint64 from, quint64 to) { showPlot({from, to}); });
 }
 
-// Those that share the facts of the session.
-void SessionViews::addCountingViews()
+void SessionViews::addViews()
 {
-    auto *summary = new SummaryView(m_context, m_selection, *m_facts);
+    addView(Runs, new RunsView(m_context, m_selection, m_records, m_searcher));
+    addView(Events, new EventsView(m_context, m_selection, m_records));
+
+    auto *summary = new SummaryView(m_context, m_selection, m_records, m_searcher);
     addView(Summary, summary);
     connect(summary, &SummaryView::exportRequested, this, &SessionViews::exportRequested);
     connect(summary, &SummaryView::thresholdRequested, this, &SessionViews::thresholdRequested);
     connect(summary, &SummaryView::unloadRequested, this, &SessionViews::unloadRequested);
 
-    auto *chart = new arcGlobalView(m_context, m_selection, *m_facts);
+    auto *chart = new arcGlobalView(m_context, m_selection, m_records);
     addView(EventChart, chart);
     connect(chart, &arcGlobalView::setCurrentDisplayWindow, this, &SessionViews::setCurrentDisplayWindow);
 
@@ -84,6 +62,10 @@ void SessionViews::addCountingViews()
 // What is chosen in the plot is chosen everywhere, and a chosen period is shown in the plot.
 void SessionViews::followPlot()
 {
+    connect(&m_records, &SessionRecords::changed, this, [this] {
+        for (const SessionRecords::Sensor &sensor : m_records.sensors())
+            m_plot->setRecords(sensor.view.serial, sensor.records);
+    });
     connect(m_plot, &arcPlotDisplay::timeModeChanged, this, &SessionViews::setTimeMode);
     connect(m_plot, &arcPlotDisplay::eventActivated, &m_selection, &SessionSelection::selectEvent);
     connect(m_plot, &arcPlotDisplay::runActivated, this, [this](const QString &serial, quint64 start) {
@@ -101,6 +83,8 @@ void SessionViews::show(int page)
     if (!has(page))
         return;
     m_current = page;
+    if (page != RunsOverlay && page != EventsOverlay)
+        m_source = page;
     m_stack->setCurrentWidget(m_pages[std::size_t(page)].widget);
     refresh();
 }
@@ -134,12 +118,21 @@ void SessionViews::showSummary()
 
 void SessionViews::addToOverlay(bool runs)
 {
-    eventTypeFilter *const filter = &m_context.filter;
-    if (runs)
-        m_overlays->addRuns(m_sensors, m_plot->visibleRange());
-    else
-        m_overlays->addEvents(m_sensors, m_plot->visibleRange(),
-                              [filter](const QString &type) { return filter->isEnabled(type); });
+    OverlayWish wish;
+    wish.kind = runs ? OverlayEntry::Run : OverlayEntry::Event;
+    if (const SessionView *source = view(m_source)) {
+        wish.range = source->rangeInView();
+        wish.only = source->chosenRecords(runs);
+    }
+    if (wish.range.isEmpty())
+        wish.range = m_plot->visibleRange();
+    wish.isShown = [filter = &m_context.filter](const QString &type) { return filter->isEnabled(type); };
+    m_overlays->add(wish);
+}
+
+const OverlayTable &SessionViews::overlays() const
+{
+    return m_overlays->table();
 }
 
 void SessionViews::tellAdded(int kind, int found, int beyond)
@@ -148,30 +141,30 @@ void SessionViews::tellAdded(int kind, int found, int beyond)
     if (found == 0)
         m_context.prompts.inform(
             m_stack, runs ? tr("Add Runs to Overlay") : tr("Add Events to Overlay"),
-            runs ? tr("The live plot shows no finished run of a displayed sensor.")
-                 : tr("The live plot shows no event of a displayed sensor."),
-            {tr("Zoom or pan the live plot until it shows what you want to compare, then add it."), QString()});
+            runs ? tr("There is no finished run of a displayed sensor in view.")
+                 : tr("There is no event of a displayed sensor in view."),
+            {tr("Zoom or pan the plot until it shows what you want to compare, or choose it in a list, then add it."),
+             QString()});
     else if (beyond > 0)
-        m_context.prompts.inform(
-            m_stack, runs ? tr("Add Runs to Overlay") : tr("Add Events to Overlay"),
-            tr("The overlay is full: %1 more were left out.").arg(beyond),
-            {tr("Remove what you no longer compare, or show a shorter range in the live plot."), QString()});
+        m_context.prompts.inform(m_stack, runs ? tr("Add Runs to Overlay") : tr("Add Events to Overlay"),
+                                 tr("The overlay is full: %1 more were left out.").arg(beyond),
+                                 {tr("Remove what you no longer compare, or show a shorter range."), QString()});
 }
 
 void SessionViews::setSensors(const QVector<ViewSensor> &sensors)
 {
-    m_sensors = sensors;
     for (const PageEntry &page : m_pages) {
         if (page.view)
             page.view->setSensors(sensors);
     }
-    m_facts->retain(sensors);
     m_records.setSensors(sensors);
     refresh();
 }
 
 void SessionViews::filterChanged()
 {
+    m_records.setUserTypes(m_context.filter.enabledUserTypes());
+    m_plot->setEventLooks(eventLooks(m_context));
     for (const PageEntry &page : m_pages) {
         if (page.view)
             page.view->filterChanged();
@@ -189,6 +182,7 @@ void SessionViews::setTimeMode(TimeMode mode)
 
 void SessionViews::refresh()
 {
+    m_records.refresh();
     if (SessionView *visible = view(m_current))
         visible->refresh();
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "display/runsearcher.h"
 #include "display/sessionrecords.h"
 #include "display/sessionselection.h"
 #include "display/sessionview.h"
@@ -10,8 +11,8 @@
 #include <array>
 
 class OverlaySet;
+class OverlayTable;
 class QStackedWidget;
-class SessionFacts;
 class arcPlotDisplay;
 
 /// The views of an open session, one page each in the form's stack, and the selection they share. It shows one at a
@@ -30,6 +31,9 @@ public:
                  QObject *parent);
 
     SessionSelection &selection() { return m_selection; }
+    SessionRecords &records() { return m_records; }
+    RunSearcher &searcher() { return m_searcher; }
+    const OverlayTable &overlays() const;
     /// nullptr for the live page.
     SessionView *view(int page) const { return m_pages[std::size_t(page)].view; }
     bool has(int page) const { return page >= 0 && page < pageCount && m_pages[std::size_t(page)].widget; }
@@ -43,7 +47,8 @@ public:
     void choosePeriod(const TimeRange &period);
     /// The summary of what the plot shows; of the whole recording while it follows.
     void showSummary();
-    /// Lays the runs, or else the events, that the plot shows over those that are overlaid already.
+    /// Lays the runs, or else the events, that are chosen or shown in the view over those that are overlaid already. An
+    /// overlay adds what the view before it shows.
     void addToOverlay(bool runs);
 
     void setSensors(const QVector<ViewSensor> &sensors);
@@ -73,7 +78,7 @@ private:
     };
 
     void addView(int page, SessionView *view);
-    void addCountingViews();
+    void addViews();
     void tellAdded(int kind, int found, int beyond);
     void followPlot();
 
@@ -81,11 +86,11 @@ private:
     QStackedWidget *const m_stack;
     arcPlotDisplay *const m_plot;
     SessionSelection m_selection;
-    SessionFacts *m_facts;
-    OverlaySet *m_overlays;
-    QVector<ViewSensor> m_sensors;
     SessionRecords m_records;
+    RunSearcher m_searcher;
+    OverlaySet *m_overlays;
     std::array<PageEntry, pageCount> m_pages;
     int m_current = Live;
+    int m_source = Live;        // where overlays are added from
     bool m_plotChooses = false; // the period comes from the plot: it stays where it is
 };

@@ -23,16 +23,6 @@ QVector<PlotSource::Stretch> StoreSource::stretches() const
     return result;
 }
 
-int StoreSource::eventCount() const
-{
-    return m_store->eventCount();
-}
-
-int StoreSource::runCount() const
-{
-    return m_store->runCount();
-}
-
 bool StoreSource::readSamples(quintptr key, quint64 from, quint64 to, QVector<SamplePoint> &out) const
 {
     const QVector<std::shared_ptr<dataBlock>> blocks = m_store->blocks();
@@ -52,14 +42,4 @@ bool StoreSource::readSamples(quintptr key, quint64 from, quint64 to, QVector<Sa
     if (!std::is_sorted(out.begin(), out.end(), earlier))
         std::stable_sort(out.begin(), out.end(), earlier);
     return true;
-}
-
-QVector<EventRecord> StoreSource::events(const TimeRange &range) const
-{
-    return m_store->eventsInRange(range.from, range.to);
-}
-
-QVector<RunRecord> StoreSource::runs(const TimeRange &range) const
-{
-    return m_store->runsInRange(range.from, range.to);
 }

@@ -17,11 +17,7 @@ public:
 
     quint64 revision() const override;
     QVector<Stretch> stretches() const override;
-    int eventCount() const override;
-    int runCount() const override;
     bool readSamples(quintptr key, quint64 from, quint64 to, QVector<SamplePoint> &out) const override;
-    QVector<EventRecord> events(const TimeRange &range) const override;
-    QVector<RunRecord> runs(const TimeRange &range) const override;
 
 private:
     std::shared_ptr<norvexData> m_store;

@@ -2,8 +2,11 @@
 
 #include "data/eventtypelist.h"
 #include "data/norvexdata.h"
-#include "display/emptynotice.h"
-#include "display/sessionfacts.h"
+#include "display/emptypage.h"
+#include "display/keptlayout.h"
+#include "display/runsearchbar.h"
+#include "display/runsearcher.h"
+#include "display/sessionrecords.h"
 #include "display/sessionselection.h"
 #include "display/summarymodel.h"
 #include "display/typecolours.h"
@@ -57,10 +60,11 @@ void limitHeight(QTableView *table, int rows, bool header)
 
 } // namespace
 
-SummaryView::SummaryView(const DisplayContext &context, SessionSelection &selection, SessionFacts &facts,
-                         QWidget *parent)
-    : SessionView(context, selection, parent), m_facts(facts), m_model(new SummaryModel(context.theme, this)),
-      m_totals(new SummaryTotals(*m_model, this)), m_steps(new QStandardItemModel(this))
+SummaryView::SummaryView(const DisplayContext &context, SessionSelection &selection, const SessionRecords &records,
+                         RunSearcher &searcher, QWidget *parent)
+    : SessionView(context, selection, parent), m_records(records), m_searcher(searcher),
+      m_model(new SummaryModel(context.theme, this)), m_totals(new SummaryTotals(*m_model, this)),
+      m_steps(new QStandardItemModel(this))
 {
     setObjectName(QStringLiteral("summaryView"));
     auto *layout = new QVBoxLayout(this);
@@ -74,10 +78,17 @@ SummaryView::SummaryView(const DisplayContext &context, SessionSelection &select
     totals->addWidget(m_totalsTable);
     layout->addLayout(totals);
     layout->addWidget(m_stepsTable);
-    m_empty = new EmptyNotice(m_table);
+    m_search = new RunSearchBar(m_searcher);
+    layout->addWidget(m_search);
+    const auto showSearch = [this] { m_search->setVisible(!m_searcher.text().isEmpty()); };
+    showSearch();
+    connect(&m_searcher, &RunSearcher::stateChanged, this, showSearch);
+    connect(&m_searcher, &RunSearcher::changed, this, &SummaryView::fillSoon);
+    connect(&m_records, &SessionRecords::changed, this, &SummaryView::fillSoon);
+    m_empty = new EmptyPage(m_table, context.theme);
     m_fillTimer.setSingleShot(true);
     connect(&m_fillTimer, &QTimer::timeout, this, &SummaryView::fill);
-    connect(m_empty, &EmptyNotice::buttonClicked, this, [this] { m_range->setCurrentIndex(Whole); });
+    connect(m_empty, &EmptyPage::pressed, this, [this] { m_range->setCurrentIndex(Whole); });
     connect(&m_selection, &SessionSelection::periodSelected, this, [this] {
         if (m_range->currentIndex() == Chosen)
             fillSoon();
@@ -154,6 +165,7 @@ void SummaryView::buildTables()
     limitHeight(m_totalsTable, 4, false);
     m_stepsTable = tableOf(m_steps, "stepsTable", tr("Means of the recipe steps"));
     m_stepsTable->hide();
+    m_columns = new KeptColumns(m_table, m_context.settings, QStringLiteral("views/summaryColumns"));
     followColumns();
     m_table->installEventFilter(this);
     connect(m_table, &QTableView::doubleClicked, this, &SummaryView::openCurrent);
@@ -176,27 +188,16 @@ void SummaryView::followColumns()
 void SummaryView::setSensors(const QVector<ViewSensor> &sensors)
 {
     SessionView::setSensors(sensors);
-    for (const ViewSensor &sensor : sensors) {
-        StoreFacts *facts = m_facts.of(sensor.store);
-        facts->disconnect(this);
-        if (sensor.on)
-            connect(facts, &StoreFacts::readFinished, this, &SummaryView::fillSoon);
-    }
     const bool any = std::any_of(sensors.begin(), sensors.end(), [](const ViewSensor &sensor) { return sensor.on; });
     for (QToolButton *each : qAsConst(m_sensorButtons))
         each->setEnabled(any);
     fillSoon();
 }
 
-void SummaryView::refresh()
-{
-    m_facts.refresh();
-}
+void SummaryView::refresh() {} // it follows the records
 
 void SummaryView::filterChanged()
 {
-    m_facts.setUserTypes(enabledUserTypes(m_context.filter));
-    m_facts.refresh();
     fillSoon();
 }
 
@@ -213,7 +214,16 @@ void SummaryView::setViewRange(const TimeRange &range, bool use)
     fillSoon();
 }
 
-TimeRange SummaryView::shownRange() const
+QVector<RecordKey> SummaryView::chosenRecords(bool runs) const
+{
+    const QModelIndexList rows = m_table->selectionModel()->selectedRows();
+    QVector<RecordKey> keys;
+    for (const QModelIndex &row : rows)
+        keys.append({m_model->row(row.row()).serial, m_model->row(row.row()).run.start, eventtype::RfOn});
+    return runs && keys.size() > 1 ? keys : QVector<RecordKey>(); // one is always selected
+}
+
+TimeRange SummaryView::rangeInView() const
 {
     if (m_range->currentIndex() == InView && !m_viewRange.isEmpty())
         return m_viewRange;
@@ -240,44 +250,38 @@ void SummaryView::fill()
         return;
     QElapsedTimer cost;
     cost.start();
-    const TimeRange range = shownRange();
-    QVector<int> types;
-    QStringList typeNames;
-    for (int number = 0; number < m_facts.typeNames().size(); ++number) {
-        if (number == eventtype::RfOn || !m_context.filter.isEnabled(m_facts.typeNames().at(number)))
-            continue;
-        types.append(number);
-        typeNames.append(m_facts.typeNames().at(number));
-    }
+    const TimeRange range = rangeInView();
+    const QStringList names = m_records.typeNames();
+    const QVector<int> types = shownTypes(names, m_context.filter);
+    QStringList titles;
+    for (const int type : types)
+        titles.append(names.at(type));
     QVector<SummaryRow> rows;
     QStringList labels;
     quint64 origin = 0;
-    for (const ViewSensor &sensor : qAsConst(m_sensors)) {
-        if (!sensor.on)
+    for (const SessionRecords::Sensor &sensor : m_searcher.sensors()) {
+        if (!sensor.view.on)
             continue;
-        const quint64 first = sensor.store->firstTime();
+        const quint64 first = sensor.view.store->firstTime();
         origin = origin == 0 ? first : std::min(origin, first);
-        const StoreFacts *facts = m_facts.of(sensor.store);
-        const QVector<QVector<int>> counts = eventsInRuns(facts->runs(), facts->events(), m_facts.typeNames().size());
-        for (int i = 0; i < facts->runs().size(); ++i) {
-            const RunRecord &run = facts->runs().at(i);
-            if (run.start >= range.to || run.end < range.from)
+        for (const RunRow &run : sensor.records->runs) {
+            if (run.record.start >= range.to || run.record.end < range.from)
                 continue;
-            SummaryRow row{labels.size(), sensor.serial, i + 1, run, {}, 0};
-            for (const int type : qAsConst(types)) {
-                row.counts.append(counts[i][type]);
-                row.total += counts[i][type];
+            SummaryRow row{labels.size(), sensor.view.serial, run.number, run.record, {}, 0};
+            for (const int type : types) {
+                row.counts.append(run.count(type));
+                row.total += row.counts.last();
             }
             rows.append(row);
         }
-        labels.append(sensor.label);
+        labels.append(sensor.view.label);
     }
     const QString serial = m_selection.sensor();
     const quint64 start = m_selection.run();
     const int scroll = m_table->verticalScrollBar()->value();
     m_restoring = true;
     m_model->setTimeMode(m_timeMode, origin);
-    m_model->setRows(std::move(rows), labels, typeNames);
+    m_model->setRows(std::move(rows), labels, titles);
     m_restoring = false;
     m_table->setColumnHidden(SummaryModel::Sensor, labels.size() < 2);
     m_totalsTable->setColumnHidden(SummaryModel::Sensor, labels.size() < 2);
@@ -290,14 +294,15 @@ void SummaryView::fill()
                           "same sensor and recipe. N and P go to the next and the one before.")
                            .arg(outOfFamilyScore));
     const bool elsewhere = m_model->rowCount() == 0 && m_range->currentIndex() != Whole;
-    m_empty->show(emptyText(), elsewhere ? tr("Show the whole recording") : QString(), m_context.theme);
+    m_empty->show(emptyText(), elsewhere ? tr("Show the whole recording") : QString());
     fillSteps();
     m_fillCostMs = int(cost.elapsed());
 }
 
 void SummaryView::fitColumns()
 {
-    if (m_model->rowCount() > 0 && m_fittedColumns != m_model->columnCount()) {
+    const bool fitted = m_model->rowCount() > 0 && m_fittedColumns != m_model->columnCount();
+    if (fitted) {
         m_fittedColumns = m_model->columnCount();
         m_table->horizontalHeader()->setResizeContentsPrecision(50);
         m_table->resizeColumnsToContents();
@@ -305,6 +310,8 @@ void SummaryView::fitColumns()
         for (int column = 0; column < m_model->columnCount(); ++column)
             m_table->setColumnWidth(column, std::max(m_table->columnWidth(column), m_totalsTable->columnWidth(column)));
     }
+    if (fitted)
+        m_columns->apply();
     const QAbstractItemView &totals = *m_totalsTable;
     for (int column = 0; column < m_model->columnCount(); ++column) {
         if (m_table->isColumnHidden(column))
@@ -358,18 +365,18 @@ QString SummaryView::emptyText() const
     if (m_sensors.isEmpty())
         return tr("No sensor yet.\nConnect one, and its runs are listed here.");
     bool on = false;
-    bool reading = false;
     QString thresholds;
     for (const ViewSensor &sensor : m_sensors) {
         on = on || sensor.on;
-        reading = reading || (sensor.on && !m_facts.of(sensor.store)->isRead());
         if (sensor.on && thresholds.isEmpty())
             thresholds = QString::number(sensor.store->configuration().signalBaseThreshold);
     }
     if (!on)
         return tr("Every sensor is switched off.\nSwitch one on with \"Data display on/off\" on its card.");
-    if (reading)
+    if (m_records.isReading())
         return tr("Reading runs...");
+    if (m_searcher.hasFound())
+        return tr("No stretch reaches this threshold.\nSearch with a lower one, or go back to the stored runs.");
     if (m_range->currentIndex() != Whole)
         return tr("There is no run in this range.");
     return tr("No run has been recorded yet.\nA run begins when the voltage rises to the threshold (%1 V), and is "

@@ -4,14 +4,17 @@
 
 #include <QTimer>
 
-class EmptyNotice;
+class EmptyPage;
+class KeptColumns;
 class QCheckBox;
 class QComboBox;
 class QLabel;
 class QStandardItemModel;
 class QTableView;
 class QToolButton;
-class SessionFacts;
+class SessionRecords;
+class RunSearchBar;
+class RunSearcher;
 class SummaryModel;
 class SummaryTotals;
 
@@ -24,14 +27,16 @@ class SummaryView : public SessionView
 public:
     enum Range { Whole, InView, Chosen };
 
-    SummaryView(const DisplayContext &context, SessionSelection &selection, SessionFacts &facts,
-                QWidget *parent = nullptr);
+    SummaryView(const DisplayContext &context, SessionSelection &selection, const SessionRecords &records,
+                RunSearcher &searcher, QWidget *parent = nullptr);
     ~SummaryView() override;
 
     void setSensors(const QVector<ViewSensor> &sensors) override;
     void refresh() override;
     void filterChanged() override;
     void setTimeMode(TimeMode mode) override;
+    TimeRange rangeInView() const override;
+    QVector<RecordKey> chosenRecords(bool runs) const override;
 
     /// The range of the time-series plot; `use`: show its runs, not those of the whole recording.
     void setViewRange(const TimeRange &range, bool use);
@@ -56,7 +61,6 @@ private:
     void fill();
     void fitColumns();
     void fillSteps();
-    TimeRange shownRange() const;
     QString emptyText() const;
     void restore(const QString &serial, quint64 start, int scroll);
     void chooseCurrent();
@@ -64,18 +68,21 @@ private:
     void chooseMarked(int direction);
     void copy();
 
-    SessionFacts &m_facts;
+    const SessionRecords &m_records;
+    RunSearcher &m_searcher;
     SummaryModel *m_model;
     SummaryTotals *m_totals;
     QStandardItemModel *m_steps;
     QTableView *m_table;
+    KeptColumns *m_columns;
     QTableView *m_totalsTable;
     QTableView *m_stepsTable;
     QComboBox *m_range;
     QLabel *m_text;
     QCheckBox *m_showSteps;
     QVector<QToolButton *> m_sensorButtons; // need a displayed sensor
-    EmptyNotice *m_empty;
+    EmptyPage *m_empty;
+    RunSearchBar *m_search; // while it has something to say
     TimeRange m_viewRange;
     QTimer m_fillTimer;
     int m_fillCostMs = 0;

@@ -1,6 +1,8 @@
 #pragma once
 
 #include "data/eventtypelist.h"
+#include "display/displaycontext.h"
+#include "display/eventlook.h"
 #include "display/theme.h"
 #include "events/eventfilter.h"
 #include "events/eventtypenames.h"
@@ -13,13 +15,21 @@ inline QColor typeColour(const Theme &theme, const eventTypeNames &dictionary, i
     return QColor(theme.isDark() ? dictionary.lightColour(name) : dictionary.colour(name));
 }
 
-/// The types of the user that the filter shows, in the order in which an event is compared with them.
-inline QVector<eventType> enabledUserTypes(const eventTypeFilter &filter)
+/// The numbers of the event types that the filter shows; runs are none of them.
+inline QVector<int> shownTypes(const QStringList &names, const eventTypeFilter &filter)
 {
-    QVector<eventType> types;
-    for (const eventType &type : filter.enabledTypes()) {
-        if (type.direction != eventType::None)
-            types.append(type);
-    }
-    return types;
+    QVector<int> shown;
+    for (int number = 0; number < names.size(); ++number)
+        if (number != eventtype::RfOn && filter.isEnabled(names.at(number)))
+            shown.append(number);
+    return shown;
+}
+
+/// How plots draw the events of a name: as the filter and the dictionary have it now.
+inline EventLooks eventLooks(const DisplayContext &context)
+{
+    return [filter = &context.filter, dictionary = &context.dictionary, theme = &context.theme](const QString &name) {
+        const int code = eventtype::code(name);
+        return EventLook{code >= 0 ? QColor() : typeColour(*theme, *dictionary, code, name), filter->isEnabled(name)};
+    };
 }

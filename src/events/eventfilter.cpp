@@ -4,6 +4,8 @@
 
 #include <QSettings>
 
+#include <algorithm>
+
 namespace {
 
 const QLatin1String settingsGroup("eventFilter");
@@ -65,10 +67,13 @@ QVector<eventType> eventFilter::enabledTypes() const
     return list;
 }
 
-QString eventFilter::displayName(const QString &builtInName, const QVector<SamplePoint> &waveform) const
+QVector<eventType> eventFilter::enabledUserTypes() const
 {
-    const QString name = eventtype::firstMatch(enabledTypes(), waveform);
-    return name.isEmpty() ? builtInName : name;
+    QVector<eventType> list = enabledTypes();
+    list.erase(std::remove_if(list.begin(), list.end(),
+                              [](const eventType &type) { return type.direction == eventType::None; }),
+               list.end());
+    return list;
 }
 
 void eventFilter::readSettings(QSettings &settings)

@@ -29,9 +29,8 @@ public:
     QStringList enabledNames() const;
     /// The enabled types in the dictionary's order; a built-in one is only a name.
     QVector<eventType> enabledTypes() const;
-
-    /// The name to show for an event: that of the first enabled user type its waveform matches, else its built-in one.
-    QString displayName(const QString &builtInName, const QVector<SamplePoint> &waveform) const;
+    /// Of these the user's own, in the order in which an event is compared with them.
+    QVector<eventType> enabledUserTypes() const;
 
     /// Group "eventFilter" of the settings; read after the dictionary was loaded.
     void readSettings(QSettings &settings);

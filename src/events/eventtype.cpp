@@ -4,6 +4,7 @@
 
 #include <QTextStream>
 
+#include <algorithm>
 #include <cmath>
 
 namespace {
@@ -157,4 +158,13 @@ QString eventtype::firstMatch(const QVector<eventType> &types, const QVector<Sam
             return type.name;
     }
     return QString();
+}
+
+bool eventtype::canMatch(const QVector<eventType> &types, double first, double peak)
+{
+    // Either may come from text of six digits.
+    const double bound = 2 * std::fabs(peak - first) + 1e-4 * (std::fabs(peak) + std::fabs(first));
+    return std::any_of(types.begin(), types.end(), [bound](const eventType &type) {
+        return type.direction != eventType::None && !(type.magnitude > bound);
+    });
 }

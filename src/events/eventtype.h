@@ -49,4 +49,7 @@ Q_DECLARE_METATYPE(eventType)
 namespace eventtype {
 /// The name of the first type that matches, empty when none does.
 QString firstMatch(const QVector<eventType> &types, const QVector<SamplePoint> &waveform);
+/// Whether the first and the peak voltage of an event leave it possible that its waveform matches one of the types: the
+/// base cannot be further from the peak than twice the largest deviation from the first sample.
+bool canMatch(const QVector<eventType> &types, double first, double peak);
 } // namespace eventtype

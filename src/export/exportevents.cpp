@@ -21,9 +21,7 @@ QString exportedType(const abstractNorvexData &data, const ExportRequest &reques
         if (!name.isEmpty())
             return name;
     }
-    if (event.named && !event.name.isEmpty())
-        return event.name;
-    return eventtype::name(event.effectiveCode());
+    return eventtype::nameOf(event);
 }
 
 bool isShown(const ExportRequest &request, const QString &type)

@@ -1,13 +1,16 @@
 #include "cli/sessioninfo.h"
 #include "display/arcglobalview.h"
+#include "display/eventlistmodel.h"
 #include "display/recordedstore.h"
-#include "display/sessionfacts.h"
+#include "display/runlistmodel.h"
+#include "display/runsearcher.h"
 #include "display/sessionselection.h"
 #include "display/summarymodel.h"
 #include "display/summaryview.h"
-#include "events/eventfilter.h"
+#include "display/typecolours.h"
 #include "events/eventtypenames.h"
 #include "export/csvexport.h"
+#include "export/exportevents.h"
 #include "session/appsettings.h"
 #include "session/recorder.h"
 #include "session/session.h"
@@ -22,6 +25,7 @@
 namespace {
 
 constexpr int patience = 20000;
+const QString userName = QStringLiteral("long collapse");
 constexpr quint64 later = 1709290800000000ULL + 600000000;
 
 /// A session of two recorded sensors and the views that count it.
@@ -38,9 +42,10 @@ struct Views
     Recorder recorder{session.get(), Recorder::Options()};
     DisplayContext context{*session, recorder, prompts, settings, theme, filter, dictionary};
     SessionSelection selection;
-    SessionFacts facts;
-    arcGlobalView chart{context, selection, facts};
-    SummaryView summary{context, selection, facts};
+    SessionRecords records;
+    RunSearcher searcher{records};
+    arcGlobalView chart{context, selection, records};
+    SummaryView summary{context, selection, records, searcher};
     QVector<ViewSensor> sensors;
 
     Views()
@@ -56,11 +61,45 @@ struct Views
             view->setSensors(sensors);
             view->resize(900, 500);
             view->show();
-            view->refresh();
         }
+        QObject::connect(&filter, &eventTypeFilter::newFilter, &records, [this] {
+            records.setUserTypes(filter.enabledUserTypes());
+            chart.filterChanged();
+            summary.filterChanged();
+        });
+        records.setSensors(sensors);
     }
 
-    QString shownName(int type) const { return facts.typeNames().value(type); }
+    void addUserType()
+    {
+        eventType type;
+        type.name = userName;
+        type.magnitude = 150;
+        type.duration = 40;
+        type.direction = eventType::Inferior;
+        dictionary.add(type);
+    }
+
+    /// What the bar chart says of each type.
+    QMap<QString, int> charted() const
+    {
+        QMap<QString, int> counts;
+        const QStringList names = records.typeNames();
+        for (int type = 0; type < names.size(); ++type)
+            if (type != eventtype::RfOn && chart.histogram().total(type) > 0)
+                counts[names.at(type)] = int(chart.histogram().total(type));
+        return counts;
+    }
+    /// What the list of events says.
+    QMap<QString, int> listed() const
+    {
+        EventListModel model({}, nullptr);
+        model.setSensors(records.sensors());
+        QMap<QString, int> counts;
+        for (int row = 0; row < model.rowCount(); ++row)
+            ++counts[model.index(row, EventListModel::Type).data().toString()];
+        return counts;
+    }
 
     /// Lines of cells from the one that starts with "Start time" on.
     QVector<QStringList> exportedRuns(int sensor)
@@ -74,13 +113,11 @@ struct Views
             if (!filter.isEnabled(name))
                 request.disabledTypes.append(name);
         }
-        for (const eventType &type : filter.enabledTypes()) {
-            if (type.direction != eventType::None)
-                request.userTypes.append(type);
-        }
+        request.userTypes = filter.enabledUserTypes();
         request.viFile = folder.filePath(QStringLiteral("vi.csv"));
         request.rfOnFile = folder.filePath(QStringLiteral("runs.csv"));
         request.exportEvents = false;
+        request.exportRfOn = true;
         exportCsv(*sensors[sensor].store, request, QDateTime::currentDateTime());
         QFile file(request.rfOnFile);
         if (!file.open(QIODevice::ReadOnly))
@@ -106,6 +143,8 @@ private slots:
     void barsCountWhatInfoCounts();
     void summaryIsTheExportedTable_data();
     void summaryIsTheExportedTable();
+    void oneNameInEveryView();
+    void aSearchIsListedInstead();
     void choosingGoesEverywhere();
 };
 
@@ -113,19 +152,16 @@ void TestViewFacts::barsCountWhatInfoCounts()
 {
     Views views;
     const auto differs = [&views] {
-        QMap<QString, quint64> expected;
-        quint64 runs = 0;
+        QMap<QString, int> expected;
+        int runs = 0;
         for (const SensorSummary &sensor : summaryOf(*views.session).sensors) {
-            runs += quint64(sensor.runs);
+            runs += sensor.runs;
             for (auto it = sensor.eventsByType.begin(); it != sensor.eventsByType.end(); ++it)
-                expected[it.key()] += quint64(it.value());
+                expected[it.key()] += it.value();
         }
-        QMap<QString, quint64> counted;
-        for (int type = 0; type < views.facts.typeNames().size(); ++type) {
-            if (type != eventtype::RfOn && views.chart.histogram().total(type) > 0)
-                counted[views.shownName(type)] = views.chart.histogram().total(type);
-        }
-        return counted != expected || views.chart.histogram().total(eventtype::RfOn) != runs || runs == 0;
+        return views.charted() != expected || views.listed() != expected || runs == 0 ||
+               int(views.chart.histogram().total(eventtype::RfOn)) != runs ||
+               views.records.counts().value(eventtype::name(eventtype::RfOn)) != runs;
     };
     QTRY_VERIFY_WITH_TIMEOUT(!differs(), patience);
 
@@ -141,8 +177,7 @@ void TestViewFacts::barsCountWhatInfoCounts()
     event.time = later + 1;
     QVERIFY(views.sensors[1].store->addEvent(event));
     QVERIFY(differs());
-    views.chart.refresh();
-    QTRY_VERIFY_WITH_TIMEOUT((views.chart.refresh(), !differs()), patience);
+    QTRY_VERIFY_WITH_TIMEOUT((views.records.refresh(), !differs()), patience);
     // Every way of cutting counts the same, and a sensor that is switched off counts nothing.
     const quint64 all = views.chart.histogram().total(eventtype::E33);
     for (const auto period : {CalendarPeriods::Minute, CalendarPeriods::Week}) {
@@ -152,6 +187,7 @@ void TestViewFacts::barsCountWhatInfoCounts()
     for (ViewSensor &sensor : views.sensors)
         sensor.on = false;
     views.chart.setSensors(views.sensors);
+    views.records.setSensors(views.sensors);
     QCOMPARE(views.chart.histogram().barCount(), 0);
 }
 
@@ -169,17 +205,10 @@ void TestViewFacts::summaryIsTheExportedTable()
     QFETCH(QString, hidden);
     QFETCH(bool, userType);
     Views views;
-    if (userType) {
-        eventType type;
-        type.name = QStringLiteral("long collapse");
-        type.magnitude = 150;
-        type.duration = 40;
-        type.direction = eventType::Inferior;
-        QVERIFY(views.dictionary.add(type));
-    }
+    if (userType)
+        views.addUserType();
     if (!hidden.isEmpty())
         views.filter.setEnabled(hidden, false);
-    views.summary.filterChanged();
     const SummaryModel &model = views.summary.model();
     const int runs = views.sensors[0].store->runCount() + views.sensors[1].store->runCount();
 
@@ -188,7 +217,6 @@ void TestViewFacts::summaryIsTheExportedTable()
     };
     const QVector<QStringList> tables[2] = {views.exportedRuns(0), views.exportedRuns(1)};
     const auto differs = [&]() -> QString {
-        views.summary.refresh();
         if (model.rowCount() != runs || runs == 0)
             return QStringLiteral("%1 of %2 runs").arg(model.rowCount()).arg(runs);
         for (int row = 0; row < runs; ++row) {
@@ -201,6 +229,9 @@ void TestViewFacts::summaryIsTheExportedTable()
                 return QStringLiteral("duration");
             if (qAbs(cell(row, SummaryModel::MeanVoltage).toDouble() - exported[3].toDouble()) > 0.001)
                 return QStringLiteral("voltage");
+            const RunRow &listed = views.records.sensors()[shown.sensor].records->runs[shown.number - 1];
+            if (shown.run.start != listed.record.start)
+                return QStringLiteral("start");
             if (cell(row, model.totalColumn()) != exported.last())
                 return QStringLiteral("total %1, not %2").arg(cell(row, model.totalColumn()), exported.last());
             for (int column = SummaryModel::FirstType; column < model.totalColumn(); ++column) {
@@ -212,8 +243,66 @@ void TestViewFacts::summaryIsTheExportedTable()
         return QString();
     };
     QTRY_COMPARE_WITH_TIMEOUT(differs(), QString(), patience);
+    RunListModel list(nullptr);
+    list.setSensors(views.records.sensors());
+    const QStringList names = views.records.typeNames();
+    list.setTypes(shownTypes(names, views.filter), names);
+    for (int row = 0; row < runs; ++row) {
+        const RecordKey key = list.key(row);
+        QCOMPARE(
+            list.index(row, RunListModel::Events).data().toString().replace(QStringLiteral("–"), QStringLiteral("0")),
+            cell(model.find(key.sensor, key.time), model.totalColumn()));
+    }
     if (userType)
         QVERIFY(model.value(model.row(0), model.totalColumn() - 1) > 0); // the type is really there
+}
+
+void TestViewFacts::oneNameInEveryView()
+{
+    Views views;
+    views.addUserType();
+    QTRY_VERIFY_WITH_TIMEOUT(views.listed().value(userName) > 0 && views.records.isUpToDate(), patience);
+    QCOMPARE(views.charted(), views.listed());
+    const int all =
+        views.records.sensors()[0].records->events.size() + views.records.sensors()[1].records->events.size();
+    int counted = 0;
+    for (const int count : views.listed())
+        counted += count;
+    QCOMPARE(counted, all);
+    // As an export names them.
+    int exported = 0;
+    for (const ViewSensor &sensor : views.sensors) {
+        ExportRequest request;
+        request.to = ~quint64(0);
+        request.eventTypes = views.filter.enabledNames();
+        request.userTypes = views.filter.enabledUserTypes();
+        exported += ExportEvents(*sensor.store, request).byType().value(userName).size();
+    }
+    QCOMPARE(views.listed().value(userName), exported);
+    // A type that is switched off or gone names nothing any more, anywhere.
+    views.filter.setEnabled(userName, false);
+    QTRY_COMPARE_WITH_TIMEOUT(views.listed().value(userName), 0, patience);
+    QCOMPARE(views.charted(), views.listed());
+    views.filter.setEnabled(userName, true);
+    QTRY_COMPARE_WITH_TIMEOUT(views.charted().value(userName), exported, patience);
+    views.dictionary.remove(0);
+    QTRY_COMPARE_WITH_TIMEOUT(views.charted().value(userName), 0, patience);
+    QCOMPARE(views.charted(), views.listed());
+}
+
+void TestViewFacts::aSearchIsListedInstead()
+{
+    Views views;
+    QTRY_VERIFY_WITH_TIMEOUT(views.summary.model().rowCount() > 3, patience);
+    const int stored = views.summary.model().rowCount();
+    views.searcher.start(1e5);
+    QVERIFY(views.searcher.isRunning());
+    QTRY_COMPARE_WITH_TIMEOUT(views.summary.model().rowCount(), 0, patience); // none reaches it
+    views.searcher.start(20);
+    QTRY_VERIFY_WITH_TIMEOUT(views.summary.model().rowCount() >= stored, patience);
+    QVERIFY(views.searcher.hasFound());
+    views.searcher.drop();
+    QTRY_COMPARE_WITH_TIMEOUT(views.summary.model().rowCount(), stored, patience);
 }
 
 void TestViewFacts::choosingGoesEverywhere()

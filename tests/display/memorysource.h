@@ -26,18 +26,8 @@ public:
             stretch.insert(std::upper_bound(stretch.begin(), stretch.end(), sample, earlier), sample);
         ++m_revision;
     }
-    void addEvent(const EventRecord &event)
-    {
-        const QMutexLocker locker(&m_lock);
-        m_events.append(event);
-        ++m_revision;
-    }
-    void addRun(const RunRecord &run)
-    {
-        const QMutexLocker locker(&m_lock);
-        m_runs.append(run);
-        ++m_revision;
-    }
+    /// Something else changed than samples.
+    void touch() { ++m_revision; }
     void removeAll()
     {
         const QMutexLocker locker(&m_lock);
@@ -54,16 +44,6 @@ public:
             result.append({it.key(), it->first().time, it->last().time, hideCounts ? 0 : it->size()});
         return result;
     }
-    int eventCount() const override
-    {
-        const QMutexLocker locker(&m_lock);
-        return m_events.size();
-    }
-    int runCount() const override
-    {
-        const QMutexLocker locker(&m_lock);
-        return m_runs.size();
-    }
     bool readSamples(quintptr key, quint64 from, quint64 to, QVector<SamplePoint> &out) const override
     {
         ++reads;
@@ -78,34 +58,16 @@ public:
         samplesRead += out.size();
         return true;
     }
-    QVector<EventRecord> events(const TimeRange &range) const override
-    {
-        ++eventReads;
-        const QMutexLocker locker(&m_lock);
-        QVector<EventRecord> result;
-        std::copy_if(m_events.begin(), m_events.end(), std::back_inserter(result),
-                     [range](const EventRecord &event) { return range.contains(event.time); });
-        return result;
-    }
-    QVector<RunRecord> runs(const TimeRange &) const override
-    {
-        const QMutexLocker locker(&m_lock);
-        return m_runs;
-    }
-
     static bool earlier(const SamplePoint &a, const SamplePoint &b) { return a.time < b.time; }
 
     mutable std::atomic<int> reads{0};
     mutable std::atomic<int> samplesRead{0};
-    mutable std::atomic<int> eventReads{0};
     mutable std::atomic<int> failures{0};
     std::atomic<bool> hideCounts{false};
 
 private:
     mutable QMutex m_lock; // guards the rest
     QMap<quintptr, QVector<SamplePoint>> m_stretches;
-    QVector<EventRecord> m_events;
-    QVector<RunRecord> m_runs;
     std::atomic<quint64> m_revision{1};
 };
 

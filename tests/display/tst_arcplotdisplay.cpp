@@ -2,6 +2,7 @@
 #include "display/arcplotdisplay.h"
 #include "display/axisrangedialog.h"
 #include "display/memorysource.h"
+#include "display/recordset.h"
 
 #include <QApplication>
 #include <QClipboard>
@@ -349,14 +350,14 @@ void TestArcPlotDisplay::emptyStatesSayWhatNext()
 void TestArcPlotDisplay::eventsRespectTheFilterAndTheirMarkersAnswer()
 {
     addSource();
-    for (int i = 0; i < 5; ++i) {
-        EventRecord event;
-        event.time = start + quint64(50 + i * 40) * second;
-        event.typeCode = i;
-        m_source->addEvent(event);
+    QVector<EventRecord> events(5);
+    for (int i = 0; i < events.size(); ++i) {
+        events[i].time = start + quint64(50 + i * 40) * second;
+        events[i].typeCode = i;
     }
     QSignalSpy activated(m_display.get(), &arcPlotDisplay::eventActivated);
-    m_display->setEventFilter([](const EventRecord &event) { return event.typeCode != 2; });
+    m_display->setEventLooks([](const QString &name) { return EventLook{QColor(), name != QLatin1String("E13")}; });
+    m_display->setRecords(QStringLiteral("A"), std::make_shared<const RecordSet>(recordsOf(events, {})));
     m_display->showWholeRange();
     const auto clickAt = [this](quint64 time) {
         const double x = plot()->canvasMap(QwtPlot::xBottom).transform(double(time));

@@ -3,8 +3,8 @@
 #include "display/overlayseries.h"
 #include "display/overlayset.h"
 #include "display/recordedstore.h"
-#include "display/sessionfacts.h"
-#include "display/sessionview.h"
+#include "display/runsearcher.h"
+#include "display/sessionrecords.h"
 
 #include <QSignalSpy>
 #include <QTest>
@@ -134,14 +134,16 @@ void TestOverlays::overlaysWhatIsInRange()
     QVERIFY(store->runCount() > 3);
     const QVector<RunRecord> runs = store->runsInRange(0, ~quint64(0));
     const Theme theme(Theme::Kind::Light);
-    SessionFacts facts;
-    OverlaySet set(theme, facts);
+    SessionRecords records;
+    RunSearcher searcher(records);
+    OverlaySet set(theme, records, searcher);
     QSignalSpy added(&set, &OverlaySet::added);
     QSignalSpy counts(&set.table(), &OverlayTable::overlayTableUpdated);
     ViewSensor off = sensorOf(other);
     off.on = false;
     // From inside the second run to inside the third.
-    set.addRuns({sensorOf(store), off}, {runs[1].end - 1000000, runs[2].start + 1000000});
+    records.setSensors({sensorOf(store), off});
+    set.add({OverlayEntry::Run, {runs[1].end - 1000000, runs[2].start + 1000000}, {}, {}});
     QTRY_COMPARE_WITH_TIMEOUT(added.size(), 1, patience);
     QCOMPARE(set.table().count(OverlayEntry::Run), 2);
     QCOMPARE(counts.last(), (QVariantList{2, 0}));
@@ -160,25 +162,34 @@ void TestOverlays::overlaysWhatIsInRange()
     QCOMPARE(entry.series->count(), samples.size());
     QCOMPARE(entry.series->first(), overlayOrigin + samples.first().time - runs[1].start);
     // The same range again brings nothing, a wider one the rest.
-    set.addRuns({sensorOf(store)}, {runs[1].start, runs[2].end});
+    set.add({OverlayEntry::Run, {runs[1].start, runs[2].end}, {}, {}});
     QTRY_COMPARE_WITH_TIMEOUT(added.size(), 2, patience);
     QCOMPARE(added.last().mid(1), (QVariantList{2, 0, 0}));
-    set.addRuns({sensorOf(store), sensorOf(other)}, {0, ~quint64(0)});
+    records.setSensors({sensorOf(store), sensorOf(other)});
+    set.add({OverlayEntry::Run, {0, ~quint64(0)}, {}, {}});
     QTRY_COMPARE_WITH_TIMEOUT(added.size(), 3, patience);
     QCOMPARE(set.table().count(OverlayEntry::Run), store->runCount() + other->runCount());
     set.table().removeSensor(QStringLiteral("SN1"));
     QCOMPARE(counts.last(), (QVariantList{other->runCount(), 0}));
+    // Those that were chosen, wherever they are.
+    set.table().clear(OverlayEntry::Run);
+    set.add({OverlayEntry::Run, {}, {{store->sensorSerial(), runs[3].start, eventtype::RfOn}}, {}});
+    QTRY_COMPARE_WITH_TIMEOUT(added.size(), 4, patience);
+    QCOMPARE(set.table().count(OverlayEntry::Run), 1);
+    QCOMPARE(set.table().entry(0).start, runs[3].start);
 }
 
 void TestOverlays::eventsLieOnTheirTrigger()
 {
     const auto store = recordedStore(QStringLiteral("SN1"), 60);
     const Theme theme(Theme::Kind::Dark);
-    SessionFacts facts;
-    OverlaySet set(theme, facts);
+    SessionRecords records;
+    RunSearcher searcher(records);
+    OverlaySet set(theme, records, searcher);
     QSignalSpy added(&set, &OverlaySet::added);
-    set.addEvents({sensorOf(store)}, {0, ~quint64(0)},
-                  [](const QString &type) { return type != QLatin1String("E11"); });
+    records.setSensors({sensorOf(store)});
+    set.add(
+        {OverlayEntry::Event, {0, ~quint64(0)}, {}, [](const QString &type) { return type != QLatin1String("E11"); }});
     QTRY_COMPARE_WITH_TIMEOUT(added.size(), 1, patience);
     int expected = 0;
     for (const EventRecord &event : store->eventsInRange(0, ~quint64(0)))
@@ -190,6 +201,15 @@ void TestOverlays::eventsLieOnTheirTrigger()
         QCOMPARE(set.table().entry(row).series->first(), overlayOrigin);
         QCOMPARE(set.table().entry(row).series->count(), 300);
     }
+    // They go by the names of today.
+    eventType dip;
+    dip.name = QStringLiteral("dip");
+    dip.magnitude = 100;
+    dip.direction = eventType::Inferior;
+    records.setUserTypes({dip});
+    QTRY_COMPARE_WITH_TIMEOUT(set.table().entry(0).type, dip.name, patience);
+    records.setUserTypes({});
+    QTRY_VERIFY_WITH_TIMEOUT(set.table().entry(0).type != dip.name, patience);
 }
 
 void TestOverlays::tableKeepsItsCounts()

@@ -1,12 +1,15 @@
+#include "chamberstore.h"
 #include "data/runsearch.h"
 #include "data/valuetype.h"
 #include "display/eventlistmodel.h"
 #include "display/runanalysis.h"
 #include "display/runlistmodel.h"
 #include "display/storesource.h"
-#include "chamberstore.h"
+#include "display/typenumbers.h"
 
 #include <QtTest>
+
+#include <numeric>
 
 using namespace chamber;
 
@@ -23,7 +26,7 @@ QVector<SamplePoint> samplesOf(const norvexData &store, quint64 from = 0, quint6
 
 QVector<SessionRecords::Sensor> sensorsOf(const std::shared_ptr<norvexData> &store)
 {
-    const auto records = std::make_shared<const RecordSet>(readRecords(*store, nullptr, goOn));
+    const auto records = std::make_shared<const RecordSet>(readRecords(*store, {}, goOn));
     return {{{store->sensorSerial(), QStringLiteral("SN1 Etch"), store, Qt::red, true}, records, true}};
 }
 
@@ -35,13 +38,22 @@ EventRecord eventAt(quint64 time, int code)
     return event;
 }
 
+int eventsIn(const RunRow &run)
+{
+    return std::accumulate(run.counts.begin(), run.counts.end(), 0);
+}
+
 QString brief(const RecordSet &set)
 {
     QString text;
     for (const RunRow &run : set.runs)
-        text += QStringLiteral("run %1 %2 %3\n").arg(run.number).arg(run.record.start).arg(run.events());
+        text += QStringLiteral("run %1 %2 %3\n").arg(run.number).arg(run.record.start).arg(eventsIn(run));
     for (const EventRow &event : set.events)
-        text += QStringLiteral("%1 %2 run %3 step %4\n").arg(event.time).arg(event.code).arg(event.run).arg(event.step);
+        text += QStringLiteral("%1 %2 run %3 step %4\n")
+                    .arg(event.time)
+                    .arg(set.nameOf(event))
+                    .arg(event.run)
+                    .arg(event.step);
     return text;
 }
 
@@ -54,6 +66,7 @@ class TestRecordSet : public QObject
 private slots:
     void countsAreThoseOfTheStore();
     void readingOnGivesTheSame();
+    void typesOfTheUserNameEvents();
     void stepMeansAreThoseOfTheSamples();
     void searchGoesAcrossBlocks_data();
     void searchGoesAcrossBlocks();
@@ -66,24 +79,24 @@ private slots:
 void TestRecordSet::countsAreThoseOfTheStore()
 {
     const auto data = store(7);
-    const RecordSet set = readRecords(*data, nullptr, goOn);
+    const RecordSet set = readRecords(*data, {}, goOn);
     QCOMPARE(set.runs.size(), data->runCount());
     QCOMPARE(set.runs.size(), 7);
     QCOMPARE(set.events.size(), data->eventCount());
     for (const RunRow &run : set.runs) {
-        std::array<int, eventtype::builtInCount> counts{};
+        QVector<int> counts(eventtype::builtInCount);
         const auto inside = data->eventsInRange(run.record.start, run.record.end + 1);
         for (const EventRecord &event : inside)
-            ++counts[std::size_t(event.effectiveCode())];
+            ++counts[event.effectiveCode()];
         QCOMPARE(run.counts, counts);
-        QVERIFY(run.events() > 0);
+        QVERIFY(eventsIn(run) > 0);
     }
     const int first = set.findEvent(set.events.first().time, 5);
     QCOMPARE(set.events.at(first).step, 1);
     QCOMPARE(set.events.at(first).amplitude, -120.0);
     QCOMPARE(set.events.at(first).end - set.events.at(first).time, quint64(199));
     const auto snapshot =
-        std::find_if(set.events.begin(), set.events.end(), [](const EventRow &e) { return e.code == 11; });
+        std::find_if(set.events.begin(), set.events.end(), [](const EventRow &e) { return e.type == 11; });
     QCOMPARE(snapshot->run, 2);
     QCOMPARE(snapshot->step, -1); // the recipe is over by then
 }
@@ -91,11 +104,56 @@ void TestRecordSet::countsAreThoseOfTheStore()
 void TestRecordSet::readingOnGivesTheSame()
 {
     const auto data = store(12);
-    const RecordSet before = readRecords(*data, nullptr, goOn);
+    const RecordSet before = readRecords(*data, {}, goOn);
     data->addEvent(eventAt(data->lastTime(), 3));
     data->addEvent(eventAt(data->lastTime() - 5 * second, 2));
-    QCOMPARE(brief(readRecords(*data, &before, goOn)), brief(readRecords(*data, nullptr, goOn)));
-    QCOMPARE(readRecords(*data, &before, goOn).events.size(), before.events.size() + 2);
+    RecordReading on;
+    on.known = std::make_shared<const RecordSet>(before);
+    const RecordSet after = readRecords(*data, on, goOn);
+    QCOMPARE(brief(after), brief(readRecords(*data, {}, goOn)));
+    QVector<EventRow> added;
+    QVERIFY(addedEvents(before, after, added));
+    QCOMPARE(added.size(), 2);
+    QVERIFY(!addedEvents(after, before, added));
+}
+
+void TestRecordSet::typesOfTheUserNameEvents()
+{
+    const auto data = store(3); // three E23, 120 V below for 1 us, and a snapshot
+    const auto named = [&data](const RecordReading &reading) { return readRecords(*data, reading, goOn); };
+    eventType dip;
+    dip.name = QStringLiteral("dip");
+    dip.magnitude = 100;
+    dip.direction = eventType::Inferior;
+    RecordReading reading;
+    reading.numbers = std::make_shared<TypeNumbers>();
+    reading.userTypes = {dip};
+    reading.patienceMs = 0; // no time to compare: own names meanwhile
+    RecordSet set = named(reading);
+    QCOMPARE(set.compared, 0);
+    QCOMPARE(set.counts().value(5), 3);
+    reading.known = std::make_shared<const RecordSet>(set);
+    reading.patienceMs = 60000;
+    set = named(reading);
+    QCOMPARE(set.compared, set.events.size());
+    const int number = set.typeNames.indexOf(dip.name);
+    QCOMPARE(set.counts().value(number), 4); // the snapshot's waveform falls, too
+    QCOMPARE(set.runs.first().count(number), 1);
+    QCOMPARE(set.runs.first().count(5), 0);
+    QVector<EventRow> added;
+    QVERIFY(!addedEvents(*reading.known, set, added));
+    // What was compared stays so when more comes; of a type that is tried no longer nothing stays.
+    data->addEvent(eventAt(data->lastTime(), 3));
+    reading.known = std::make_shared<const RecordSet>(set);
+    set = named(reading);
+    QCOMPARE(set.counts().value(number), 4);
+    QCOMPARE(set.compared, set.events.size());
+    reading.known = std::make_shared<const RecordSet>(set);
+    reading.userTypes.clear();
+    reading.patienceMs = 0;
+    set = named(reading);
+    QCOMPARE(set.counts().value(number), 0);
+    QCOMPARE(set.counts().value(5), 3);
 }
 
 void TestRecordSet::stepMeansAreThoseOfTheSamples()
@@ -134,7 +192,7 @@ void TestRecordSet::searchGoesAcrossBlocks()
     searchRuns(samplesOf(*data), threshold, expected);
     int pieces = 0;
     const SearchResult result = searchAgain(
-        StoreSource(data), readRecords(*data, nullptr, goOn), threshold, [&pieces] { ++pieces; }, goOn);
+        StoreSource(data), readRecords(*data, {}, goOn), threshold, [&pieces] { ++pieces; }, goOn);
     QVERIFY(result.complete);
     QCOMPARE(pieces, data->blockCount());
     QCOMPARE(result.records.runs.size(), expected.size());
@@ -145,7 +203,7 @@ void TestRecordSet::searchGoesAcrossBlocks()
         QCOMPARE(found.end, expected.at(i).end);
         QCOMPARE(found.meanVoltage, expected.at(i).meanVoltage);
         QCOMPARE(found.meanCurrent, expected.at(i).meanCurrent);
-        events += result.records.runs.at(i).events();
+        events += eventsIn(result.records.runs.at(i));
     }
     if (threshold < 200)
         QCOMPARE(events, 2);
@@ -171,7 +229,10 @@ void TestRecordSet::runList()
     const auto data = store(9);
     RunListModel model(nullptr);
     model.setSensors(sensorsOf(data));
+    model.setTypes({5, 11}, eventtype::names());
     QCOMPARE(model.rowCount(), 9);
+    QCOMPARE(model.text({2}).split(QLatin1Char('\n')).value(1).section(QLatin1Char('\t'), -3), // all, and of each type
+             QStringLiteral("2\t1\t1"));
     const auto cell = [&](int row, int column) { return model.index(row, column).data().toString(); };
     const QVector<RunRecord> runs = data->runsInRange(0, ~quint64(0));
     for (int row = 0; row < runs.size(); ++row) {
@@ -206,7 +267,7 @@ void TestRecordSet::eventList()
                  .arg(model.timeAxis().moment(model.eventAt(1)->time)));
     QCOMPARE(model.index(0, EventListModel::Run).data().toString(), QString());
     model.sort(EventListModel::Amplitude, Qt::AscendingOrder);
-    QCOMPARE(model.eventAt(0)->code, 0);
+    QCOMPARE(model.eventAt(0)->typeCode, 0);
     model.setHiddenTypes({QStringLiteral("E23")});
     QCOMPARE(model.rowCount(), 3);
     QCOMPARE(model.rowOf({QStringLiteral("SN1"), origin, 0}), 0);

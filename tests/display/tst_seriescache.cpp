@@ -122,7 +122,7 @@ void TestSeriesCache::aStretchThatDidNotKnowItsCountIsReadOnce()
     cache.refresh(grid);
     QTRY_COMPARE(cache.stretchesRead(), 3);
     source->hideCounts = false;
-    source->addRun({});
+    source->touch();
     cache.refresh(grid);
     m_pool.waitForDone();
     QCoreApplication::sendPostedEvents();

@@ -4,6 +4,9 @@
 #include <QTextStream>
 #include <QtTest>
 
+#include <cmath>
+#include <random>
+
 namespace {
 
 eventType type(const QString &name, double magnitude, qint32 duration, qint32 direction)
@@ -41,6 +44,7 @@ private slots:
     void matches_data();
     void matches();
     void firstMatchNamesTheEvent();
+    void firstAndPeakNeverHideAMatch();
 };
 
 void tst_EventType::textForm()
@@ -166,6 +170,33 @@ void tst_EventType::firstMatchNamesTheEvent()
     QCOMPARE(eventtype::firstMatch(types, samples("0:0 1:7")), QStringLiteral("some"));
     QCOMPARE(eventtype::firstMatch(types, samples("0:0 1:-7")), QStringLiteral("any"));
     QCOMPARE(eventtype::firstMatch(types, {}), QString());
+}
+
+void tst_EventType::firstAndPeakNeverHideAMatch()
+{
+    std::mt19937 random(3);
+    std::uniform_real_distribution<double> volts(-300, 300);
+    int matched = 0;
+    int spared = 0;
+    for (int round = 0; round < 2000; ++round) {
+        QVector<SamplePoint> waveform(40);
+        for (SamplePoint &sample : waveform)
+            sample.voltage = volts(random) * (round % 3 == 0 ? 0.1 : 1);
+        const double first = waveform.first().voltage;
+        double peak = first;
+        for (const SamplePoint &sample : waveform)
+            peak = std::abs(sample.voltage - first) > std::abs(peak - first) ? sample.voltage : peak;
+        const QVector<eventType> types{type(QString(), std::abs(volts(random)) * 4, 0, int(random() % 3))};
+        const bool matches = types.first().matches(waveform);
+        matched += matches;
+        if (!eventtype::canMatch(types, first, peak)) {
+            ++spared;
+            QVERIFY(!matches);
+        }
+    }
+    QVERIFY(matched > 100 && spared > 100);
+    QVERIFY(eventtype::canMatch({type(QString(), 1e9, 0, 2)}, std::nan(""), 0)); // neither is known
+    QVERIFY(!eventtype::canMatch({eventType::builtIn(QStringLiteral("E11"))}, std::nan(""), 0));
 }
 
 QTEST_GUILESS_MAIN(tst_EventType)

@@ -1,14 +1,20 @@
 #pragma once
 
 #include "display/memorysource.h"
+#include "display/recordset.h"
 #include "simulator/processmodel.h"
 
 #include <memory>
 
-/// Fills a source with `seconds` of a simulated chamber that ends at `end`: samples in stretches of 10,000, runs,
-/// events.
-inline std::shared_ptr<MemorySource> demoSource(quint64 end, int seconds, quint64 seed, int rate = 20,
-                                                double arcsPerMinute = 4, int runSeconds = 60)
+/// Samples, runs and events as a plot takes them.
+struct Demo
+{
+    std::shared_ptr<MemorySource> source = std::make_shared<MemorySource>();
+    std::shared_ptr<const RecordSet> records;
+};
+
+/// `seconds` of a simulated chamber that ends at `end`, its samples in stretches of 10,000.
+inline Demo demo(quint64 end, int seconds, quint64 seed, int rate = 20, double arcsPerMinute = 4, int runSeconds = 60)
 {
     ProcessSettings settings;
     settings.seed = seed;
@@ -18,7 +24,9 @@ inline std::shared_ptr<MemorySource> demoSource(quint64 end, int seconds, quint6
     settings.pauseLengthMs = runSeconds * 250;
     settings.firstPauseMs = 4000;
     ProcessModel model(settings);
-    auto source = std::make_shared<MemorySource>();
+    Demo demo;
+    QVector<RunRecord> runs;
+    QVector<EventRecord> records;
     const quint64 base = end - quint64(seconds) * 1000000;
     QVector<SamplePoint> samples;
     QVector<SimulatedEvent> events;
@@ -36,24 +44,25 @@ inline std::shared_ptr<MemorySource> demoSource(quint64 end, int seconds, quint6
         } else if (run.start != 0) {
             run.end = sample.time;
             run.meanVoltage /= std::max(1, samplesOfRun);
-            source->addRun(run);
+            runs.append(run);
             run = {};
             samplesOfRun = 0;
         }
         samples.append(sample);
         if (samples.size() == 10000) {
-            source->add(key++, samples);
+            demo.source->add(key++, samples);
             samples.clear();
         }
     }
     if (!samples.isEmpty())
-        source->add(key, samples);
+        demo.source->add(key, samples);
     for (const SimulatedEvent &simulated : qAsConst(events)) {
         EventRecord event;
         event.time = base + quint64(simulated.timeUs);
         event.typeCode = simulated.typeCode;
         event.snapshot3.time = event.time + 500;
-        source->addEvent(event);
+        records.append(event);
     }
-    return source;
+    demo.records = std::make_shared<const RecordSet>(recordsOf(records, runs));
+    return demo;
 }

@@ -26,10 +26,13 @@ struct Scene
 
 void addSensors(arcPlotDisplay &plot, int count, int seconds)
 {
-    for (int i = 0; i < count; ++i)
-        plot.addSensor(QStringLiteral("SN-00%1").arg(12 + i),
-                       QStringLiteral("SN-00%1 Chamber %2").arg(12 + i).arg(i + 1),
-                       demoSource(end, seconds, quint64(i + 3)), Theme::sensorColour(i));
+    for (int i = 0; i < count; ++i) {
+        const QString serial = QStringLiteral("SN-00%1").arg(12 + i);
+        const Demo shown = demo(end, seconds, quint64(i + 3));
+        plot.addSensor(serial, QStringLiteral("%1 Chamber %2").arg(serial).arg(i + 1), shown.source,
+                       Theme::sensorColour(i));
+        plot.setRecords(serial, shown.records);
+    }
 }
 
 void pointAt(arcPlotDisplay &plot, double x, double y)
