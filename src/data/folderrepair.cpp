@@ -343,6 +343,14 @@ FolderRepair Repairer::run()
 
 } // namespace
 
+SensorIdentity identityOfName(const QString &folderName)
+{
+    const QChar hyphen = QLatin1Char('-');
+    if (!folderName.contains(hyphen))
+        return {folderName, QString()};
+    return {folderName.section(hyphen, 0, -2), folderName.section(hyphen, -1)};
+}
+
 FolderRepair repairFolder(const FolderInspection &inspection, const SensorIdentity &identity,
                           const QString &asideFolder, JobProgress *progress)
 {

@@ -14,6 +14,9 @@ struct SensorIdentity
     QString chamber;
 };
 
+/// What a folder's name tells: serials come with hyphens more often than chambers do, so the last one parts them.
+SensorIdentity identityOfName(const QString &folderName);
+
 /// How the repair of one sensor folder went.
 struct FolderRepair
 {

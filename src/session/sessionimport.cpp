@@ -4,6 +4,7 @@
 #include "data/blockscan.h"
 #include "data/datanames.h"
 #include "data/eventfile.h"
+#include "data/folderrepair.h"
 #include "data/integritycheck.h"
 #include "data/journalcheck.h"
 #include "data/storefiles.h"
@@ -302,8 +303,10 @@ ImportNames proposedNames(const QString &sensorFolder)
     QFile file(sensorFolder + QLatin1Char('/') + datanames::indexFile());
     const QString name = folderName(sensorFolder);
     ImportNames names = journalSensors(QFileInfo(sensorFolder).path()).value(name);
-    if (names.sensor.isEmpty())
-        names = {name.section(QLatin1Char('-'), 0, 0), name.section(QLatin1Char('-'), 1)};
+    if (names.sensor.isEmpty()) {
+        const SensorIdentity identity = identityOfName(name);
+        names = {identity.serial, identity.chamber};
+    }
     if (file.open(QIODevice::ReadOnly)) {
         const IndexContent index = indexfile::read(file.read(64 * 1024));
         if (!index.sensorSerial.isEmpty())

@@ -1,6 +1,7 @@
 #include "base/log.h"
 #include "base/safefile.h"
 #include "data/datanames.h"
+#include "data/folderrepair.h"
 #include "data/integritycheck.h"
 #include "session/exclusivelock.h"
 #include "session/session.h"
@@ -61,8 +62,9 @@ void addUnlistedFolders(const QString &sessionPath, QVector<SessionFileSensor> &
             continue;
         SessionFileSensor line;
         line.folder = name;
-        line.serial = name.section(QLatin1Char('-'), 0, 0);
-        line.chamber = name.section(QLatin1Char('-'), 1);
+        const SensorIdentity identity = identityOfName(name);
+        line.serial = identity.serial;
+        line.chamber = identity.chamber;
         sensors.append(line);
     }
 }

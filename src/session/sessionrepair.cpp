@@ -164,7 +164,7 @@ bool Repairer::repairSensors()
         m_progress->begin(QStringLiteral("Checking and repairing"), units);
     QVector<SessionFileSensor> others; // in folders that the session file does not name
     for (const QString &name : qAsConst(m_content.notListed)) {
-        if (!repairSensor(name, {name.section(QLatin1Char('-'), 0, 0), name.section(QLatin1Char('-'), 1)}))
+        if (!repairSensor(name, identityOfName(name)))
             return false;
         others.append(m_lines.takeLast());
     }

@@ -280,9 +280,9 @@ void TestSessionImport::recoveredFolder()
 {
     source(100);
     QVERIFY(QFile::remove(path("source/index.norvex_session")));
-    QVERIFY(QDir().mkpath(path("source/S7-Etch")));
+    QVERIFY(QDir().mkpath(path("source/SN-07-Etch 1")));
     QVERIFY(QFile::copy(QStringLiteral(NORVEX_TEST_DATA "/blocks/version2.norvexdata"),
-                        path("source/S7-Etch/block_5.norvexdata")));
+                        path("source/SN-07-Etch 1/block_5.norvexdata")));
     for (const char *folder : {"source/s1-pm1", "source/S8;a:b"}) { // what a session file cannot list
         QVERIFY(QDir().mkpath(path(folder)));
         QVERIFY(QFile::copy(QStringLiteral(NORVEX_TEST_DATA "/blocks/version1.norvexdata"),
@@ -295,8 +295,8 @@ void TestSessionImport::recoveredFolder()
     for (const SensorEntry &entry : session->sensors())
         QVERIFY(!allOf(*entry.data).isEmpty());
     QCOMPARE(allOf(*session->store(QStringLiteral("S1"))).size(), 100);
-    QCOMPARE(session->store(QStringLiteral("S7"))->chamberSerial(), QStringLiteral("Etch"));
-    QCOMPARE(allOf(*session->store(QStringLiteral("S7"))).size(), 3);
+    QCOMPARE(session->store(QStringLiteral("SN-07"))->chamberSerial(), QStringLiteral("Etch 1"));
+    QCOMPARE(allOf(*session->store(QStringLiteral("SN-07"))).size(), 3);
     QVERIFY(recoverSession(path("source")).outcome == SessionRepair::Outcome::Locked);
     QVERIFY(QDir().mkpath(path("nothing")));
     QVERIFY(recoverSession(path("nothing")).outcome == SessionRepair::Outcome::NoData);
