@@ -1,6 +1,7 @@
 #include "data/storeloader.h"
 
 #include "base/log.h"
+#include "base/platform.h"
 #include "base/safefile.h"
 #include "data/datanames.h"
 #include "data/folderscan.h"
@@ -86,7 +87,8 @@ bool StoreLoader::restoreBackup()
     const bool indexGone = readWholeFile(backup, readable, indexfile::maximumSize, &reason) &&
                            (!QFile::exists(m_indexPath) || QFile::remove(m_indexPath));
     const bool copied = indexGone && storefiles::copyDurably(backup, m_indexPath, &reason) &&
-                        QFileInfo(m_indexPath).size() == QFileInfo(backup).size();
+                        QFileInfo(m_indexPath).size() == QFileInfo(backup).size() &&
+                        platform::syncFolder(m_folderPath); // else a power loss could leave neither name
     if (!copied || !QFile::remove(backup)) {
         logWarning(QStringLiteral("norvexData::load: cannot put the backup %1 back %2").arg(backup, reason));
         const QMutexLocker saving(&m_store.m_saveLock);

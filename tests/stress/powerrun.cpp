@@ -1,3 +1,6 @@
+#include "data/datanames.h"
+#include "data/indexfile.h"
+#include "data/storefiles.h"
 #include "lostpower.h"
 #include "scene.h"
 
@@ -16,6 +19,20 @@ namespace {
 constexpr int drainMs = 60000;
 constexpr int lossesPerRecording = 400;
 
+/// Of each sensor of a session folder that has one, the index or its backup can be read to its end.
+bool hasWholeIndex(const QString &session)
+{
+    const QStringList folders = QDir(session).entryList({QStringLiteral("*-*")}, QDir::Dirs);
+    return !folders.isEmpty() && std::all_of(folders.begin(), folders.end(), [&session](const QString &folder) {
+        const QString index = session + QLatin1Char('/') + folder + QLatin1Char('/') + datanames::indexFile();
+        const QStringList paths{index, storefiles::backupPath(index)};
+        return std::any_of(paths.begin(), paths.end(), [](const QString &path) {
+            QFile file(path);
+            return file.open(QIODevice::ReadOnly) && indexfile::read(file.readAll()).complete;
+        });
+    });
+}
+
 class PowerRun
 {
 public:
@@ -33,6 +50,7 @@ private:
     Score m_score;
     int m_recordings = 0;
     int m_losses = 0;
+    bool m_indexKept = false; // in this recording, whatever was lost
 };
 
 int PowerRun::run()
@@ -101,6 +119,7 @@ QString PowerRun::playBack(Scene &scene, LostPower &disk, Chance &chance)
     if (clearsBefore < 0)
         return QStringLiteral("the ledger knows fewer clears than were sent");
     history.forgetFirst(clearsBefore);
+    m_indexKept = false;
     QVector<int> moments;
     for (int i = 0; i < lossesPerRecording; ++i)
         moments.append(chance.below(trace.size() + 1));
@@ -128,6 +147,11 @@ QString PowerRun::lose(const LostPower &disk, const ClearHistory &history, const
     if (!disk.writeTo(target, fate, chance))
         return QStringLiteral("(cannot write %1)").arg(target);
     ++m_losses;
+    // The files would make a new index, but without the order and the choices that only the old one knows.
+    const bool wholeIndex = hasWholeIndex(target);
+    m_indexKept = m_indexKept || (wholeIndex && fate == LostPower::Fate::NothingKept);
+    if (m_indexKept && !wholeIndex)
+        return QStringLiteral("neither an index nor its backup is whole, fate %1").arg(int(fate));
     const LedgerSnapshot ledger = history.after(disk.clears());
     if (!Session::holdsSession(target))
         return disk.clears() == 0 ? QString() : QStringLiteral("there is no session any more");
