@@ -104,6 +104,7 @@ private:
     void takeFrame(const QByteArray &data);
     void takeSamples(const QByteArray &data, const QUrl &url);
     void takeEvent(const QByteArray &data, const QUrl &url);
+    bool isAskedAgain(quint64 index);
     void storeEvent(const QByteArray &data);
     void takeConfiguration(const QByteArray &data);
     void takeRecipe(const QByteArray &data);
@@ -142,7 +143,10 @@ private:
     std::optional<qint32> m_fifoResets;
     qint64 m_uptimeMs = -1;            // as of m_statusArrivedMs
     std::optional<quint64> m_cutIndex; // of a sample page that was asked for again because it ended early
-    QSet<int> m_failedPages;           // whose next failure does not cost the connection
+    std::optional<qint64> m_shortEventSinceMs;
+    std::optional<quint64> m_shortEvent;
+    bool m_shortEventsAreMeant = false;
+    QSet<int> m_failedPages; // whose next failure does not cost the connection
 
     TimeBaseCandidate m_candidate;
     TimeLineKeeper m_timeLines;

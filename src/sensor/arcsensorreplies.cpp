@@ -5,6 +5,14 @@
 #include "sensor/arcsensorprivate.h"
 #include "sensor/samplepage.h"
 
+#include <utility>
+
+namespace {
+
+constexpr qint64 shortEventReplies = 25; // as long as so many replies take at most
+
+} // namespace
+
 void arcSensor::Private::takeReply(const QByteArray &data, const QUrl &url)
 {
     const eMessage kind = sensorrequest::classify(url);
@@ -236,11 +244,31 @@ void arcSensor::Private::takeEvent(const QByteArray &data, const QUrl &url)
     m_event.decode(data, m_timeLines.line().baseUs);
     if (m_event.missingBytes > 0)
         logDebug(QStringLiteral("arcSensor: event record %1 is %2 bytes short").arg(*index).arg(m_event.missingBytes));
+    if (isAskedAgain(*index)) {
+        nothingTaken();
+        return;
+    }
     if (eventtype::code(m_event.typeName) < 0)
         logDebug(QStringLiteral("Invalid event type received: %1").arg(m_event.typeName));
     else
         storeEvent(data);
     m_plan.eventTaken(m_event.time);
+}
+
+/// A short record is what a bad link leaves of a good one, so it is asked for again as long as that may last. A sensor
+/// that still sends short ones then means them: from then on each is asked for twice.
+bool arcSensor::Private::isAskedAgain(quint64 index)
+{
+    if (m_event.missingBytes == 0) {
+        m_shortEventSinceMs.reset();
+        return false;
+    }
+    const qint64 now = m_clock.steadyMs();
+    if (!m_shortEventSinceMs)
+        m_shortEventSinceMs = now;
+    m_shortEventsAreMeant =
+        m_shortEventsAreMeant || now - *m_shortEventSinceMs > shortEventReplies * m_timings.replyTimeout;
+    return !m_shortEventsAreMeant || std::exchange(m_shortEvent, index) != index;
 }
 
 void arcSensor::Private::storeEvent(const QByteArray &data)

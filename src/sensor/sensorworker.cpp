@@ -29,6 +29,13 @@ bool isSuccess(const QNetworkReply &reply)
     return code == 200 || (sensorrequest::isUpload(reply.url()) && code / 100 == 2);
 }
 
+/// Whether the body is what was asked for: nobody asks for a compressed one.
+bool isPlain(const QNetworkReply &reply)
+{
+    const QByteArray encoding = reply.rawHeader("Content-Encoding").trimmed().toLower();
+    return encoding.isEmpty() || encoding == "identity";
+}
+
 /// Whether the body is the one that the header announced. A body without a length cannot be judged here.
 bool hasAnnouncedLength(const QNetworkReply &reply, qint64 received)
 {
@@ -223,7 +230,7 @@ void SensorWorker::replyReceived()
     collect();
     if (exchange.reply != reply)
         return;
-    if (!isSuccess(*reply)) {
+    if (!isSuccess(*reply) || !isPlain(*reply)) {
         replyError(QNetworkReply::UnknownContentError);
         return;
     }

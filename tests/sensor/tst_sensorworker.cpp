@@ -195,7 +195,7 @@ void TestSensorWorker::outcomes_data()
     row("more than announced", raw("HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabcdef"), "reply 2 abc");
     row("no HTTP", raw("SSH-2.0-x\r\n"), "error 2");
     row("compressed all the same", raw("HTTP/1.1 200 OK\r\nContent-Encoding: gzip\r\nContent-Length: 3\r\n\r\nabc"),
-        "reply 2 abc");
+        "error 2 abc");
     row("length of 10^14", raw("HTTP/1.1 200 OK\r\nContent-Length: 100000000000000\r\n\r\nabc"), "time-out 2");
     row("silence", PeerAnswer::silence(), "time-out 2");
     PeerAnswer drip = PeerAnswer::ok("a long answer, one byte at a time");
