@@ -22,6 +22,19 @@ QWidget *group(std::initializer_list<QWidget *> widgets)
         layout->addWidget(widget);
     return box;
 }
+/// A pressed look alone is hardly seen in the dark theme.
+void showChecked(QAbstractButton *button, bool checked)
+{
+    button->setChecked(checked);
+    QPalette colours;
+    if (checked && button->isEnabled()) {
+        colours = button->parentWidget()->palette();
+        colours.setColor(QPalette::Button, colours.color(QPalette::Highlight));
+        colours.setColor(QPalette::ButtonText, colours.color(QPalette::HighlightedText));
+    }
+    if (button->palette() != colours)
+        button->setPalette(colours);
+}
 } // namespace
 
 const std::vector<PlotToolBar::Preset> &PlotToolBar::presets()
@@ -158,13 +171,13 @@ void PlotToolBar::show(const PlotModel &model)
     // A paused view belongs to no preset.
     m_spans->setExclusive(false);
     for (QAbstractButton *preset : m_spans->buttons())
-        preset->setChecked(model.view.isFollowing() &&
-                           presets()[std::size_t(m_spans->id(preset))].span == model.view.span());
+        showChecked(preset,
+                    model.view.isFollowing() && presets()[std::size_t(m_spans->id(preset))].span == model.view.span());
     m_spans->setExclusive(true);
     const QString status = model.view.statusText();
     if (m_follow->text() != status)
         m_follow->setText(status);
-    m_follow->setChecked(model.view.isFollowing());
     m_follow->setEnabled(!model.view.data().isEmpty());
+    showChecked(m_follow, model.view.isFollowing());
     m_timeMode->setCurrentIndex(m_timeMode->findData(int(model.timeAxis.mode())));
 }
