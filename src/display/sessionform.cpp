@@ -103,6 +103,7 @@ SessionForm::SessionForm(const DisplayContext &context, QWidget *parent)
     connect(&m_context.filter, &eventFilter::newFilter, this, &SessionForm::setCurrentFilter);
     connect(&m_context.dictionary, &eventTypeNames::dictionaryUpdated, this, &SessionForm::typeDictionaryUpdated);
     connect(&m_context.theme, &Theme::changed, this, &SessionForm::typeDictionaryUpdated); // the colours
+    connect(&m_context.theme, &Theme::changed, this, &SessionForm::showChooser);
     connect(m_plot, &arcPlotDisplay::timeFrameSelected, this, &SessionForm::plotWindowSelected);
     connect(m_views, &SessionViews::pageRequested, this, &SessionForm::viewRequested);
     connect(m_views, &SessionViews::overlayTableUpdated, this, &SessionForm::overlayTableUpdated);
@@ -259,13 +260,19 @@ void SessionForm::announceSensors()
         sensors.append(ViewSensor{card->serial(), shownName(*card), card->store(), keptColour(card->serial()),
                                   m_displayed.contains(card)});
     m_views->setSensors(sensors);
+    showChooser();
+    showEmptyState();
+}
+
+void SessionForm::showChooser()
+{
     QVector<SensorChooser::Entry> displayed;
     for (dataObjectWidget *card : qAsConst(m_cards)) {
         if (m_displayed.contains(card))
-            displayed.append({card->serial(), shownName(*card), card->colour()});
+            displayed.append(
+                {card->serial(), shownName(*card), m_context.theme.labelColour(keptColour(card->serial()))});
     }
     m_chooser->setSensors(displayed, displayedSensor() ? displayedSensor()->serial() : QString());
-    showEmptyState();
 }
 
 /// It becomes the one that was switched on last.

@@ -90,6 +90,7 @@ private:
     void sensorReady(arcSensor *sensor, const QString &serial);
     void showEmptyState();
     void announceSensors();
+    void showChooser();
     void chooseDisplayed(const QString &serial);
     SensorDialog::Surroundings dialogSurroundings() const;
     void openSensorDialog(SensorDialog *dialog);

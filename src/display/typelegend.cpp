@@ -67,11 +67,11 @@ void TypeLegend::show(const QVector<Entry> &entries, const Theme &theme)
             tr("%1, %2, %3").arg(entry.name).arg(entry.count).arg(entry.shown ? tr("shown") : tr("hidden")));
         button->setToolTip(
             (entry.shown ? tr("Hide %1 in every view") : tr("Show %1 in every view")).arg(entry.name.toHtmlEscaped()));
-        QPalette colours = theme.palette();
-        colours.setColor(QPalette::ButtonText, entry.shown ? theme.text() : theme.frame());
-        button->setPalette(colours);
-        button->setStyleSheet(QStringLiteral("QToolButton { border: none; padding: 1px 4px; background: transparent; }"
-                                             "QToolButton:hover, QToolButton:focus { text-decoration: underline; }"));
+        // A style sheet takes no colour from the palette.
+        button->setStyleSheet(QStringLiteral("QToolButton { border: none; padding: 1px 4px; background: transparent; "
+                                             "color: %1; }"
+                                             "QToolButton:hover, QToolButton:focus { text-decoration: underline; }")
+                                  .arg((entry.shown ? theme.text() : theme.mutedText()).name()));
     }
     updateGeometry();
 }
