@@ -1,6 +1,5 @@
 #include "session/sessioncopy.h"
 
-#include "base/crc32c.h"
 #include "base/jobprogress.h"
 #include "base/platform.h"
 #include "base/safefile.h"
@@ -11,6 +10,8 @@
 #include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
+
+#include <cstring>
 
 namespace {
 
@@ -24,31 +25,33 @@ bool belongsToCopy(const QString &name)
     return !SafeFile::isTemporaryName(name) && !name.contains(QLatin1String(".bakup"));
 }
 
-/// The checksum of a file's bytes; false when it cannot be read.
-bool checksum(const QString &path, QByteArray &buffer, quint32 &sum, qint64 &size, QString &reason)
+/// Reads a copy back beside the file it was made of. False and a reason when they are not the same.
+bool compare(const QString &from, const QString &to, QByteArray &buffer, QByteArray &other, QString &reason)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
-        reason = file.errorString();
+    QFile source(from);
+    QFile copy(to);
+    for (QFile *file : {&source, &copy}) {
+        if (file->open(QIODevice::ReadOnly | QIODevice::Unbuffered))
+            continue;
+        reason = file->errorString();
         return false;
     }
-    sum = 0;
-    size = 0;
     while (true) {
-        const qint64 got = file.read(buffer.data(), buffer.size());
-        if (got == 0)
-            return true;
-        if (got < 0) {
-            reason = file.errorString();
+        const qint64 got = source.read(buffer.data(), buffer.size());
+        const qint64 gotCopy = copy.read(other.data(), other.size());
+        if (got != gotCopy || got < 0 || std::memcmp(buffer.constData(), other.constData(), size_t(got)) != 0) {
+            reason = got < 0       ? source.errorString()
+                     : gotCopy < 0 ? copy.errorString()
+                                   : QStringLiteral("it is not the same");
             return false;
         }
-        sum = crc32c(buffer.constData(), got, sum);
-        size += got;
+        if (got == 0)
+            return true;
     }
 }
 
-/// Writes a copy and syncs it; `sum` is that of the bytes that were read.
-bool writeCopy(const QString &from, const QString &to, QByteArray &buffer, quint32 &sum, qint64 &size, QString &reason)
+/// Writes a copy and syncs it.
+bool writeCopy(const QString &from, const QString &to, QByteArray &buffer, qint64 &size, QString &reason)
 {
     QFile source(from);
     QFile target(to);
@@ -60,7 +63,6 @@ bool writeCopy(const QString &from, const QString &to, QByteArray &buffer, quint
         return fail(source);
     if (!target.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Unbuffered))
         return fail(target);
-    sum = 0;
     size = 0;
     while (true) {
         const qint64 got = source.read(buffer.data(), buffer.size());
@@ -70,7 +72,6 @@ bool writeCopy(const QString &from, const QString &to, QByteArray &buffer, quint
             break;
         if (!writeAll(target, buffer.constData(), got, &reason))
             return false;
-        sum = crc32c(buffer.constData(), got, sum);
         size += got;
     }
     target.setFileTime(QFileInfo(from).lastModified(), QFileDevice::FileModificationTime);
@@ -84,7 +85,7 @@ bool writeCopy(const QString &from, const QString &to, QByteArray &buffer, quint
 
 SessionCopy::SessionCopy(const QString &from, const QString &to, JobProgress *progress)
     : m_from(QDir(from).absolutePath()), m_to(QDir(to).absolutePath()), m_progress(progress),
-      m_buffer(pieceSize, Qt::Uninitialized)
+      m_buffer(pieceSize, Qt::Uninitialized), m_other(pieceSize, Qt::Uninitialized)
 {}
 
 bool SessionCopy::stop(Kind kind, const QString &reason)
@@ -152,18 +153,13 @@ bool SessionCopy::copyFile(const Task &task)
 {
     const QString from = m_from + QLatin1Char('/') + task.name;
     const QString to = m_to + QLatin1Char('/') + task.name;
-    quint32 sum = 0;
-    quint32 readBack = 0;
     qint64 size = 0;
-    qint64 sizeBack = 0;
     QString reason;
     m_madeFiles.append(to);
-    if (!writeCopy(from, to, m_buffer, sum, size, reason))
+    if (!writeCopy(from, to, m_buffer, size, reason))
         return stop(Kind::Failed, QStringLiteral("Cannot copy %1: %2").arg(task.name, reason));
-    if (!checksum(to, m_buffer, readBack, sizeBack, reason))
-        return stop(Kind::Failed, QStringLiteral("Cannot read the copy of %1: %2").arg(task.name, reason));
-    if (readBack != sum || sizeBack != size)
-        return stop(Kind::Failed, QStringLiteral("The copy of %1 is not the same").arg(task.name));
+    if (!compare(from, to, m_buffer, m_other, reason))
+        return stop(Kind::Failed, QStringLiteral("The copy of %1 cannot be trusted: %2").arg(task.name, reason));
     ++m_outcome.files;
     m_outcome.bytes += size;
     return true;

@@ -58,7 +58,8 @@ private:
     const QString m_from;
     const QString m_to;
     JobProgress *const m_progress;
-    QByteArray m_buffer; // one for all files
+    QByteArray m_buffer; // these two for all files
+    QByteArray m_other;
     CopyOutcome m_outcome;
     QStringList m_madeFolders; // outermost first
     QStringList m_madeFiles;
