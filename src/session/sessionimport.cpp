@@ -113,10 +113,10 @@ bool Importer::inspect()
         return stop(Kind::Cancelled);
     if (isFolder && !QFileInfo(m_source).isDir())
         return stop(Kind::Failed, QStringLiteral("The folder %1 is not there any more").arg(m_source));
-    m_outcome.hadIndex =
-        m_found.blocks.isEmpty() || QFile::exists(m_source + QLatin1Char('/') + datanames::indexFile());
+    const bool hasIndex = QFile::exists(m_source + QLatin1Char('/') + datanames::indexFile());
+    m_outcome.hadIndex = hasIndex || m_found.blocks.isEmpty();
     const IntegrityReport report = reportOf(m_found);
-    if (m_outcome.hadIndex && isFolder)
+    if (hasIndex)
         m_outcome.problems = report.problems;
     for (const FileFinding &finding : report.findings) {
         if (finding.state != FileState::Unlisted)
