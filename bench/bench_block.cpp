@@ -202,10 +202,5 @@ int main(int argc, char **argv)
         [](benchmark::State &state) { insertPages(state, halfLate(makeSamples(blockSize))); },
         [](benchmark::State &state) { pushBack(state, halfLate(makeSamples(blockSize))); });
     bench::compare("find 1,000 of 1,000,000 samples", 0.8, "memcpy of the result", searchBlock, copyResult);
-    bench::growth("insert samples in order", 1000,
-                  [](benchmark::State &state) { insertPages(state, makeSamples(static_cast<int>(state.range(0)))); });
-    bench::growth("insert samples, every second late", 1000, [](benchmark::State &state) {
-        insertPages(state, halfLate(makeSamples(static_cast<int>(state.range(0)))));
-    });
     return bench::run(argc, argv);
 }

@@ -1,16 +1,19 @@
 #include "compare.h"
-#include "data/norvexdata.h"
 #include "recipe/sensorconfiguration.h"
-#include "sensor/arcsensor.h"
+#include "session/recorder.h"
+#include "session/session.h"
 
 #include <QCoreApplication>
 #include <QEventLoop>
+#include <QFile>
 #include <QProcess>
 #include <QTcpServer>
 #include <QTcpSocket>
+#include <QTemporaryDir>
 #include <QThread>
 #include <QTimer>
 
+#include <atomic>
 #include <ctime>
 #include <memory>
 #include <vector>
@@ -19,16 +22,34 @@ namespace {
 
 constexpr int framePoints = 2000;
 constexpr int requestsPerRound = 100;
+constexpr int savePeriodMs = 1000; // a save in every round
+
+/// A number that two processes share.
+class SharedCount
+{
+public:
+    SharedCount(const QString &path, bool create) : m_file(path)
+    {
+        if (m_file.open(QIODevice::ReadWrite) && (!create || m_file.resize(sizeof(qint64))))
+            m_count = reinterpret_cast<std::atomic<qint64> *>(m_file.map(0, sizeof(qint64)));
+    }
+    bool isThere() const { return m_count != nullptr; }
+    std::atomic<qint64> &operator*() const { return *m_count; }
+
+private:
+    QFile m_file;
+    std::atomic<qint64> *m_count = nullptr;
+};
 
 /// Sensors that answer at once from prepared pages: every frame holds 2,000 new samples. They live in a process of
-/// their own, so that the time measured is that of the recorder alone.
+/// their own, so that the time measured is that of the recorder alone, and count what they were asked.
 class Peers
 {
 public:
-    explicit Peers(int count)
+    Peers(int count, const QString &countPath) : m_requests(countPath, false)
     {
-        for (int i = 0; i < count; ++i) {
-            m_servers.push_back(std::make_unique<Peer>());
+        for (int i = 0; i < count && m_requests.isThere(); ++i) {
+            m_servers.push_back(std::make_unique<Peer>(*m_requests));
             std::printf("%d\n", int(m_servers.back()->server.serverPort()));
         }
         std::fflush(stdout);
@@ -37,7 +58,7 @@ public:
 private:
     struct Peer
     {
-        Peer()
+        explicit Peer(std::atomic<qint64> &count) : requests(count)
         {
             server.listen(QHostAddress::LocalHost);
             QObject::connect(&server, &QTcpServer::newConnection, &server, [this] {
@@ -55,7 +76,7 @@ private:
         {
             QByteArray body = "{}";
             if (line.contains("info.cgi"))
-                body = "{\n\"serial_number\":\"SN\"\n}";
+                body = "{\n\"serial_number\":\"SN" + QByteArray::number(server.serverPort()) + "\"\n}";
             else if (line.contains("status.cgi"))
                 body = "{\"uptime\":\"99999999\",\"fifo_resets\":0}";
             else if (line.contains("frame.cgi"))
@@ -65,6 +86,7 @@ private:
             else if (line.contains("config.cgi"))
                 body = SensorConfiguration().configToJSON().replace("signalLock", "signal_lock");
             socket->write("HTTP/1.1 200 OK\r\nContent-Length: " + QByteArray::number(body.size()) + "\r\n\r\n" + body);
+            ++requests;
         }
 
         QByteArray frame(bool clear)
@@ -91,72 +113,89 @@ private:
             return page + "}\n";
         }
 
+        std::atomic<qint64> &requests;
         QTcpServer server;
         int first = 1000;
     };
 
+    SharedCount m_requests;
     std::vector<std::unique_ptr<Peer>> m_servers;
 };
 
-/// Connections that download without end, each into a store of its own.
-class Recorders
+/// A recorder that downloads from so many sensors without end, journals and saves.
+class Recording
 {
 public:
-    explicit Recorders(int count)
+    explicit Recording(int count) : m_count(count), m_requests(m_folder.filePath(QStringLiteral("requests")), true)
     {
-        m_peers.start(QCoreApplication::applicationFilePath(), {QStringLiteral("--peers"), QString::number(count)});
-        while (int(m_links.size()) < count && (m_peers.canReadLine() || m_peers.waitForReadyRead(5000))) {
-            while (m_peers.canReadLine())
-                add(quint16(m_peers.readLine().trimmed().toUInt()));
+        m_session = Session::create(m_folder.filePath(QStringLiteral("session")), nullptr);
+        Recorder::Options options;
+        options.savePeriodMs = savePeriodMs;
+        options.lockFolder = m_folder.filePath(QStringLiteral("locks"));
+        m_recorder = std::make_unique<Recorder>(m_session.get(), options);
+        m_peers.start(QCoreApplication::applicationFilePath(), {QStringLiteral("--peers"), QString::number(count),
+                                                                m_folder.filePath(QStringLiteral("requests"))});
+        int found = 0;
+        while (found < count && (m_peers.canReadLine() || m_peers.waitForReadyRead(5000))) {
+            while (m_peers.canReadLine()) {
+                m_recorder->addSensor(QStringLiteral("127.0.0.1"), quint16(m_peers.readLine().trimmed().toUInt()),
+                                      QStringLiteral("Etch"));
+                ++found;
+            }
         }
+        while (m_requests.isThere() && found == count && m_session->sensors().size() < count)
+            QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
     }
 
-    ~Recorders()
+    ~Recording()
     {
-        m_links.clear();
+        m_recorder->stop();
         m_peers.kill();
         m_peers.waitForFinished();
     }
 
-    /// Runs until every sensor was asked so many times more.
-    void download(qint64 pages)
+    /// Runs until every sensor, on average, was asked so many times more. Gives the requests.
+    qint64 download(int perSensor)
     {
-        const qint64 until = m_pages + pages * qint64(m_links.size());
+        const qint64 before = *m_requests;
         QEventLoop loop;
         const auto check = [&] {
-            if (m_pages >= until)
+            if (*m_requests >= before + qint64(perSensor) * m_count)
                 loop.quit();
         };
         QTimer timer;
+        timer.setTimerType(Qt::PreciseTimer);
         QObject::connect(&timer, &QTimer::timeout, &loop, check);
         timer.start(5);
         loop.exec();
+        return *m_requests - before;
     }
 
 private:
-    void add(quint16 port)
-    {
-        m_stores.push_back(std::make_shared<norvexData>());
-        m_links.push_back(std::make_unique<arcSensor>(QStringLiteral("127.0.0.1"), port));
-        m_links.back()->setStore(m_stores.back());
-        QObject::connect(m_links.back().get(), &arcSensor::downloadStatus, m_links.back().get(), [this] { ++m_pages; });
-    }
-
+    const int m_count;
+    QTemporaryDir m_folder;
+    SharedCount m_requests;
+    std::unique_ptr<Session> m_session;
+    std::unique_ptr<Recorder> m_recorder;
     QProcess m_peers;
-    std::vector<std::shared_ptr<norvexData>> m_stores;
-    std::vector<std::unique_ptr<arcSensor>> m_links;
-    qint64 m_pages = 0;
 };
 
 void requests(benchmark::State &state, int sensors)
 {
-    Recorders recorders(sensors);
-    recorders.download(10);
-    const std::clock_t before = std::clock();
+    Recording recording(sensors);
+    recording.download(20);
     for (auto _ : state)
-        recorders.download(requestsPerRound);
-    const double cpu = double(std::clock() - before) / CLOCKS_PER_SEC;
-    state.counters["cpu_ms_per_request"] = 1000 * cpu / double(state.iterations() * requestsPerRound * sensors);
+        recording.download(requestsPerRound);
+}
+
+/// Of all threads: link, decoding, store, journal and saves.
+double cpuMsPerRequest(int sensors)
+{
+    Recording recording(sensors);
+    recording.download(20);
+    const std::clock_t before = std::clock();
+    const qint64 done = recording.download(3 * requestsPerRound);
+    return 1000.0 * double(std::clock() - before) / CLOCKS_PER_SEC / double(done);
 }
 
 /// The tick itself: so many intervals of 10 ms.
@@ -171,19 +210,18 @@ void ticks(benchmark::State &state)
 int main(int argc, char **argv)
 {
     QCoreApplication app(argc, argv);
-    if (argc == 3 && QByteArray(argv[1]) == "--peers") {
-        const Peers peers(QByteArray(argv[2]).toInt());
+    if (argc == 4 && QByteArray(argv[1]) == "--peers") {
+        const Peers peers(QByteArray(argv[2]).toInt(), QString::fromLocal8Bit(argv[3]));
         return QCoreApplication::exec();
     }
     qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {});
-    bench::compare(
-        "100 data pages of one sensor, saving apart", 0.98, "100 ticks of 10 ms",
-        [](benchmark::State &state) { requests(state, 1); }, ticks);
-    bench::compare(
-        "100 data pages of each of 16 sensors", 0.98, "100 ticks of 10 ms",
-        [](benchmark::State &state) { requests(state, 16); }, ticks);
-    bench::compare(
-        "100 data pages of each of 64 sensors", 0.9, "100 ticks of 10 ms",
-        [](benchmark::State &state) { requests(state, 64); }, ticks);
+    for (const auto &[sensors, goal] : {std::pair{1, 0.98}, std::pair{16, 0.98}, std::pair{64, 0.9}}) {
+        const std::string who = sensors == 1 ? "one sensor" : "each of " + std::to_string(sensors) + " sensors";
+        bench::compare(
+            "100 requests of " + who + ", saving", goal, "100 ticks of 10 ms",
+            [sensors = sensors](benchmark::State &state) { requests(state, sensors); }, ticks);
+    }
+    bench::atMost("CPU of a request, 16 sensors", 0.4, "ms", [](benchmark::State &) { return cpuMsPerRequest(16); });
+    bench::atMost("CPU of a request, 64 sensors", 0.4, "ms", [](benchmark::State &) { return cpuMsPerRequest(64); });
     return bench::run(argc, argv);
 }

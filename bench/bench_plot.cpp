@@ -1,19 +1,21 @@
 #include "compare.h"
+#include "data/norvexdata.h"
 #include "data/samplepoint.h"
 #include "data/seriesblock.h"
 #include "data/valuetype.h"
 #include "display/plotfigure.h"
+#include "display/storesource.h"
 
 #include <QApplication>
+#include <QDir>
+#include <QTemporaryDir>
 #include <QThreadPool>
 #include <qwt_plot_canvas.h>
 #include <qwt_plot_curve.h>
 #include <qwt_plot_grid.h>
 
 #include <cmath>
-#include <cstdio>
-#include <numeric>
-#include <random>
+#include <ctime>
 
 // One frame of panning a view of ten million samples, 1200 pixels wide.
 
@@ -25,6 +27,7 @@ constexpr int blockSize = 10000;
 constexpr int blockCount = 1000;
 constexpr quint64 total = quint64(blockSize) * blockCount;
 constexpr int width = 1200;
+constexpr int storedBlocks = 100;
 
 double valueOf(quint64 index)
 {
@@ -60,16 +63,47 @@ public:
     mutable std::atomic<int> reads{0};
 };
 
-TimeRange panned(int frame)
+/// A hundred blocks in files, and only the newest of them in memory.
+struct StoredBlocks
 {
-    const quint64 shift = quint64(frame % 100) * 7 * step * 1000;
-    return {start + shift, start + shift + total * step};
+    StoredBlocks()
+    {
+        store->setFolderName(QStringLiteral("S"));
+        QDir(folder.path()).mkdir(QStringLiteral("S"));
+        QVector<SamplePoint> samples(blockSize);
+        for (quint64 i = 0; i < storedBlocks; ++i) {
+            ComputedSource().readSamples(quintptr(i + 1), 0, 0, samples);
+            store->addSamples(samples);
+        }
+        saved = store->save(folder.path());
+        unload();
+    }
+    void unload() const { store->unloadIdleBlocks(true); }
+    int loaded() const
+    {
+        int count = 0;
+        for (const auto &block : store->blocks())
+            count += block->isLoaded() ? 1 : 0;
+        return count;
+    }
+
+    QTemporaryDir folder;
+    std::shared_ptr<norvexData> store = std::make_shared<norvexData>();
+    bool saved = false;
+};
+
+/// All of so many samples, moved to the side a little.
+TimeRange panned(quint64 samples, int frame)
+{
+    const quint64 shift = quint64(frame % 100) * 7 * step * (samples / 10000);
+    return {start + shift, start + shift + samples * step};
 }
 
 /// A figure of `width` canvas pixels over the samples, filled once.
 struct OurPlot
 {
-    OurPlot() : theme(Theme::Kind::Light), source(std::make_shared<ComputedSource>())
+    OurPlot(const std::shared_ptr<const PlotSource> &source, int stretches, quint64 count)
+        : theme(Theme::Kind::Light), samples(count)
     {
         auto sensor = std::make_unique<PlotSensor>();
         sensor->colour = Theme::sensorColour(0);
@@ -77,52 +111,77 @@ struct OurPlot
         sensor->series->setQuantities({Voltage});
         model.sensors.push_back(std::move(sensor));
         SeriesCache &series = *model.sensors.front()->series;
-        while (series.stretchesRead() < blockCount) {
-            series.refresh(ColumnGrid(start, start + total * step, width));
+        while (series.stretchesRead() < stretches) {
+            series.refresh(all());
             QCoreApplication::processEvents(QEventLoop::AllEvents, 1);
         }
         figure.resize(width + 100, 600);
         figure.QWidget::show();
         QCoreApplication::processEvents(); // from here on it paints
-        model.view.setVisible(panned(0), 0);
+        model.view.setVisible(panned(samples, 0), 0);
         model.update();
         figure.show(model, theme);
-        std::printf("series cache of %llu samples: %lld MB\n", static_cast<unsigned long long>(total),
-                    static_cast<long long>(series.memory() >> 20));
     }
+    ColumnGrid all() const { return {start, start + samples * step, width}; }
     void frame(int number)
     {
-        model.view.setVisible(panned(number), 0);
+        model.view.setVisible(panned(samples, number), 0);
         model.update();
         figure.show(model, theme);
         figure.plotCanvas()->repaint();
     }
+    /// The pixel columns whose least or greatest value is not the true one.
+    int wrongColumns() const
+    {
+        const ColumnGrid grid = all();
+        std::vector<ValueRange> expected(width);
+        for (quint64 i = 0; i < samples; ++i)
+            expected[std::size_t(grid.columnOf(start + i * step))].add(float(valueOf(i)));
+        const PixelColumns columns = model.sensors.front()->series->columns(Voltage, grid);
+        int wrong = 0;
+        for (std::size_t i = 0; i < expected.size(); ++i)
+            wrong += columns[i].values.low == expected[i].low && columns[i].values.high == expected[i].high ? 0 : 1;
+        return wrong;
+    }
 
     QThreadPool pool;
     Theme theme;
-    std::shared_ptr<ComputedSource> source;
+    const quint64 samples;
     PlotModel model;
     PlotFigure figure;
 };
 
-std::unique_ptr<OurPlot> sharedPlot; // ends before the application does
-
-OurPlot &ourPlot()
+/// What the rows share; it ends before the application does.
+struct Plots
 {
-    if (!sharedPlot)
-        sharedPlot = std::make_unique<OurPlot>();
-    return *sharedPlot;
-}
+    std::shared_ptr<ComputedSource> computed = std::make_shared<ComputedSource>();
+    OurPlot large{computed, blockCount, total};
+    StoredBlocks stored;
+    OurPlot ofBlocks{std::make_shared<StoreSource>(stored.store), storedBlocks, quint64(storedBlocks) * blockSize};
+    int wrongColumns = large.wrongColumns();
+};
 
-void panOurs(benchmark::State &state)
+void panOurs(benchmark::State &state, Plots &plots)
 {
-    OurPlot &plot = ourPlot();
-    const int readsBefore = plot.source->reads;
+    const int readsBefore = plots.computed->reads;
     int number = 0;
     for (auto _ : state)
-        plot.frame(++number);
-    if (plot.source->reads != readsBefore)
+        plots.large.frame(++number);
+    if (plots.computed->reads != readsBefore)
         state.SkipWithError("a block was read at full zoom-out");
+    if (plots.wrongColumns > 0)
+        state.SkipWithError("an extreme of a pixel column is not the true one");
+}
+
+void panUnloaded(benchmark::State &state, Plots &plots)
+{
+    plots.stored.unload();
+    int number = 0;
+    for (auto _ : state)
+        plots.ofBlocks.frame(++number);
+    plots.ofBlocks.pool.waitForDone();
+    if (!plots.stored.saved || plots.stored.loaded() > 1)
+        state.SkipWithError("a block was loaded at full zoom-out");
 }
 
 void panPlain(benchmark::State &state, bool withCurve)
@@ -144,7 +203,7 @@ void panPlain(benchmark::State &state, bool withCurve)
     QCoreApplication::processEvents();
     int number = 0;
     for (auto _ : state) {
-        const TimeRange range = panned(++number);
+        const TimeRange range = panned(total, ++number);
         plot.setAxisScale(QwtPlot::xBottom, double(range.from), double(range.to));
         plot.replot();
         canvas->repaint();
@@ -161,28 +220,19 @@ QVector<SamplePoint> someSamples()
     return samples;
 }
 
-void appendOurs(benchmark::State &state)
+/// Nanoseconds of the processor a sample, in pages as they are downloaded.
+double upkeepNs()
 {
+    constexpr int rounds = 100;
     const QVector<SamplePoint> samples = someSamples();
-    for (auto _ : state) {
+    const std::clock_t before = std::clock();
+    for (int round = 0; round < rounds; ++round) {
         SeriesBlock block({Voltage});
         for (int i = 0; i < blockSize; i += 20)
             block.append(samples.constData() + i, 20);
         benchmark::DoNotOptimize(block);
     }
-    state.counters["ns_per_sample"] = benchmark::Counter(double(state.iterations()) * blockSize * 1e-9,
-                                                         benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
-}
-
-void appendPoints(benchmark::State &state)
-{
-    const QVector<SamplePoint> samples = someSamples();
-    for (auto _ : state) {
-        QVector<QPointF> points;
-        for (const SamplePoint &sample : samples)
-            points.append({double(sample.time), sample.voltage});
-        benchmark::DoNotOptimize(points);
-    }
+    return 1e9 * double(std::clock() - before) / CLOCKS_PER_SEC / (double(rounds) * blockSize);
 }
 
 } // namespace
@@ -191,12 +241,15 @@ int main(int argc, char **argv)
 {
     qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication application(argc, argv);
-    bench::compare("pan 10 million samples", 200, "raw Qwt curve", panOurs,
+    Plots plots;
+    const auto pan = [&plots](benchmark::State &state) { panOurs(state, plots); };
+    const auto panEmpty = [](benchmark::State &state) { panPlain(state, false); };
+    bench::compare("pan 10 million samples", 200, "raw Qwt curve", pan,
                    [](benchmark::State &state) { panPlain(state, true); });
-    bench::compare("pan 10 million samples, frame", 0.4, "empty Qwt plot", panOurs,
-                   [](benchmark::State &state) { panPlain(state, false); });
-    bench::compare("pyramid upkeep, 10,000 samples", 0.25, "QVector of points", appendOurs, appendPoints);
-    const int result = bench::run(argc, argv);
-    sharedPlot.reset();
-    return result;
+    bench::compare("pan 10 million samples, frame", 0.4, "empty Qwt plot", pan, panEmpty);
+    bench::compare(
+        "pan 100 blocks that have left memory, frame", 0.4, "empty Qwt plot",
+        [&plots](benchmark::State &state) { panUnloaded(state, plots); }, panEmpty);
+    bench::atMost("pyramid upkeep of a sample", 20, "ns", [](benchmark::State &) { return upkeepNs(); });
+    return bench::run(argc, argv);
 }

@@ -8,6 +8,7 @@
 #include "display/theme.h"
 
 #include <QApplication>
+#include <QElapsedTimer>
 #include <QPainter>
 #include <QStandardItemModel>
 #include <qwt_plot_canvas.h>
@@ -61,6 +62,18 @@ quint64 chartByMap(const std::vector<CountedEvent> &events)
     return total + quint64(bars.size());
 }
 
+/// Milliseconds until a chart of them all is there, and of one event more.
+double chartMs(const std::vector<CountedEvent> &events, std::size_t before)
+{
+    EventHistogram histogram(CalendarPeriods(CalendarPeriods::Hour, TimeMode::Local, QTimeZone("Europe/Berlin")));
+    histogram.add(events.data(), int(before));
+    QElapsedTimer clock;
+    clock.start();
+    histogram.add(events.data() + before, int(events.size() - before));
+    benchmark::DoNotOptimize(histogram.barCount());
+    return double(clock.nsecsElapsed()) / 1e6;
+}
+
 // --- summary
 
 QVector<SummaryRow> makeRows()
@@ -75,6 +88,15 @@ QVector<SummaryRow> makeRows()
         rows[i].counts = QVector<int>(12, int(random() % 5));
     }
     return rows;
+}
+
+double sortMs(QAbstractItemModel &model)
+{
+    QElapsedTimer clock;
+    clock.start();
+    model.sort(SummaryModel::Start, Qt::DescendingOrder);
+    model.sort(SummaryModel::MeanVoltage, Qt::AscendingOrder);
+    return double(clock.nsecsElapsed()) / 2e6;
 }
 
 void sortModel(benchmark::State &state, QAbstractItemModel &model)
@@ -206,6 +228,10 @@ int main(int argc, char **argv)
                 benchmark::DoNotOptimize(chartByMap(events));
         });
 
+    bench::atMost("bar chart of 1,000,000 events", 200, "ms", [&](benchmark::State &) { return chartMs(events, 0); });
+    bench::atMost("bar chart takes one event more", 1, "ms",
+                  [&](benchmark::State &) { return chartMs(events, events.size() - 1); });
+
     SummaryModel summary(theme);
     summary.setRows(makeRows(), {QString()}, QStringList(QVector<QString>(12).toList()));
     QStandardItemModel items(runCount, summary.columnCount());
@@ -217,6 +243,7 @@ int main(int argc, char **argv)
         "sort a summary of 10,000 runs", 3, "item model", [&](benchmark::State &state) { sortModel(state, summary); },
         [&](benchmark::State &state) { sortModel(state, items); });
 
+    bench::atMost("summary of 10,000 runs sorted", 100, "ms", [&](benchmark::State &) { return sortMs(summary); });
     bench::compare(
         "frame of 1,000 overlaid runs of 10,000 samples", 0.25, "empty plot",
         [&](benchmark::State &state) { frames(state, settledOverlay(theme)); },
