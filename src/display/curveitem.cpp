@@ -30,8 +30,8 @@ bool clipped(QPointF &p, QPointF &q, double ymin, double ymax)
     return true;
 }
 
-/// Collects a line, leaves out what is far outside and draws the pieces. The toolkit fills the outline of a smooth line,
-/// which takes the square of its points, and many times that for dashes; so long lines go in short pieces.
+/// Collects a line, leaves out what is far outside and draws the pieces. The toolkit fills the outline of a smooth
+/// line, which takes the square of its points, and many times that for dashes; so long lines go in short pieces.
 class LinePieces
 {
 public:
@@ -174,9 +174,8 @@ void CurveItem::drawBars(QPainter *painter, const QwtScaleMap &xMap, const QwtSc
     painter->setRenderHint(QPainter::Antialiasing, false);
     painter->setPen(QPen(m_pen.color(), m_pen.widthF()));
     painter->drawLines(bridges);
-    painter->setPen(Qt::NoPen);
-    painter->setBrush(m_pen.color());
-    painter->drawRects(bars);
+    for (const QRectF &bar : qAsConst(bars)) // the toolkit draws a list of rectangles row by row, ten times slower
+        painter->fillRect(bar, m_pen.color());
 }
 
 void CurveItem::thinByDashes(QVector<QRectF> &bars) const
