@@ -2,6 +2,8 @@
 // and saved, how often the plot is drawn, and how long opening a large session takes.
 //
 // usage: window_load [--sensors N] [--rate SAMPLES_PER_S] [--seconds N] [--blocks N] [--samples-per-block N]
+//                    [--keep DIR]
+// A session that is kept in DIR is made at the first time and opened again at the next ones.
 
 #include "heartbeat.h"
 
@@ -51,7 +53,7 @@ Sensor startSensor(int number, int rate)
 }
 
 /// A session of one sensor with so many blocks, and ten events a block.
-QString makeSession(const QString &folder, int blocks, int samplesPerBlock)
+void makeSession(const QString &folder, int blocks, int samplesPerBlock)
 {
     const auto session = Session::create(folder, nullptr);
     const auto store = session->addSensor(QStringLiteral("NVX-1"), QStringLiteral("Etch"), QString(), 80);
@@ -74,7 +76,6 @@ QString makeSession(const QString &folder, int blocks, int samplesPerBlock)
             session->save();
     }
     session->save();
-    return session->path();
 }
 
 } // namespace
@@ -89,7 +90,8 @@ int main(int argc, char **argv)
                        {QStringLiteral("rate"), {}, QStringLiteral("N"), QStringLiteral("1000")},
                        {QStringLiteral("seconds"), {}, QStringLiteral("N"), QStringLiteral("30")},
                        {QStringLiteral("blocks"), {}, QStringLiteral("N"), QStringLiteral("1000")},
-                       {QStringLiteral("samples-per-block"), {}, QStringLiteral("N"), QStringLiteral("10000")}});
+                       {QStringLiteral("samples-per-block"), {}, QStringLiteral("N"), QStringLiteral("10000")},
+                       {QStringLiteral("keep"), {}, QStringLiteral("DIR"), {}}});
     parser.addHelpOption();
     parser.process(application);
     QTextStream out(stdout);
@@ -109,8 +111,10 @@ int main(int argc, char **argv)
 
     const int blocks = parser.value(QStringLiteral("blocks")).toInt();
     if (blocks > 0) {
-        const QString folder = makeSession(temporary.filePath(QStringLiteral("large")), blocks,
-                                           parser.value(QStringLiteral("samples-per-block")).toInt());
+        const QString folder = parser.isSet(QStringLiteral("keep")) ? parser.value(QStringLiteral("keep"))
+                                                                    : temporary.filePath(QStringLiteral("large"));
+        if (!Session::holdsSession(folder))
+            makeSession(folder, blocks, parser.value(QStringLiteral("samples-per-block")).toInt());
         heartbeat.reset();
         QElapsedTimer clock;
         clock.start();
