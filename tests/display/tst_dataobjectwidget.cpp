@@ -106,7 +106,7 @@ dataObjectWidget *TestDataObjectWidget::makeCard(arcSensor *sensor, const QStrin
 void TestDataObjectWidget::connectToSimulator()
 {
     SimulatorOptions options;
-    options.firstPauseMs = 0;
+    options.firstPauseMs = 100; // so that the first run is seen to begin
     options.rate = 500;
     m_simulator = std::make_unique<SensorSimulator>(options);
     QVERIFY(m_simulator->start());
