@@ -82,7 +82,7 @@ void AppStatusBar::setDisk(qint64 freeBytes, double bytesPerHour)
 
 void AppStatusBar::setSensors(int connected, int all)
 {
-    m_sensors->setText(tr("%1 of %2 sensors connected").arg(connected).arg(all));
+    m_sensors->setText(all == 0 ? tr("No sensors") : tr("%1 of %2 sensors connected").arg(connected).arg(all));
 }
 
 void AppStatusBar::setTimeMode(const QString &text)

@@ -208,8 +208,10 @@ bool MainWindow::openSession(const QString &path)
     if (NestedLoop::isAnyRunning())
         return false;
     const QString folder = Session::folderOf(path);
-    if (m_session && QFileInfo(folder).canonicalFilePath() == QFileInfo(m_path).canonicalFilePath())
+    if (m_session && QFileInfo(folder).canonicalFilePath() == QFileInfo(m_path).canonicalFilePath()) {
+        m_status->showMessage(tr("This session is open already."), noticeMs);
         return true;
+    }
     SessionError error;
     QString recovered;
     std::unique_ptr<Session> loaded = loadAside(folder, FailedRestore::Stop, &error);
