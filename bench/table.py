@@ -12,8 +12,10 @@ import sys
 
 
 def medians(paths):
-    """(work, kind, who) -> median of the times in ns or of the amounts, in the order of the files; what failed."""
+    """(work, kind, who) -> median of the times in ns or of the amounts, in the order of the files; the same of the
+    processor's time of the measuring thread; what failed."""
     found = {}
+    processor = {}
     failed = []
     units = {"ns": 1.0, "us": 1e3, "ms": 1e6, "s": 1e9}
     for path in paths:
@@ -26,9 +28,11 @@ def medians(paths):
                 if run.get("aggregate_name", "median") != "median":
                     continue
                 work, kind, who = name.split("|")
-                value = run["amount"] if " " in kind else run["real_time"] * units[run["time_unit"]]
-                found[work, kind, who.lstrip("/")] = value
-    return found, failed
+                key = work, kind, who.lstrip("/")
+                found[key] = run["amount"] if " " in kind else run["real_time"] * units[run["time_unit"]]
+                if " " not in kind:
+                    processor[key] = run["cpu_time"] * units[run["time_unit"]]
+    return found, processor, failed
 
 
 def show_time(nanoseconds):
@@ -47,7 +51,7 @@ def print_table(header, rows):
             print("  ".join("-" * width for width in widths))
 
 
-def ratios(values):
+def ratios(values, processor):
     rows = []
     for (work, kind, who), theirs in values.items():
         ours = values.get((work, kind, "norvex"))
@@ -58,7 +62,10 @@ def ratios(values):
         ratio = theirs / ours if ours > 0 else float("inf")
         part = ratio / float(goal)
         verdict = "met" if part >= 1 else f"{100 * (1 - part):.0f} % below"
-        rows.append([work, show(ours), who, show(theirs), f"{ratio:.2f} x", f"{goal} x", verdict])
+        ours = processor.get((work, kind, "norvex"), 0)
+        cpu = f"{processor[work, kind, who] / ours:.2f} x" if ours > 0 else ""
+        rows.append([work, show(values[work, kind, "norvex"]), who, show(theirs), f"{ratio:.2f} x", cpu, f"{goal} x",
+                     verdict])
     return rows
 
 
@@ -76,10 +83,10 @@ def growths(values):
 
 
 def main():
-    values, failed = medians(sys.argv[1:])
-    compared = ratios(values)
+    values, processor, failed = medians(sys.argv[1:])
+    compared = ratios(values, processor)
     if compared:
-        print_table(["work", "norvex", "against", "takes", "ratio", "goal", ""], compared)
+        print_table(["work", "norvex", "against", "takes", "ratio", "by CPU", "goal", ""], compared)
     grown = growths(values)
     if grown:
         print()
