@@ -133,6 +133,8 @@ void eventFilterPanel::showCounts()
         const int count = m_counts.value(row.name);
         row.count->setText(count == 0 ? QStringLiteral("–") : QLocale::system().toString(count));
         row.count->setEnabled(count > 0);
+        if (row.name == eventtype::name(eventtype::RfOn))
+            continue; // runs, no events
         total += count;
         hidden += m_filter.isEnabled(row.name) ? 0 : count;
     }

@@ -74,6 +74,7 @@ public slots:
     void reject() override;
 
 protected:
+    void showEvent(QShowEvent *event) override;
     void closeEvent(QCloseEvent *event) override;
     void changeEvent(QEvent *event) override;
 
@@ -84,6 +85,7 @@ private:
     void connectControls();
     void addShortcuts();
     void layOut();
+    void fitWidth();
     void showInks();
     void onPressed(QPushButton *button, Slot slot);
     void showRecipe(int currentRow);
@@ -117,4 +119,5 @@ private:
     Recipe m_newStep;           // what the step editor held before a step was edited
     bool m_stepTouched = false; // the step editor holds what is nowhere else
     bool m_showing = false;
+    bool m_fitted = false; // the window has the width that its controls need, or that it had before
 };

@@ -178,6 +178,30 @@ void RecipeForm::layOut()
     resize(size);
 }
 
+/// Controls know their widths only when the style has been at them.
+void RecipeForm::fitWidth()
+{
+    const int bar = style()->pixelMetric(QStyle::PM_ScrollBarExtent);
+    const int editor = ui->editorContents->sizeHint().width() + bar + 2 * ui->sa_editor->frameWidth();
+    const int table = ui->tw_steps->horizontalHeader()->sectionPosition(ui->tw_steps->columnCount() - 1) +
+                      ui->tw_steps->horizontalHeader()->sectionSizeHint(ui->tw_steps->columnCount() - 1) +
+                      ui->tw_steps->verticalHeader()->sizeHint().width() + bar + 2 * ui->tw_steps->frameWidth();
+    const int margins = width() - ui->splitter->width();
+    int wanted = qMax(editor, table) + margins;
+    if (const QScreen *place = screen())
+        wanted = qMin(wanted, place->availableSize().width() * 95 / 100);
+    ui->sa_editor->setMinimumWidth(qMin(editor, wanted - margins));
+    if (!m_fitted && width() < wanted)
+        resize(wanted, height());
+    m_fitted = true;
+}
+
+void RecipeForm::showEvent(QShowEvent *event)
+{
+    QDialog::showEvent(event);
+    fitWidth();
+}
+
 QByteArray RecipeForm::windowState() const
 {
     QByteArray state;
@@ -192,7 +216,7 @@ void RecipeForm::restoreWindow(const QByteArray &state)
     QByteArray splitter;
     QDataStream stream(state);
     stream >> geometry >> splitter;
-    restoreGeometry(geometry);
+    m_fitted = restoreGeometry(geometry);
     ui->splitter->restoreState(splitter);
 }
 
