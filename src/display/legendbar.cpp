@@ -5,6 +5,8 @@
 #include <QPainter>
 #include <QToolButton>
 
+#include <numeric>
+
 namespace {
 
 QIcon lineIcon(const QPen &pen, const QSize &size, double ratio, bool dimmed)
@@ -16,6 +18,13 @@ QIcon lineIcon(const QPen &pen, const QSize &size, double ratio, bool dimmed)
     painter.setRenderHint(QPainter::Antialiasing);
     QPen thick = pen;
     thick.setWidthF(pen.widthF() + 1.2);
+    if (pen.style() == Qt::CustomDashLine) { // two periods, or it looks like a line without gaps
+        QVector<qreal> dashes = pen.dashPattern();
+        const double period = std::accumulate(dashes.begin(), dashes.end(), 0.0);
+        for (qreal &dash : dashes)
+            dash *= (size.width() - 7) / (2 * period * thick.widthF());
+        thick.setDashPattern(dashes);
+    }
     painter.setOpacity(dimmed ? 0.35 : 1.0);
     painter.setPen(thick);
     painter.drawLine(QPointF(1, size.height() / 2.0), QPointF(size.width() - 6, size.height() / 2.0));

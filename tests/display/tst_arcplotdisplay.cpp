@@ -35,6 +35,7 @@ private slots:
     void cursorsMeasure();
     void doubleClickSetsAnAxis();
     void legendHidesACurve();
+    void legendShowsDashes();
     void hiddenPlotReadsNothing();
     void emptyStatesSayWhatNext();
     void eventsRespectTheFilterAndTheirMarkersAnswer();
@@ -294,6 +295,27 @@ void TestArcPlotDisplay::legendHidesACurve()
     QTRY_VERIFY(!m_display->findChildren<QToolButton *>(QStringLiteral("legendEntry")).first()->isChecked());
     m_display->findChildren<QToolButton *>(QStringLiteral("legendEntry")).first()->click();
     QTRY_COMPARE(items(), 2);
+}
+
+/// The seventh sensor has the colour of the first.
+void TestArcPlotDisplay::legendShowsDashes()
+{
+    m_source = std::make_shared<MemorySource>();
+    m_source->add(1, evenSamples(start, 100, second));
+    for (int i = 0; i < 7; ++i)
+        m_display->addSensor(QString::number(i), QString::number(i), m_source, Theme::sensorColour(i));
+    const auto entries = [this] { return m_display->findChildren<QToolButton *>(QStringLiteral("legendEntry")); };
+    QTRY_COMPARE(entries().size(), 7);
+    const auto gaps = [](const QToolButton *entry) {
+        const QImage line = entry->icon().pixmap(entry->iconSize()).toImage();
+        int found = 0;
+        for (int x = 1; x < line.width() - 6; ++x)
+            found +=
+                qAlpha(line.pixel(x - 1, line.height() / 2)) > 128 && qAlpha(line.pixel(x, line.height() / 2)) < 128;
+        return found;
+    };
+    QCOMPARE(gaps(entries().first()), 0);
+    QVERIFY(gaps(entries().last()) >= 2); // one at the end of the line is not seen
 }
 
 void TestArcPlotDisplay::hiddenPlotReadsNothing()
