@@ -14,6 +14,8 @@
 #include <QTextBlock>
 #include <QTextBrowser>
 #include <QTextDocument>
+#include <QTextFrame>
+#include <QTextTable>
 #include <QVBoxLayout>
 
 namespace {
@@ -56,6 +58,23 @@ QTextBlock findHeading(const QTextDocument &document, const QString &anchor)
     while (block.isValid() && (block.blockFormat().headingLevel() == 0 || headingAnchor(block.text()) != anchor))
         block = block.next();
     return block;
+}
+
+/// Markdown has no say in how a table looks.
+void spreadTables(const QTextDocument &document)
+{
+    const QList<QTextFrame *> frames = document.rootFrame()->childFrames();
+    for (QTextFrame *frame : frames) {
+        auto *const table = qobject_cast<QTextTable *>(frame);
+        if (!table)
+            continue;
+        QTextTableFormat format = table->format();
+        format.setCellSpacing(0);
+        format.setCellPadding(4);
+        format.setBorderStyle(QTextFrameFormat::BorderStyle_Solid);
+        format.setBorder(0.5);
+        table->setFormat(format);
+    }
 }
 
 } // namespace
@@ -147,6 +166,7 @@ void DocumentWindow::showPage(const QString &file, const QString &heading)
     if (file != currentFile()) {
         if (file.endsWith(QLatin1String(".md"))) {
             m_page->setSource(QUrl(QStringLiteral("qrc") + path));
+            spreadTables(*m_page->document());
         } else { // licences, whose lines are broken already
             m_page->setSource(QUrl());
             m_page->setHtml(QStringLiteral("<pre>%1</pre>").arg(contentOf(path).toHtmlEscaped()));

@@ -90,6 +90,7 @@ const std::vector<helppages::Page> &helppages::pages()
         {"RecipeForm", "05-runs-and-recipes.md", "Recipes"},
         {"eventTypeCreator", "06-events.md", "Types of your own"},
         {"reconfigureSensordialog", "08-configuration.md", "Configuring a sensor"},
+        {"ReanalysisResultDialog", "08-configuration.md", "Reanalysis"},
         {"exportChoice", "09-export.md", ""},
         {"exportDialog", "09-export.md", "From the window"},
         {"quantityDialog", "09-export.md", "From the window"},

@@ -36,8 +36,6 @@
 
 namespace {
 
-const QString failedToLoad = QStringLiteral("FAILED TO LOAD SESSION");
-const QString warningTitle = QStringLiteral("Warning");
 const QString activeView = QStringLiteral("background-color: #CCFFCC; color: black;");
 const QString otherView = QStringLiteral("background-color: #D4D4D4; color: black;");
 const QString recipeWindowKey = QStringLiteral("recipe/window");
@@ -50,13 +48,13 @@ QString timeModeText(TimeMode mode)
 {
     switch (mode) {
     case TimeMode::Utc:
-        return QStringLiteral("Times in UTC");
+        return QCoreApplication::translate("mainwindow", "Times in UTC");
     case TimeMode::Local:
-        return QStringLiteral("Local times");
+        return QCoreApplication::translate("mainwindow", "Local times");
     case TimeMode::Elapsed:
         break;
     }
-    return QStringLiteral("Elapsed times");
+    return QCoreApplication::translate("mainwindow", "Elapsed times");
 }
 
 } // namespace
@@ -168,11 +166,10 @@ QWidget *MainWindow::buildViewRow()
     m_viewButtons = new QButtonGroup(this);
     const QStringList names = {tr("Live View"), tr("Runs View"), tr("Events View"), tr("Runs Overlay (0000)"),
                                tr("Events Overlay (0000)")};
-    const int width = fontMetrics().horizontalAdvance(names.last()) + fontMetrics().averageCharWidth() * 4;
     for (int id = 0; id < names.size(); ++id) {
         auto *button = new QPushButton(names.at(id));
         button->setObjectName(QStringLiteral("b_view%1").arg(id));
-        button->setMinimumWidth(width);
+        button->setMinimumWidth(fontMetrics().horizontalAdvance(names.at(id)) + fontMetrics().averageCharWidth() * 4);
         button->setShortcut(QKeySequence(Qt::CTRL + Qt::Key_1 + id));
         button->setToolTip(tr("%1 (Ctrl+%2)").arg(names.at(id).section(QLatin1String(" ("), 0, 0)).arg(id + 1));
         m_viewButtons->addButton(button, id);
@@ -223,10 +220,11 @@ bool MainWindow::openSession(const QString &path)
     if (!loaded) {
         if (error.kind == SessionError::Cancelled)
             return false;
-        const QString text = error.kind == SessionError::MissingFile
-                                 ? QStringLiteral("Could not locate file at directory:%1\n%2").arg(folder, failedToLoad)
-                                 : failedToLoad;
-        m_parts.prompts.warn(this, failedToLoad, text,
+        const QString text =
+            error.kind == SessionError::MissingFile
+                ? tr("Could not locate file at directory:%1\n%2").arg(folder, tr("FAILED TO LOAD SESSION"))
+                : tr("FAILED TO LOAD SESSION");
+        m_parts.prompts.warn(this, tr("FAILED TO LOAD SESSION"), text,
                              {error.text + tr("\nThe session that was open is still open.") +
                                   (error.kind == SessionError::Unreadable
                                        ? tr("\n\"Recover Session\" makes a session of what can be read.")
@@ -268,7 +266,7 @@ bool MainWindow::openOrCreate(const QString &path)
     SessionError error;
     std::unique_ptr<Session> session = Session::create(folder, &error);
     if (!session) {
-        m_parts.prompts.warn(this, failedToLoad, failedToLoad, {error.text, QString()});
+        m_parts.prompts.warn(this, tr("FAILED TO LOAD SESSION"), tr("FAILED TO LOAD SESSION"), {error.text, QString()});
         return false;
     }
     adopt(std::move(session));
@@ -293,7 +291,7 @@ bool MainWindow::startEmptySession()
     SessionError error;
     std::unique_ptr<Session> session = Session::create(parent + QLatin1Char('/') + name, &error);
     if (!session) {
-        m_parts.prompts.warn(this, warningTitle, tr("Unable to start a new session"), {error.text, QString()});
+        m_parts.prompts.warn(this, tr("Warning"), tr("Unable to start a new session"), {error.text, QString()});
         return false;
     }
     adopt(std::move(session));
@@ -348,7 +346,7 @@ void MainWindow::closeSession()
 
 bool MainWindow::mayStopDownloads(const QString &question)
 {
-    return !m_form || m_form->connectedSensors() == 0 || m_parts.prompts.ask(this, warningTitle, question);
+    return !m_form || m_form->connectedSensors() == 0 || m_parts.prompts.ask(this, tr("Warning"), question);
 }
 
 void MainWindow::closeEvent(QCloseEvent *event)
@@ -370,27 +368,26 @@ void MainWindow::closeEvent(QCloseEvent *event)
 
 void MainWindow::loadSession()
 {
-    const QString file = m_parts.prompts.openFile(this, QStringLiteral("Load a session file"), QFileInfo(m_path).path(),
-                                                  QStringLiteral("Norvex Session file (*.norvex_session *.dat)"));
+    const QString file = m_parts.prompts.openFile(this, tr("Load a session file"), QFileInfo(m_path).path(),
+                                                  tr("Norvex Session file (*.norvex_session *.dat)"));
     if (!file.isEmpty())
         openSession(QFileInfo(file).absolutePath());
 }
 
 void MainWindow::createSession()
 {
-    const QString folder =
-        m_parts.prompts.chooseFolder(this, QStringLiteral("Create Session"), QFileInfo(m_path).path());
+    const QString folder = m_parts.prompts.chooseFolder(this, tr("Create Session"), QFileInfo(m_path).path());
     if (folder.isEmpty())
         return;
     if (QFileInfo::exists(folder + QLatin1Char('/') + Session::fileName())) {
-        m_parts.prompts.warn(this, warningTitle, tr("There is a session in this folder already:") + folder,
+        m_parts.prompts.warn(this, tr("Warning"), tr("There is a session in this folder already:") + folder,
                              {tr("Choose another folder, or open that session with \"Load Session ...\"."), QString()});
         return;
     }
     SessionError error;
     std::unique_ptr<Session> session = Session::create(folder, &error);
     if (!session || !session->save()) {
-        m_parts.prompts.warn(this, warningTitle, tr("Unable to create a session in the folder:") + folder,
+        m_parts.prompts.warn(this, tr("Warning"), tr("Unable to create a session in the folder:") + folder,
                              {error.text + tr("\nThe session that was open is still open."), QString()});
         return;
     }
@@ -399,7 +396,7 @@ void MainWindow::createSession()
 
 void MainWindow::startNewEmptySession()
 {
-    if (mayStopDownloads(QStringLiteral("Stop the running downloads and start a new session?")))
+    if (mayStopDownloads(tr("Stop the running downloads and start a new session?")))
         startEmptySession();
 }
 
@@ -464,8 +461,7 @@ void MainWindow::displayUserGuide()
     if (QFileInfo::exists(path))
         m_parts.prompts.openUrl(QUrl::fromLocalFile(path));
     else
-        m_parts.prompts.warn(this, QStringLiteral("Open User Guide"),
-                             QStringLiteral("Unable to find User Guide\nPlease check Install Folder."),
+        m_parts.prompts.warn(this, tr("Open User Guide"), tr("Unable to find User Guide\nPlease check Install Folder."),
                              {path, QString()});
 }
 
@@ -595,7 +591,7 @@ void MainWindow::rebuildRecentMenu()
     m_recentMenu->clear();
     for (const QString &folder : m_recent.mid(0, AppSettings::recentSessionsShown)) {
         const bool current = folder == m_path;
-        const QString text = current ? QStringLiteral("%1 (current session)").arg(folder) : folder;
+        const QString text = current ? tr("%1 (current session)").arg(folder) : folder;
         QAction *action = m_recentMenu->addAction(QString(text).replace(u'&', QStringLiteral("&&")));
         action->setData(folder);
         action->setEnabled(!current);

@@ -25,7 +25,6 @@ namespace {
 
 constexpr int blinkPeriodMs = 200;
 constexpr int textPeriodMs = 500;
-const QString warningTitle = QStringLiteral("Warning");
 
 QString toneOf(SensorCardPresenter::Level level)
 {
@@ -186,8 +185,8 @@ void dataObjectWidget::fillRecipeMenu()
         connect(action, &QAction::triggered, this, &dataObjectWidget::loadRecentlyUsedRecipe);
     }
     if (recipes.isEmpty()) {
-        QAction *none = m_recipeMenu->addAction(
-            QStringLiteral("Feature temporarily unavailable. Will be re-enabled in the next release"));
+        QAction *none =
+            m_recipeMenu->addAction(tr("Feature temporarily unavailable. Will be re-enabled in the next release"));
         none->setToolTip(tr("No recipe was loaded yet. \"Load\" opens one and lists it here."));
         none->setEnabled(false);
     }
@@ -391,7 +390,7 @@ void dataObjectWidget::sensorConfigUpdated()
     if (!dialog || !m_sensor)
         return;
     if (m_sensor->postConfiguration(dialog->configuration()) == PostOutcome::NotConnected)
-        m_prompts.warn(this, warningTitle, tr("The sensor is not connected. The configuration was not sent."),
+        m_prompts.warn(this, tr("Warning"), tr("The sensor is not connected. The configuration was not sent."),
                        {tr("Wait until the light is green and send it again; nothing was changed."), QString()});
 }
 
@@ -413,7 +412,7 @@ bool dataObjectWidget::loadAndPost(const QString &path)
     Recipe recipe;
     QString reason = tr("It holds no steps.");
     if (!recipefiles::load(path, recipe, reason) || recipe.isEmpty()) {
-        m_prompts.warn(this, warningTitle, tr("Unable to read a recipe from the file:") + path,
+        m_prompts.warn(this, tr("Warning"), tr("Unable to read a recipe from the file:") + path,
                        {tr("%1\nNothing was sent to the sensor.").arg(reason), QString()});
         return false;
     }
@@ -429,7 +428,7 @@ void dataObjectWidget::postRecipe(const Recipe &recipe)
     const QPointer<arcSensor> sensor = m_sensor;
     const QPointer<dataObjectWidget> self = this;
     if (m_store->isInsideRun() &&
-        !m_prompts.ask(this, warningTitle, QStringLiteral("Do you wish to upload recipe during the current run?")))
+        !m_prompts.ask(this, tr("Warning"), tr("Do you wish to upload recipe during the current run?")))
         return;
     if (!self || !sensor) // gone while the question was open
         return;
@@ -437,17 +436,16 @@ void dataObjectWidget::postRecipe(const Recipe &recipe)
     m_posted.name = recipe.recipeName();
     const PostOutcome outcome = sensor->postRecipe(recipe, &range);
     if (outcome == PostOutcome::FrequencyOutOfRange) {
-        const QString reason =
-            QStringLiteral("One or more of the steps in the recipe has a frequency outside of the sensors "
-                           "range. The sensors frequency range is between %1 Hz and %2 Hz")
-                .arg(range.low)
-                .arg(range.high);
+        const QString reason = tr("One or more of the steps in the recipe has a frequency outside of the sensors "
+                                  "range. The sensors frequency range is between %1 Hz and %2 Hz")
+                                   .arg(range.low)
+                                   .arg(range.high);
         recipePosted(PostedRecipe::State::Refused, reason);
-        m_prompts.warn(this, QStringLiteral("Incorrect Frequency"), reason);
+        m_prompts.warn(this, tr("Incorrect Frequency"), reason);
     } else if (outcome == PostOutcome::NotConnected) {
         const QString reason = tr("The sensor is not connected. The recipe was not sent.");
         recipePosted(PostedRecipe::State::Failed, reason);
-        m_prompts.warn(this, warningTitle, reason);
+        m_prompts.warn(this, tr("Warning"), reason);
     } else {
         ++m_recipesOnTheirWay;
         recipePosted(PostedRecipe::State::OnItsWay);
@@ -515,9 +513,8 @@ void dataObjectWidget::getFilter(QVector<eventType> filter)
 
 void dataObjectWidget::setRFONThreshold()
 {
-    const auto value =
-        m_prompts.askNumber(this, QStringLiteral("Set Rfon Threshold value"),
-                            QStringLiteral("Input rfon Threshold value"), {m_rfOnThreshold, -100000, 100000, 1});
+    const auto value = m_prompts.askNumber(this, tr("Set Rfon Threshold value"), tr("Input rfon Threshold value"),
+                                           {m_rfOnThreshold, -100000, 100000, 1});
     if (!value)
         return;
     m_rfOnThreshold = *value;
@@ -561,7 +558,7 @@ void dataObjectWidget::triggerSensorDataClear()
         return;
     const QPointer<arcSensor> sensor = m_sensor;
     const bool yes =
-        m_prompts.ask(this, warningTitle, tr("Clear the data that sensor %1 still holds?").arg(serial()),
+        m_prompts.ask(this, tr("Warning"), tr("Clear the data that sensor %1 still holds?").arg(serial()),
                       {tr("What was not downloaded yet is lost. Nothing is deleted on this computer."), QString()});
     if (yes && sensor)
         sensor->clearData();

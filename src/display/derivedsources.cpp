@@ -1,5 +1,7 @@
 #include "display/derivedsources.h"
 
+#include <QCoreApplication>
+
 #include <algorithm>
 
 QVector<PlotSource::Stretch> RangeSource::stretches() const
@@ -40,8 +42,9 @@ RecordSet waveformMarks(const QVector<SamplePoint> &waveform, quint64 peak)
     const auto [first, last] = std::minmax_element(
         waveform.begin(), waveform.end(), [](const SamplePoint &a, const SamplePoint &b) { return a.time < b.time; });
     for (const auto &[time, name] :
-         {std::pair{first->time, QStringLiteral("First point")}, std::pair{peak, QStringLiteral("Peak")},
-          std::pair{last->time, QStringLiteral("Last point")}}) {
+         {std::pair{first->time, QCoreApplication::translate("derivedsources", "First point")},
+          std::pair{peak, QCoreApplication::translate("derivedsources", "Peak")},
+          std::pair{last->time, QCoreApplication::translate("derivedsources", "Last point")}}) {
         EventRecord mark;
         mark.time = time;
         mark.typeCode = eventtype::Snapshot;

@@ -1,5 +1,7 @@
 #include "display/eventlistmodel.h"
 
+#include <QCoreApplication>
+
 #include <cmath>
 
 namespace {
@@ -7,14 +9,21 @@ namespace {
 QVector<RecordModel::Column> columns()
 {
     return {
-        {QStringLiteral("Class"), QStringLiteral("Type of the event"), false, 11},
-        {QStringLiteral("Time"), QStringLiteral("Start of its waveform"), false, 16, true},
-        {QStringLiteral("Amplitude [V]"), QStringLiteral("Largest deviation from the voltage before it"), true, 9},
-        {QStringLiteral("[%]"), QStringLiteral("Amplitude in percent of the voltage before it"), true, 6},
-        {QStringLiteral("Length [µs]"), QStringLiteral("From the first to the last point of its waveform"), true, 8},
-        {QStringLiteral("Run"), QStringLiteral("Number of the run it lies in"), true, 5},
-        {QStringLiteral("Step"), QStringLiteral("Recipe step it lies in"), false, 10},
-        {QStringLiteral("Sensor"), QString(), false, 18},
+        {QCoreApplication::translate("eventlistmodel", "Class"),
+         QCoreApplication::translate("eventlistmodel", "Type of the event"), false, 11},
+        {QCoreApplication::translate("eventlistmodel", "Time"),
+         QCoreApplication::translate("eventlistmodel", "Start of its waveform"), false, 16, true},
+        {QCoreApplication::translate("eventlistmodel", "Amplitude [V]"),
+         QCoreApplication::translate("eventlistmodel", "Largest deviation from the voltage before it"), true, 9},
+        {QStringLiteral("[%]"),
+         QCoreApplication::translate("eventlistmodel", "Amplitude in percent of the voltage before it"), true, 6},
+        {QCoreApplication::translate("eventlistmodel", "Length [µs]"),
+         QCoreApplication::translate("eventlistmodel", "From the first to the last point of its waveform"), true, 8},
+        {QCoreApplication::translate("eventlistmodel", "Run"),
+         QCoreApplication::translate("eventlistmodel", "Number of the run it lies in"), true, 5},
+        {QCoreApplication::translate("eventlistmodel", "Step"),
+         QCoreApplication::translate("eventlistmodel", "Recipe step it lies in"), false, 10},
+        {QCoreApplication::translate("eventlistmodel", "Sensor"), QString(), false, 18},
     };
 }
 

@@ -65,6 +65,7 @@ ImportTableDialog::ImportTableDialog(const QString &fileName, const QByteArray &
     m_rows->setObjectName(QStringLiteral("tw_preview"));
     m_rows->setHorizontalHeaderLabels({tr("Time (UTC)"), tr("Voltage [V]"), tr("Current [A]")});
     m_rows->setAccessibleName(tr("Preview"));
+    m_rows->setAccessibleName(tr("Preview"));
     m_rows->setEditTriggers(QAbstractItemView::NoEditTriggers);
     m_rows->horizontalHeader()->setSectionResizeMode(QHeaderView::Stretch);
     m_rows->horizontalHeader()->setSectionResizeMode(0, QHeaderView::Fixed);

@@ -2,6 +2,7 @@
 
 #include "data/valuetype.h"
 #include "display/emptypage.h"
+#include "display/flowlayout.h"
 #include "display/keptlayout.h"
 #include "display/overlayplot.h"
 #include "display/overlayset.h"
@@ -122,7 +123,7 @@ QCheckBox *OverlayView::checkBox(const QString &text, const QString &tip, const 
 QWidget *OverlayView::buildToolBar()
 {
     auto *bar = new QWidget;
-    auto *layout = new QHBoxLayout(bar);
+    auto *layout = new FlowLayout(bar, 6);
     layout->setContentsMargins(4, 2, 4, 2);
     m_quantity = new QComboBox;
     m_quantity->setObjectName(QStringLiteral("cb_quantity"));
@@ -147,10 +148,10 @@ QWidget *OverlayView::buildToolBar()
     layout->addWidget(m_quantity);
     for (QCheckBox *each : {m_showCurves, m_showBand, m_bySensor})
         layout->addWidget(each);
-    layout->addSpacing(8);
-    layout->addWidget(m_text, 1);
+    layout->addWidget(m_text);
     for (QToolButton *each : {add, m_remove, m_clear})
         layout->addWidget(each);
+    layout->setAlignment(add, Qt::AlignRight); // and the others with it
     connect(m_quantity, qOverload<int>(&QComboBox::currentIndexChanged), this,
             [this] { m_plot->setQuantity(m_quantity->currentData().toInt()); });
     const auto layers = [this] { m_plot->setLayers(m_showCurves->isChecked(), m_showBand->isChecked()); };

@@ -145,18 +145,18 @@ void PlotFigure::showBands(const PlotModel &model, const Theme &theme)
                 bands.append({{run.record.start, run.record.end},
                               theme.runBand(run.number % 2, visible),
                               edge,
-                              labelled ? QStringLiteral("Run %1").arg(run.number) : QString(),
+                              labelled ? tr("Run %1").arg(run.number) : QString(),
                               theme.runText(),
                               key,
                               row});
         for (const TimeRange &waiting : sensor->series->unread(view))
-            bands.append({waiting, theme.cursorBand(), Qt::NoPen, row == 0 ? QStringLiteral("Reading…") : QString(),
+            bands.append({waiting, theme.cursorBand(), Qt::NoPen, row == 0 ? tr("Reading…") : QString(),
                           theme.mutedText(), QColor(), row});
         if (sensor->lostSince && sensor->lostSince < view.to)
             bands.append({{sensor->lostSince, view.to},
                           theme.connectionLossBand(),
                           Qt::NoPen,
-                          labelled ? QStringLiteral("No connection") : QString(),
+                          labelled ? tr("No connection") : QString(),
                           theme.bad(),
                           key,
                           row});

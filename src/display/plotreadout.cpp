@@ -1,5 +1,7 @@
 #include "display/plotreadout.h"
 
+#include <QCoreApplication>
+
 #include <cmath>
 
 namespace {
@@ -39,7 +41,7 @@ CrosshairReadout crosshairReadout(const PlotModel &model, quint64 time, quint64 
         const QString unit = PlotModel::quantityUnit(quantity);
         quint64 sampleTime = 0;
         float value = 0;
-        QString text = QStringLiteral("no data");
+        QString text = QCoreApplication::translate("plotreadout", "no data");
         if (sensor.series->nearest(quantity, time, reach, sampleTime, value)) {
             text = valueText(double(value), unit);
         } else {
@@ -63,9 +65,12 @@ CursorReadout cursorReadout(const PlotModel &model)
     if (range)
         result.summary =
             QStringLiteral("Δt %1, 1/Δt %2").arg(preciseDuration(range->length()), inverseText(range->length()));
-    result.columns = QStringList{QStringLiteral("Curve"), QStringLiteral("At 1"),    QStringLiteral("At 2"),
-                                 QStringLiteral("Δ"),     QStringLiteral("Minimum"), QStringLiteral("Maximum"),
-                                 QStringLiteral("Mean"),  QStringLiteral("σ"),       QStringLiteral("Samples")};
+    result.columns = QStringList{
+        QCoreApplication::translate("plotreadout", "Curve"),   QCoreApplication::translate("plotreadout", "At 1"),
+        QCoreApplication::translate("plotreadout", "At 2"),    QStringLiteral("Δ"),
+        QCoreApplication::translate("plotreadout", "Minimum"), QCoreApplication::translate("plotreadout", "Maximum"),
+        QCoreApplication::translate("plotreadout", "Mean"),    QStringLiteral("σ"),
+        QCoreApplication::translate("plotreadout", "Samples")};
     const quint64 reach = std::max<quint64>(model.view.visible().length() / 50, 1);
     forEachCurve(model, [&](const PlotSensor &sensor, PlotView::Axis axis, int quantity) {
         const QString unit = PlotModel::quantityUnit(quantity);
@@ -99,7 +104,7 @@ QString CursorReadout::toText() const
     QString text;
     for (int i = 0; i < 2; ++i)
         if (!moments[i].isEmpty())
-            text += QStringLiteral("Cursor %1\t%2\n").arg(i + 1).arg(moments[i]);
+            text += QCoreApplication::translate("plotreadout", "Cursor %1\t%2\n").arg(i + 1).arg(moments[i]);
     if (!summary.isEmpty())
         text += summary + QLatin1Char('\n');
     text += columns.join(QLatin1Char('\t')) + QLatin1Char('\n');
@@ -111,8 +116,9 @@ QString CursorReadout::toText() const
 EmptyState emptyState(const PlotModel &model)
 {
     if (model.sensors.empty())
-        return {QStringLiteral("No sensor in this session yet.\nConnect to a sensor and its data appear here."),
-                QStringLiteral("Connect To Sensor")};
+        return {QCoreApplication::translate(
+                    "plotreadout", "No sensor in this session yet.\nConnect to a sensor and its data appear here."),
+                QCoreApplication::translate("plotreadout", "Connect To Sensor")};
     bool anyVisible = false;
     bool anyCurve = false;
     bool lost = false;
@@ -123,15 +129,20 @@ EmptyState emptyState(const PlotModel &model)
             anyCurve = anyCurve || (model.hasAxis(axis) && sensor->shows(axis));
     }
     if (!anyVisible)
-        return {QStringLiteral("No sensor is switched on for display.\nSwitch one on with the button on its card."),
-                QStringLiteral("Show All Sensors")};
+        return {QCoreApplication::translate(
+                    "plotreadout", "No sensor is switched on for display.\nSwitch one on with the button on its card."),
+                QCoreApplication::translate("plotreadout", "Show All Sensors")};
     if (model.view.data().isEmpty())
-        return {lost ? QStringLiteral("No data yet: the sensor cannot be reached.\nIt is tried again by itself.")
-                     : QStringLiteral("No data yet.\nThe first samples appear here as soon as the sensor sends them."),
-                QString()};
+        return {
+            lost ? QCoreApplication::translate(
+                       "plotreadout", "No data yet: the sensor cannot be reached.\nIt is tried again by itself.")
+                 : QCoreApplication::translate(
+                       "plotreadout", "No data yet.\nThe first samples appear here as soon as the sensor sends them."),
+            QString()};
     if (!anyCurve)
-        return {QStringLiteral("Every curve is hidden.\nClick an entry of the legend to show it again."),
-                QStringLiteral("Show All Curves")};
+        return {QCoreApplication::translate("plotreadout",
+                                            "Every curve is hidden.\nClick an entry of the legend to show it again."),
+                QCoreApplication::translate("plotreadout", "Show All Curves")};
     return {};
 }
 
@@ -140,13 +151,14 @@ QString eventText(const PlotModel &model, const PlotSensor &sensor, const EventR
     QString text = QStringLiteral("%1, %2\n%3")
                        .arg(sensor.records->nameOf(event), sensor.label, model.timeAxis.moment(event.time));
     if (event.end > event.time)
-        text += QStringLiteral("\nlasts %1").arg(preciseDuration(distance(event.end, event.time)));
+        text += QCoreApplication::translate("plotreadout", "\nlasts %1")
+                    .arg(preciseDuration(distance(event.end, event.time)));
     return text;
 }
 
 QString runText(const PlotModel &model, const PlotSensor &sensor, const RunRow &run)
 {
-    return QStringLiteral("Run %1, %2\n%3\nlasts %4, mean %5")
+    return QCoreApplication::translate("plotreadout", "Run %1, %2\n%3\nlasts %4, mean %5")
         .arg(run.number)
         .arg(sensor.label, model.timeAxis.moment(run.record.start),
              durationText(distance(run.record.end, run.record.start)),

@@ -3,6 +3,7 @@
 #include "display/banditem.h"
 #include "display/plotreadout.h"
 
+#include <QCoreApplication>
 #include <QMenu>
 #include <QToolTip>
 #include <qwt_plot_canvas.h>
@@ -226,29 +227,33 @@ void arcPlotDisplay::Private::contextMenu(const QPointF &point, const QPoint &gl
     const quint64 time = figure->timeAt(point.x());
     const auto add = [this, menu](const QString &text, auto slot) { return menu->addAction(text, this, slot); };
     if (!model.home)
-        add(QStringLiteral("Follow newest data\tL"), [this] {
+        add(QCoreApplication::translate("plottools", "Follow newest data\tL"), [this] {
             q->jumpToLive();
         })->setEnabled(!model.view.isFollowing());
-    add(QStringLiteral("Whole range\tHome"), [this] { q->showWholeRange(); });
-    add(QStringLiteral("Zoom back\tAlt+Left"), [this] { q->zoomBack(); })->setEnabled(model.view.canGoBack());
-    add(QStringLiteral("Zoom forward\tAlt+Right"), [this] { q->zoomForward(); })->setEnabled(model.view.canGoForward());
-    add(QStringLiteral("Fit value axes to the data"), [this] {
+    add(QCoreApplication::translate("plottools", "Whole range\tHome"), [this] { q->showWholeRange(); });
+    add(QCoreApplication::translate("plottools", "Zoom back\tAlt+Left"), [this] {
+        q->zoomBack();
+    })->setEnabled(model.view.canGoBack());
+    add(QCoreApplication::translate("plottools", "Zoom forward\tAlt+Right"), [this] {
+        q->zoomForward();
+    })->setEnabled(model.view.canGoForward());
+    add(QCoreApplication::translate("plottools", "Fit value axes to the data"), [this] {
         for (const auto axis : {PlotView::Left, PlotView::Right})
             model.view.setAutomatic(axis, now());
         viewChanged();
     });
     menu->addSeparator();
-    add(QStringLiteral("Place cursor 1 here\t1"), [this, time] { placeCursor(0, time); });
-    add(QStringLiteral("Place cursor 2 here\t2"), [this, time] { placeCursor(1, time); });
-    add(QStringLiteral("Remove cursors\tEsc"), [this] {
+    add(QCoreApplication::translate("plottools", "Place cursor 1 here\t1"), [this, time] { placeCursor(0, time); });
+    add(QCoreApplication::translate("plottools", "Place cursor 2 here\t2"), [this, time] { placeCursor(1, time); });
+    add(QCoreApplication::translate("plottools", "Remove cursors\tEsc"), [this] {
         removeCursors();
     })->setEnabled(model.cursors[0] || model.cursors[1]);
-    add(QStringLiteral("Zoom to cursors"), [this] {
+    add(QCoreApplication::translate("plottools", "Zoom to cursors"), [this] {
         if (const auto range = model.cursorRange())
             q->setVisibleRange(*range);
     })->setEnabled(model.cursorRange().has_value());
     menu->addSeparator();
-    add(QStringLiteral("Copy picture\tCtrl+C"), [this] { q->copyToClipboard(); });
+    add(QCoreApplication::translate("plottools", "Copy picture\tCtrl+C"), [this] { q->copyToClipboard(); });
     menu->popup(global);
 }
 

@@ -5,6 +5,7 @@
 #include "display/typenumbers.h"
 #include "export/exportevents.h"
 
+#include <QCoreApplication>
 #include <QElapsedTimer>
 
 #include <algorithm>
@@ -223,7 +224,7 @@ int RecordSet::findEvent(quint64 time, qint32 typeCode) const
 QString stepName(const RunRecord &run, int step)
 {
     const QString name = run.recipe.stepName(step);
-    return name.isEmpty() ? QStringLiteral("Step %1").arg(step + 1) : name;
+    return name.isEmpty() ? QCoreApplication::translate("recordset", "Step %1").arg(step + 1) : name;
 }
 
 QVector<RunStep> stepsOf(const RunRecord &run)

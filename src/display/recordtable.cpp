@@ -169,6 +169,7 @@ RecordPanel::RecordPanel(RecordModel *model, const QString &what, QWidget *paren
     m_periodButton->setToolTip(tr("Only this period is listed. Click to list every period again."));
     m_periodButton->hide();
     m_table->setRecords(model);
+    m_table->setAccessibleName(what);
     auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(m_search);

@@ -1,5 +1,7 @@
 #include "display/runlistmodel.h"
 
+#include <QCoreApplication>
+
 #include <numeric>
 
 namespace {
@@ -7,17 +9,21 @@ namespace {
 QVector<RecordModel::Column> columns(const QStringList &types)
 {
     QVector<RecordModel::Column> list{
-        {QStringLiteral("#"), QStringLiteral("Number of the run, by start"), true, 4},
-        {QStringLiteral("Start"), QString(), false, 16, true},
-        {QStringLiteral("Duration [s]"), QString(), true, 9},
-        {QStringLiteral("Mean V [V]"), QStringLiteral("Mean voltage of its samples"), true, 8},
-        {QStringLiteral("Mean I [A]"), QStringLiteral("Mean current of its samples"), true, 8},
-        {QStringLiteral("Recipe"), QString(), false, 14},
-        {QStringLiteral("Sensor"), QString(), false, 16},
-        {QStringLiteral("Events"), QStringLiteral("Events in the run, of the types that are shown"), true, 6},
+        {QStringLiteral("#"), QCoreApplication::translate("runlistmodel", "Number of the run, by start"), true, 4},
+        {QCoreApplication::translate("runlistmodel", "Start"), QString(), false, 16, true},
+        {QCoreApplication::translate("runlistmodel", "Duration [s]"), QString(), true, 9},
+        {QCoreApplication::translate("runlistmodel", "Mean V [V]"),
+         QCoreApplication::translate("runlistmodel", "Mean voltage of its samples"), true, 8},
+        {QCoreApplication::translate("runlistmodel", "Mean I [A]"),
+         QCoreApplication::translate("runlistmodel", "Mean current of its samples"), true, 8},
+        {QCoreApplication::translate("runlistmodel", "Recipe"), QString(), false, 14},
+        {QCoreApplication::translate("runlistmodel", "Sensor"), QString(), false, 16},
+        {QCoreApplication::translate("runlistmodel", "Events"),
+         QCoreApplication::translate("runlistmodel", "Events in the run, of the types that are shown"), true, 6},
     };
     for (const QString &type : types)
-        list.append({type, QStringLiteral("Events of type %1").arg(type.toHtmlEscaped()), true, 5});
+        list.append({type, QCoreApplication::translate("runlistmodel", "Events of type %1").arg(type.toHtmlEscaped()),
+                     true, 5});
     return list;
 }
 

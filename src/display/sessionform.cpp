@@ -37,7 +37,6 @@ namespace {
 
 constexpr int refreshPeriodMs = 200;
 constexpr qint64 longestSpan = Q_INT64_C(366) * 86400 * 1000000;
-const QString warningTitle = QStringLiteral("Warning");
 const QString splitterKey = QStringLiteral("form/splitter");
 const QString spanKey = QStringLiteral("plot/span");
 const QString timeModeKey = QStringLiteral("plot/timeMode");
@@ -322,13 +321,13 @@ void SessionForm::enableDisplays(bool on)
 void SessionForm::removeSensor(const QString &sensor)
 {
     if (!m_context.prompts.ask(
-            this, warningTitle, tr("Remove sensor %1 from the session?").arg(sensor),
+            this, tr("Warning"), tr("Remove sensor %1 from the session?").arg(sensor),
             {tr("Its recording ends. What was recorded stays on disk in the session's folder."), QString()}))
         return;
     if (arcSensor *connection = m_context.recorder.connectionOf(sensor))
         m_context.recorder.removeConnection(connection);
     if (!m_context.session.removeSensor(sensor))
-        m_context.prompts.warn(this, warningTitle, tr("Sensor %1 could not be removed").arg(sensor),
+        m_context.prompts.warn(this, tr("Warning"), tr("Sensor %1 could not be removed").arg(sensor),
                                {tr("Its last samples cannot be saved, so it stays in the session. Its recording has "
                                    "ended; is the disk full?"),
                                 QString()});
@@ -434,7 +433,7 @@ bool SessionForm::warnWithoutDisplay()
 {
     if (displayedSensor())
         return false;
-    m_context.prompts.warn(this, warningTitle, QStringLiteral("No sensor is currently being displayed"),
+    m_context.prompts.warn(this, tr("Warning"), tr("No sensor is currently being displayed"),
                            {tr("Switch on \"Data display on/off\" on a sensor's card."), QString()});
     return true;
 }
@@ -446,7 +445,7 @@ void SessionForm::triggerSnapshotEvent()
     arcSensor *sensor = displayedSensor()->sensor();
     if (!sensor || sensor->triggerSnapshot() != PostOutcome::Sent)
         m_context.prompts.warn(
-            this, warningTitle,
+            this, tr("Warning"),
             tr("Sensor %1 is not connected. No snapshot was taken.").arg(displayedSensor()->serial()));
     else
         emit notice(tr("Sensor %1 was asked for a snapshot; it appears among the events as SNAP.")
@@ -466,15 +465,15 @@ void SessionForm::exportData()
     dialog.setObjectName(QStringLiteral("exportChoice"));
     dialog.setWindowTitle(tr("Export"));
     dialog.setWindowIcon(QApplication::windowIcon());
-    auto *csv = new QPushButton(QStringLiteral("Export to CSV"));
-    auto *image = new QPushButton(QStringLiteral("Export to Image"));
+    auto *csv = new QPushButton(tr("Export to CSV"));
+    auto *image = new QPushButton(tr("Export to Image"));
     auto *tables = new QPushButton(tr("Export for Other Programs"));
     csv->setObjectName(QStringLiteral("b_exportCsv"));
     image->setObjectName(QStringLiteral("b_exportImage"));
     tables->setObjectName(QStringLiteral("b_exportTables"));
     tables->setToolTip(tr("Tables for data frames, an SQLite database, or line protocol"));
     auto *layout = new QVBoxLayout(&dialog);
-    layout->addWidget(new QLabel(QStringLiteral("Please, select the data export format")));
+    layout->addWidget(new QLabel(tr("Please, select the data export format")));
     layout->addWidget(csv);
     layout->addWidget(image);
     layout->addWidget(tables);

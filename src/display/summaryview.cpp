@@ -159,7 +159,6 @@ void SummaryView::buildTables()
     m_totalsTable = tableOf(m_totals, "totalsTable", tr("Totals of the runs"));
     m_totalsTable->horizontalHeader()->hide();
     m_totalsTable->setSelectionMode(QAbstractItemView::NoSelection);
-    m_totalsTable->setFocusPolicy(Qt::NoFocus);
     m_totalsTable->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     m_totalsTable->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     limitHeight(m_totalsTable, 4, false);
