@@ -6,6 +6,7 @@
 #include "session/exclusivelock.h"
 #include "session/session.h"
 #include "session/sessionfile.h"
+#include "session/sessionimport.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -66,6 +67,30 @@ void addUnlistedFolders(const QString &sessionPath, QVector<SessionFileSensor> &
         line.serial = identity.serial;
         line.chamber = identity.chamber;
         sensors.append(line);
+    }
+}
+
+/// A folder that is not there may have got another name: then the one with the sensor's data is it. Otherwise its
+/// records in the journal would belong to nobody.
+void takeRenamedFolders(const QString &sessionPath, QVector<SessionFileSensor> &sensors, QStringList &problems)
+{
+    const QDir session(sessionPath);
+    QStringList names;
+    for (const SessionFileSensor &sensor : qAsConst(sensors))
+        names.append(sensor.folder);
+    for (SessionFileSensor &sensor : sensors) {
+        if (QFileInfo(session.filePath(sensor.folder)).isDir())
+            continue;
+        for (const QString &name : session.entryList(QDir::Dirs | QDir::NoDotAndDotDot | QDir::NoSymLinks)) {
+            const QString path = session.filePath(name);
+            if (names.contains(name) || !sessionfile::canName(name) || !holdsSensorData(path) ||
+                proposedNames(path).sensor != sensor.serial)
+                continue;
+            problems.append(QStringLiteral("the folder %1 is called %2").arg(sensor.folder, name));
+            names.append(name);
+            sensor.folder = name;
+            break;
+        }
     }
 }
 
@@ -169,6 +194,7 @@ bool Session::readSessionFile(SessionError *error, const Progress &progress, Fai
         setError(error, SessionError::Unreadable, QStringLiteral("Cannot read %1: %2").arg(file, reason));
         return false;
     }
+    takeRenamedFolders(m_path, content.sensors, content.problems);
     m_fileProblems = content.problems;
     m_loadProblems = content.problems;
     if (!there || !content.problems.isEmpty())

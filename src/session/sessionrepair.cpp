@@ -118,8 +118,10 @@ bool Repairer::giveSafeNames()
         return true;
     QDir session(m_content.path);
     QSet<QString> taken;
-    for (const SessionFileSensor &sensor : qAsConst(m_content.file.sensors))
-        taken.insert(sensor.folder.toLower());
+    for (const SessionFileSensor &sensor : qAsConst(m_content.file.sensors)) {
+        if (session.exists(sensor.folder)) // else the line may mean one of the others
+            taken.insert(sensor.folder.toLower());
+    }
     for (QString &name : m_content.notListed) {
         QString safe = datanames::lineSafe(name);
         if (!sessionfile::canName(safe))
