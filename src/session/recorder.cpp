@@ -8,8 +8,15 @@
 
 #include <QDir>
 #include <QStandardPaths>
+#include <QTimer>
 
 #include <algorithm>
+
+namespace {
+
+constexpr int mostFailedFolders = 10; // attempts to make a sensor's folder, a retry wait apart
+
+} // namespace
 
 struct Recorder::Connection
 {
@@ -18,6 +25,7 @@ struct Recorder::Connection
     QString expectedSerial;
     QString serial; // once it records
     std::unique_ptr<QLockFile> lock;
+    int failedFolders = 0; // in a row
 };
 
 Recorder::Recorder(Session *session, const Options &options, const Clock &clock, QObject *parent)
@@ -120,6 +128,13 @@ void Recorder::sensorAnswered(Connection &connection)
         return refuse(connection, QStringLiteral("the sensor with serial %1 is connected already").arg(serial));
     const std::shared_ptr<norvexData> store =
         m_session->addSensor(serial, connection.chamber, sensor->address(), sensor->port());
+    if (!store && ++connection.failedFolders < mostFailedFolders) {
+        // A disk that fails now may do better soon; the sensor keeps its samples meanwhile.
+        logWarning(QStringLiteral("Recorder: the folder of sensor %1 cannot be created yet").arg(serial));
+        sensor->stop();
+        QTimer::singleShot(m_options.timings.retryWait, sensor, &arcSensor::reconnect);
+        return;
+    }
     if (!store)
         return refuse(connection, QStringLiteral("the folder of sensor %1 cannot be created").arg(serial));
     connection.serial = serial;
