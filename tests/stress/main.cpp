@@ -39,6 +39,7 @@ bool readOptions(Options &options)
                        value("seconds", "End after this time (default 10 when no count is given)."),
                        value("only", "Only the cases whose name holds this text."),
                        {QStringLiteral("keep"), QStringLiteral("Keep the folders of all cases and say where.")},
+                       {QStringLiteral("stop"), QStringLiteral("End at the first failure.")},
                        {QStringLiteral("every"), QStringLiteral("Every file call (kill, error).")},
                        {QStringLiteral("real"), QStringLiteral("The delivered program with its own waits (kill).")}});
     parser.process(*QCoreApplication::instance());
@@ -48,6 +49,7 @@ bool readOptions(Options &options)
         options.seed = 1;
     options.first = parser.value(QStringLiteral("first")).toInt();
     options.keep = parser.isSet(QStringLiteral("keep"));
+    options.stop = parser.isSet(QStringLiteral("stop"));
     options.every = parser.isSet(QStringLiteral("every"));
     options.real = parser.isSet(QStringLiteral("real"));
     options.only = parser.value(QStringLiteral("only"));

@@ -15,6 +15,7 @@ struct Options
     int seconds = -1;   // -1: until the cases are done
     bool every = false; // every single file call instead of chosen ones
     bool real = false;  // the waits of the real program, or its command line program, instead of short ones
+    bool stop = false;  // at the first failure
     bool keep = false;  // what a failed case leaves on disk
     QString only;       // cases whose name holds this
     QString scratch;    // folder for sessions and ledgers

@@ -157,5 +157,5 @@ bool Score::failed(int number, const QString &what)
 {
     ++m_failures;
     say(QStringLiteral("FAILED case %1: %2\n  repeat with: %3").arg(number).arg(what, m_options.repeating(number)));
-    return m_failures < 10;
+    return m_failures < (m_options.stop ? 1 : 10);
 }

@@ -1,0 +1,140 @@
+#!/usr/bin/env python3
+"""Plants mistakes in a copy of the sources, one at a time, and shows that the torture program finds each.
+
+usage: scripts/mistakes [--list] [NAME...]
+"""
+
+import pathlib
+import shutil
+import subprocess
+import sys
+import time
+
+TOP = pathlib.Path(__file__).resolve().parents[2]
+COPY = TOP / "build" / "mistakes"
+CODE = COPY / "source"
+BUILD = COPY / "build"
+
+# name, file below src/, text, text in its place, arguments of norvex-stress
+MISTAKES = [
+    ("clear-before-sync", "sensor/arcsensorlink.cpp", "    if (!m_store) {\n        answer(true);",
+     "    if (m_store) {\n        answer(true);", "power --seconds 60"),
+    ("journal-not-synced", "data/journalwriter.cpp", "if (!platform::syncFile(m_file))", "if (!m_file.isOpen())",
+     "power --seconds 60"),
+    ("journal-name-not-synced", "data/journalwriter.cpp", "if (m_syncedSize == 0 && !platform::syncFolder(m_folder))",
+     "if (m_syncedSize < 0)", "power --seconds 60"),
+    ("journal-write-error-ignored", "data/journalwriter.cpp",
+     "if (!::writeAll(m_file, bytes.constData(), bytes.size(), reason))\n        return false;",
+     "::writeAll(m_file, bytes.constData(), bytes.size(), reason);", "error --seconds 90"),
+    ("journal-checksum-ignored", "data/journalfile.cpp",
+     "bytes + offset + 8, next - offset - 8) != sum)", "bytes + offset + 8, next - offset - 8) == sum + 1)",
+     "power --seconds 60"),
+    ("journal-removed-early", "session/session.cpp",
+     "    const QVector<SensorEntry> entries = sensors();\n    const QString folder = path();",
+     "    if (m_journal)\n        m_journal->commit(generation);\n"
+     "    const QVector<SensorEntry> entries = sensors();\n    const QString folder = path();", "kill --seconds 60"),
+    ("journal-removed-after-failed-save", "session/session.cpp", "if (ok && m_journal)", "if (m_journal)",
+     "error --seconds 90"),
+    ("events-not-in-journal", "data/norvexdata.cpp",
+     "    logChange(DurableLog::Record::Event, [&event] { return eventfile::encode(event); });\n", "",
+     "kill --seconds 60"),
+    ("rename-without-sync", "base/safefile.cpp", "if (!m_temporary.flush() || !platform::syncFile(m_temporary))",
+     "if (!m_temporary.flush())", "power --seconds 60"),
+    ("rename-not-synced", "base/safefile.cpp",
+     "if (syncFolder == SyncFolder::Now && !platform::syncFolder(QFileInfo(m_path).absolutePath()))",
+     "if (syncFolder != SyncFolder::Now && m_path.isEmpty())", "power --seconds 60"),
+    ("written-in-place", "base/safefile.cpp", "SafeFile::SafeFile(const QString &path) : m_path(path), m_temporary(temporaryName(path)) {}",
+     "SafeFile::SafeFile(const QString &path) : m_path(path), m_temporary(path) { QFile::remove(path); (void)temporaryName; }",
+     "kill --seconds 60"),
+    ("index-without-backup", "data/storesaver.cpp", "if (m_hasBackup && !makeBackup())",
+     "if (m_hasBackup && m_indexPath.isEmpty() && !makeBackup())", "power --seconds 60"),
+    ("backup-not-synced", "data/storefiles.cpp", "    if (!platform::syncFile(target))\n        return fail(reason, QStringLiteral(\"cannot be synced\"));\n    return true;",
+     "    return true;", "power --seconds 60"),
+    ("unsaved-block-forgotten", "data/datablock.cpp", "m_modified = true; // before", "m_modified = m_samples.size() < 40; // before",
+     "kill --seconds 60"),
+    ("clear-one-too-far", "sensor/downloadplan.cpp", "return {DownloadStep::Clear, quint64(m_points - 1), 0};",
+     "return {DownloadStep::Clear, quint64(m_points), 0};", "link --seconds 60"),
+    ("clear-sent-again", "sensor/sensorworker.cpp", "sensorrequest::runsOnce(url));", "url.isEmpty());",
+     "link --seconds 60 --only clear"),
+    ("old-reply-taken", "sensor/arcsensorlink.cpp", "if (!isUp() || !isIdle())\n        return;\n    DownloadPlan after",
+     "if (!isUp() || m_durableWait)\n        return;\n    DownloadPlan after", "link --seconds 60"),
+    ("reply-without-bound", "sensor/replyparser.h", "headLimit = 64 * 1024;", "headLimit = 2'000'000'000;",
+     "link --seconds 60 --only endless"),
+]
+
+
+def run(command, **options):
+    return subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, **options)
+
+
+def copy_sources():
+    """Only what differs is touched, so that little is built again."""
+    names = run(["git", "-C", str(TOP), "ls-files", "--cached", "--others", "--exclude-standard"]).stdout.split("\n")
+    for name in filter(None, names):
+        source, target = TOP / name, CODE / name
+        if not source.is_file() or (target.is_file() and target.read_bytes() == source.read_bytes()):
+            continue
+        target.parent.mkdir(parents=True, exist_ok=True)
+        shutil.copy(source, target)
+
+
+def build():
+    if not (BUILD / "build.ninja").exists():
+        run(["cmake", "-S", str(CODE), "-B", str(BUILD), "-G", "Ninja", "-DNORVEX_GUI=OFF",
+             "-DCMAKE_BUILD_TYPE=RelWithDebInfo", "-DCMAKE_CXX_FLAGS_RELWITHDEBINFO=-O1 -DNDEBUG"], check=True)
+    built = run(["cmake", "--build", str(BUILD), "--target", "norvex-stress", "norvex-cli", "norvex-sensor-sim"])
+    if built.returncode:
+        print(built.stdout[-3000:])
+    return built.returncode == 0
+
+
+def first_failure(arguments):
+    tried = run([str(BUILD / "bin" / "norvex-stress"), "--stop"] + arguments.split(), timeout=600)
+    return next((line for line in tried.stdout.split("\n") if line.startswith("FAILED")), "")
+
+
+def plant(mistake):
+    name, file, text, instead, arguments = mistake
+    path = CODE / "src" / file
+    good = path.read_text()
+    if good.count(text) != 1:
+        return "its place in %s is not there any more" % file
+    path.write_text(good.replace(text, instead))
+    try:
+        if not build():
+            return "it does not build"
+        started = time.monotonic()
+        found = first_failure(arguments)
+        if not found:
+            return "NOT FOUND by norvex-stress %s" % arguments
+        print("%-34s found after %3.0f s: %s" % (name, time.monotonic() - started, found[:150]), flush=True)
+        return ""
+    finally:
+        path.write_text(good)
+
+
+def main():
+    wanted = [argument for argument in sys.argv[1:] if not argument.startswith("-")]
+    if "-h" in sys.argv or "--help" in sys.argv:
+        print(__doc__.strip())
+        return 0
+    if "--list" in sys.argv:
+        print("\n".join(mistake[0] for mistake in MISTAKES))
+        return 0
+    copy_sources()
+    if not build():
+        return 1
+    failures = 0
+    for mistake in MISTAKES:
+        if wanted and mistake[0] not in wanted:
+            continue
+        problem = plant(mistake)
+        if problem:
+            failures += 1
+            print("%-34s %s" % (mistake[0], problem), flush=True)
+    print("%d of the mistakes were not found" % failures if failures else "every mistake was found")
+    return 1 if failures else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
