@@ -146,6 +146,8 @@ void TestNoLoss::faults_data()
                              "data@2=500",
                              "events@4=reset",
                              "events@4=500",
+                             "events@2-4=empty",
+                             "events@2-7=cut:40",
                              "frame@1=shrink",
                              "frame@1=big-count",
                              "frame@1=negative-count",
