@@ -80,7 +80,9 @@ public:
     {
         if (!m_ended)
             report(QStringLiteral("the session file ends early"));
-        if (m_countKnown && m_announced != m_lines)
+        if (!m_countKnown)
+            report(QStringLiteral("the session file does not say how many sensors it lists"));
+        else if (m_announced != m_lines)
             report(QStringLiteral("the session file announces %1 sensors and lists %2").arg(m_announced).arg(m_lines));
     }
 

@@ -122,7 +122,8 @@ private slots:
             << QByteArray("Norvex session file ;V1.0.0\r\nSensor Data;1\r\nsensor;f;s;c\r\nEnd Sensors;\r\n")
             << "f/s/c@:80" << 0;
         QTest::newRow("nothing after the end") << withLine("End Sensors;\nsensor;f;s;c") << "" << 1;
-        QTest::newRow("no end") << QByteArray("Norvex session file ;V1.0.0\nsensor;f;s;c") << "f/s/c@:80" << 1;
+        QTest::newRow("no count, no end")
+            << QByteArray("Norvex session file ;V1.0.0\nsensor;f;s;c") << "f/s/c@:80" << 2;
         QTest::newRow("a count of millions")
             << QByteArray("Norvex session file ;V1.0.0\nSensor Data;2000000000\nEnd Sensors;\n") << "" << 1;
     }
