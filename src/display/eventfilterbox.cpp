@@ -9,7 +9,6 @@
 #include "events/eventtypenames.h"
 #include "session/appsettings.h"
 
-#include <QScrollArea>
 #include <QToolButton>
 #include <QVBoxLayout>
 
@@ -30,18 +29,12 @@ EventFilterBox::EventFilterBox(const DisplayContext &context, const SessionRecor
     m_title->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
     m_title->setToolTip(tr("Which event types are shown and exported"));
     m_panel = new eventFilterPanel(m_context.filter, m_context.dictionary);
-    auto *area = new QScrollArea;
-    area->setWidgetResizable(true);
-    area->setFrameShape(QFrame::NoFrame);
-    area->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    area->setWidget(m_panel);
-    area->setMinimumHeight(fontMetrics().height() * 8);
-    m_area = area;
+    m_panel->layout()->setContentsMargins(0, 0, 0, 0); // its names scroll by themselves
     auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(2);
     layout->addWidget(m_title);
-    layout->addWidget(m_area, 1);
+    layout->addWidget(m_panel, 1);
 
     connect(m_title, &QToolButton::toggled, this, [this](bool open) {
         fold(open);
@@ -67,7 +60,7 @@ EventFilterBox::EventFilterBox(const DisplayContext &context, const SessionRecor
 
 void EventFilterBox::fold(bool open)
 {
-    m_area->setVisible(open);
+    m_panel->setVisible(open);
     showCounts();
     m_title->setArrowType(open ? Qt::DownArrow : Qt::RightArrow);
     setSizePolicy(QSizePolicy::Preferred, open ? QSizePolicy::Expanding : QSizePolicy::Fixed);

@@ -27,6 +27,5 @@ private:
     const SessionRecords &m_records;
     QString m_activity;
     QToolButton *m_title = nullptr;
-    QWidget *m_area = nullptr;
     eventFilterPanel *m_panel = nullptr;
 };
