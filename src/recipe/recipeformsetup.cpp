@@ -185,7 +185,7 @@ void RecipeForm::fitWidth()
     const int editor = ui->editorContents->sizeHint().width() + bar + 2 * ui->sa_editor->frameWidth();
     const int table = ui->tw_steps->horizontalHeader()->sectionPosition(ui->tw_steps->columnCount() - 1) +
                       ui->tw_steps->horizontalHeader()->sectionSizeHint(ui->tw_steps->columnCount() - 1) +
-                      ui->tw_steps->verticalHeader()->sizeHint().width() + bar + 2 * ui->tw_steps->frameWidth();
+                      10 * fontMetrics().horizontalAdvance(QLatin1Char('0')) + bar + 2 * ui->tw_steps->frameWidth();
     const int margins = width() - ui->splitter->width();
     int wanted = qMax(editor, table) + margins;
     if (const QScreen *place = screen())
