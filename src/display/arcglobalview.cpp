@@ -256,11 +256,11 @@ void arcGlobalView::showLegend()
         const quint64 total = m_histogram.total(series.number);
         events += total;
         if (total > 0)
-            entries.append({series.name, series.colour, total, series.shown});
+            entries.append({series.name, series.name, series.colour, total, series.shown});
     }
     const quint64 runs = m_histogram.total(eventtype::RfOn);
     if (runs > 0)
-        entries.append({m_records.typeNames().at(eventtype::RfOn), m_runs.colour, runs, m_runs.shown});
+        entries.append({m_records.typeNames().at(eventtype::RfOn), m_runs.name, m_runs.colour, runs, m_runs.shown});
     m_legend->show(entries, m_context.theme);
     const bool counting = !m_sensors.isEmpty() && m_histogram.range().isEmpty();
     m_summary->setText(counting ? QString() : tr("%1 events, %2 runs").arg(events).arg(runs));

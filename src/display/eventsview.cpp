@@ -228,6 +228,9 @@ void EventsView::showChosen()
     const RecordKey key = m_model->key(row);
     const SessionRecords::Sensor sensor = m_model->sensorAt(row);
     const EventRow shown = *event;
+    const bool inRun = shown.run >= 0 && shown.run < sensor.records->runs.size(); // it may be stored later
+    m_showRun->setEnabled(inRun);
+    m_showRun->setToolTip(inRun ? tr("Open its run in the runs view") : tr("The event lies in no stored run"));
     if (key == m_shown && m_model->typeName(row) == m_shownType) {
         m_around->setRecords(key.sensor, sensor.records);
         return;
@@ -235,11 +238,8 @@ void EventsView::showChosen()
     m_shown = key;
     m_shownType = m_model->typeName(row);
     m_selection.selectEvent(key.sensor, key.time, key.typeCode);
-    const bool inRun = shown.run >= 0 && shown.run < sensor.records->runs.size();
     if (inRun)
         m_selection.selectRun(key.sensor, sensor.records->runs.at(shown.run).record.start);
-    m_showRun->setEnabled(inRun);
-    m_showRun->setToolTip(inRun ? tr("Open its run in the runs view") : tr("The event lies in no stored run"));
     m_icon->setPixmap(icon(m_shownType).pixmap(fontMetrics().height()));
     m_title->setText(tr("<b>%1</b> · %2 · %3 V · %4")
                          .arg(m_shownType.toHtmlEscaped(), m_model->timeAxis().moment(shown.time))

@@ -215,8 +215,6 @@ QVariant OverlayTable::data(const QModelIndex &index, int role) const
     }
     case SortRole:
         return sortValue(entry, index.column());
-    case KindRole:
-        return int(entry.kind);
     default:
         return {};
     }

@@ -50,7 +50,7 @@ class OverlayTable : public QAbstractTableModel
 
 public:
     enum Column { Number, Colour, Distance, Length, Sensor, Type, Start, columnTotal };
-    enum Role { SortRole = Qt::UserRole, KindRole };
+    enum Role { SortRole = Qt::UserRole };
 
     explicit OverlayTable(const Theme &theme, QObject *parent = nullptr);
 

@@ -8,6 +8,7 @@
 #include "display/overlayset.h"
 #include "display/plotmodel.h"
 #include "display/sessionselection.h"
+#include "events/eventfilter.h"
 
 #include <QApplication>
 #include <QCheckBox>
@@ -24,6 +25,7 @@
 #include <QVBoxLayout>
 
 #include <algorithm>
+#include <functional>
 
 namespace {
 
@@ -34,22 +36,20 @@ constexpr int whileReadingMs = 300; // between pictures
 constexpr double frontWidth = 2.4;
 
 /// Only the rows of one kind.
-class KindFilter : public QSortFilterProxyModel
+class EntryFilter : public QSortFilterProxyModel
 {
 public:
-    KindFilter(OverlayEntry::Kind kind, QObject *parent) : QSortFilterProxyModel(parent), m_kind(kind)
+    EntryFilter(std::function<bool(int row)> accepts, QObject *parent)
+        : QSortFilterProxyModel(parent), m_accepts(std::move(accepts))
     {
         setSortRole(OverlayTable::SortRole);
     }
 
 protected:
-    bool filterAcceptsRow(int row, const QModelIndex &parent) const override
-    {
-        return sourceModel()->index(row, 0, parent).data(OverlayTable::KindRole).toInt() == m_kind;
-    }
+    bool filterAcceptsRow(int row, const QModelIndex &) const override { return m_accepts(row); }
 
 private:
-    const OverlayEntry::Kind m_kind;
+    const std::function<bool(int row)> m_accepts;
 };
 
 } // namespace
@@ -57,7 +57,7 @@ private:
 OverlayView::OverlayView(OverlayEntry::Kind kind, const DisplayContext &context, SessionSelection &selection,
                          OverlaySet &set, QWidget *parent)
     : SessionView(context, selection, parent), m_kind(kind), m_set(set), m_entries(set.table()),
-      m_proxy(new KindFilter(kind, this)),
+      m_proxy(new EntryFilter([this](int row) { return isListed(m_entries.entry(row)); }, this)),
       m_plot(new OverlayPlot(context.theme, kind == OverlayEntry::Run ? tr("Time since the start of the run")
                                                                       : tr("Time since the trigger"))),
       m_table(new QTableView)
@@ -202,6 +202,17 @@ void OverlayView::setSensors(const QVector<ViewSensor> &sensors)
     showCurves();
 }
 
+bool OverlayView::isListed(const OverlayEntry &entry) const
+{
+    return entry.kind == m_kind && (m_kind == OverlayEntry::Run || m_context.filter.isEnabled(entry.type));
+}
+
+void OverlayView::filterChanged()
+{
+    m_proxy->invalidate();
+    showCurves();
+}
+
 void OverlayView::refresh() {} // what is overlaid has happened
 
 void OverlayView::setTimeMode(TimeMode mode)
@@ -244,7 +255,7 @@ void OverlayView::showCurves()
         if (entry.kind != m_kind)
             continue;
         m_waiting += entry.state == OverlayEntry::Waiting ? 1 : 0;
-        if (!entry.visible || !entry.series)
+        if (!entry.visible || !entry.series || !isListed(entry))
             continue;
         const QColor kept = m_bySensor->isChecked() ? entry.sensorColour : entry.colour;
         curves.append({entry.series, m_context.theme.curvePen(kept, 0, false), selected.contains(row)});

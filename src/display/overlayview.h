@@ -28,7 +28,7 @@ public:
 
     void setSensors(const QVector<ViewSensor> &sensors) override;
     void refresh() override;
-    void filterChanged() override {}
+    void filterChanged() override;
     void setTimeMode(TimeMode mode) override;
     QImage renderImage(qreal scale, Theme::Kind kind) override;
 
@@ -48,6 +48,7 @@ private:
     QWidget *buildTable();
     QToolButton *button(const QString &text, const QString &tip, const char *name);
     QCheckBox *checkBox(const QString &text, const QString &tip, const char *name);
+    bool isListed(const OverlayEntry &entry) const;
     QVector<int> selectedRows() const;
     void showCurves();
     void selectRow(int row);

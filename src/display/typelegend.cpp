@@ -58,15 +58,15 @@ void TypeLegend::show(const QVector<Entry> &entries, const Theme &theme)
         if (i >= entries.size())
             continue;
         const Entry &entry = entries[i];
-        QString name = entry.name;
+        QString name = entry.text;
         button->setIconSize(QSize(side, side));
         button->setIcon(swatch(entry.colour, entry.shown, side, devicePixelRatioF()));
         button->setText(
             QStringLiteral("%1 %2").arg(name.replace(QLatin1Char('&'), QLatin1String("&&"))).arg(entry.count));
         button->setAccessibleName(
-            tr("%1, %2, %3").arg(entry.name).arg(entry.count).arg(entry.shown ? tr("shown") : tr("hidden")));
+            tr("%1, %2, %3").arg(entry.text).arg(entry.count).arg(entry.shown ? tr("shown") : tr("hidden")));
         button->setToolTip(
-            (entry.shown ? tr("Hide %1 in every view") : tr("Show %1 in every view")).arg(entry.name.toHtmlEscaped()));
+            (entry.shown ? tr("Hide %1 in every view") : tr("Show %1 in every view")).arg(entry.text.toHtmlEscaped()));
         // A style sheet takes no colour from the palette.
         button->setStyleSheet(QStringLiteral("QToolButton { border: none; padding: 1px 4px; background: transparent; "
                                              "color: %1; }"

@@ -15,13 +15,14 @@ public:
     struct Entry
     {
         QString name;
+        QString text; // what stands there
         QColor colour;
         quint64 count = 0;
         bool shown = true;
 
         friend bool operator==(const Entry &a, const Entry &b)
         {
-            return a.name == b.name && a.colour == b.colour && a.count == b.count && a.shown == b.shown;
+            return a.name == b.name && a.text == b.text && a.colour == b.colour && a.count == b.count && a.shown == b.shown;
         }
     };
 

@@ -25,6 +25,7 @@ eventTypeCreator::eventTypeCreator(eventTypeNames &dictionary, Prompts &prompts,
                                    4 * fontMetrics().averageCharWidth());
     ui->eventList->setMinimumHeight(7 * fontMetrics().lineSpacing());
     fillColourMenu();
+    ui->createButton->setDefault(true); // Enter in a field creates; it does not close the window
 
     connect(ui->createButton, &QPushButton::clicked, this, &eventTypeCreator::createNewEvent);
     connect(ui->deleteButton, &QPushButton::clicked, this, &eventTypeCreator::deleteEvent);

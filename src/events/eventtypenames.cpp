@@ -127,8 +127,9 @@ QString eventTypeNames::lightColour(const QString &name) const
 
 QString eventTypeNames::shownColour(const QString &colour, bool onDark)
 {
-    const auto pair =
-        std::find_if(palette.begin(), palette.end(), [&](const ColourPair &p) { return colour == p.normal; });
+    const auto pair = std::find_if(palette.begin(), palette.end(), [&](const ColourPair &p) {
+        return colour.compare(QLatin1String(p.normal), Qt::CaseInsensitive) == 0;
+    });
     return onDark && pair != palette.end() ? QString(pair->light) : colour;
 }
 

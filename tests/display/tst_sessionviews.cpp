@@ -169,6 +169,13 @@ void TestSessionViews::theFilterHidesEvents()
     QVERIFY(button->isVisible());
     button->click();
     QCOMPARE(rows(SessionViews::Events), data->eventCount());
+
+    m_views->addToOverlay(false);
+    m_views->show(SessionViews::EventsOverlay);
+    const auto *overlaid = child<QTableView>(SessionViews::EventsOverlay, "overlayTable");
+    QTRY_COMPARE_WITH_TIMEOUT(overlaid->model()->rowCount(), data->eventCount(), patience);
+    m_world->filter.setEnabled(QStringLiteral("E23"), false);
+    QCOMPARE(overlaid->model()->rowCount(), 2);
 }
 
 void TestSessionViews::searchingAgain()

@@ -87,6 +87,8 @@ void tst_EventTypeNames::coloursAreCycled()
     QCOMPARE(dictionary.colour(QStringLiteral("fifteenth")), QStringLiteral("#048ACB"));
     QCOMPARE(dictionary.colour(QStringLiteral("own")), QStringLiteral("#aAbb09"));
     QCOMPARE(dictionary.lightColour(QStringLiteral("own")), QStringLiteral("#aAbb09"));
+    dictionary.add(named("picked"), QStringLiteral("#c62828"));
+    QCOMPARE(dictionary.lightColour(QStringLiteral("picked")), QStringLiteral("#E53935")); // whatever the case
     QCOMPARE(dictionary.colour(QStringLiteral("wrong")), QStringLiteral("#2E7D32"));
     QCOMPARE(dictionary.colour(QStringLiteral("unknown")), QStringLiteral("#048ACB"));
 }
