@@ -132,16 +132,7 @@ bool SessionCare::importFolder(Session &session, const QString &source, const QS
                                ImportReport &report)
 {
     const bool isNew = session.store(sensor) == nullptr;
-    QString address;
-    quint16 port = 80;
-    const QVector<SensorEntry> sensors = session.sensors();
-    for (const SensorEntry &entry : sensors) {
-        if (entry.data->sensorSerial() == sensor) {
-            address = entry.address; // a known sensor keeps its connection and its chamber
-            port = entry.port;
-        }
-    }
-    const std::shared_ptr<norvexData> store = session.addSensor(sensor, isNew ? chamber : QString(), address, port);
+    const std::shared_ptr<norvexData> store = session.sensorForImport(sensor, chamber);
     if (!store) {
         report.failure = tr("Unable to make a folder for sensor %1").arg(sensor);
         return false;

@@ -51,7 +51,7 @@ QString sourceFolder(const QString &source, Console &console)
 ExitCode importInto(Session &session, const QString &source, const CommandLine &line, Console &console)
 {
     const auto store =
-        session.addSensor(line.value(QStringLiteral("sensor")), line.value(QStringLiteral("chamber")), QString(), 80);
+        session.sensorForImport(line.value(QStringLiteral("sensor")), line.value(QStringLiteral("chamber")));
     if (!store) {
         console.complain(QStringLiteral("the folder of the sensor cannot be created"));
         return ExitCode::CannotWrite;

@@ -54,7 +54,7 @@ CopyOutcome SaveAs::copy(JobProgress *progress)
     if (m_session.m_readOnly)
         return failed(QStringLiteral("The session was opened for reading only"));
     const QMutexLocker saving(&m_session.m_saveLock);
-    m_copy = std::make_unique<SessionCopy>(m_session.path(), m_folder, progress);
+    m_copy = std::make_unique<SessionCopy>(m_session.path(), m_folder);
     // What the old folder cannot take any more, as on a full disk, is in memory and goes to the new one in the end.
     if (m_session.hasUnsavedData() && !m_session.saveLocked())
         logWarning(QStringLiteral("SaveAs: the session cannot be saved where it is"));
@@ -65,7 +65,7 @@ CopyOutcome SaveAs::copy(JobProgress *progress)
         giveUp();
         return failed(QStringLiteral("Cannot write into the folder %1").arg(m_folder));
     }
-    return m_copy->copy(foldersOf(m_session.sensors())) ? m_copy->outcome() : giveUp();
+    return m_copy->copy(foldersOf(m_session.sensors()), progress) ? m_copy->outcome() : giveUp();
 }
 
 CopyOutcome SaveAs::finish()

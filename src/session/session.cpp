@@ -96,6 +96,12 @@ QString Session::freeColourLocked() const
     return sensorColours().at(m_sensors.size() % sensorColours().size());
 }
 
+std::shared_ptr<norvexData> Session::sensorForImport(const QString &serial, const QString &chamber)
+{
+    const std::shared_ptr<norvexData> known = store(serial);
+    return known ? known : addSensor(serial, chamber, QString(), 80);
+}
+
 std::shared_ptr<norvexData> Session::addSensor(const QString &serial, const QString &chamber, const QString &address,
                                                quint16 port)
 {

@@ -86,6 +86,9 @@ public:
     QStringList fileProblems() const { return m_fileProblems; }
     QStringList loadProblems() const { return m_loadProblems; }
 
+    /// The sensor that imported data go to. One that is known keeps its connection and its chamber; else it is added,
+    /// offline. Returns nullptr when its folder cannot be created.
+    std::shared_ptr<norvexData> sensorForImport(const QString &serial, const QString &chamber);
     /// Adds a sensor and creates its folder, or finds the one with this serial and gives it the address. Returns
     /// nullptr when the folder cannot be created.
     std::shared_ptr<norvexData> addSensor(const QString &serial, const QString &chamber, const QString &address,

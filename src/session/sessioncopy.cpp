@@ -83,9 +83,9 @@ bool writeCopy(const QString &from, const QString &to, QByteArray &buffer, qint6
 
 } // namespace
 
-SessionCopy::SessionCopy(const QString &from, const QString &to, JobProgress *progress)
-    : m_from(QDir(from).absolutePath()), m_to(QDir(to).absolutePath()), m_progress(progress),
-      m_buffer(pieceSize, Qt::Uninitialized), m_other(pieceSize, Qt::Uninitialized)
+SessionCopy::SessionCopy(const QString &from, const QString &to)
+    : m_from(QDir(from).absolutePath()), m_to(QDir(to).absolutePath()), m_buffer(pieceSize, Qt::Uninitialized),
+      m_other(pieceSize, Qt::Uninitialized)
 {}
 
 bool SessionCopy::stop(Kind kind, const QString &reason)
@@ -165,18 +165,18 @@ bool SessionCopy::copyFile(const Task &task)
     return true;
 }
 
-bool SessionCopy::copyAll(const QVector<Task> &tasks)
+bool SessionCopy::copyAll(const QVector<Task> &tasks, JobProgress *progress)
 {
     for (const Task &task : tasks) {
-        if (m_progress) {
-            m_progress->setName(task.name);
-            if (m_progress->isCancelled())
+        if (progress) {
+            progress->setName(task.name);
+            if (progress->isCancelled())
                 return stop(Kind::Cancelled);
         }
         if (!copyFile(task))
             return false;
-        if (m_progress)
-            m_progress->advance(task.size);
+        if (progress)
+            progress->advance(task.size);
     }
     return true;
 }
@@ -189,7 +189,7 @@ bool SessionCopy::syncFolders(const QStringList &sensorFolders)
     return ok || stop(Kind::Failed, QStringLiteral("The folder %1 cannot be synced").arg(m_to));
 }
 
-bool SessionCopy::copy(const QStringList &sensorFolders)
+bool SessionCopy::copy(const QStringList &sensorFolders, JobProgress *progress)
 {
     QVector<Task> tasks;
     if (!list(sensorFolders, tasks, false))
@@ -197,9 +197,9 @@ bool SessionCopy::copy(const QStringList &sensorFolders)
     qint64 bytes = 0;
     for (const Task &task : qAsConst(tasks))
         bytes += task.size;
-    if (m_progress)
-        m_progress->begin(QStringLiteral("Copying"), bytes, JobProgress::Unit::Bytes);
-    return makeFolders(sensorFolders) && copyAll(tasks) && syncFolders(sensorFolders);
+    if (progress)
+        progress->begin(QStringLiteral("Copying"), bytes, JobProgress::Unit::Bytes);
+    return makeFolders(sensorFolders) && copyAll(tasks, progress) && syncFolders(sensorFolders);
 }
 
 bool SessionCopy::refresh(const QStringList &sensorFolders)
@@ -207,7 +207,7 @@ bool SessionCopy::refresh(const QStringList &sensorFolders)
     QVector<Task> tasks;
     if (!list(sensorFolders, tasks, true))
         return false;
-    return tasks.isEmpty() || (makeFolders(sensorFolders) && copyAll(tasks) && syncFolders(sensorFolders));
+    return tasks.isEmpty() || (makeFolders(sensorFolders) && copyAll(tasks, nullptr) && syncFolders(sensorFolders));
 }
 
 void SessionCopy::undo()

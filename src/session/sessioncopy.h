@@ -27,13 +27,13 @@ struct CopyOutcome
 class SessionCopy
 {
 public:
-    /// `from` and `to` are session folders; `progress` may be null.
-    SessionCopy(const QString &from, const QString &to, JobProgress *progress);
+    /// `from` and `to` are session folders.
+    SessionCopy(const QString &from, const QString &to);
 
     /// Makes the target folder. False when it holds something, lies in the session, or cannot be written.
     bool begin();
-    /// Copies the sensor folders (names) and the session file.
-    bool copy(const QStringList &sensorFolders);
+    /// Copies the sensor folders (names) and the session file. `progress` may be null; it is used during the call.
+    bool copy(const QStringList &sensorFolders, JobProgress *progress);
     /// Copies again what has changed in the source since copy(): new files and those of another size or time.
     bool refresh(const QStringList &sensorFolders);
     /// Removes all that was made.
@@ -50,14 +50,13 @@ private:
 
     bool stop(CopyOutcome::Kind kind, const QString &reason = QString());
     bool list(const QStringList &sensorFolders, QVector<Task> &tasks, bool onlyChanged);
-    bool copyAll(const QVector<Task> &tasks);
+    bool copyAll(const QVector<Task> &tasks, JobProgress *progress);
     bool copyFile(const Task &task);
     bool makeFolders(const QStringList &sensorFolders);
     bool syncFolders(const QStringList &sensorFolders);
 
     const QString m_from;
     const QString m_to;
-    JobProgress *const m_progress;
     QByteArray m_buffer; // these two for all files
     QByteArray m_other;
     CopyOutcome m_outcome;

@@ -6,6 +6,8 @@
 #include <QStandardPaths>
 #include <QtTest>
 
+#include <memory>
+
 namespace {
 
 QVector<SamplePoint> allOf(const norvexData &store)
@@ -66,11 +68,12 @@ void TestSaveAs::init()
 void TestSaveAs::recordingGoesOn()
 {
     QVERIFY(m_store->addSamples(samplesFrom(10050, 10))); // not saved when the copy begins
-    JobProgress progress;
+    auto progress = std::make_unique<JobProgress>();
     SaveAs job(*m_session, to());
-    const CopyOutcome copied = job.copy(&progress);
+    const CopyOutcome copied = job.copy(progress.get());
     QVERIFY2(copied.kind == CopyOutcome::Kind::Done, qPrintable(copied.reason));
-    QCOMPARE(progress.done(), progress.total());
+    QCOMPARE(progress->done(), progress->total());
+    progress.reset(); // what shows it is closed before the end
     QCOMPARE(m_session->path(), from());
     QVERIFY(m_store->addSamples(samplesFrom(10060, 10))); // saved where the session still is
     m_session->addSensor(QStringLiteral("S2"), QStringLiteral("PM2"), QString(), 80);

@@ -62,7 +62,7 @@ void TestSessionImport::init()
     m_session.reset();
     m_folder = std::make_unique<QTemporaryDir>();
     m_session = Session::create(path("target"), nullptr);
-    m_store = m_session->addSensor(QStringLiteral("S9"), QStringLiteral("PM9"), QString(), 80);
+    m_store = m_session->addSensor(QStringLiteral("S9"), QStringLiteral("PM9"), QStringLiteral("10.0.0.9"), 8080);
 }
 
 QString TestSessionImport::source(int samples)
@@ -140,6 +140,10 @@ void TestSessionImport::anotherSession()
 /// Files of the same names are in both folders, times overlap, and what is recorded comes after and before.
 void TestSessionImport::besideARecording()
 {
+    QCOMPARE(m_session->sensorForImport(QStringLiteral("S9"), QStringLiteral("other")), m_store);
+    QCOMPARE(m_store->chamberSerial(), QStringLiteral("PM9")); // a known sensor stays as it is
+    QCOMPARE(m_session->sensors().constFirst().address, QStringLiteral("10.0.0.9"));
+    QCOMPARE(m_session->sensors().constFirst().port, quint16(8080));
     const QString from = source(100);
     QVERIFY(m_store->addSamples(samplesFrom(50, 100)));
     QVERIFY(m_store->addEvent(eventAt(60, 3)));
