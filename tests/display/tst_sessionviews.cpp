@@ -170,6 +170,7 @@ void TestSessionViews::theFilterHidesEvents()
     button->click();
     QCOMPARE(rows(SessionViews::Events), data->eventCount());
 
+    table(SessionViews::Events)->selectAll();
     m_views->addToOverlay(false);
     m_views->show(SessionViews::EventsOverlay);
     const auto *overlaid = child<QTableView>(SessionViews::EventsOverlay, "overlayTable");
