@@ -197,6 +197,8 @@ private:
         double *const outEnd = m_values + m_capacity;
         while (*++p == ' ') {
         }
+        if (linepage::isSpace(*p)) // rare; the slow way knows when a list is blank
+            return nullptr;
         for (; *p != ']'; ++out) {
             if (out == outEnd)
                 return nullptr;

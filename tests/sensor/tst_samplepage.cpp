@@ -166,6 +166,7 @@ void TestSamplePage::pages_data()
         << page("name without value\n:\n\"other\":[1],\n" + requiredLines(2)) << 2 << 0;
     QTest::newRow("no samples") << page(fullLines(0)) << 0 << 0;
     QTest::newRow("blank lists") << page(requiredLines(0)).replace("[]", "[ ]") << 0 << 0;
+    QTest::newRow("lists of tabs") << page(requiredLines(0)).replace("[]", "[\t]") << 0 << 0;
     QTest::newRow("nothing") << QByteArray() << 0 << 0;
     QTest::newRow("another program's page") << QByteArray("<html>\n<body>\n</body></html>") << 0 << 0;
     QTest::newRow("odd slot 2 column") << page(fullLines(5)).replace("\"P_2V_max\":[", "\"P_2V_max\":[1,") << 5 << 1;
