@@ -17,7 +17,8 @@ QString sensorLine(const RecipeFacts &facts)
         return QCoreApplication::translate("recipestatus", "Sensor: not connected, so what it runs is not known");
     if (!facts.told)
         return QCoreApplication::translate("recipestatus", "Sensor: has not told its recipe yet");
-    QString line = QCoreApplication::translate("recipestatus", "Sensor runs: %1").arg(quoted(facts.sensorName));
+    QString line =
+        QCoreApplication::translate("recipestatus", "Sensor, when last asked, ran: %1").arg(quoted(facts.sensorName));
     if (facts.sensorDiffers)
         line += QCoreApplication::translate("recipestatus", " (not as it is stored)");
     if (facts.runningStep >= 0)

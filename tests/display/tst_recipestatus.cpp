@@ -44,24 +44,26 @@ void TestRecipeStatus::status_data()
     facts.runningStepName = QStringLiteral("Ramp");
     facts.posted = {State::Taken, QStringLiteral("Etch"), QString(), QStringLiteral("12:00")};
     row("all three differ", facts, "Etch",
-        "Sensor runs: \"Clean\" (not as it is stored), step 2 of 4 \"Ramp\"\nStored with the data: \"Etch\", 4 steps\n"
+        "Sensor, when last asked, ran: \"Clean\" (not as it is stored), step 2 of 4 \"Ramp\"\nStored with the data: "
+        "\"Etch\", 4 steps\n"
         "Last sent: \"Etch\", taken at 12:00",
         false);
     facts.runningStep = -1;
     facts.posted = {State::OnItsWay, QStringLiteral("New"), QString(), QString()};
     row("on its way", facts, "Sending New...",
-        "Sensor runs: \"Clean\" (not as it is stored)\nStored with the data: \"Etch\", 4 steps\nLast sent: \"New\", on "
+        "Sensor, when last asked, ran: \"Clean\" (not as it is stored)\nStored with the data: \"Etch\", 4 steps\nLast "
+        "sent: \"New\", on "
         "its way",
         false);
     facts.posted = {State::Refused, QStringLiteral("New"), QStringLiteral("out of range"), QStringLiteral("12:01")};
     row("refused", facts, "Etch (New refused)",
-        "Sensor runs: \"Clean\" (not as it is stored)\nStored with the data: \"Etch\", 4 steps\n"
+        "Sensor, when last asked, ran: \"Clean\" (not as it is stored)\nStored with the data: \"Etch\", 4 steps\n"
         "Last sent: \"New\", refused at 12:01: out of range",
         true);
     facts.posted.state = State::Failed;
     facts.posted.name.clear();
     row("failed", facts, "Etch (the last one not sent)",
-        "Sensor runs: \"Clean\" (not as it is stored)\nStored with the data: \"Etch\", 4 steps\n"
+        "Sensor, when last asked, ran: \"Clean\" (not as it is stored)\nStored with the data: \"Etch\", 4 steps\n"
         "Last sent: a recipe without a name, failed at 12:01: out of range",
         true);
 }
