@@ -5,6 +5,7 @@
 #include "app/mainwindow.h"
 #include "display/arcplotdisplay.h"
 #include "display/dataobjectwidget.h"
+#include "display/recordtable.h"
 #include "display/sessionform.h"
 #include "display/theme.h"
 #include "events/eventfilter.h"
@@ -135,6 +136,10 @@ void takeViews(pictures::Program &shots, MainWindow &window, const Theme &theme)
     for (int view = 0; view < 5; ++view) {
         window.changeView(view);
         settle(900);
+        for (RecordTable *table : window.findChildren<RecordTable *>())
+            if (table->isVisible())
+                table->step(-12); // to a record whose surroundings are recorded too
+        settle(400);
         takeIfWanted(shots, window, views[view], theme);
         if (view == 0)
             takeTour(shots, window, theme);
