@@ -12,15 +12,13 @@ import re
 import shutil
 import sqlite3
 import struct
-import subprocess
 import sys
 import tempfile
 import unittest
 
-tools, programs, example = sys.argv[1:4]
-sys.path.insert(0, tools)
-sys.dont_write_bytecode = True
-import norvex_read  # noqa: E402
+from programs import live_in, norvex_read, run_cli
+
+example = sys.argv[3]
 
 FIELDS = {"voltage_V": "voltage", "current_real_A": "current_real", "current_imaginary_A": "current_imaginary",
           "frequency_Hz": "frequency", "pulses": "pulses", "pulse_period_us": "pulse_period"}
@@ -38,10 +36,7 @@ ODD = (1 / 3, 5e-324, -1.7976931348623157e308, 1e-300, -0.0, math.nan, math.inf,
 
 
 def cli(*arguments, code=0):
-    program = os.path.join(programs, "norvex-cli" + (".exe" if os.name == "nt" else ""))
-    result = subprocess.run([program, *arguments], capture_output=True, timeout=60)
-    if result.returncode != code:
-        raise AssertionError(f"norvex-cli {arguments}: {result.returncode}\n{result.stderr.decode()}")
+    result = run_cli(*arguments, code=code)
     return result.stdout.decode() + result.stderr.decode()
 
 
@@ -76,7 +71,7 @@ class Formats(unittest.TestCase):
     def setUpClass(cls):
         cls.temporary = tempfile.TemporaryDirectory()
         home = cls.temporary.name
-        os.environ.update(HOME=home, XDG_DATA_HOME=home + "/data", XDG_CONFIG_HOME=home + "/config")
+        live_in(home)
         cls.folder = os.path.join(home, "session")
         shutil.copytree(example, cls.folder)
         folder, = (name for name in os.listdir(cls.folder) if os.path.isdir(os.path.join(cls.folder, name)))

@@ -15,21 +15,7 @@ import tempfile
 import time
 import unittest
 
-tools, programs = sys.argv[1:3]
-sys.path.insert(0, tools)
-sys.dont_write_bytecode = True
-import norvex_read  # noqa: E402
-
-
-def program(name):
-    return os.path.join(programs, name + (".exe" if os.name == "nt" else ""))
-
-
-def run_cli(*arguments):
-    result = subprocess.run([program("norvex-cli"), *arguments], capture_output=True, timeout=60)
-    if result.returncode != 0:
-        raise AssertionError(f"norvex-cli {arguments}: {result.returncode}\n{result.stderr.decode()}")
-    return result.stdout
+from programs import live_in, norvex_read, program, run_cli
 
 
 @contextlib.contextmanager
@@ -80,15 +66,15 @@ class Reading(unittest.TestCase):
     def setUpClass(cls):
         cls.temporary = tempfile.TemporaryDirectory()
         home = cls.temporary.name
-        os.environ.update(HOME=home, XDG_DATA_HOME=home + "/data", XDG_CONFIG_HOME=home + "/config")
+        live_in(home)
         cls.folder = os.path.join(home, "session")
         with simulated_sensor("--rate", "500", "--run-length", "2", "--pause-length", "9", "--speed", "6",
                               "--preload", "5000,2") as address:
             record_until_killed(cls.folder, address + ",Etch 1")
             cls.killed = norvex_read.read_session(cls.folder)
-            cls.killed_info = json.loads(run_cli("info", cls.folder, "--json"))
+            cls.killed_info = json.loads(run_cli("info", cls.folder, "--json").stdout)
             run_cli("record", "--session", cls.folder, "--for", "2", "--sensor", address)
-        cls.info = json.loads(run_cli("info", cls.folder, "--json"))
+        cls.info = json.loads(run_cli("info", cls.folder, "--json").stdout)
         cls.session = norvex_read.read_session(cls.folder)
         cls.sensor = cls.session.sensors[0]
 
