@@ -3,8 +3,8 @@
 #include "data/samplepoint.h"
 #include "data/seriesblock.h"
 #include "data/valuetype.h"
-#include "display/plotfigure.h"
-#include "display/storesource.h"
+#include "display/plot/plotfigure.h"
+#include "display/records/storesource.h"
 
 #include <QApplication>
 #include <QDir>

@@ -1,11 +1,11 @@
 #include "compare.h"
 #include "data/valuetype.h"
-#include "display/chartplot.h"
-#include "display/eventhistogram.h"
-#include "display/overlayplot.h"
-#include "display/overlayseries.h"
-#include "display/summarymodel.h"
-#include "display/theme.h"
+#include "display/look/theme.h"
+#include "display/overlay/overlayplot.h"
+#include "display/overlay/overlayseries.h"
+#include "display/plot/chartplot.h"
+#include "display/views/eventhistogram.h"
+#include "display/views/summarymodel.h"
 
 #include <QApplication>
 #include <QElapsedTimer>

@@ -5,17 +5,16 @@
 //                    [--keep DIR]
 // A session that is kept in DIR is made at the first time and opened again at the next ones.
 
-#include "heartbeat.h"
-
 #include "app/mainwindow.h"
 #include "base/widgetprompts.h"
 #include "data/norvexdata.h"
-#include "display/arcplotdisplay.h"
-#include "display/dataobjectwidget.h"
-#include "display/sessionform.h"
-#include "display/theme.h"
+#include "display/look/theme.h"
+#include "display/plot/arcplotdisplay.h"
+#include "display/sensors/dataobjectwidget.h"
+#include "display/sensors/sessionform.h"
 #include "events/eventfilter.h"
 #include "events/eventtypenames.h"
+#include "heartbeat.h"
 #include "session/appsettings.h"
 #include "session/session.h"
 

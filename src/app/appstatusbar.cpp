@@ -1,7 +1,7 @@
 #include "app/appstatusbar.h"
 
-#include "display/elidedlabel.h"
-#include "display/sensorcardpresenter.h"
+#include "display/look/elidedlabel.h"
+#include "display/sensors/sensorcardpresenter.h"
 
 #include <QDateTime>
 #include <QDialog>

@@ -4,7 +4,7 @@
 #include "base/log.h"
 #include "base/platform.h"
 #include "base/widgetprompts.h"
-#include "display/theme.h"
+#include "display/look/theme.h"
 #include "events/eventfilter.h"
 #include "events/eventtypenames.h"
 #include "session/appsettings.h"

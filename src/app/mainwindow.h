@@ -1,6 +1,6 @@
 #pragma once
 
-#include "display/displaycontext.h"
+#include "display/look/displaycontext.h"
 #include "recipe/recipeform.h"
 #include "session/recorder.h"
 

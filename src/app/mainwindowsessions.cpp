@@ -6,7 +6,7 @@
 #include "base/log.h"
 #include "base/nestedloop.h"
 #include "base/prompts.h"
-#include "display/sessionform.h"
+#include "display/sensors/sessionform.h"
 #include "session/appsettings.h"
 #include "session/session.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "display/plotsource.h"
+#include "display/records/plotsource.h"
 
 #include <QMap>
 #include <QMutex>

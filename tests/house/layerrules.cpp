@@ -27,6 +27,15 @@ QString folderOf(const QString &file)
     return file.section(QLatin1Char('/'), 0, 0);
 }
 
+/// The rooms of a floor that has some stand in an order of their own; 0 for a file outside of them.
+int roomOf(const QString &file)
+{
+    static const QStringList rooms{QStringLiteral("display/look"),  QStringLiteral("display/records"),
+                                   QStringLiteral("display/plot"),  QStringLiteral("display/overlay"),
+                                   QStringLiteral("display/views"), QStringLiteral("display/sensors")};
+    return rooms.indexOf(file.section(QLatin1Char('/'), 0, -2)) + 1;
+}
+
 /// Written by the build from our own sources: forms and meta objects.
 bool isGenerated(const QString &include)
 {
@@ -83,6 +92,8 @@ QStringList SourceTree::floorBreaches() const
                 breaches.append(line + QStringLiteral(", which is not a file of the tree"));
             else if (folderOf(included) != folderOf(file.key()) && floorOf(included) >= from)
                 breaches.append(line + QStringLiteral(", which is not on a lower floor"));
+            else if (folderOf(included) == folderOf(file.key()) && roomOf(included) > roomOf(file.key()))
+                breaches.append(line + QStringLiteral(", which is in a later room"));
         }
     }
     breaches.sort();
@@ -189,10 +200,11 @@ QStringList SourceTree::forgottenFiles() const
     for (auto file = m_files.cbegin(); file != m_files.cend(); ++file) {
         if (!file.key().endsWith(QLatin1String(".cpp")))
             continue;
-        QFile list(m_folder + QLatin1Char('/') + folderOf(file.key()) + QStringLiteral("/CMakeLists.txt"));
+        QFile list(m_folder + QLatin1Char('/') + file.key().section(QLatin1Char('/'), 0, -2) +
+                   QStringLiteral("/CMakeLists.txt"));
         if (!list.open(QIODevice::ReadOnly))
             continue;
-        const QString bare = QRegularExpression::escape(file.key().section(QLatin1Char('/'), 1));
+        const QString bare = QRegularExpression::escape(file.key().section(QLatin1Char('/'), -1));
         const QRegularExpression named(QStringLiteral("(^|[\\s(/])%1([\\s)]|$)").arg(bare));
         if (!named.match(QString::fromUtf8(list.readAll())).hasMatch())
             forgotten.append(file.key());

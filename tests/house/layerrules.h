@@ -14,7 +14,8 @@ public:
 
     int fileCount() const { return m_files.size(); }
 
-    /// Includes run from a floor to a lower one or stay in their folder; they name an existing file as "folder/file.h".
+    /// Includes run from a floor to a lower one or stay in their folder, there in the order of its rooms; they name an
+    /// existing file as "folder/file.h" or "folder/room/file.h".
     QStringList floorBreaches() const;
     /// No file reaches itself through its includes.
     QStringList circles() const;

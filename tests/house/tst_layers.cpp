@@ -75,6 +75,14 @@ private slots:
         row("sideways",
             {QStringLiteral("events/filter.h: #  include \"sensor/link.h\""), QStringLiteral("sensor/link.h:")},
             "events/filter.h includes sensor/link.h, which is not on a lower floor");
+        row("an earlier room",
+            {QStringLiteral("display/plot/axis.h: #include \"display/look/theme.h\""),
+             QStringLiteral("display/look/theme.h:")},
+            "");
+        row("a later room",
+            {QStringLiteral("display/look/theme.h: #include \"display/plot/axis.h\""),
+             QStringLiteral("display/plot/axis.h:")},
+            "display/look/theme.h includes display/plot/axis.h, which is in a later room");
         row("without a folder", {store, QStringLiteral("data/store.cpp: #include \"store.h\"")},
             "data/store.cpp includes store.h, which is not a file of the tree");
         row("a folder without a floor", {QStringLiteral("misc/helper.h:")},

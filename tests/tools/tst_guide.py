@@ -13,7 +13,7 @@ guide = top / "docs" / "guide"
 KEYS_OF_THE_TOOLKIT = {"F1": "HelpContents", "Ctrl+O": "Open", "Ctrl+N": "New", "Ctrl+Q": "Quit", "Ctrl+S": "Save",
                        "Ctrl+Z": "Undo", "Ctrl+C": "Copy", "Delete": "Delete"}
 KEY_NAMES = {"+": "Plus", "-": "Minus", "Esc": "Escape", "Ctrl+1 … Ctrl+5": "1"}
-SOURCES_OF_KEYS = {"Main window": "src/app/*.cpp", "Live view": "src/display/plottools.cpp",
+SOURCES_OF_KEYS = {"Main window": "src/app/*.cpp", "Live view": "src/display/plot/plottools.cpp",
                    "Recipe editor": "src/recipe/recipeform*.cpp"}
 ESCAPES = {"n": " ", "r": " ", "t": " "}
 

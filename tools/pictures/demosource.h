@@ -1,7 +1,7 @@
 #pragma once
 
 #include "display/memorysource.h"
-#include "display/recordset.h"
+#include "display/records/recordset.h"
 #include "simulator/processmodel.h"
 
 #include <memory>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "display/theme.h"
+#include "display/look/theme.h"
 #include "support/pseudotranslator.h"
 
 #include <QApplication>

@@ -3,7 +3,7 @@
 
 #include "data/valuetype.h"
 #include "demosource.h"
-#include "display/arcplotdisplay.h"
+#include "display/plot/arcplotdisplay.h"
 #include "pictures.h"
 
 #include <QMouseEvent>

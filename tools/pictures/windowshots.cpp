@@ -2,9 +2,9 @@
 // set.
 
 #include "data/norvexdata.h"
-#include "display/dataobjectwidget.h"
-#include "display/eventicon.h"
-#include "display/theme.h"
+#include "display/look/theme.h"
+#include "display/plot/eventicon.h"
+#include "display/sensors/dataobjectwidget.h"
 #include "events/eventfilterpanel.h"
 #include "events/eventtypecreator.h"
 #include "pictures.h"

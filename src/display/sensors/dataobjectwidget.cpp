@@ -1,0 +1,581 @@
+#include "display/sensors/dataobjectwidget.h"
+
+#include "base/log.h"
+#include "base/prompts.h"
+#include "data/norvexdata.h"
+#include "recipe/recipefiledialogs.h"
+#include "recipe/recipefiles.h"
+#include "recipe/reconfiguresensordialog.h"
+#include "sensor/arcsensor.h"
+#include "sensor/sensorrequest.h"
+#include "sensor/webservice.h"
+#include "session/appsettings.h"
+#include "ui_dataobjectwidget.h"
+
+#include <QAction>
+#include <QDateTime>
+#include <QFileInfo>
+#include <QFontMetrics>
+#include <QMenu>
+#include <QMouseEvent>
+#include <QShortcut>
+#include <QStyle>
+
+namespace {
+
+constexpr int blinkPeriodMs = 200;
+constexpr int textPeriodMs = 500;
+
+QString toneOf(SensorCardPresenter::Level level)
+{
+    switch (level) {
+    case SensorCardPresenter::Level::Good:
+        return QStringLiteral("#1b6e2e");
+    case SensorCardPresenter::Level::Waiting:
+        return QStringLiteral("#7a5200");
+    case SensorCardPresenter::Level::Bad:
+        return QStringLiteral("#b3261e");
+    case SensorCardPresenter::Level::Neutral:
+        break;
+    }
+    return QStringLiteral("#3c4046");
+}
+
+} // namespace
+
+dataObjectWidget::dataObjectWidget(const std::shared_ptr<norvexData> &store, arcSensor *sensor, Prompts &prompts,
+                                   AppSettings &settings, const QString &sessionPath, bool reanalysed, QWidget *parent,
+                                   const Clock &clock)
+    : QWidget(parent), ui(std::make_unique<Ui::dataObjectWidget>()), m_store(store), m_prompts(prompts),
+      m_settings(settings), m_clock(clock),
+      m_sessionPath(sessionPath.isEmpty() ? settings.currentSessionPath() : sessionPath)
+{
+    ui->setupUi(this);
+    setAttribute(Qt::WA_StyledBackground);
+    // The card is white in every theme, so what stands on it is light as well.
+    const auto children = findChildren<QWidget *>();
+    for (QWidget *child : children)
+        child->setPalette(style()->standardPalette());
+    const int light = fontMetrics().height() * 3 / 2;
+    ui->status->setFixedSize(light, light);
+    ui->progressBar->setFixedHeight(fontMetrics().height() / 2);
+    ui->sensorId->setMinimumHeight(fontMetrics().height() * 7 / 4);
+    QFont bold = font();
+    bold.setBold(true);
+    ui->lb_state->setFont(bold);
+    ui->sensorId->setText(m_store->sensorSerial());
+    ui->chamberId->setText(m_store->chamberSerial());
+
+    buildMenu();
+    showDataDisplayMode(reanalysed);
+
+    m_blinkTimer.setInterval(blinkPeriodMs);
+    connect(&m_blinkTimer, &QTimer::timeout, this, &dataObjectWidget::toggleConnectionIndicator);
+    connect(&m_textTimer, &QTimer::timeout, this, &dataObjectWidget::refreshTexts);
+    connect(this, &QWidget::customContextMenuRequested, this, &dataObjectWidget::contextMenu);
+    connect(ui->enableDisplay, &QPushButton::clicked, this, &dataObjectWidget::displayToggled);
+    connect(ui->b_menu, &QToolButton::clicked, this, [this] { contextMenu(ui->b_menu->geometry().bottomLeft()); });
+
+    auto *shortcut = new QShortcut(QKeySequence(Qt::Key_I, Qt::Key_T), this);
+    shortcut->setContext(Qt::ApplicationShortcut);
+    // Every card has the same two keys, so with two cards the toolkit only reports the ambiguity, and to one of them.
+    const auto showEverywhere = [this] {
+        const QList<dataObjectWidget *> cards = window()->findChildren<dataObjectWidget *>();
+        for (dataObjectWidget *card : cards)
+            card->makeImportExtDataVisible();
+        makeImportExtDataVisible();
+    };
+    connect(shortcut, &QShortcut::activated, this, showEverywhere);
+    connect(shortcut, &QShortcut::activatedAmbiguously, this, showEverywhere);
+
+    setColor(QColor(QStringLiteral("#2255ee")));
+    m_displayOn = false;
+    showDisplayStyle();
+    setSensor(sensor);
+    updateRecipe();
+    m_textTimer.start(textPeriodMs);
+    refreshTexts();
+}
+
+dataObjectWidget::~dataObjectWidget() = default;
+
+void dataObjectWidget::setSensor(arcSensor *sensor)
+{
+    if (sensor == m_sensor)
+        return;
+    if (m_sensor)
+        m_sensor->disconnect(this);
+    m_sensor = sensor;
+    if (m_sensor) {
+        connect(m_sensor, &arcSensor::stateChange, this, &dataObjectWidget::setConnectionState);
+        connect(m_sensor, &arcSensor::downloadStatus, this, &dataObjectWidget::updateProgressBar);
+        connect(m_sensor, &arcSensor::dataUpdated, this, &dataObjectWidget::updateDisplay);
+        connect(m_sensor, &arcSensor::configUpdated, this, &dataObjectWidget::updateConfig);
+        connect(m_sensor, &arcSensor::recipeUpdated, this, &dataObjectWidget::updateRecipe);
+        connect(m_sensor, &arcSensor::statusUpdate, this, &dataObjectWidget::sensorStatus);
+        connect(m_sensor, &arcSensor::uploadFinished, this, &dataObjectWidget::uploadFinished);
+        connect(m_sensor, &arcSensor::wrongSerial, this, [this](const QString &found) {
+            m_lastProblem = tr("Another sensor answers at its address: %1").arg(found);
+        });
+        if (m_sensor->state() > 0)
+            setConnectionState(m_sensor->state());
+    }
+    updateActions();
+    refreshTexts();
+}
+
+QString dataObjectWidget::serial() const
+{
+    return m_store->sensorSerial();
+}
+
+QString dataObjectWidget::chamber() const
+{
+    return m_store->chamberSerial();
+}
+
+// --- menu
+
+void dataObjectWidget::buildMenu()
+{
+    m_menu = new QMenu(this);
+    m_menu->setToolTipsVisible(true);
+    const auto add = [this](const QString &text, void (dataObjectWidget::*slot)(), const QString &name) {
+        QAction *action = m_menu->addAction(text);
+        action->setObjectName(name);
+        connect(action, &QAction::triggered, this, slot);
+        return action;
+    };
+    m_reconnectAction =
+        add(tr("Reconnect Sensor..."), &dataObjectWidget::reconnectSensor, QStringLiteral("reconnectSensor"));
+    m_configureAction = add(tr("Configure..."), &dataObjectWidget::configureSensor, QStringLiteral("configureSensor"));
+    m_disconnectAction =
+        add(tr("Disconnect from sensor"), &dataObjectWidget::disconnectSensor, QStringLiteral("disconnectSensor"));
+    m_importAction =
+        add(tr("Import Ext Data..."), &dataObjectWidget::importExtDataRequested, QStringLiteral("importExtData"));
+    m_importAction->setVisible(false);
+    m_menu->addSeparator();
+    m_reanalyseAction =
+        add(tr("Reanalyse Event Data"), &dataObjectWidget::reanalyseData, QStringLiteral("reanalyseData"));
+    m_reanalysisDisplayAction = add(tr("Reanalysis Display"), &dataObjectWidget::connectReanalysisFile,
+                                    QStringLiteral("connectReanalysisFile"));
+    m_originalDisplayAction = add(tr("Original Data Display"), &dataObjectWidget::disconnectReanalysisFile,
+                                  QStringLiteral("disconnectReanalysisFile"));
+    m_reanalysisDisplayAction->setCheckable(true);
+    m_originalDisplayAction->setCheckable(true);
+    m_menu->addSeparator();
+    m_loadAction = add(tr("Load"), &dataObjectWidget::loadRecipe, QStringLiteral("loadRecipe"));
+    m_recipeMenu = m_menu->addMenu(tr("Select Active Recipe"));
+    connect(m_recipeMenu, &QMenu::aboutToShow, this, &dataObjectWidget::fillRecipeMenu);
+    m_menu->addSeparator();
+    m_clearAction = add(tr("Clear Sensor Data"), &dataObjectWidget::triggerSensorDataClear,
+                        QStringLiteral("triggerSensorDataClear"));
+    m_removeAction = add(tr("Remove sensor"), &dataObjectWidget::removeSensor, QStringLiteral("removeSensor"));
+}
+
+void dataObjectWidget::fillRecipeMenu()
+{
+    m_recipeMenu->clear();
+    const QStringList recipes = m_settings.recentRecipes();
+    for (const QString &path : recipes) {
+        const QString name = QFileInfo(path).completeBaseName();
+        QAction *action = m_recipeMenu->addAction(QString(name).replace(QLatin1Char('&'), QLatin1String("&&")));
+        action->setData(path);
+        action->setToolTip(path);
+        connect(action, &QAction::triggered, this, &dataObjectWidget::loadRecentlyUsedRecipe);
+    }
+    if (recipes.isEmpty()) {
+        QAction *none =
+            m_recipeMenu->addAction(tr("Feature temporarily unavailable. Will be re-enabled in the next release"));
+        none->setToolTip(tr("No recipe was loaded yet. \"Load\" opens one and lists it here."));
+        none->setEnabled(false);
+    }
+}
+
+void dataObjectWidget::updateActions()
+{
+    const bool connected = m_sensor && m_sensor->state() > 0;
+    const auto allow = [](QAction *action, bool allowed, const QString &reason) {
+        action->setEnabled(allowed);
+        action->setToolTip(allowed ? QString() : reason);
+    };
+    const QString offline = tr("The sensor is not connected.");
+    allow(m_configureAction, connected, offline);
+    allow(m_disconnectAction, m_sensor != nullptr, offline);
+    allow(m_loadAction, connected, offline);
+    if (connected)
+        m_loadAction->setToolTip(tr("Load a recipe and send it to the sensor"));
+    allow(m_clearAction, connected, offline);
+    allow(m_recipeMenu->menuAction(), connected, offline);
+}
+
+void dataObjectWidget::contextMenu(QPoint position)
+{
+    updateActions();
+    emit checkDataDisplayMode();
+    m_menu->popup(mapToGlobal(position)); // does not wait: the card may be deleted by its own menu
+}
+
+// --- connection
+
+void dataObjectWidget::setConnectionState(int state)
+{
+    const SensorCardPresenter::Change change = m_presenter.setConnectionState(state);
+    if (!change.acted)
+        return;
+    m_blinkTimer.stop();
+    if (change.startBlinking)
+        m_blinkTimer.start();
+    if (change.clearProgress)
+        ui->progressBar->setValue(0);
+    if (!change.light.isEmpty())
+        showLight(change.light);
+    if (change.markConnection)
+        m_store->setConnected(change.connected);
+    emit doingUpdate(state == 1 || state == 2);
+    if (change.markConnection && !change.connected)
+        recipesLost();
+    if (change.disconnectActively)
+        disconnectSensor();
+    updateActions();
+    refreshTexts();
+}
+
+void dataObjectWidget::toggleConnectionIndicator()
+{
+    showLight(m_presenter.toggleBlink());
+}
+
+void dataObjectWidget::showLight(const QString &image)
+{
+    if (image == m_shownLight)
+        return;
+    m_shownLight = image;
+    ui->status->setStyleSheet(SensorCardPresenter::lightStyle(image));
+}
+
+void dataObjectWidget::disconnectSensor()
+{
+    logDebug(QStringLiteral("ACTIVELY DISCONNECTING SENSOR"));
+    m_store->setConnected(false);
+    recipesLost();
+    ui->progressBar->setValue(0);
+    m_presenter.activelyDisconnected();
+    if (m_sensor) {
+        m_sensor->stop();
+        m_blinkTimer.stop();
+        showLight(SensorCardPresenter::lightOff());
+    }
+    emit doingUpdate(false);
+    refreshTexts();
+}
+
+void dataObjectWidget::reconnectSensor()
+{
+    emit sensorReconnectionRequest(serial());
+}
+
+void dataObjectWidget::removeSensor()
+{
+    emit sensorRemoveRequest(serial());
+}
+
+void dataObjectWidget::sensorStatus(const QString &message)
+{
+    if (message == QLatin1String("Connected")) {
+        m_lastProblem.clear();
+    } else if (message == QLatin1String("Connecting")) {
+        m_presenter.connecting();
+        recipesLost();
+        refreshTexts();
+    } else if (message == QLatin1String("Disconnected") || message == QLatin1String("Connection timed out")) {
+        m_lastProblem = message == QLatin1String("Disconnected") ? tr("The sensor refused or broke the connection.")
+                                                                 : tr("The sensor did not answer in time.");
+        emit problem(tr("Sensor %1: %2 Stored data are safe; trying again.").arg(serial(), m_lastProblem));
+    }
+}
+
+void dataObjectWidget::updateProgressBar(int samplesDone, int samplesTotal, int eventsDone, int eventsTotal)
+{
+    ui->progressBar->setToolTip(SensorCardPresenter::progressTip(samplesDone, samplesTotal, eventsDone, eventsTotal));
+    ui->progressBar->setValue(SensorCardPresenter::progressValue(samplesDone, samplesTotal));
+}
+
+void dataObjectWidget::refreshTexts()
+{
+    const qint64 now = m_clock.utcMs();
+    const auto last = static_cast<qint64>(m_store->lastTime() / 1000);
+    const qint64 age = last == 0 ? -1 : qMax<qint64>(0, now - last);
+    const bool connected = m_sensor && m_sensor->state() > 0;
+    const SensorCardPresenter::Word word =
+        m_presenter.word(m_sensor != nullptr, m_sensor ? m_sensor->retryRemainingMs() : -1, age, m_lastProblem);
+    ui->lb_state->setText(word.text);
+    ui->lb_state->setStyleSheet(QStringLiteral("color: %1;").arg(toneOf(word.level)));
+    QString tip = word.reason;
+    if (m_sensor && m_sensor->usesOldDataPage())
+        tip += tr("\nOld data page in use: slot 2 and event counts are not sent.");
+    ui->lb_state->setToolTip(tip);
+    ui->status->setToolTip(tip);
+    const SensorCardPresenter::Age shown = SensorCardPresenter::age(age, connected);
+    ui->lb_lastSample->setText(shown.text);
+    ui->lb_lastSample->setEnabled(shown.live);
+    if (m_sensor)
+        updateUiFreq(m_sensor->operatingFrequency());
+    m_recipeTold = m_recipeTold && connected;
+    showRecipe();
+}
+
+// --- configuration and recipe
+
+void dataObjectWidget::updateConfig()
+{
+    refreshTexts();
+}
+
+void dataObjectWidget::updateRecipe()
+{
+    const Recipe recipe = m_store->recipe();
+    m_recipeTold = m_sensor && m_sensor->state() > 0;
+    m_sensorRecipe = recipe; // the store takes over what the sensor tells
+    showRecipe();
+    updateUiFreq(m_sensor ? m_sensor->operatingFrequency() : recipe.isEmpty() ? 0 : recipe.frequency(0));
+}
+
+void dataObjectWidget::showRecipe()
+{
+    const Recipe stored = m_store->recipe();
+    RecipeFacts facts;
+    facts.connected = m_sensor && m_sensor->state() > 0;
+    facts.told = m_recipeTold;
+    facts.sensorName = m_sensorRecipe.recipeName();
+    facts.sensorDiffers = m_sensorRecipe != stored;
+    facts.storedName = stored.recipeName();
+    facts.storedSteps = stored.numberOfSteps();
+    facts.runningStep = m_store->isInsideRun() ? m_store->currentStep() : -1;
+    facts.runningStepName = stored.stepName(facts.runningStep);
+    facts.posted = m_posted;
+    const RecipeStatus status = recipeStatus(facts);
+    ui->lb_currentRecipe->setText(status.label);
+    ui->lb_currentRecipe->setEnabled(status.known);
+    if (ui->lb_currentRecipe->toolTip() != status.tip)
+        ui->lb_currentRecipe->setToolTip(status.tip);
+    const QString tone =
+        status.problem ? QStringLiteral("color: %1;").arg(toneOf(SensorCardPresenter::Level::Bad)) : QString();
+    if (ui->lb_currentRecipe->styleSheet() != tone)
+        ui->lb_currentRecipe->setStyleSheet(tone);
+}
+
+void dataObjectWidget::updateUiFreq(qint32 freq_hz)
+{
+    const QString text = SensorCardPresenter::frequencyText(freq_hz);
+    if (ui->opFreqLbl->text() != text)
+        ui->opFreqLbl->setText(text);
+}
+
+void dataObjectWidget::configureSensor()
+{
+    if (!m_sensor)
+        return;
+    auto *dialog = new reconfigureSensordialog(tr("Configure Sensor"), m_store->configuration(), m_prompts, this);
+    dialog->setSubject(tr("Sensor %1, chamber %2").arg(serial(), chamber()));
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->setWindowModality(Qt::ApplicationModal);
+    connect(dialog, &reconfigureSensordialog::configUpdated, this, &dataObjectWidget::sensorConfigUpdated);
+    dialog->show();
+}
+
+void dataObjectWidget::sensorConfigUpdated()
+{
+    const auto *dialog = qobject_cast<reconfigureSensordialog *>(sender());
+    if (!dialog || !m_sensor)
+        return;
+    if (m_sensor->postConfiguration(dialog->configuration()) == PostOutcome::NotConnected)
+        m_prompts.warn(this, tr("Warning"), tr("The sensor is not connected. The configuration was not sent."),
+                       {tr("Wait until the light is green and send it again; nothing was changed."), QString()});
+}
+
+void dataObjectWidget::loadRecipe()
+{
+    const QString path = getOpenRecipeFile(m_prompts, this, m_settings.recipeFolder());
+    if (!path.isEmpty())
+        loadAndPost(path);
+}
+
+void dataObjectWidget::loadRecentlyUsedRecipe()
+{
+    if (const auto *action = qobject_cast<QAction *>(sender()))
+        loadAndPost(action->data().toString());
+}
+
+bool dataObjectWidget::loadAndPost(const QString &path)
+{
+    Recipe recipe;
+    QString reason = tr("It holds no steps.");
+    if (!recipefiles::load(path, recipe, reason) || recipe.isEmpty()) {
+        m_prompts.warn(this, tr("Warning"), tr("Unable to read a recipe from the file:") + path,
+                       {tr("%1\nNothing was sent to the sensor.").arg(reason), QString()});
+        return false;
+    }
+    m_settings.addRecentRecipe(path);
+    postRecipe(recipe);
+    return true;
+}
+
+void dataObjectWidget::postRecipe(const Recipe &recipe)
+{
+    if (!m_sensor)
+        return;
+    const QPointer<arcSensor> sensor = m_sensor;
+    const QPointer<dataObjectWidget> self = this;
+    if (m_store->isInsideRun() &&
+        !m_prompts.ask(this, tr("Warning"), tr("Do you wish to upload recipe during the current run?")))
+        return;
+    if (!self || !sensor) // gone while the question was open
+        return;
+    FrequencyRange range;
+    m_posted.name = recipe.recipeName();
+    const PostOutcome outcome = sensor->postRecipe(recipe, &range);
+    if (outcome == PostOutcome::FrequencyOutOfRange) {
+        const QString reason = tr("One or more of the steps in the recipe has a frequency outside of the sensors "
+                                  "range. The sensors frequency range is between %1 Hz and %2 Hz")
+                                   .arg(range.low)
+                                   .arg(range.high);
+        recipePosted(PostedRecipe::State::Refused, reason);
+        m_prompts.warn(this, tr("Incorrect Frequency"), reason);
+    } else if (outcome == PostOutcome::NotConnected) {
+        const QString reason = tr("The sensor is not connected. The recipe was not sent.");
+        recipePosted(PostedRecipe::State::Failed, reason);
+        m_prompts.warn(this, tr("Warning"), reason);
+    } else {
+        ++m_recipesOnTheirWay;
+        recipePosted(PostedRecipe::State::OnItsWay);
+    }
+}
+
+void dataObjectWidget::recipePosted(PostedRecipe::State state, const QString &reason)
+{
+    m_posted.state = state;
+    m_posted.reason = reason;
+    m_posted.time = QDateTime::fromMSecsSinceEpoch(m_clock.utcMs()).toString(QStringLiteral("HH:mm:ss"));
+    showRecipe();
+}
+
+void dataObjectWidget::uploadFinished(int kind, bool ok, const QString &reason)
+{
+    if (kind == static_cast<int>(eMessage::Recipe) && m_recipesOnTheirWay > 0) {
+        --m_recipesOnTheirWay; // they are answered in the order they were sent in; the card tells of the last
+        if (m_recipesOnTheirWay == 0 && m_posted.state == PostedRecipe::State::OnItsWay)
+            recipePosted(ok ? PostedRecipe::State::Taken : PostedRecipe::State::Failed, reason);
+        refreshTexts();
+    }
+    if (!ok)
+        emit problem(tr("Sensor %1: the upload failed: %2").arg(serial(), reason));
+}
+
+/// A connection that ended answers no upload any more.
+void dataObjectWidget::recipesLost()
+{
+    m_recipesOnTheirWay = 0;
+    if (m_posted.state != PostedRecipe::State::OnItsWay)
+        return;
+    recipePosted(PostedRecipe::State::Failed, tr("The connection ended before the sensor answered."));
+    emit problem(tr("Sensor %1: the upload failed: %2").arg(serial(), m_posted.reason));
+}
+
+// --- display
+
+void dataObjectWidget::setColor(QColor colour)
+{
+    m_colour = colour;
+    m_displayOn = true;
+    showDisplayStyle();
+}
+
+void dataObjectWidget::displayToggled()
+{
+    m_displayOn = !m_displayOn;
+    showDisplayStyle();
+    emit enableDisplay(m_displayOn);
+}
+
+void dataObjectWidget::showDisplayStyle()
+{
+    const QString rest = QStringLiteral("border-style: outset; border-width: 2px; border-color: grey;");
+    ui->sensorId->setStyleSheet(m_displayOn
+                                    ? QStringLiteral("color: white; background-color: %1; ").arg(m_colour.name()) + rest
+                                    : QStringLiteral("color: black; background-color: white; ") + rest);
+}
+
+void dataObjectWidget::getFilter(QVector<eventType> filter)
+{
+    m_filter = std::move(filter);
+}
+
+void dataObjectWidget::setRFONThreshold()
+{
+    const auto value = m_prompts.askNumber(this, tr("Set Rfon Threshold value"), tr("Input rfon Threshold value"),
+                                           {m_rfOnThreshold, -100000, 100000, 1});
+    if (!value)
+        return;
+    m_rfOnThreshold = *value;
+    emit rfOnThresholdChanged(m_rfOnThreshold);
+    emit updateDisplay(0);
+}
+
+void dataObjectWidget::makeImportExtDataVisible()
+{
+    m_importAction->setVisible(true);
+}
+
+void dataObjectWidget::reanalyseData()
+{
+    emit reanalysisRequested();
+}
+
+void dataObjectWidget::showDataDisplayMode(bool reanalysed)
+{
+    m_reanalysisDisplayAction->setChecked(reanalysed);
+    m_originalDisplayAction->setChecked(!reanalysed);
+}
+
+void dataObjectWidget::connectReanalysisFile()
+{
+    showDataDisplayMode(true);
+    emit setReanalysisFile(QStringLiteral("%1/%2/reanalysis.dat").arg(m_sessionPath, m_store->folderName()));
+    emit switchToRFON();
+}
+
+void dataObjectWidget::disconnectReanalysisFile()
+{
+    showDataDisplayMode(false);
+    emit setReanalysisFile(QString());
+    emit switchToRFON();
+}
+
+void dataObjectWidget::triggerSensorDataClear()
+{
+    if (!m_sensor)
+        return;
+    const QPointer<arcSensor> sensor = m_sensor;
+    const bool yes =
+        m_prompts.ask(this, tr("Warning"), tr("Clear the data that sensor %1 still holds?").arg(serial()),
+                      {tr("What was not downloaded yet is lost. Nothing is deleted on this computer."), QString()});
+    if (yes && sensor)
+        sensor->clearData();
+}
+
+void dataObjectWidget::unloadData()
+{
+    m_store->unloadIdleBlocks(true);
+}
+
+void dataObjectWidget::exportData()
+{
+    emit exportRequested();
+}
+
+void dataObjectWidget::mouseDoubleClickEvent(QMouseEvent *event)
+{
+    if (event->button() == Qt::LeftButton)
+        displayToggled();
+}
