@@ -7,8 +7,8 @@
 #include <QNetworkRequest>
 #include <QPointer>
 
+#include <algorithm>
 #include <array>
-#include <cstring>
 #include <utility>
 
 namespace {
@@ -249,7 +249,7 @@ void SensorReply::abort()
 qint64 SensorReply::readData(char *data, qint64 most)
 {
     const qint64 size = qMin<qint64>(most, m_body.size() - m_at);
-    std::memcpy(data, m_body.constData() + m_at, std::size_t(size));
+    std::copy_n(m_body.constData() + m_at, size, data);
     m_at += int(size);
     return size == 0 && isFinished() ? -1 : size;
 }

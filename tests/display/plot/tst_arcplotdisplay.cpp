@@ -111,6 +111,8 @@ bool TestArcPlotDisplay::isDrawn(const QImage &image, quint64 time, double value
 {
     const QPointF point(plot()->canvasMap(QwtPlot::xBottom).transform(double(time)),
                         plot()->canvasMap(QwtPlot::yLeft).transform(value));
+    if (!QRectF(image.rect()).contains(point))
+        return false;
     for (int dx = -2; dx <= 2; ++dx)
         for (int dy = -2; dy <= 2; ++dy) {
             const QPoint at = point.toPoint() + QPoint(dx, dy);
