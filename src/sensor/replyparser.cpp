@@ -52,7 +52,7 @@ int ReplyParser::takeLine(const char *data, int size)
     const void *const end = std::memchr(data, '\n', std::size_t(size));
     const int taken = end ? int(static_cast<const char *>(end) - data) + 1 : size;
     m_lineBytes += taken;
-    if (m_lineBytes > headLimit) {
+    if (m_lineBytes > m_limits.headBytes) {
         fail();
         return taken;
     }
@@ -144,6 +144,8 @@ void ReplyParser::headerLine(const QByteArray &line)
         }
     }
     m_headers.append({name, value});
+    if (m_headers.size() > m_limits.headers)
+        fail();
 }
 
 void ReplyParser::headEnded()

@@ -12,10 +12,17 @@
 class ReplyParser
 {
 public:
-    static constexpr int headLimit = 64 * 1024; // bytes of status line and headers, and of the lines around chunks
+    struct Limits
+    {
+        int headBytes = 64 * 1024; // of status line and headers, and of the lines around chunks
+        int headers = 256;         // with different names: each line is compared with all before it
+    };
 
     enum class State { Head, Body, Done, Failed };
     using Header = QPair<QByteArray, QByteArray>;
+
+    ReplyParser() = default;
+    explicit ReplyParser(const Limits &limits) : m_limits(limits) {}
 
     /// Returns how many bytes belong to the reply; what follows its end is left.
     int feed(const char *data, int size);
@@ -46,6 +53,7 @@ private:
     void chunkSize(const QByteArray &line);
     void fail() { m_state = State::Failed; }
 
+    Limits m_limits;
     State m_state = State::Head;
     Part m_part = Part::StatusLine;
     bool m_begun = false;

@@ -187,6 +187,10 @@ void TestSensorWorker::outcomes_data()
     row("first line without end", raw("HTTP/1.1 200 " + much), "error 2");
     row("header without end", raw("HTTP/1.1 200 OK\r\n" + QByteArray("X-Filler: 0123\r\n").repeated(10'000)),
         "error 2");
+    QByteArray names;
+    for (int i = 0; i < 300; ++i)
+        names += QByteArray::number(i) + ":\r\n";
+    row("too many headers", raw("HTTP/1.1 200 OK\r\n" + names + "Content-Length: 0\r\n\r\n"), "error 2");
     row("chunk size without end", raw("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n3;" + much), "error 2");
     row("chunk size is a word", raw("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n3\r\nabc\r\nx\r\n"),
         "error 2 abc");
