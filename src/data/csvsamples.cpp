@@ -17,6 +17,7 @@ constexpr qint64 beginningSize = 64 * 1024;
 constexpr qint64 longestLine = 64 * 1024;
 constexpr int linesLookedAt = 200;
 constexpr int pieceSize = 10000;
+constexpr int fewestCells = 3; // of a sample: time, voltage, current
 constexpr char byteOrderMark[] = "\xEF\xBB\xBF";
 constexpr char exportTitle[] = "Norvex RF Event Detector Data Export";
 
@@ -84,38 +85,42 @@ int namedColumn(const QStringList &names, const QStringList &words, const QStrin
     return -1;
 }
 
-QStringList columnOf(const QVector<QStringList> &rows, int column)
+/// A line and what its cells may be.
+struct TableRow
 {
     QStringList cells;
-    for (const QStringList &row : rows)
-        cells.append(row.value(column));
+    QVector<csvtime::CellTraits> traits; // as many, none of a line that is too short
+};
+
+QVector<csvtime::CellTraits> columnOf(const QVector<TableRow> &rows, int column)
+{
+    QVector<csvtime::CellTraits> cells;
+    cells.reserve(rows.size());
+    for (const TableRow &row : rows)
+        cells.append(row.traits.value(column)); // the names may be more
     return cells;
 }
 
-bool isNumeric(const QStringList &cells, QChar decimalSign)
+qint64 countNumbers(const QVector<csvtime::CellTraits> &cells)
 {
-    const auto numbers = std::count_if(cells.begin(), cells.end(), [&](const QString &cell) {
-        double unused = 0;
-        return csvtime::parseNumber(cell, decimalSign, unused);
-    });
-    return csvtime::isMost(numbers, cells.size());
+    return std::count_if(cells.begin(), cells.end(), [](const csvtime::CellTraits &cell) { return cell.isNumber; });
 }
 
 /// Finds the columns of rows that have the same number of cells. False when there are none to be samples.
-bool findColumns(const QVector<QStringList> &rows, Reading &reading)
+bool findColumns(const QVector<TableRow> &rows, Reading &reading)
 {
     static const QStringList times{QStringLiteral("time"), QStringLiteral("date"), QStringLiteral("zeit"),
                                    QStringLiteral("datum")};
     static const QStringList voltages{QStringLiteral("volt"), QStringLiteral("spannung")};
     static const QStringList currents{QStringLiteral("current"), QStringLiteral("strom"), QStringLiteral("amp")};
     Layout &layout = reading.layout;
-    const int width = rows.constFirst().size();
+    const int width = rows.constFirst().cells.size();
     QVector<TimeFormat> formats;
     layout.timeColumn = namedColumn(reading.columns, times, QStringLiteral("(s)"));
     if (layout.timeColumn >= 0)
-        formats = csvtime::formatsOf(columnOf(rows, layout.timeColumn), layout.decimalSign);
+        formats = csvtime::formatsOf(columnOf(rows, layout.timeColumn));
     for (int i = 0; i < width && formats.isEmpty(); ++i) {
-        formats = csvtime::formatsOf(columnOf(rows, i), layout.decimalSign);
+        formats = csvtime::formatsOf(columnOf(rows, i));
         layout.timeColumn = i;
     }
     if (formats.isEmpty())
@@ -123,7 +128,7 @@ bool findColumns(const QVector<QStringList> &rows, Reading &reading)
     layout.timeFormat = formats.constFirst();
     QVector<int> numeric;
     for (int i = 0; i < width; ++i) {
-        if (i != layout.timeColumn && isNumeric(columnOf(rows, i), layout.decimalSign))
+        if (i != layout.timeColumn && csvtime::isMost(countNumbers(columnOf(rows, i)), rows.size()))
             numeric.append(i);
     }
     const int voltage = namedColumn(reading.columns, voltages, QStringLiteral("(v)"));
@@ -137,21 +142,17 @@ bool findColumns(const QVector<QStringList> &rows, Reading &reading)
 }
 
 /// The rows from `first` on that have as many cells.
-QVector<QStringList> sameWidth(const QVector<QStringList> &rows, int first)
+QVector<TableRow> sameWidth(const QVector<TableRow> &rows, int first)
 {
     int end = first;
-    while (end < rows.size() && rows.at(end).size() == rows.at(first).size())
+    while (end < rows.size() && rows.at(end).cells.size() == rows.at(first).cells.size())
         ++end;
     return rows.mid(first, end - first);
 }
 
-bool looksLikeData(const QStringList &cells, QChar decimalSign)
+bool looksLikeData(const TableRow &row)
 {
-    const auto count = std::count_if(cells.begin(), cells.end(), [&](const QString &cell) {
-        double unused = 0;
-        return csvtime::parseNumber(cell, decimalSign, unused);
-    });
-    return count >= 2 && cells.size() >= 3;
+    return row.cells.size() >= fewestCells && countNumbers(row.traits) >= 2;
 }
 
 SamplePoint sampleOf(quint64 time, double voltage, double current)
@@ -177,10 +178,10 @@ bool takeCells(const QStringList &cells, const Layout &layout, SamplePoint &samp
 }
 
 /// Bad lines at the top must not take the good ones between them along.
-void beginAtFirstSample(const QVector<QStringList> &rows, Layout &layout)
+void beginAtFirstSample(const QVector<TableRow> &rows, Layout &layout)
 {
     SamplePoint unused;
-    const auto isSample = [&](const QStringList &cells) { return takeCells(cells, layout, unused); };
+    const auto isSample = [&](const TableRow &row) { return takeCells(row.cells, layout, unused); };
     const auto first = std::find_if(rows.cbegin(), rows.cbegin() + layout.firstLine, isSample);
     layout.firstLine = static_cast<int>(first - rows.cbegin());
 }
@@ -190,16 +191,21 @@ Reading read(const QStringList &lines, QChar delimiter, QChar decimalSign)
     Reading reading;
     reading.layout.delimiter = delimiter;
     reading.layout.decimalSign = decimalSign;
-    QVector<QStringList> rows;
-    for (const QString &line : lines)
-        rows.append(split(line, delimiter));
+    QVector<TableRow> rows;
+    for (const QString &line : lines) {
+        rows.append({split(line, delimiter), {}});
+        TableRow &row = rows.last();
+        for (int i = 0; row.cells.size() >= fewestCells && i < row.cells.size(); ++i)
+            row.traits.append(csvtime::traitsOf(row.cells.at(i), decimalSign));
+    }
     for (int first = 0; first < rows.size(); ++first) {
-        if (!looksLikeData(rows.at(first), decimalSign))
+        if (!looksLikeData(rows.at(first)))
             continue;
-        const QVector<QStringList> data = sameWidth(rows, first);
-        const QStringList above = first > 0 ? rows.at(first - 1) : QStringList();
+        const QVector<TableRow> data = sameWidth(rows, first);
+        const QStringList above = first > 0 ? rows.at(first - 1).cells : QStringList();
         // Data lines may end with a delimiter that the line of names does not have.
-        reading.columns = above.size() >= 3 && above.size() + 1 >= data.constFirst().size() ? above : QStringList();
+        const int width = data.constFirst().cells.size();
+        reading.columns = above.size() >= fewestCells && above.size() + 1 >= width ? above : QStringList();
         reading.layout.firstLine = first;
         if (findColumns(data, reading)) {
             reading.lines = data.size();

@@ -83,6 +83,14 @@ bool parseExportCell(const QString &cell, quint64 &timeUs)
     return assemble(date, {number(4), number(5), number(6)}, number(7) * 1000 + number(8), 0, timeUs);
 }
 
+constexpr TimeFormat datedFormats[] = {TimeFormat::ExportCell, TimeFormat::Iso, TimeFormat::DayMonthYear,
+                                       TimeFormat::MonthDayYear};
+
+quint8 bitOf(TimeFormat format)
+{
+    return static_cast<quint8>(1U << static_cast<unsigned>(format));
+}
+
 /// Which unit the numbers of a column have since 1970, by their size.
 TimeFormat formatOfNumber(double value)
 {
@@ -141,15 +149,27 @@ bool csvtime::parse(QString cell, TimeFormat format, QChar decimalSign, quint64 
     return toTime(start + number * factor, timeUs);
 }
 
-QVector<csvsamples::TimeFormat> csvtime::formatsOf(const QStringList &cells, QChar decimalSign)
+csvtime::CellTraits csvtime::traitsOf(const QString &cell, QChar decimalSign)
+{
+    CellTraits traits;
+    traits.isNumber = parseNumber(cell, decimalSign, traits.number);
+    constexpr int shortestDate = 13; // "1/2/2024 1:00"
+    if (traits.isNumber || cell.size() < shortestDate || !cell.contains(QLatin1Char(':')))
+        return traits;
+    quint64 unused = 0;
+    for (const TimeFormat format : datedFormats) {
+        if (parse(cell, format, decimalSign, 0, unused))
+            traits.formats |= bitOf(format);
+    }
+    return traits;
+}
+
+QVector<csvsamples::TimeFormat> csvtime::formatsOf(const QVector<CellTraits> &cells)
 {
     QVector<QPair<qint64, TimeFormat>> found; // how many cells fit
-    for (const TimeFormat format :
-         {TimeFormat::ExportCell, TimeFormat::Iso, TimeFormat::DayMonthYear, TimeFormat::MonthDayYear}) {
-        const qint64 fitting = std::count_if(cells.begin(), cells.end(), [&](const QString &cell) {
-            quint64 unused = 0;
-            return parse(cell, format, decimalSign, 0, unused);
-        });
+    for (const TimeFormat format : datedFormats) {
+        const qint64 fitting = std::count_if(
+            cells.begin(), cells.end(), [&](const CellTraits &cell) { return (cell.formats & bitOf(format)) != 0; });
         if (isMost(fitting, cells.size()))
             found.append({fitting, format});
     }
@@ -158,10 +178,9 @@ QVector<csvsamples::TimeFormat> csvtime::formatsOf(const QStringList &cells, QCh
     for (const auto &each : qAsConst(found))
         formats.append(each.second);
     double largest = 0;
-    const qint64 numbers = std::count_if(cells.begin(), cells.end(), [&](const QString &cell) {
-        double number = 0;
-        const bool fits = parseNumber(cell, decimalSign, number) && number >= 0;
-        largest = fits ? std::max(largest, number) : largest;
+    const qint64 numbers = std::count_if(cells.begin(), cells.end(), [&](const CellTraits &cell) {
+        const bool fits = cell.isNumber && cell.number >= 0;
+        largest = fits ? std::max(largest, cell.number) : largest;
         return fits;
     });
     if (formats.isEmpty() && isMost(numbers, cells.size()))

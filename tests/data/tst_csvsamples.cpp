@@ -3,6 +3,8 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <ctime>
+
 using namespace csvsamples;
 
 Q_DECLARE_METATYPE(csvsamples::TimeFormat)
@@ -27,6 +29,7 @@ private slots:
     void detection();
     void notUnderstood_data();
     void notUnderstood();
+    void manyColumnsOfRemarks();
     void correctedLayout();
     void ownExport();
     void wholeFile();
@@ -110,6 +113,21 @@ void TestCsvSamples::notUnderstood()
     const Preview preview = detect(text);
     QVERIFY(!preview.understood);
     QVERIFY(!preview.reason.isEmpty());
+}
+
+/// Numbers and remarks that take turns fit no column, from whichever line on; the window must not wait for that.
+void TestCsvSamples::manyColumnsOfRemarks()
+{
+    QByteArray text;
+    for (int line = 0; line < 200; ++line) {
+        for (int column = 0; column < 150; ++column)
+            text += (column * 7 + line * 13) % 10 < 3 ? "1;" : "a;";
+        text += '\n';
+    }
+    const std::clock_t before = std::clock();
+    detect(text);
+    const double seconds = double(std::clock() - before) / CLOCKS_PER_SEC; // of work, however busy the machine is
+    QVERIFY2(seconds < 8, qPrintable(QString::number(seconds)));
 }
 
 /// 05/02 is the fifth of February or the second of May: the user decides.
