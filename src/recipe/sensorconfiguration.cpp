@@ -11,6 +11,7 @@
 #include <QTextStream>
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 
 namespace {
@@ -108,7 +109,11 @@ struct TextReader
         const uint value = cells.value(cell).toUInt();
         return value <= std::numeric_limits<T>::max() ? static_cast<T>(value) : T(0);
     }
-    void operator()(double SensorConfiguration::*member) const { configuration.*member = cells.value(1).toDouble(); }
+    void operator()(double SensorConfiguration::*member) const
+    {
+        const double value = cells.value(1).toDouble(); // takes "inf" and "nan", which the other forms cannot hold
+        configuration.*member = std::isfinite(value) ? value : 0;
+    }
     void operator()(qint32 SensorConfiguration::*member) const { configuration.*member = cells.value(1).toInt(); }
     template <typename T>
     void operator()(T SensorConfiguration::*member) const
