@@ -39,14 +39,14 @@ QString unescaped(const QByteArray &literal)
 class RepeatedKeyFinder
 {
 public:
-    explicit RepeatedKeyFinder(const QByteArray &bytes) : m_bytes(bytes) {}
+    explicit RepeatedKeyFinder(const QByteArray &bytes) : m_text(bytes.constData()), m_size(bytes.size()) {}
 
     /// Position of a key that comes again in its object while one of its values is an array or object; -1 for none.
     int find()
     {
         int at = 0;
-        while (at < m_bytes.size()) {
-            const char c = m_bytes.at(at);
+        while (at < m_size) {
+            const char c = m_text[at];
             if (c == '"') {
                 const int end = endOfString(at);
                 if (isRepeated(at, end))
@@ -66,14 +66,14 @@ private:
     int endOfString(int start) const
     {
         int at = start + 1;
-        while (at < m_bytes.size() && m_bytes.at(at) != '"')
-            at += m_bytes.at(at) == '\\' ? 2 : 1;
-        return qMin(at, m_bytes.size());
+        while (at < m_size && m_text[at] != '"')
+            at += m_text[at] == '\\' ? 2 : 1;
+        return qMin(at, m_size);
     }
 
     int nextToken(int at) const
     {
-        while (at < m_bytes.size() && isBlank(m_bytes.at(at)))
+        while (at < m_size && isBlank(m_text[at]))
             ++at;
         return at;
     }
@@ -81,19 +81,20 @@ private:
     bool isRepeated(int start, int end)
     {
         const int colon = nextToken(end + 1);
-        if (m_objects.isEmpty() || colon >= m_bytes.size() || m_bytes.at(colon) != ':')
+        if (m_objects.isEmpty() || colon >= m_size || m_text[colon] != ':')
             return false;
         const int value = nextToken(colon + 1);
-        const bool holdsMore = value < m_bytes.size() && (m_bytes.at(value) == '{' || m_bytes.at(value) == '[');
+        const bool holdsMore = value < m_size && (m_text[value] == '{' || m_text[value] == '[');
         QHash<QString, bool> &keys = m_objects.last();
-        const QString key = unescaped(m_bytes.mid(start + 1, end - start - 1));
+        const QString key = unescaped(QByteArray(m_text + start + 1, end - start - 1));
         const auto earlier = keys.constFind(key);
         const bool repeated = earlier != keys.constEnd() && (*earlier || holdsMore);
         keys.insert(key, holdsMore);
         return repeated;
     }
 
-    const QByteArray &m_bytes;
+    const char *m_text;
+    int m_size;
     QVector<QHash<QString, bool>> m_objects; // open ones: key -> its value is an array or object
 };
 

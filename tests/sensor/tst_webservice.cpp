@@ -118,6 +118,7 @@ void TestWebservice::frame_data()
     QTest::newRow("start is a word") << QByteArray("{\"start\":\"now\"}") << QString();
     QTest::newRow("start is true") << QByteArray("{\"start\":true}") << QString();
     QTest::newRow("array") << QByteArray("[1,2]") << QString();
+    QTest::newRow("lists under one key") << QByteArray("{\"start\":1,\"a\":[1],\"a\":[2]}") << QString();
     QTest::newRow("cut") << QByteArray("{\"start\":1,\"number_of_points\":4") << QString();
     QTest::newRow("empty") << QByteArray() << QString();
 }
