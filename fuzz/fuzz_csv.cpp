@@ -1,6 +1,23 @@
 #include "data/csvsamples.h"
 #include "fuzz.h"
 
+namespace {
+
+/// What the preview shows of a line is what the import reads from it.
+void checkRead(const QByteArray &bytes, const csvsamples::Preview &preview)
+{
+    const QList<QByteArray> lines = bytes.mid(bytes.startsWith("\xEF\xBB\xBF") ? 3 : 0).split('\n');
+    for (int i = 0; i < preview.rows.size(); ++i) {
+        const csvsamples::Row &row = preview.rows.at(i);
+        SamplePoint sample;
+        const bool isSample = csvsamples::takeLine(lines.at(preview.layout.firstLine + i), preview.layout, sample);
+        FUZZ_CHECK(isSample == row.isSample);
+        FUZZ_CHECK(!isSample || sample == row.sample);
+    }
+}
+
+} // namespace
+
 int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
     const QByteArray bytes = bytesOf(data, size);
@@ -10,6 +27,8 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
     for (const csvsamples::Row &row : preview.rows)
         anySample = anySample || row.isSample;
     FUZZ_CHECK(!preview.understood || anySample);
+    if (preview.understood)
+        checkRead(bytes, preview);
     // A corrected layout may be anything.
     csvsamples::Layout layout = preview.layout;
     layout.timeColumn = size > 0 ? data[0] % 7 - 1 : -1;

@@ -7,45 +7,45 @@
 
 namespace {
 
-const QStringList &keys()
+const QVector<QStringList> &keys()
 {
-    static const QStringList list{QStringLiteral("Time_ms"),
-                                  QStringLiteral("Voltage"),
-                                  QStringLiteral("Current_Ir"),
-                                  QStringLiteral("Current_Ii"),
-                                  QStringLiteral("nPulses"),
-                                  QStringLiteral("P_Period"),
-                                  QStringLiteral("P_1T_on P_T_on"),
-                                  QStringLiteral("P_1V_max P_V_max"),
-                                  QStringLiteral("P_1V_min P_V_min"),
-                                  QStringLiteral("P_1V_avg P_V"),
-                                  QStringLiteral("P_1I_max P_I_max"),
-                                  QStringLiteral("P_1I_min P_I_min"),
-                                  QStringLiteral("P_1I_avg P_I"),
-                                  QStringLiteral("P_2T_on"),
-                                  QStringLiteral("P_2V_max"),
-                                  QStringLiteral("P_2V_min"),
-                                  QStringLiteral("P_2V_avg"),
-                                  QStringLiteral("P_2I_max"),
-                                  QStringLiteral("P_2I_min"),
-                                  QStringLiteral("P_2I_avg"),
-                                  QStringLiteral("E_11"),
-                                  QStringLiteral("E_12"),
-                                  QStringLiteral("E_13"),
-                                  QStringLiteral("E_21"),
-                                  QStringLiteral("E_22"),
-                                  QStringLiteral("E_23"),
-                                  QStringLiteral("E_31"),
-                                  QStringLiteral("E_32"),
-                                  QStringLiteral("E_33"),
-                                  QStringLiteral("E_PE")};
+    static const QVector<QStringList> list{{QStringLiteral("Time_ms")},
+                                           {QStringLiteral("Voltage")},
+                                           {QStringLiteral("Current_Ir")},
+                                           {QStringLiteral("Current_Ii")},
+                                           {QStringLiteral("nPulses")},
+                                           {QStringLiteral("P_Period")},
+                                           {QStringLiteral("P_1T_on"), QStringLiteral("P_T_on")},
+                                           {QStringLiteral("P_1V_max"), QStringLiteral("P_V_max")},
+                                           {QStringLiteral("P_1V_min"), QStringLiteral("P_V_min")},
+                                           {QStringLiteral("P_1V_avg"), QStringLiteral("P_V")},
+                                           {QStringLiteral("P_1I_max"), QStringLiteral("P_I_max")},
+                                           {QStringLiteral("P_1I_min"), QStringLiteral("P_I_min")},
+                                           {QStringLiteral("P_1I_avg"), QStringLiteral("P_I")},
+                                           {QStringLiteral("P_2T_on")},
+                                           {QStringLiteral("P_2V_max")},
+                                           {QStringLiteral("P_2V_min")},
+                                           {QStringLiteral("P_2V_avg")},
+                                           {QStringLiteral("P_2I_max")},
+                                           {QStringLiteral("P_2I_min")},
+                                           {QStringLiteral("P_2I_avg")},
+                                           {QStringLiteral("E_11")},
+                                           {QStringLiteral("E_12")},
+                                           {QStringLiteral("E_13")},
+                                           {QStringLiteral("E_21")},
+                                           {QStringLiteral("E_22")},
+                                           {QStringLiteral("E_23")},
+                                           {QStringLiteral("E_31")},
+                                           {QStringLiteral("E_32")},
+                                           {QStringLiteral("E_33")},
+                                           {QStringLiteral("E_PE")}};
     return list;
 }
 
 int columnOf(const QString &name)
 {
     for (int i = 0; i < keys().size(); ++i) {
-        for (const QString &key : keys().at(i).split(QLatin1Char(' '))) {
+        for (const QString &key : keys().at(i)) {
             if (name.contains(key, Qt::CaseInsensitive))
                 return i;
         }
@@ -73,8 +73,8 @@ SamplePage readSamplePageSlowly(const QByteArray &reply, qint64 timeBaseUs)
     const QString text = QString::fromLatin1(nul < 0 ? reply : reply.left(nul));
     for (const QString &line : text.split(QLatin1Char('\n'))) {
         const QStringList pieces = line.split(QLatin1Char(':'));
-        const int column = columnOf(pieces.first());
-        if (pieces.size() < 2 || column < 0)
+        const int column = pieces.size() < 2 ? -1 : columnOf(pieces.first());
+        if (column < 0)
             continue;
         QString value = pieces.at(1).trimmed();
         value.chop(1);
