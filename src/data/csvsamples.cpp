@@ -52,7 +52,7 @@ QStringList linesOf(QByteArray bytes)
     for (QByteArray line : bytes.split('\n')) {
         if (line.endsWith('\r'))
             line.chop(1);
-        lines.append(QString::fromUtf8(line));
+        lines.append(QString::fromUtf8(line.constData(), line.size())); // a NUL ends no line
     }
     if (cut || (!lines.isEmpty() && lines.constLast().isEmpty()))
         lines.removeLast();
