@@ -8,13 +8,13 @@ constexpr qint64 gatheredBytes = 256 * 1024; // written at once, whoever waits
 
 } // namespace
 
-Journal::Journal(const QString &sessionFolder, QObject *parent, const QStringList &notReplayed)
-    : Journal(sessionFolder, Timings(), parent, notReplayed)
+Journal::Journal(const QString &sessionFolder, QObject *parent, const QStringList &replayed)
+    : Journal(sessionFolder, Timings(), parent, replayed)
 {}
 
-Journal::Journal(const QString &sessionFolder, const Timings &timings, QObject *parent, const QStringList &notReplayed)
+Journal::Journal(const QString &sessionFolder, const Timings &timings, QObject *parent, const QStringList &replayed)
     : QObject(parent), m_timings(timings),
-      m_writer(std::make_unique<Writer>(*this, journalfile::folderOf(sessionFolder), notReplayed))
+      m_writer(std::make_unique<Writer>(*this, journalfile::folderOf(sessionFolder), replayed))
 {
     m_writer->start();
 }

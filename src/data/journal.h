@@ -39,10 +39,11 @@ public:
         int retryMs = 1000; // after a failure
     };
 
-    /// `notReplayed` names files of earlier runs that stay, whatever is saved.
-    explicit Journal(const QString &sessionFolder, QObject *parent = nullptr, const QStringList &notReplayed = {});
+    /// `replayed` names the files of earlier runs whose records are in the stores: the first save takes them away. All
+    /// others stay, whatever is saved.
+    explicit Journal(const QString &sessionFolder, QObject *parent = nullptr, const QStringList &replayed = {});
     Journal(const QString &sessionFolder, const Timings &timings, QObject *parent = nullptr,
-            const QStringList &notReplayed = {});
+            const QStringList &replayed = {});
     ~Journal() override;
 
     void append(const QString &sensorFolder, Record type, const QByteArray &payload) override;
@@ -88,7 +89,7 @@ private:
     class Writer final : public QThread
     {
     public:
-        Writer(Journal &journal, const QString &folder, const QStringList &notReplayed);
+        Writer(Journal &journal, const QString &folder, const QStringList &replayed);
         void run() override;
 
     private:

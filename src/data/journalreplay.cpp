@@ -81,6 +81,7 @@ private:
 void Replay::replayFile(const QString &name, bool newest)
 {
     ++m_report.files;
+    m_report.replayed.append(name);
     m_refused.clear();
     QFile file(m_folder + QLatin1Char('/') + name);
     if (!file.open(QIODevice::ReadOnly))
@@ -217,7 +218,7 @@ void Replay::setAside(const QString &name, const QString &problem)
 void Replay::leaveForLater(const QString &name, const QString &problem)
 {
     m_report.problems.append(QStringLiteral("%1: %2; it is read again at the next start").arg(name, problem));
-    m_report.notReplayed.append(name);
+    m_report.replayed.removeOne(name);
 }
 
 } // namespace

@@ -14,8 +14,8 @@ struct ReplayReport
     int entries = 0; // good records, whether they brought anything new or not
     quint64 addedSamples = 0;
     int addedEvents = 0;
-    QStringList problems;    // in words, of the files below and of those that were set aside
-    QStringList notReplayed; // names of files that could not be read now, or whose records a store could not take
+    QStringList problems; // in words, of files that were set aside or stay for the next time
+    QStringList replayed; // names of the files whose records the stores have
 
     bool isEmpty() const { return entries == 0 && problems.isEmpty(); }
 };
@@ -36,8 +36,8 @@ struct JournalSensor
 /// when it cannot. The stores have no log attached yet. Normally a torn end of the newest file (a kill in the middle of
 /// a write) is cut off, and a file that is damaged in any other way, or holds records of a sensor that nobody knows, is
 /// set aside under another name when it was read; ReadOnly changes nothing. A file that could not be replayed for
-/// another reason stays for the next time: the session's Journal must be told about it. Before the session's Journal is
-/// made.
+/// another reason stays for the next time: the session's Journal takes away only what it is told. Before the session's
+/// Journal is made.
 ReplayReport replayJournal(const QString &sessionFolder,
                            const std::function<norvexData *(const JournalSensor &)> &storeOf,
                            LoadMode mode = LoadMode::Normal);

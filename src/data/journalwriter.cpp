@@ -20,22 +20,21 @@ bool fail(QString *reason, const QString &text)
 
 } // namespace
 
-Journal::Writer::Writer(Journal &journal, const QString &folder, const QStringList &notReplayed)
+Journal::Writer::Writer(Journal &journal, const QString &folder, const QStringList &replayed)
     : m_journal(journal), m_folder(folder)
 {
     const QByteArray id = QUuid::createUuid().toRfc4122();
     std::copy(id.begin(), id.end(), m_header.id.begin());
-    // Files of earlier runs belong to generation 0: what they hold was replayed, so that the first save covers it. One
-    // that could not be read stays for the next start.
+    // What was replayed belongs to generation 0, which the first save covers. A file that could not be read, or was not
+    // even seen because the folder could not be listed then, stays for the next start.
+    for (const QString &name : replayed)
+        m_oldFiles.append({folder + QLatin1Char('/') + name, 0});
     const QStringList names = QDir(folder).entryList(QDir::Files, QDir::Name);
     for (const QString &name : names) {
         QString bare = name;
         if (bare.endsWith(journalfile::keptExtension()))
             bare.chop(journalfile::keptExtension().size());
-        const quint64 number = journalfile::numberOf(bare);
-        m_header.number = std::max(m_header.number, number);
-        if (number > 0 && bare == name && !notReplayed.contains(name))
-            m_oldFiles.append({folder + QLatin1Char('/') + name, 0});
+        m_header.number = std::max(m_header.number, journalfile::numberOf(bare));
     }
 }
 

@@ -31,7 +31,7 @@ void Session::openJournal()
         m_loadProblems.append(QStringLiteral("Journal %1").arg(problem));
     if (m_readOnly)
         return;
-    m_journal = new Journal(m_path, this, report.notReplayed);
+    m_journal = new Journal(m_path, this, report.replayed);
     for (const SensorEntry &entry : sensors())
         attachLog(entry.data);
     if (report.entries > 0)
