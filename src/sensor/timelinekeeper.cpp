@@ -1,5 +1,7 @@
 #include "sensor/timelinekeeper.h"
 
+#include <QFile>
+
 #include <algorithm>
 #include <limits>
 #include <utility>
@@ -54,6 +56,20 @@ Recognition recogniseIn(const QVector<SamplePoint> &earlier, const QVector<Sampl
     return found;
 }
 
+/// What is stored at one time. False when that cannot be read now but later: what was in a block whose file is damaged
+/// or gone nobody can tell any more, and waiting for it would end the recording.
+bool readAt(const norvexData &store, quint64 time, QVector<SamplePoint> &stored)
+{
+    bool ok = true;
+    for (const auto &block : store.blocks()) {
+        if (time < block->minimumTime() || time > block->maximumTime() || block->searchRange(stored, time, time + 1))
+            continue;
+        const QString file = block->folder() + QLatin1Char('/') + block->fileName();
+        ok = ok && !block->isLoaded() && !QFile::exists(file);
+    }
+    return ok;
+}
+
 } // namespace
 
 /// Asks for each time alone: the times of a page need not be anywhere near each other.
@@ -63,7 +79,7 @@ Recognition recognise(const norvexData &store, const QVector<SamplePoint> &point
     SamplePoint like; // the values of the first that is the same
     for (const SamplePoint &point : points) {
         QVector<SamplePoint> stored;
-        found.ok = store.samplesInRange(point.time, point.time + 1, stored) && found.ok;
+        found.ok = readAt(store, point.time, stored) && found.ok;
         if (stored.isEmpty())
             continue;
         if (!stored.contains(point)) {

@@ -141,6 +141,7 @@ class TestTimeLineKeeper : public QObject
 private slots:
     void restartsLoseAndDoubleNothing_data();
     void restartsLoseAndDoubleNothing();
+    void lostBlocksHoldNothingUp();
 };
 
 void TestTimeLineKeeper::restartsLoseAndDoubleNothing_data()
@@ -181,6 +182,37 @@ void TestTimeLineKeeper::restartsLoseAndDoubleNothing()
                                 .arg(lost)
                                 .arg(doubled)
                                 .arg(bench.cleared())));
+    }
+}
+
+// A block file that somebody deletes, or that gets damaged, must not end the recording at the next restart.
+void TestTimeLineKeeper::lostBlocksHoldNothingUp()
+{
+    const QTemporaryDir session;
+    norvexData store;
+    store.setFolderName(QStringLiteral("S1-Default"));
+    QVERIFY(QDir(session.path()).mkdir(store.folderName()));
+    const auto points = [](quint64 from) {
+        QVector<SamplePoint> row(3);
+        for (int i = 0; i < row.size(); ++i) {
+            row[i].time = from + quint64(i);
+            row[i].voltage = double(from) + i;
+        }
+        return row;
+    };
+    for (const qint64 base : {1, 2, 3}) { // a block each
+        store.setTimeLine({true, base, 0});
+        QVERIFY(store.addSamples(points(quint64(base) * 1000)));
+    }
+    QVERIFY(store.save(session.path()));
+    store.unloadIdleBlocks(true);
+    const QString block = session.filePath(QStringLiteral("S1-Default/block_%1.norvexdata"));
+    QVERIFY(QFile::remove(block.arg(1)));
+    QVERIFY(QFile::resize(block.arg(2), QFileInfo(block.arg(2)).size() - 1));
+    for (const quint64 base : {1, 2, 3}) {
+        const Recognition found = recognise(store, points(base * 1000));
+        QVERIFY(found.ok);
+        QCOMPARE(found.same, base == 1 ? 0 : int(base)); // of the damaged one two are left
     }
 }
 
