@@ -19,6 +19,7 @@ int main(int argc, char *argv[])
     QApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
     QApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
     QApplication::setHighDpiScaleFactorRoundingPolicy(Qt::HighDpiScaleFactorRoundingPolicy::PassThrough);
+    platform::returnLargeMemory();
     QApplication application(argc, argv);
     QApplication::setOrganizationName(AppSettings::organisation());
     QApplication::setOrganizationDomain(AppSettings::domain());

@@ -9,16 +9,16 @@
 #include <QMetaObject>
 #include <QObject>
 
-#include <winsock2.h>
-
 #include <io.h>
 #include <psapi.h>
 #include <windows.h>
+#include <winsock2.h>
 #else
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <fcntl.h>
+#include <malloc.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -81,6 +81,8 @@ int terminalWidth()
         return 0;
     return info.srWindow.Right - info.srWindow.Left + 1;
 }
+
+void returnLargeMemory() {} // its heap does so by itself
 
 qint64 residentMemory()
 {
@@ -161,6 +163,14 @@ int terminalWidth()
     if (::ioctl(STDERR_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0)
         return 80;
     return size.ws_col;
+}
+
+void returnLargeMemory()
+{
+#ifdef M_MMAP_THRESHOLD
+    constexpr int large = 1 << 20; // less than a block; setting it keeps it from rising with every such piece
+    ::mallopt(M_MMAP_THRESHOLD, large);
+#endif
 }
 
 qint64 residentMemory()

@@ -28,6 +28,11 @@ void resetOnClose(qintptr socket);
 /// Columns of the terminal behind stderr, or 0 when stderr is not a terminal.
 int terminalWidth();
 
+/// From now on large pieces of memory go back to the system as soon as they are freed. The C library would keep them
+/// for later, and the megabytes of blocks that are filled, copied and dropped for hours would leave it full of holes.
+/// Called once, by main.
+void returnLargeMemory();
+
 /// Resident memory of this process in bytes, 0 when unknown.
 qint64 residentMemory();
 

@@ -1,4 +1,5 @@
 #include "base/log.h"
+#include "base/platform.h"
 #include "cli/command.h"
 
 #include <QCoreApplication>
@@ -67,6 +68,7 @@ ExitCode dispatch(QStringList arguments, Console &console)
 
 int main(int argc, char **argv)
 {
+    platform::returnLargeMemory();
     QCoreApplication application(argc, argv);
     QCoreApplication::setOrganizationName(QStringLiteral("Kelvaris"));
     QCoreApplication::setOrganizationDomain(QStringLiteral("kelvaris.com"));
