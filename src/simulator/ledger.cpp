@@ -57,6 +57,8 @@ public:
             return append(m_ledger.events, m_firstEvent, fields, fields[4].toShort());
         if (kind.size() == 2 && fields.size() == 3)
             return mark(kind, fields[1].toLongLong(), fields[2].toLongLong());
+        if (kind == "R" && fields.size() == 3)
+            m_ledger.restartsMs.append(fields[2].toLongLong());
         return kind == "R";
     }
 
@@ -205,9 +207,10 @@ void Ledger::lost(Kind kind, qint64 first, qint64 count)
     mark(kind, first, count, 'L', &LedgerEntry::lost);
 }
 
-void Ledger::restarted(bool dataKept)
+void Ledger::restarted(bool dataKept, qint64 utcMs)
 {
-    line(dataKept ? "R kept" : "R lost");
+    m_entries.restartsMs.append(utcMs);
+    line((dataKept ? "R kept " : "R lost ") + QByteArray::number(utcMs));
 }
 
 void Ledger::mark(Kind kind, qint64 first, qint64 count, char letter, bool LedgerEntry::*fate)

@@ -33,6 +33,7 @@ struct LedgerSnapshot
 {
     QVector<LedgerEntry> samples;
     QVector<LedgerEntry> events;
+    QVector<qint64> restartsMs; // since the epoch, of every boot but the first
 };
 
 /// The checksum of a sample's values, without its time and frequency. The same from the simulator's own sample and from
@@ -56,7 +57,7 @@ bool readLedger(const QString &path, LedgerSnapshot &ledger, QString *error);
 ///     HS first count / HE first count        samples / events were handed out
 ///     CS first count / CE first count        were cleared by the reader
 ///     LS first count / LE first count        were lost: memory full or restart
-///     R kept|lost                            the sensor restarted
+///     R kept|lost utc_ms                     the sensor restarted: its times begin here
 ///
 /// Not thread-safe; its owner locks.
 class Ledger
@@ -74,7 +75,7 @@ public:
     void handedOut(Kind kind, qint64 first, qint64 count);
     void cleared(Kind kind, qint64 first, qint64 count);
     void lost(Kind kind, qint64 first, qint64 count);
-    void restarted(bool dataKept);
+    void restarted(bool dataKept, qint64 utcMs);
     /// Brings what was written so far to the file, where another process can read it.
     void flush();
 

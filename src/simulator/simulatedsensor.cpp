@@ -146,7 +146,7 @@ void SimulatedSensor::reboot(bool keepData)
         dropSamplesLocked(qint64(m_samples.size()), false);
         dropEventsLocked(qint64(m_events.size()), false);
     }
-    m_ledger.restarted(keepData);
+    m_ledger.restarted(keepData, m_options.clock->utcMs());
     m_ledger.flush();
     ++m_boot;
     m_fifoResets = 0;
