@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QTcpSocket>
 
 namespace {
 
@@ -59,6 +60,14 @@ bool Bay::startRecorder()
                                  QString::number(m_setup.speed)}
                          << m_addresses);
     return m_recorder.waitForStarted();
+}
+
+bool Bay::isListening(int number) const
+{
+    const QString &address = m_addresses.at(number);
+    QTcpSocket socket;
+    socket.connectToHost(address.section(QLatin1Char(':'), 0, 0), address.section(QLatin1Char(':'), 1).toUShort());
+    return socket.waitForConnected(2000);
 }
 
 bool Bay::endRecorder()

@@ -28,6 +28,8 @@ public:
     bool startRecorder();
     /// From now on sensor `number` follows this fault plan.
     void setPlan(int number, const QString &plan);
+    /// Whether anybody listens at the address of a sensor.
+    bool isListening(int number) const;
     /// Asks the recorder to end and waits for its last save.
     bool endRecorder();
     bool isRecording() const { return m_recorder.state() == QProcess::Running; }

@@ -30,6 +30,8 @@ const Fault faults[] = {
     {"no room for data, lasting", Action::Fail, EFBIG, true},
     {"input/output error, once", Action::Fail, EIO, false},
     {"input/output error, lasting", Action::Fail, EIO, true},
+    {"not synced, once", Action::Fail, EDQUOT, false},
+    {"not synced, lasting", Action::Fail, EDQUOT, true},
     {"read-only, once", Action::Fail, EROFS, false},
     {"read-only, lasting", Action::Fail, EROFS, true},
     {"no more open files, once", Action::Fail, EMFILE, false},
@@ -52,6 +54,8 @@ private:
     QString record(Scene &scene, FileCalls &calls, const Fault &fault, bool killMeanwhile);
     QString goesOn(Scene &scene);
     bool everyCall();
+    /// Without a single fault a run by the clock has shown nothing.
+    bool mayStillMeet() const { return m_faults == 0 && m_cases < 50 && m_options.count < 0; }
 
     const Options &m_options;
     Score m_score;
@@ -65,7 +69,7 @@ int ErrorRun::run()
         everyCall();
     } else {
         bool goesOn = true;
-        for (int number = m_options.first; goesOn && !m_options.isOver(m_cases); ++number)
+        for (int number = m_options.first; goesOn && (!m_options.isOver(m_cases) || mayStillMeet()); ++number)
             goesOn = oneCase(number);
     }
     say(QStringLiteral("error: %1 cases, %2 faults met, %3 failures")
@@ -79,7 +83,7 @@ bool ErrorRun::oneCase(int number)
 {
     Chance chance(m_options.seed, quint64(number));
     const bool ofRecovery = chance.oneIn(3);
-    const quint64 call = 1 + quint64(chance.below(ofRecovery ? 90 : 80));
+    const quint64 call = 1 + quint64(chance.below(chance.oneIn(2) ? 25 : 120));
     return tryFault(number, faults[chance.below(faultCount)], call, ofRecovery, nullptr);
 }
 
@@ -88,18 +92,17 @@ bool ErrorRun::everyCall()
 {
     for (const bool ofRecovery : {false, true}) {
         for (const Fault &fault : faults) {
-            if (!QLatin1String(fault.name).contains(m_options.only))
+            const QString what = QLatin1String(ofRecovery ? "recovery, " : "recording, ") + QLatin1String(fault.name);
+            if (!what.contains(m_options.only))
                 continue;
-            int missed = 0; // a call of another kind cannot fail so
-            for (quint64 call = 1; missed < 40 && !m_options.isOver(m_cases); ++call) {
+            int missed = 0; // in a row: from one recording to the next the calls differ a little
+            for (quint64 call = 1; missed < 3 && !m_options.isOver(m_cases); ++call) {
                 bool reached = false;
                 if (!tryFault(m_cases, fault, call, ofRecovery, &reached))
                     return false;
                 missed = reached ? 0 : missed + 1;
             }
-            say(QStringLiteral("every call%1, %2: %3 faults met so far")
-                    .arg(ofRecovery ? QStringLiteral(" of a recovery") : QString(), QLatin1String(fault.name))
-                    .arg(m_faults));
+            say(QStringLiteral("every call of a %1: %2 faults met so far").arg(what).arg(m_faults));
         }
     }
     return true;
@@ -165,7 +168,13 @@ QString ErrorRun::record(Scene &scene, FileCalls &calls, const Fault &fault, boo
     const auto refused = [&] {
         return ended() && scene.recorder().exitStatus() == QProcess::NormalExit && scene.recorder().exitCode() == 3;
     };
-    waitFor(400, [&] { return calls.hasActed() || ended(); });
+    // The calls of the start, of the first frame and of a few saves.
+    const auto isBeyond = [&] {
+        scene.watch().update();
+        return scene.watch().clearedSamples() >= preloaded;
+    };
+    waitFor(patienceMs, [&] { return calls.hasActed() || ended() || isBeyond(); });
+    waitFor(60, [&] { return calls.hasActed() || ended(); });
     if (fault.lasting && calls.hasActed())
         scene.recorder().waitForFinished(250); // time to do something wrong
     if (!ended() && killMeanwhile) {

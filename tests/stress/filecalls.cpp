@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <mutex>
@@ -26,11 +27,13 @@ using filecalls::Op;
 
 constexpr int maximumFiles = 4096;
 
-// What a call does decides by which errors it can fail.
-enum class Kind { OpenRead, OpenWrite, Read, Write, Sync, Name, Other };
+// What a call does decides by which errors it can fail. One that only looks changes nothing, so a kill there is none of
+// its own.
+enum class Kind { OpenRead, OpenWrite, Read, Write, Sync, Name, OpenFolder, Look, Other };
 
 Control *control = nullptr;
 std::uint32_t files[maximumFiles]; // number of each open file below the root, 0 for all others
+off_t syncedSizes[maximumFiles];   // of them; what lies behind is only in memory yet
 std::uint32_t lastFile = 0;
 int traceFile = -1;
 
@@ -76,6 +79,12 @@ bool isWatched(int file)
     return control && file >= 0 && file < maximumFiles && files[file] != 0;
 }
 
+off_t sizeOf(int file)
+{
+    struct stat facts;
+    return ::fstat(file, &facts) == 0 ? facts.st_size : 0;
+}
+
 bool canFail(Kind kind, int error)
 {
     switch (error) {
@@ -88,10 +97,29 @@ bool canFail(Kind kind, int error)
         return kind == Kind::OpenWrite || kind == Kind::Write || kind == Kind::Sync || kind == Kind::Name;
     case EFBIG: // data finds no room, names do
         return kind == Kind::Write;
+    case EDQUOT: // a network share says so only when it is asked to sync
+        return kind == Kind::Sync;
     case EROFS:
         return kind == Kind::OpenWrite || kind == Kind::Write || kind == Kind::Name;
     default:
-        return kind == Kind::OpenRead || kind == Kind::OpenWrite;
+        return kind == Kind::OpenRead || kind == Kind::OpenWrite || kind == Kind::OpenFolder;
+    }
+}
+
+/// Whether the planned action can happen at a call of this kind; others are not counted.
+bool canAct(Action action, Kind kind, int error)
+{
+    switch (action) {
+    case Action::KillBefore:
+    case Action::KillAfter:
+        return kind != Kind::Look && kind != Kind::OpenFolder;
+    case Action::KillMiddle:
+    case Action::ShortWrite:
+        return kind == Kind::Write;
+    case Action::Fail:
+        return canFail(kind, error);
+    default:
+        return true;
     }
 }
 
@@ -108,14 +136,14 @@ class Call
 public:
     Call(const char *name, Kind kind, const char *path = nullptr) : m_locker(lock())
     {
+        const auto action = static_cast<Action>(control->action.load());
+        if (!canAct(action, kind, control->error))
+            return;
         const std::uint64_t number = ++control->calls;
         const std::uint64_t at = control->actAt;
         if (at == 0 || number < at || (number > at && control->lasting == 0))
             return;
-        m_action = static_cast<Action>(control->action.load());
-        const bool wanted = m_action != Action::Fail || canFail(kind, control->error);
-        if (!wanted || (m_action == Action::ShortWrite && kind != Kind::Write))
-            m_action = Action::None;
+        m_action = action;
         if (m_action != Action::None && ++control->acted == 1)
             std::snprintf(control->what, sizeof control->what, "%s %s", name, path ? path : "");
         if (m_action == Action::KillBefore)
@@ -180,6 +208,7 @@ int opened(const char *path, int flags, Open open)
     const int file = open();
     if (file >= 0 && file < maximumFiles) {
         files[file] = ++lastFile;
+        syncedSizes[file] = sizeOf(file);
         notePath(Op::Open, lastFile, static_cast<std::uint64_t>(flags), path);
     }
     return file;
@@ -204,17 +233,33 @@ int truncated(int file, std::int64_t size, Truncate truncate)
     return result;
 }
 
+/// After a sync that failed nobody knows what is on disk, whatever a later sync says: here it is not what was written.
+void forgetUnsynced(int file)
+{
+    static const char nothing[4096] = {};
+    for (off_t at = syncedSizes[file], end = sizeOf(file); at < end; at += off_t(sizeof nothing)) {
+        const off_t length = end - at < off_t(sizeof nothing) ? end - at : off_t(sizeof nothing);
+        syscall(SYS_pwrite64, file, nothing, length, at);
+    }
+}
+
 template <typename Sync>
 int synced(const char *name, int file, Sync sync)
 {
     if (!isWatched(file))
         return sync();
     const Call call(name, Kind::Sync);
-    if (call.fails())
+    if (call.fails()) {
+        if (errno != EINTR) // which promises another try
+            forgetUnsynced(file);
+        errno = control->error;
         return -1;
+    }
     const int result = sync();
-    if (result == 0)
+    if (result == 0) {
+        syncedSizes[file] = sizeOf(file);
         note(Op::Sync, files[file], 0, nullptr, 0, nullptr, 0);
+    }
     return result;
 }
 
@@ -239,6 +284,16 @@ auto readFrom(int file, Read read) -> decltype(read())
         return read();
     const Call call("read", Kind::Read);
     return call.fails() ? -1 : read();
+}
+
+/// A call that asks for something about a path.
+template <typename Look>
+int looked(const char *name, const char *path, Look look)
+{
+    if (!control || !isBelowRoot(path))
+        return look();
+    const Call call(name, Kind::Look, path);
+    return call.fails() ? -1 : look();
 }
 
 /// A sensor is about to be told to forget what it handed out.
@@ -367,6 +422,48 @@ int mkdir(const char *path, mode_t mode) noexcept
 {
     static const auto next = real(&mkdir, "mkdir");
     return named(Op::MakeFolder, "mkdir", path, [&] { return next(path, mode); });
+}
+
+DIR *opendir(const char *path)
+{
+    static const auto next = real(&opendir, "opendir");
+    if (!control || !isBelowRoot(path))
+        return next(path);
+    const Call call("opendir", Kind::OpenFolder, path);
+    DIR *const folder = call.fails() ? nullptr : next(path);
+    const int file = folder ? ::dirfd(folder) : -1;
+    if (file >= 0 && file < maximumFiles)
+        files[file] = ++lastFile;
+    return folder;
+}
+
+dirent64 *readdir64(DIR *folder)
+{
+    static const auto next = real(&readdir64, "readdir64");
+    if (!isWatched(::dirfd(folder)))
+        return next(folder);
+    const Call call("readdir", Kind::Look);
+    return call.fails() ? nullptr : next(folder);
+}
+
+int closedir(DIR *folder)
+{
+    static const auto next = real(&closedir, "closedir");
+    if (isWatched(::dirfd(folder)))
+        files[::dirfd(folder)] = 0;
+    return next(folder);
+}
+
+int statx(int at, const char *path, int flags, unsigned mask, struct statx *facts) noexcept
+{
+    static const auto next = real(&::statx, "statx");
+    return looked("stat", path, [&] { return next(at, path, flags, mask, facts); });
+}
+
+int access(const char *path, int mode) noexcept
+{
+    static const auto next = real(&access, "access");
+    return looked("access", path, [&] { return next(path, mode); });
 }
 
 void *mmap64(void *address, size_t length, int protection, int flags, int file, off64_t offset) noexcept

@@ -73,9 +73,7 @@ void say(const QString &line)
 QString Options::repeating(int number) const
 {
     QString text = QStringLiteral("norvex-stress %1 --seed %2").arg(command).arg(seed);
-    if (every)
-        return text + QStringLiteral(" --every");
-    text += QStringLiteral(" --first %1 --count 1").arg(number);
+    text += every ? QStringLiteral(" --every") : QStringLiteral(" --first %1 --count 1").arg(number);
     if (real)
         text += QStringLiteral(" --real");
     return only.isEmpty() ? text : text + QStringLiteral(" --only '%1'").arg(only);

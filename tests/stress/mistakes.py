@@ -5,6 +5,7 @@ usage: scripts/mistakes [--list] [NAME...]
 """
 
 import pathlib
+import shlex
 import shutil
 import subprocess
 import sys
@@ -26,6 +27,10 @@ MISTAKES = [
     ("journal-write-error-ignored", "data/journalwriter.cpp",
      "if (!::writeAll(m_file, bytes.constData(), bytes.size(), reason))\n        return false;",
      "::writeAll(m_file, bytes.constData(), bytes.size(), reason);", "error --seconds 90"),
+    ("journal-sync-error-ignored", "data/journalwriter.cpp",
+     "if (!platform::syncFile(m_file))\n        return fail(",
+     "if (!platform::syncFile(m_file) && m_folder.isEmpty())\n        return fail(",
+     "error --every --seconds 90 --only 'recording, not synced, lasting'"),
     ("journal-checksum-ignored", "data/journalfile.cpp",
      "bytes + offset + 8, next - offset - 8) != sum)", "bytes + offset + 8, next - offset - 8) == sum + 1)",
      "power --seconds 60"),
@@ -58,6 +63,12 @@ MISTAKES = [
      "link --seconds 60 --only clear"),
     ("old-reply-taken", "sensor/arcsensorlink.cpp", "if (!isUp() || !isIdle())\n        return;\n    DownloadPlan after",
      "if (!isUp() || m_durableWait)\n        return;\n    DownloadPlan after", "link --seconds 60"),
+    ("restart-not-recognised", "sensor/timebase.cpp",
+     "if (!last.known || candidate.uptimeMs < 0 || candidate.uptimeMs < last.uptimeMs)\n        return true;",
+     "if (last.known)\n        return false;\n    if (!last.known || candidate.uptimeMs < 0)\n        return true;",
+     "link --seconds 90 --only reboot"),
+    ("stored-samples-not-recognised", "sensor/timelinekeeper.h", "return same > other && telling; }",
+     "return same > other && telling && same < 0; }", "link --seconds 90 --only kept"),
     ("reply-without-bound", "sensor/replyparser.h", "headLimit = 64 * 1024;", "headLimit = 2'000'000'000;",
      "link --seconds 60 --only endless"),
 ]
@@ -89,7 +100,7 @@ def build():
 
 
 def first_failure(arguments):
-    tried = run([str(BUILD / "bin" / "norvex-stress"), "--stop"] + arguments.split(), timeout=600)
+    tried = run([str(BUILD / "bin" / "norvex-stress"), "--stop"] + shlex.split(arguments), timeout=600)
     return next((line for line in tried.stdout.split("\n") if line.startswith("FAILED")), "")
 
 

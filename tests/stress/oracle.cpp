@@ -1,6 +1,7 @@
 #include "oracle.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <map>
 #include <tuple>
 
@@ -12,6 +13,8 @@ using Identity = std::tuple<qint64, int, quint32>;
 
 struct Fate
 {
+    qint64 measuredUs = -1; // since the epoch, of the last one; known after a restart
+    qint64 storedUs = -1;
     int generated = 0;
     int cleared = 0;
     int stored = 0;
@@ -24,12 +27,15 @@ bool hasRestarted(const LedgerSnapshot &ledger)
     return !ledger.samples.isEmpty() && ledger.samples.constFirst().boot != ledger.samples.constLast().boot;
 }
 
-void addLedger(Fates &fates, const QVector<LedgerEntry> &entries, qint64 usPerUnit, bool timed)
+void addLedger(Fates &fates, const QVector<LedgerEntry> &entries, qint64 usPerUnit, bool timed,
+               const QVector<qint64> &restartsMs)
 {
     for (const LedgerEntry &entry : entries) {
         Fate &fate = fates[{timed ? entry.time * usPerUnit : 0, entry.typeCode, entry.checksum}];
         ++fate.generated;
         fate.cleared += entry.cleared ? 1 : 0;
+        if (entry.boot > 0 && int(entry.boot) <= restartsMs.size())
+            fate.measuredUs = restartsMs.at(int(entry.boot) - 1) * 1000 + entry.time * usPerUnit;
     }
 }
 
@@ -53,22 +59,37 @@ bool addStored(Fates &fates, const norvexData &store, bool timed, bool withEvent
     QVector<SamplePoint> samples;
     if (!store.samplesInRange(0, ~quint64(0), samples))
         return false;
+    const auto add = [&](quint64 time, int typeCode, quint32 checksum) {
+        Fate &fate = fates[{rawTime(time), typeCode, checksum}];
+        ++fate.stored;
+        fate.storedUs = qint64(time);
+    };
     for (const SamplePoint &sample : qAsConst(samples))
-        ++fates[{rawTime(sample.time), -1, sampleChecksum(sample)}].stored;
+        add(sample.time, -1, sampleChecksum(sample));
     samplesStored = samples.size();
     const QVector<EventRecord> events = withEvents ? store.eventsInRange(0, ~quint64(0)) : QVector<EventRecord>();
     for (const EventRecord &event : events)
-        ++fates[{rawTime(event.time), event.typeCode, checksumOf(store.waveform(keyOf(event)))}].stored;
+        add(event.time, event.typeCode, checksumOf(store.waveform(keyOf(event))));
     return true;
 }
 
-void conclude(Verdict &verdict, const Fates &fates)
+/// Whether the only one of its values was stored at another time than it was measured at.
+bool isMisplaced(const Fate &fate)
+{
+    constexpr qint64 allowedUs = 3'000'000;
+    return fate.generated == 1 && fate.stored == 1 && fate.measuredUs >= 0 &&
+           std::abs(fate.storedUs - fate.measuredUs) > allowedUs;
+}
+
+void conclude(Verdict &verdict, const Fates &fates, Compared compared)
 {
     int events = 0;
+    int misplaced = 0;
     for (const auto &[identity, fate] : fates) {
         verdict.cleared += fate.cleared;
         verdict.lost += std::max(fate.cleared - fate.stored, 0);
         verdict.doubled += std::max(fate.stored - fate.generated, 0);
+        misplaced += compared == Compared::Placed && isMisplaced(fate) ? 1 : 0;
         events += std::get<1>(identity) >= 0 && (fate.cleared > fate.stored || fate.stored > fate.generated) ? 1 : 0;
     }
     if (verdict.lost > 0 || verdict.doubled > 0)
@@ -77,6 +98,8 @@ void conclude(Verdict &verdict, const Fates &fates)
                            .arg(verdict.doubled)
                            .arg(events)
                            .arg(verdict.samples);
+    else if (misplaced > 0)
+        verdict.text = QStringLiteral("%1 of %2 stored at a wrong time").arg(misplaced).arg(verdict.samples);
 }
 
 } // namespace
@@ -87,9 +110,9 @@ Verdict compare(const Session &session, const LedgerSnapshot &ledger, const QStr
     const bool timed = compared == Compared::All && !hasRestarted(ledger);
     const bool withEvents = compared != Compared::SamplesWithoutTimes;
     Fates fates;
-    addLedger(fates, ledger.samples, 1000, timed);
+    addLedger(fates, ledger.samples, 1000, timed, ledger.restartsMs);
     if (withEvents)
-        addLedger(fates, ledger.events, 1, timed);
+        addLedger(fates, ledger.events, 1, timed, ledger.restartsMs);
     const QVector<SensorEntry> sensors = session.sensors();
     for (const SensorEntry &sensor : sensors) {
         if (!serial.isEmpty() && sensor.data->sensorSerial() != serial)
@@ -99,7 +122,7 @@ Verdict compare(const Session &session, const LedgerSnapshot &ledger, const QStr
             return verdict;
         }
     }
-    conclude(verdict, fates);
+    conclude(verdict, fates, compared);
     return verdict;
 }
 
@@ -171,6 +194,10 @@ void LedgerWatch::update()
         const QByteArray line = m_rest.mid(from, end - from);
         from = end + 1;
         m_generated += line.startsWith("S ") ? 1 : 0;
+        if (line.startsWith("HS ")) {
+            const QList<QByteArray> fields = line.split(' ');
+            m_handedOut = std::max(m_handedOut, fields.value(1).toLongLong() + fields.value(2).toLongLong());
+        }
         if (line.startsWith("CS "))
             m_clearedSamples += line.mid(line.lastIndexOf(' ') + 1).toLongLong();
         if (line.startsWith("CE "))

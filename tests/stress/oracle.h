@@ -21,7 +21,9 @@ struct Verdict
 /// Compares the store of the only sensor, or of the one with `serial`. Only what `ledger` marks as cleared has to be
 /// there. Without times the values alone identify a sample: for sensors that restarted or were not understood for a
 /// while, so that their samples were not all placed by the same base.
-enum class Compared { All, WithoutTimes, SamplesWithoutTimes };
+/// Placed: nor are they compared one by one, but what was measured after a restart lies where it was measured, as far as
+/// one who asks over a network can know.
+enum class Compared { All, Placed, WithoutTimes, SamplesWithoutTimes };
 Verdict compare(const Session &session, const LedgerSnapshot &ledger, const QString &serial = {},
                 Compared compared = Compared::All);
 
@@ -55,6 +57,8 @@ public:
     qint64 generated() const { return m_generated; }
     qint64 clearedSamples() const { return m_clearedSamples; }
     qint64 clearedEvents() const { return m_clearedEvents; }
+    /// Samples that were handed out at least once.
+    qint64 handedOut() const { return m_handedOut; }
 
 private:
     QFile m_file;
@@ -62,4 +66,5 @@ private:
     qint64 m_generated = 0;
     qint64 m_clearedSamples = 0;
     qint64 m_clearedEvents = 0;
+    qint64 m_handedOut = 0;
 };

@@ -12,6 +12,7 @@
 /// clock runs faster, and it asks and saves less often.
 int runRecorder(const QStringList &arguments)
 {
+    platform::returnLargeMemory();
     const double speed = arguments.value(2).toDouble();
     const FastClock clock(speed);
     Recorder::Options options;
@@ -20,7 +21,7 @@ int runRecorder(const QStringList &arguments)
     options.timings.replyTimeout = 400;
     options.timings.dispatchInterval = speed > 1 ? 25 : 1;
     options.timings.statusMaxAge = int(2000 * speed);
-    options.savePeriodMs = speed > 1 ? 1000 : 40;
+    options.savePeriodMs = speed > 1 ? 2000 : 40;
     options.lockFolder = arguments.value(1);
     SessionError error;
     const QString folder = arguments.value(0);
