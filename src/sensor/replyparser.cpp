@@ -5,6 +5,8 @@
 
 namespace {
 
+constexpr qint64 bodyReserve = 64 * 1024; // what a length alone may cost
+
 bool hasNoBody(int status)
 {
     return status == 204 || status == 304;
@@ -15,7 +17,7 @@ bool hasNoBody(int status)
 QByteArray ReplyParser::header(const QByteArray &lowerCaseName) const
 {
     for (const Header &one : m_headers) {
-        if (one.first.toLower() == lowerCaseName)
+        if (one.first.compare(lowerCaseName, Qt::CaseInsensitive) == 0)
             return one.second;
     }
     return {};
@@ -56,23 +58,27 @@ int ReplyParser::takeLine(const char *data, int size)
         fail();
         return taken;
     }
-    m_line.append(data, taken);
-    if (m_part == Part::StatusLine && !m_line.startsWith(QByteArray("HTTP/").left(m_line.size())))
-        fail();
-    if (!end || m_state == State::Failed)
-        return taken;
-    m_line.chop(1);
-    if (m_line.endsWith('\r'))
-        m_line.chop(1);
     QByteArray line;
     line.swap(m_line);
-    lineEnded(line);
+    if (line.isEmpty() && end) // the usual case: the whole line lies in the piece at hand
+        line = QByteArray::fromRawData(data, taken);
+    else
+        line.append(data, taken);
+    if (m_part == Part::StatusLine &&
+        std::memcmp(line.constData(), "HTTP/", std::size_t(std::min(line.size(), 5))) != 0)
+        fail();
+    else if (end)
+        lineEnded(QByteArray::fromRawData(line.constData(), line.size() - (line.endsWith("\r\n") ? 2 : 1)));
+    else
+        m_line.swap(line);
     return taken;
 }
 
 int ReplyParser::takeData(const char *data, int size)
 {
     const int taken = m_part == Part::UntilClose ? size : int(std::min<qint64>(size, m_left));
+    if (m_body.isEmpty() && taken < m_left)
+        m_body.reserve(int(std::min<qint64>(m_left, bodyReserve)));
     m_body.append(data, taken);
     if (m_part == Part::UntilClose)
         return taken;

@@ -1,11 +1,6 @@
 #include "sensor/sensoraccess.h"
 
-#include "sensor/replyparser.h"
-
 #include <QNetworkProxy>
-#include <QNetworkReply>
-#include <QNetworkRequest>
-#include <QPointer>
 
 #include <algorithm>
 #include <array>
@@ -46,139 +41,119 @@ QNetworkReply::NetworkError errorOf(QAbstractSocket::SocketError error)
 
 } // namespace
 
-/// One exchange on the connection of its SensorAccess, which owns it. Its body is read by whoever asked.
-class SensorReply final : public QNetworkReply
+SensorReply::SensorReply(SensorAccess *access) : QNetworkReply(access), m_access(*access)
 {
-public:
-    SensorReply(SensorAccess *access, QNetworkAccessManager::Operation operation, const QNetworkRequest &request,
-                const QByteArray &body);
-    ~SensorReply() override { leave(false); }
-
-    void abort() override;
-    bool isSequential() const override { return true; }
-    qint64 bytesAvailable() const override { return m_body.size() - m_at + QNetworkReply::bytesAvailable(); }
-
-protected:
-    qint64 readData(char *data, qint64 most) override;
-
-private:
-    void writeHead(const QByteArray &verb, const QByteArray &body);
-    void begin();
-    void send();
-    void read();
-    void peerClosed();
-    void repeat();
-    void conclude();
-    void end(NetworkError error, const QString &text);
-    void leave(bool keepConnection);
-
-    SensorAccess &m_access;
-    QByteArray m_request;
-    ReplyParser m_parser;
-    QByteArray m_body; // not read yet, from m_at on
-    int m_at = 0;
-    bool m_reused = false; // a connection that was open already
-    bool m_repeats = false;
-    bool m_isLeft = false;
-};
-
-SensorReply::SensorReply(SensorAccess *access, QNetworkAccessManager::Operation operation,
-                         const QNetworkRequest &request, const QByteArray &body)
-    : QNetworkReply(access), m_access(*access)
-{
-    setRequest(request);
-    setUrl(request.url());
-    setOperation(operation);
     open(QIODevice::ReadOnly | QIODevice::Unbuffered);
-    writeHead(operation == QNetworkAccessManager::PostOperation ? "POST" : "GET", body);
-    const QString host = url().host();
-    const int port = url().port(80);
-    m_reused = access->isOpenTo(host, port);
+}
+
+void SensorReply::start(const SensorAccess::Request &request)
+{
+    ++m_exchange;
+    setUrl(request.url);
+    setOperation(request.operation);
+    setError(NoError, QString());
+    setFinished(false);
+    writeHead(request);
+    m_parser = {};
+    m_body.clear();
+    m_at = 0;
+    m_once = request.once;
+    m_repeats = false;
+    m_isLeft = false;
+    const QString host = request.url.host();
+    const int port = request.url.port(80);
+    m_reused = m_access.isOpenTo(host, port);
     if (!m_reused)
-        access->m_socket.abort();
-    access->m_host = host;
-    access->m_port = port;
-    QTcpSocket *const socket = &access->m_socket;
-    connect(socket, &QTcpSocket::connected, this, &SensorReply::send);
-    connect(socket, &QTcpSocket::readyRead, this, &SensorReply::read);
-    connect(socket, &QTcpSocket::errorOccurred, this, &SensorReply::peerClosed);
-    connect(socket, &QTcpSocket::disconnected, this, &SensorReply::peerClosed);
+        m_access.m_socket.abort();
+    m_access.m_host = host;
+    m_access.m_port = port;
+    m_access.m_current = this;
     if (m_reused)
         send();
     else // an outcome that is there at once must wait until somebody listens
-        QMetaObject::invokeMethod(this, &SensorReply::begin, Qt::QueuedConnection);
+        later(&SensorReply::begin);
 }
 
-void SensorReply::writeHead(const QByteArray &verb, const QByteArray &body)
+void SensorReply::writeHead(const SensorAccess::Request &request)
 {
-    const QUrl where = url();
-    QByteArray path = where.path(QUrl::FullyEncoded).toLatin1();
-    if (path.isEmpty())
-        path = "/";
-    if (where.hasQuery())
-        path += '?' + where.query(QUrl::FullyEncoded).toLatin1();
-    const QString host = where.host(QUrl::FullyEncoded);
-    const QString bracketed = host.contains(QLatin1Char(':')) ? QLatin1Char('[') + host + QLatin1Char(']') : host;
-    m_request = verb + ' ' + path + " HTTP/1.1\r\nHost: " + bracketed.toLatin1() + ':' +
-                QByteArray::number(where.port(80)) + "\r\nConnection: Keep-Alive\r\nUser-Agent: Norvex\r\n";
-    const QList<QByteArray> names = request().rawHeaderList();
-    for (const QByteArray &name : names)
-        m_request += name + ": " + request().rawHeader(name) + "\r\n";
-    m_request += "\r\n" + body;
+    const QByteArray path =
+        request.url.toEncoded(QUrl::RemoveScheme | QUrl::RemoveAuthority | QUrl::RemoveFragment | QUrl::FullyEncoded);
+    const QByteArray host = request.url.host(QUrl::FullyEncoded).toLatin1();
+    m_request.clear();
+    m_request.reserve(256 + request.body.size());
+    m_request += request.operation == QNetworkAccessManager::PostOperation ? "POST" : "GET";
+    m_request += path.startsWith('/') ? " " : " /";
+    m_request += path;
+    m_request += " HTTP/1.1\r\nHost: ";
+    m_request += host.contains(':') ? '[' + host + ']' : host;
+    m_request += ':';
+    m_request += QByteArray::number(request.url.port(80));
+    m_request += "\r\nConnection: Keep-Alive\r\nUser-Agent: Norvex\r\n";
+    m_request += request.headers;
+    m_request += "\r\n";
+    m_request += request.body;
+}
+
+/// From the event loop, unless the exchange is over by then.
+void SensorReply::later(void (SensorReply::*step)())
+{
+    const auto stepNow = [this, step, exchange = m_exchange] {
+        if (exchange == m_exchange && !m_isLeft)
+            (this->*step)();
+    };
+    QMetaObject::invokeMethod(this, stepNow, Qt::QueuedConnection);
 }
 
 void SensorReply::begin()
 {
-    if (!m_isLeft)
-        m_access.m_socket.connectToHost(m_access.m_host, quint16(m_access.m_port));
+    m_access.connectToPeer();
 }
 
 void SensorReply::send()
 {
-    m_access.m_socket.setSocketOption(QAbstractSocket::LowDelayOption, 1);
-    m_access.m_socket.write(m_request);
+    if (m_access.m_socket.write(m_request) < 0)
+        later(&SensorReply::peerClosed);
 }
 
 /// In pieces, each offered to the reader before the next is fetched: whoever finds the body too long ends the exchange.
-void SensorReply::read()
+void SensorReply::receive()
 {
     std::array<char, pieceSize> piece;
-    const QPointer<SensorReply> alive(this);
-    while (!m_isLeft && m_access.m_socket.bytesAvailable() > 0) {
-        const int size = int(m_access.m_socket.read(piece.data(), pieceSize));
-        if (size <= 0)
-            return;
-        const int taken = m_parser.feed(piece.data(), size);
-        const QByteArray body = m_parser.takeBody();
-        if (!body.isEmpty()) {
-            m_body = m_body.mid(m_at) + body;
-            m_at = 0;
-            emit readyRead();
-            if (!alive || m_isLeft)
-                return;
-        }
-        const bool finished = m_parser.state() == ReplyParser::State::Done;
-        if (finished && taken < size)
-            leave(false); // the peer said more than it announced
-        if (finished || m_parser.state() == ReplyParser::State::Failed) {
-            conclude();
-            return;
-        }
+    qint64 size = pieceSize;
+    while (!m_isLeft && size == pieceSize) {
+        size = m_access.m_socket.read(piece.data(), pieceSize);
+        if (size < 0)
+            peerClosed();
+        else if (size > 0)
+            take(piece.data(), int(size));
     }
+}
+
+void SensorReply::take(const char *data, int size)
+{
+    const int taken = m_parser.feed(data, size);
+    const QByteArray body = m_parser.takeBody();
+    if (!body.isEmpty()) {
+        m_body = m_at == m_body.size() ? body : m_body.mid(m_at) + body;
+        m_at = 0;
+        emit readyRead();
+        if (m_isLeft)
+            return;
+    }
+    const bool finished = m_parser.state() == ReplyParser::State::Done;
+    if (finished && taken < size)
+        leave(false); // the peer said more than it announced
+    if (finished || m_parser.state() == ReplyParser::State::Failed)
+        conclude();
 }
 
 void SensorReply::peerClosed()
 {
-    const QPointer<SensorReply> alive(this);
     const QAbstractSocket::SocketError error = m_access.m_socket.error();
     const QString text = m_access.m_socket.errorString();
-    read();
-    if (!alive || m_isLeft)
-        return;
-    const bool once = request().attribute(SensorAccess::onceAttribute).toBool();
-    if (m_reused && !m_parser.hasBegun() && !once) {
+    if (m_reused && !m_parser.hasBegun() && !m_once) {
         if (!std::exchange(m_repeats, true))
-            QMetaObject::invokeMethod(this, &SensorReply::repeat, Qt::QueuedConnection);
+            later(&SensorReply::repeat);
         return;
     }
     m_parser.peerClosed();
@@ -190,8 +165,6 @@ void SensorReply::peerClosed()
 
 void SensorReply::repeat()
 {
-    if (m_isLeft)
-        return;
     {
         const QSignalBlocker quiet(m_access.m_socket);
         m_access.m_socket.abort();
@@ -202,10 +175,6 @@ void SensorReply::repeat()
 
 void SensorReply::conclude()
 {
-    setAttribute(QNetworkRequest::HttpStatusCodeAttribute, m_parser.status());
-    setAttribute(QNetworkRequest::HttpReasonPhraseAttribute, QString::fromLatin1(m_parser.reason()));
-    for (const ReplyParser::Header &header : m_parser.headers())
-        setRawHeader(header.first, header.second);
     if (m_parser.state() == ReplyParser::State::Failed) {
         end(ProtocolFailure, QStringLiteral("The answer is no good HTTP"));
         return;
@@ -220,13 +189,11 @@ void SensorReply::end(NetworkError error, const QString &text)
 {
     leave(m_parser.keepsConnection());
     setFinished(true);
-    const QPointer<SensorReply> alive(this);
     if (error != NoError) {
         setError(error, text);
         emit errorOccurred(error);
     }
-    if (alive)
-        emit finished();
+    emit finished();
 }
 
 /// Lets go of the connection, which is ended unless another request may follow on it.
@@ -235,7 +202,9 @@ void SensorReply::leave(bool keepConnection)
     if (m_isLeft)
         return;
     m_isLeft = true;
-    m_access.m_socket.disconnect(this);
+    if (m_access.m_current != this)
+        return;
+    m_access.m_current = nullptr;
     if (!keepConnection)
         m_access.m_socket.abort();
 }
@@ -246,6 +215,14 @@ void SensorReply::abort()
         end(OperationCanceledError, QStringLiteral("Operation canceled"));
 }
 
+QByteArray SensorReply::takeBody()
+{
+    const QByteArray body = m_at == 0 ? m_body : m_body.mid(m_at);
+    m_body.clear();
+    m_at = 0;
+    return body;
+}
+
 qint64 SensorReply::readData(char *data, qint64 most)
 {
     const qint64 size = qMin<qint64>(most, m_body.size() - m_at);
@@ -254,27 +231,70 @@ qint64 SensorReply::readData(char *data, qint64 most)
     return size == 0 && isFinished() ? -1 : size;
 }
 
-SensorAccess::SensorAccess(QObject *parent) : QNetworkAccessManager(parent)
+SensorAccess::SensorAccess(QObject *parent) : QNetworkAccessManager(parent), m_own(new SensorReply(this))
 {
     m_socket.setProxy(QNetworkProxy::NoProxy);
-    m_socket.setReadBufferSize(pieceSize);
+    connect(&m_socket, &QTcpSocket::connected, this, &SensorAccess::connected);
+    connect(&m_socket, &QTcpSocket::readyRead, this, &SensorAccess::readyRead);
+    connect(&m_socket, &QTcpSocket::errorOccurred, this, &SensorAccess::closed);
+    connect(&m_socket, &QTcpSocket::disconnected, this, &SensorAccess::closed);
 }
 
 SensorAccess::~SensorAccess()
 {
     qDeleteAll(findChildren<QNetworkReply *>()); // they use the connection
+    m_socket.disconnect(this);
+}
+
+SensorReply *SensorAccess::begin(const Request &request)
+{
+    m_own->start(request);
+    return m_own;
 }
 
 QNetworkReply *SensorAccess::createRequest(Operation operation, const QNetworkRequest &request, QIODevice *body)
 {
-    return new SensorReply(this, operation, request, body ? body->readAll() : QByteArray());
+    Request lean{
+        operation, request.url(), {}, body ? body->readAll() : QByteArray(), request.attribute(onceAttribute).toBool()};
+    const QList<QByteArray> names = request.rawHeaderList();
+    for (const QByteArray &name : names)
+        lean.headers += name + ": " + request.rawHeader(name) + "\r\n";
+    auto *const reply = new SensorReply(this);
+    reply->start(lean);
+    return reply;
 }
 
-/// What came without being asked for belongs to no request.
 bool SensorAccess::isOpenTo(const QString &host, int port) const
 {
     return m_socket.state() == QAbstractSocket::ConnectedState && m_socket.bytesAvailable() == 0 && m_host == host &&
            m_port == port;
+}
+
+void SensorAccess::connectToPeer()
+{
+    m_socket.connectToHost(m_host, quint16(m_port), QIODevice::ReadWrite | QIODevice::Unbuffered);
+}
+
+void SensorAccess::connected()
+{
+    m_socket.setSocketOption(QAbstractSocket::LowDelayOption, 1);
+    if (m_current)
+        m_current->send();
+}
+
+/// What comes without being asked for belongs to no request, and neither does the end of the connection.
+void SensorAccess::readyRead()
+{
+    if (m_current)
+        m_current->receive();
+    else
+        m_socket.abort();
+}
+
+void SensorAccess::closed()
+{
+    if (m_current)
+        m_current->peerClosed();
 }
 
 #include "moc_sensoraccess.cpp"

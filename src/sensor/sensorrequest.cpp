@@ -90,6 +90,13 @@ QString clearQuery(quint64 lastIndex)
 
 eMessage classify(const QUrl &url)
 {
+    const QString path = url.path();
+    if (!url.query().contains(QLatin1String(".cgi"))) { // nearly always the path is a page and nothing else is
+        for (const Entry &entry : entries()) {
+            if (path.size() == entry.text.size() + 1 && path.endsWith(entry.text))
+                return entry.kind;
+        }
+    }
     const QString text = url.toString();
     for (const Entry &entry : entries()) {
         if (text.contains(entry.text, Qt::CaseInsensitive))
@@ -105,7 +112,9 @@ bool isUpload(const QUrl &url)
 
 bool isClear(const QUrl &url)
 {
-    return QUrlQuery(url).hasQueryItem(QStringLiteral("clear_index"));
+    static const QString key = QStringLiteral("clear_index");
+    const QString query = url.query();
+    return query.contains(key) && QUrlQuery(query).hasQueryItem(key);
 }
 
 bool runsOnce(const QUrl &url)

@@ -5,44 +5,43 @@
 #include "sensor/sensorrequest.h"
 
 #include <QMutexLocker>
-#include <QNetworkRequest>
 #include <QTimer>
 
 namespace {
 
-constexpr qint64 readBufferSize = 64 * 1024;
 // Nothing in the thread waits; one that is cut off all the same could take the program with it.
 constexpr unsigned long stopWaitMs = 8000;
 
-QNetworkRequest requestFor(const QUrl &url)
+SensorAccess::Request requestFor(const QUrl &url)
 {
-    QNetworkRequest request(url);
-    request.setRawHeader("Accept-Encoding", "identity");
-    request.setAttribute(SensorAccess::onceAttribute, sensorrequest::runsOnce(url));
+    SensorAccess::Request request;
+    request.url = url;
+    request.headers = QByteArrayLiteral("Accept-Encoding: identity\r\n");
+    request.once = sensorrequest::runsOnce(url);
     return request;
 }
 
 /// A page comes with 200. An upload was taken with any code of success, such as 204 without a body.
-bool isSuccess(const QNetworkReply &reply)
+bool isSuccess(const SensorReply &reply)
 {
-    const int code = reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-    return code == 200 || (sensorrequest::isUpload(reply.url()) && code / 100 == 2);
+    return reply.status() == 200 || (reply.status() / 100 == 2 && sensorrequest::isUpload(reply.url()));
 }
 
 /// Whether the body is what was asked for: nobody asks for a compressed one.
-bool isPlain(const QNetworkReply &reply)
+bool isPlain(const SensorReply &reply)
 {
-    const QByteArray encoding = reply.rawHeader("Content-Encoding").trimmed().toLower();
+    const QByteArray encoding = reply.header("content-encoding").trimmed().toLower();
     return encoding.isEmpty() || encoding == "identity";
 }
 
 /// Whether the body is the one that the header announced. A body without a length cannot be judged here.
-bool hasAnnouncedLength(const QNetworkReply &reply, qint64 received)
+bool hasAnnouncedLength(const SensorReply &reply, qint64 received)
 {
-    if (!reply.hasRawHeader("Content-Length"))
+    const QByteArray text = reply.header("content-length");
+    if (text.isNull())
         return true;
     bool ok = false;
-    const qint64 announced = reply.rawHeader("Content-Length").trimmed().toLongLong(&ok);
+    const qint64 announced = text.trimmed().toLongLong(&ok);
     return ok && announced == received;
 }
 
@@ -54,8 +53,8 @@ struct SensorWorker::Exchange
     SensorAccess manager;
     QTimer replyTimer;
     QTimer dispatchTimer;
-    QNetworkReply *reply = nullptr; // nullptr when idle
-    QByteArray body;                // read so far
+    SensorReply *reply = nullptr; // nullptr when idle
+    QByteArray body;              // read so far
     qint64 limit = 0;
 };
 
@@ -140,6 +139,11 @@ void SensorWorker::run()
     exchange.dispatchTimer.setTimerType(Qt::PreciseTimer);
     connect(&exchange.replyTimer, &QTimer::timeout, &exchange.manager, [this] { replyTimeout(); });
     connect(&exchange.dispatchTimer, &QTimer::timeout, &exchange.manager, [this] { dispatchQueuedRequests(); });
+    SensorReply *const reply = exchange.manager.reply();
+    connect(reply, &QNetworkReply::readyRead, &exchange.manager, [this] { collect(); });
+    connect(reply, &QNetworkReply::finished, &exchange.manager, [this] { replyReceived(); });
+    connect(reply, &QNetworkReply::errorOccurred, &exchange.manager,
+            [this](QNetworkReply::NetworkError error) { replyError(error); });
     exchange.dispatchTimer.start(m_dispatchInterval);
     logDebug(QStringLiteral("SensorWorker: starting thread"));
     exec();
@@ -172,35 +176,37 @@ void SensorWorker::dispatchQueuedRequests()
 
 void SensorWorker::sendGet(const QUrl &url)
 {
-    follow(m_exchange->manager.get(requestFor(url)));
+    send(requestFor(url));
 }
 
 void SensorWorker::sendPost(const Post &post)
 {
-    QNetworkRequest request = requestFor(post.url);
-    request.setHeader(QNetworkRequest::ContentTypeHeader, QByteArrayLiteral("application/json"));
-    request.setHeader(QNetworkRequest::ContentLengthHeader, post.body.size());
-    follow(m_exchange->manager.post(request, post.body));
+    SensorAccess::Request request = requestFor(post.url);
+    request.operation = QNetworkAccessManager::PostOperation;
+    request.headers +=
+        "Content-Type: application/json\r\nContent-Length: " + QByteArray::number(post.body.size()) + "\r\n";
+    request.body = post.body;
+    send(request);
 }
 
-void SensorWorker::follow(QNetworkReply *reply)
+void SensorWorker::send(const SensorAccess::Request &request)
 {
-    QObject *const context = &m_exchange->manager;
-    m_exchange->reply = reply;
     m_exchange->body.clear();
-    m_exchange->limit = sensorrequest::replyLimit(sensorrequest::classify(reply->url()));
-    reply->setReadBufferSize(readBufferSize);
-    connect(reply, &QNetworkReply::readyRead, context, [this] { collect(); });
-    connect(reply, &QNetworkReply::finished, context, [this] { replyReceived(); });
-    connect(reply, &QNetworkReply::errorOccurred, context,
-            [this](QNetworkReply::NetworkError error) { replyError(error); });
+    m_exchange->limit = sensorrequest::replyLimit(sensorrequest::classify(request.url));
+    m_exchange->reply = m_exchange->manager.begin(request);
     m_exchange->replyTimer.start(m_replyTimeout);
 }
 
 void SensorWorker::collect()
 {
     Exchange &exchange = *m_exchange;
-    exchange.body += exchange.reply->read(exchange.limit + 1 - exchange.body.size());
+    if (!exchange.reply)
+        return;
+    const QByteArray piece = exchange.reply->takeBody();
+    if (exchange.body.isEmpty())
+        exchange.body = piece;
+    else
+        exchange.body += piece;
     if (exchange.body.size() <= exchange.limit)
         return;
     exchange.body.clear();
@@ -212,13 +218,10 @@ void SensorWorker::collect()
 void SensorWorker::dropReply()
 {
     Exchange &exchange = *m_exchange;
-    QNetworkReply *const reply = exchange.reply;
+    SensorReply *const reply = exchange.reply;
     exchange.reply = nullptr;
     exchange.replyTimer.stop();
-    reply->disconnect(&exchange.manager);
-    if (reply->isRunning() && reply->error() == QNetworkReply::NoError)
-        reply->abort();
-    reply->deleteLater();
+    reply->abort();
     const QMutexLocker lock(&m_mutex);
     m_inFlight = false;
 }
@@ -226,9 +229,9 @@ void SensorWorker::dropReply()
 void SensorWorker::replyReceived()
 {
     Exchange &exchange = *m_exchange;
-    QNetworkReply *const reply = exchange.reply;
+    SensorReply *const reply = exchange.reply;
     collect();
-    if (exchange.reply != reply)
+    if (!reply || !exchange.reply)
         return;
     if (!isSuccess(*reply) || !isPlain(*reply)) {
         replyError(QNetworkReply::UnknownContentError);
@@ -247,10 +250,11 @@ void SensorWorker::replyReceived()
 void SensorWorker::replyError(QNetworkReply::NetworkError err)
 {
     Exchange &exchange = *m_exchange;
+    SensorReply *const reply = exchange.reply;
+    if (!reply)
+        return;
     logDebug(QStringLiteral("SensorWorker::replyError: %1").arg(int(err)));
-    QNetworkReply *const reply = exchange.reply;
-    const qint64 room = exchange.limit - exchange.body.size();
-    const QByteArray data = exchange.body + reply->read(room);
+    const QByteArray data = (exchange.body + reply->takeBody()).left(int(exchange.limit));
     const QUrl url = reply->url();
     {
         const QMutexLocker lock(&m_mutex);

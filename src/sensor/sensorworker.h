@@ -1,5 +1,7 @@
 #pragma once
 
+#include "sensor/sensoraccess.h"
+
 #include <QByteArray>
 #include <QMutex>
 #include <QNetworkReply>
@@ -65,7 +67,7 @@ private:
 
     void sendGet(const QUrl &url);
     void sendPost(const Post &post);
-    void follow(QNetworkReply *reply);
+    void send(const SensorAccess::Request &request);
     void collect();
     void dropReply();
 
