@@ -83,6 +83,16 @@ constexpr std::array<Spelling, 39> spellings{{
     {"\"P_I_min\":", 11},  {"\"P_I_avg\":", 12},  {"\"P_V\":", 9},        {"\"P_I\":", 12},
 }};
 
+// Whether the bytes at p are those of the text, of 4 to 16: two compares of a fixed size that may overlap.
+inline bool startsWith(const char *p, std::string_view text)
+{
+    const char *const q = text.data();
+    const std::size_t size = text.size();
+    if (size >= 8)
+        return std::memcmp(p, q, 8) == 0 && std::memcmp(p + size - 8, q + size - 8, 8) == 0;
+    return std::memcmp(p, q, 4) == 0 && std::memcmp(p + size - 4, q + size - 4, 4) == 0;
+}
+
 // A time beyond these is no time of this world, and leaves room to add a base without overflow.
 constexpr double largestRawMs = 4.6e15;
 constexpr qint64 largestBaseUs = 4'600'000'000'000'000'000;
@@ -143,7 +153,7 @@ bool shortDecimal(const char *&at, double &value)
     return true;
 }
 
-qint32 wholeNumber(double value)
+inline qint32 wholeNumber(double value)
 {
     constexpr double low = std::numeric_limits<qint32>::min();
     constexpr double high = std::numeric_limits<qint32>::max();
@@ -227,7 +237,7 @@ private:
             if (m_nextSpelling >= spellings.size())
                 m_nextSpelling = 0;
             const Spelling &spelling = spellings[m_nextSpelling];
-            if (spelling.quoted.size() > left || std::memcmp(p, spelling.quoted.data(), spelling.quoted.size()) != 0)
+            if (spelling.quoted.size() > left || !startsWith(p, spelling.quoted))
                 continue;
             p += spelling.quoted.size();
             ++m_nextSpelling;
