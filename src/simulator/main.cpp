@@ -10,6 +10,7 @@
 
 int main(int argc, char **argv)
 {
+    qputenv("QT_NO_THREADED_GLIB", "1"); // its event loop wakes itself for every reply that is written
     QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("norvex-sensor-sim"));
     QTextStream out(stdout);

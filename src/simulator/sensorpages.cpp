@@ -4,10 +4,13 @@
 
 #include <cmath>
 #include <cstring>
+#include <iterator>
 
 namespace sensorpages {
 
 namespace {
+
+constexpr int expectedNumber = 10; // characters, with the comma
 
 using Value = double (*)(const SamplePoint &);
 
@@ -83,6 +86,8 @@ void appendFixed(QByteArray &out, double value, int decimals)
 class Lines
 {
 public:
+    explicit Lines(int expectedSize = 0) { m_text.reserve(expectedSize); }
+
     void add(const char *key, const QByteArray &value)
     {
         m_text.append(m_text.isEmpty() ? "{\r\n\"" : ",\r\n\"");
@@ -99,6 +104,7 @@ template <typename List, typename Append>
 QByteArray listOf(const List &list, Append append)
 {
     QByteArray text("[");
+    text.reserve(2 + expectedNumber * list.size());
     bool first = true;
     for (const auto &item : list) {
         if (!first)
@@ -175,7 +181,7 @@ QByteArray status(const Status &status)
 
 QByteArray samples(const QVector<SamplePoint> &samples, Generation generation)
 {
-    Lines lines;
+    Lines lines(int(std::size(columns)) * (20 + expectedNumber * samples.size()));
     for (const Column &column : columns) {
         const char *key = generation == Generation::First ? column.firstGenerationKey : column.key;
         if (!key)

@@ -61,6 +61,7 @@ void WireConnection::play()
     while (m_playing && !m_finished) {
         if (m_step >= m_script.size()) {
             m_playing = false;
+            m_socket->flush(); // now, not after another turn of the event loop
             answerNext();
             return;
         }
