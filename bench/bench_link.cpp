@@ -7,14 +7,18 @@
 #include <QEventLoop>
 #include <QFile>
 #include <QProcess>
+#include <QProcessEnvironment>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QThread>
 #include <QTimer>
 
+#include <algorithm>
+#include <array>
 #include <atomic>
 #include <ctime>
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -41,8 +45,26 @@ private:
     std::atomic<qint64> *m_count = nullptr;
 };
 
+/// Accepts connections whose bytes go out and come in at once, without a buffer and the wake-ups that it costs.
+class PeerServer final : public QTcpServer
+{
+public:
+    std::function<void(QTcpSocket *)> readable;
+
+protected:
+    void incomingConnection(qintptr descriptor) override
+    {
+        auto *const socket = new QTcpSocket(this);
+        socket->setSocketDescriptor(descriptor, QAbstractSocket::ConnectedState,
+                                    QIODevice::ReadWrite | QIODevice::Unbuffered);
+        socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
+        connect(socket, &QTcpSocket::readyRead, socket, [this, socket] { readable(socket); });
+    }
+};
+
 /// Sensors that answer at once from prepared pages: every frame holds 2,000 new samples. They live in a process of
-/// their own, so that the time measured is that of the recorder alone, and count what they were asked.
+/// their own, so that the time measured is that of the recorder alone, and count what they were asked. Both share the
+/// processors, so an answer costs as little as can be.
 class Peers
 {
 public:
@@ -60,29 +82,32 @@ private:
     {
         explicit Peer(std::atomic<qint64> &count) : requests(count)
         {
+            server.readable = [this](QTcpSocket *socket) { read(socket); };
             server.listen(QHostAddress::LocalHost);
-            QObject::connect(&server, &QTcpServer::newConnection, &server, [this] {
-                QTcpSocket *const socket = server.nextPendingConnection();
-                socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
-                QObject::connect(socket, &QTcpSocket::readyRead, socket, [this, socket] {
-                    const QByteArray request = socket->readAll();
-                    if (request.endsWith("\r\n\r\n"))
-                        reply(socket, request.left(request.indexOf("\r\n")));
-                });
-            });
+        }
+
+        void read(QTcpSocket *socket)
+        {
+            std::array<char, 4096> request;
+            const auto size = socket->read(request.data(), request.size());
+            const auto line = QByteArray::fromRawData(request.data(), int(std::max<qint64>(size, 0)));
+            if (line.endsWith("\r\n\r\n"))
+                reply(socket, line.left(line.indexOf('\r')));
+            else if (size < 0)
+                socket->deleteLater();
         }
 
         void reply(QTcpSocket *socket, const QByteArray &line)
         {
             QByteArray body = "{}";
-            if (line.contains("info.cgi"))
+            if (line.contains("data.cgi"))
+                body = samples(line.mid(line.indexOf("index=") + 6).split('&').first().toInt());
+            else if (line.contains("info.cgi"))
                 body = "{\n\"serial_number\":\"SN" + QByteArray::number(server.serverPort()) + "\"\n}";
             else if (line.contains("status.cgi"))
                 body = "{\"uptime\":\"99999999\",\"fifo_resets\":0}";
             else if (line.contains("frame.cgi"))
                 body = frame(line.contains("clear_index"));
-            else if (line.contains("data.cgi"))
-                body = samples(line.mid(line.indexOf("index=") + 6).split('&').first().toInt());
             else if (line.contains("config.cgi"))
                 body = SensorConfiguration().configToJSON().replace("signalLock", "signal_lock");
             socket->write("HTTP/1.1 200 OK\r\nContent-Length: " + QByteArray::number(body.size()) + "\r\n\r\n" + body);
@@ -98,10 +123,17 @@ private:
 
         QByteArray samples(int index) const
         {
-            QByteArrayList times;
+            static const QByteArray others = otherColumns();
+            QByteArray page = "{\n\"Time_ms\":[";
+            page.reserve(others.size() + 512);
             for (int i = index; i < index + 20; ++i)
-                times += QByteArray::number(first + i);
-            QByteArray page = "{\n\"Time_ms\":[" + times.join(',') + "],\n";
+                page.append(i > index ? "," : "").append(QByteArray::number(first + i));
+            return page.append("],\n").append(others);
+        }
+
+        static QByteArray otherColumns()
+        {
+            QByteArray page;
             for (const char *key :
                  {"Voltage",  "Current_Ir", "Current_Ii", "nPulses",  "P_Period", "P_1T_on",  "P_1V_max", "P_1V_min",
                   "P_1V_avg", "P_1I_max",   "P_1I_min",   "P_1I_avg", "P_2T_on",  "P_2V_max", "P_2V_min", "P_2V_avg",
@@ -114,7 +146,7 @@ private:
         }
 
         std::atomic<qint64> &requests;
-        QTcpServer server;
+        PeerServer server;
         int first = 1000;
     };
 
@@ -133,6 +165,9 @@ public:
         options.savePeriodMs = savePeriodMs;
         options.lockFolder = m_folder.filePath(QStringLiteral("locks"));
         m_recorder = std::make_unique<Recorder>(m_session.get(), options);
+        QProcessEnvironment lean = QProcessEnvironment::systemEnvironment();
+        lean.insert(QStringLiteral("QT_NO_GLIB"), QStringLiteral("1"));
+        m_peers.setProcessEnvironment(lean);
         m_peers.start(QCoreApplication::applicationFilePath(), {QStringLiteral("--peers"), QString::number(count),
                                                                 m_folder.filePath(QStringLiteral("requests"))});
         int found = 0;
