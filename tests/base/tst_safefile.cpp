@@ -205,6 +205,27 @@ private slots:
             QCOMPARE(bytes, oldContent);
     }
 
+    void aSmallFileTakesLittleMemoryWhateverTheLimit()
+    {
+        const auto highest = [] {
+            QFile status(QStringLiteral("/proc/self/status"));
+            status.open(QIODevice::ReadOnly);
+            for (const QByteArray &line : status.readAll().split('\n')) {
+                if (line.startsWith("VmPeak:"))
+                    return line.simplified().split(' ').value(1).toLongLong();
+            }
+            return 0LL;
+        };
+        const qint64 before = highest();
+        if (before == 0)
+            QSKIP("this system does not tell");
+        QVERIFY(writeFileSafely(m_path, QByteArray(2000, 'x')));
+        QByteArray bytes;
+        QVERIFY(readWholeFile(m_path, bytes, qint64(1) << 30));
+        QCOMPARE(bytes.size(), 2000);
+        QVERIFY(highest() - before < 64 * 1024);
+    }
+
     void whatCannotBeReadHasAReason()
     {
         QByteArray bytes;
