@@ -284,6 +284,7 @@ void TestWindows::walk()
 
 void TestWindows::look(QWidget *window, const QString &name)
 {
+    QCoreApplication::sendPostedEvents(); // what came in last has its place only then
     m_seen.append(name);
     const auto &pages = helppages::pages();
     if (std::none_of(pages.begin(), pages.end(), [&](const helppages::Page &page) {
