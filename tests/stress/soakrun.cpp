@@ -69,9 +69,10 @@ Bay::Setup SoakRun::setup()
 int SoakRun::run()
 {
     QString problem = m_bay.startSensors() && m_bay.startRecorder() ? watch() : QStringLiteral("nothing starts");
-    if (problem.isEmpty() && !m_bay.endRecorder())
-        problem = QStringLiteral("the last save fails");
     m_hours = hours();
+    if (!problem.isEmpty())
+        m_score.failed(0, problem);
+    problem = m_bay.endRecorder() ? QString() : QStringLiteral("the last save fails");
     QVector<QPair<int, Compared>> all;
     qint64 samples = 0;
     for (int i = 0; i < sensors; ++i) {
