@@ -39,7 +39,7 @@ int main(int argc, char **argv)
         out << "listening on " << options.host << ':' << sensors.back()->port() << '\n';
         out.flush();
     }
-    err << "Press Ctrl+C to end.\n";
+    err << "seed " << command.sensors.front().seed << "; press Ctrl+C to end.\n";
     err.flush();
     platform::onInterrupt([] { QCoreApplication::quit(); });
     return QCoreApplication::exec();

@@ -4,11 +4,14 @@
 
 #include <QCommandLineParser>
 #include <QHostAddress>
+#include <QRandomGenerator>
 
 #include <cmath>
 #include <limits>
 
 namespace {
+
+constexpr quint32 seedsByChance = 1000000;
 
 QCommandLineOption option(const char *name, const QString &description, const char *valueName = nullptr)
 {
@@ -112,7 +115,10 @@ void addOptions(QCommandLineParser &parser)
                               "slot, no event counters, and databis.cgi only."),
                "1|2"),
         option("rate", QStringLiteral("Samples per second, 1 to 2000 (default 50)."), "N"),
-        option("seed", QStringLiteral("Another seed gives other data, the same seed the same (default 1)."), "N"),
+        option("seed",
+               QStringLiteral("Another seed gives other data, the same seed the same (default: another one at each "
+                              "start)."),
+               "N"),
         option("run-length", QStringLiteral("Length of an RF-ON run (default: as long as the recipe, at first 9)."),
                "SECONDS"),
         option("pause-length", QStringLiteral("RF off between runs (default 5)."), "SECONDS"),
@@ -155,7 +161,8 @@ SimulatorOptions readOptions(const QCommandLineParser &parser, Values &values)
     options.discovery = parser.isSet(QStringLiteral("discovery"));
     options.generation = sensorpages::Generation(values.whole("generation", 1, 2, 2));
     options.rate = int(values.whole("rate", 1, 2000, options.rate));
-    options.seed = quint64(values.whole("seed", 0, std::numeric_limits<qint64>::max(), 1));
+    const qint64 byChance = QRandomGenerator::global()->bounded(1u, seedsByChance);
+    options.seed = quint64(values.whole("seed", 0, std::numeric_limits<qint64>::max(), byChance));
     options.runLengthMs = values.milliseconds("run-length", 0.1, 1e6, options.runLengthMs);
     options.pauseLengthMs = values.milliseconds("pause-length", 0, 1e6, options.pauseLengthMs);
     options.arcsPerMinute = values.real("arcs", 0, 60000, options.arcsPerMinute);

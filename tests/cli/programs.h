@@ -32,7 +32,8 @@ public:
     /// Starts a simulated sensor and waits until it listens; its port, or 0.
     quint16 startSensor(QProcess &process, const QStringList &arguments) const
     {
-        start(process, QStringLiteral("norvex-sensor-sim"), arguments);
+        const QStringList sameData{QStringLiteral("--seed"), QStringLiteral("1")};
+        start(process, QStringLiteral("norvex-sensor-sim"), sameData + arguments);
         if (!process.waitForReadyRead(patienceMs))
             return 0;
         const QByteArray line = process.readLine().trimmed();

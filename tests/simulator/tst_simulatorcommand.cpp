@@ -55,6 +55,9 @@ private slots:
         QCOMPARE(command.sensors[2].serial, QStringLiteral("A-3"));
         QCOMPARE(command.sensors[2].ledgerPath, QStringLiteral("l.3"));
         QVERIFY(command.sensors[1].seed != command.sensors[2].seed);
+        // Started again it is not to measure the same: that would be taken for what is stored already.
+        QVERIFY(parse("--port 0").sensors[0].seed != parse("--port 0").sensors[0].seed ||
+                parse("--port 0").sensors[0].seed != parse("--port 0").sensors[0].seed);
     }
 
     void badArgumentsAreNamed_data()

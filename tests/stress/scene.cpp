@@ -77,7 +77,8 @@ Scene::~Scene()
 bool Scene::startSensor(const QStringList &arguments)
 {
     m_sensor.setProcessChannelMode(QProcess::SeparateChannels);
-    m_sensor.start(program("norvex-sensor-sim"), QStringList(arguments) << QStringLiteral("--ledger") << ledger());
+    const QStringList ways{QStringLiteral("--seed"), QStringLiteral("1"), QStringLiteral("--ledger"), ledger()};
+    m_sensor.start(program("norvex-sensor-sim"), ways + arguments);
     if (!m_sensor.waitForReadyRead(patienceMs))
         return false;
     const QByteArray line = m_sensor.readLine().trimmed();
