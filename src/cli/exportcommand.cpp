@@ -64,7 +64,10 @@ ExportRequest requestFor(const Session &session, const norvexData &data, const E
     request.exportEvents = options.events;
     request.exportRfOn = options.rfOn;
     request.sessionName = QDir(session.path()).dirName();
-    request.eventTypes = eventtype::names();
+    for (const QString &type : eventtype::names()) {
+        const bool isWanted = options.eventTypes.isEmpty() || options.eventTypes.contains(type);
+        (isWanted ? request.eventTypes : request.disabledTypes).append(type);
+    }
     request.quantities = options.quantities;
     request.binWidth = options.binWidth;
     return request;

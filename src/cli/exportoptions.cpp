@@ -1,6 +1,7 @@
 #include "cli/exportoptions.h"
 
 #include "cli/timetext.h"
+#include "data/eventtypelist.h"
 #include "export/exporttables.h"
 
 #include <QHash>
@@ -76,6 +77,8 @@ ExportCommandLine::ExportCommandLine()
                             "sample. Not with legacy."));
     addValue(QStringLiteral("delimiter"), QStringLiteral("C"),
              QStringLiteral("One character between the cells, or 'tab' (default ;)."));
+    addValue(QStringLiteral("types"), QStringLiteral("LIST"),
+             QStringLiteral("Only events of these types, with commas between: E11,E12,SNAP... Default: all."));
     addFlag(QStringLiteral("no-events"), QStringLiteral("Leave out events and waveforms."));
     addFlag(QStringLiteral("no-rfon"), QStringLiteral("Leave out runs and their steps."));
     addFlag(QStringLiteral("force"), QStringLiteral("Replace files that exist."));
@@ -131,6 +134,13 @@ CommandLine::Outcome ExportCommandLine::parseFormat(ExportOptions &options)
     const QString bin = value(QStringLiteral("bin"));
     if (isSet(QStringLiteral("bin")) && !readWidth(bin, options.binWidth))
         return complain(QStringLiteral("--bin is a length of time like 100ms, 1s, 5min or 1h, not '%1'").arg(bin));
+    if (isSet(QStringLiteral("types")))
+        options.eventTypes = value(QStringLiteral("types")).split(QLatin1Char(','));
+    for (const QString &type : qAsConst(options.eventTypes)) {
+        if (!eventtype::names().contains(type))
+            return complain(QStringLiteral("no event type '%1'; there are: %2")
+                                .arg(type, eventtype::names().join(QStringLiteral(", "))));
+    }
     if (isSet(QStringLiteral("quantities")))
         options.quantities = value(QStringLiteral("quantities")).split(QLatin1Char(','));
     const QStringList known = exportQuantities();

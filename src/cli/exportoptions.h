@@ -21,6 +21,7 @@ struct ExportOptions
     int run = 0;            // number of the run that is meant, from 1; 0: the range
     QStringList quantities; // columns of the samples; all when empty
     quint64 binWidth = 0;   // us; 0: every sample
+    QStringList eventTypes; // of the events that are written; all when empty
     bool events = true;
     bool rfOn = true;
     bool force = false;

@@ -1,10 +1,15 @@
 #include "app/mainwindow.h"
 #include "cli/programs.h"
+#include "data/eventtypelist.h"
 #include "data/norvexdata.h"
 #include "display/look/theme.h"
+#include "display/plot/arcplotdisplay.h"
+#include "display/plot/axisrangedialog.h"
 #include "display/sensors/dataobjectwidget.h"
+#include "display/sensors/importtabledialog.h"
 #include "display/sensors/sessionform.h"
 #include "events/eventfilter.h"
+#include "events/eventtypecreator.h"
 #include "events/eventtypenames.h"
 #include "export/exportdialog.h"
 #include "sensor/sensordialog.h"
@@ -21,6 +26,8 @@
 #include <QStatusBar>
 #include <QToolButton>
 #include <QtTest>
+#include <qwt_plot.h>
+#include <qwt_scale_widget.h>
 
 #include <set>
 
@@ -176,6 +183,22 @@ void TestAnyMoment::bringUp(const QString &state)
     } else if (state == QLatin1String("import")) {
         m_prompts->paths = QStringList{m_path};
         m_window->importData();
+    } else if (state == QLatin1String("table import")) {
+        QFile table(folder(QStringLiteral("table.csv")));
+        QVERIFY(table.open(QIODevice::WriteOnly));
+        table.write("time;voltage;current\n2024-03-01 09:00:00.000;1;2\n2024-03-01 09:00:00.010;1;2\n");
+        table.close();
+        m_prompts->paths = QStringList{table.fileName()};
+        emit card()->importExtDataRequested();
+    } else if (state == QLatin1String("event types")) {
+        form->findChild<QPushButton *>(QStringLiteral("b_types"))->click();
+        QVERIFY(openDialog<eventTypeCreator>());
+    } else if (state == QLatin1String("axis range") || state == QLatin1String("time range")) {
+        const auto axis = state == QLatin1String("axis range") ? QwtPlot::yLeft : QwtPlot::xBottom;
+        QWidget *const scale = form->plot()->findChild<QwtPlot *>()->axisWidget(axis);
+        QTest::mouseDClick(scale, Qt::LeftButton, Qt::NoModifier, scale->rect().center());
+        QVERIFY(axis == QwtPlot::yLeft ? static_cast<QDialog *>(openDialog<ValueRangeDialog>())
+                                       : openDialog<TimeRangeDialog>());
     } else if (state == QLatin1String("recipe editor")) {
         m_window->openRecipeWindow();
     } else if (state == QLatin1String("shortcuts")) {
@@ -213,16 +236,17 @@ void TestAnyMoment::whateverIsOpen_data()
         QTest::newRow(qPrintable(QStringLiteral("%1: %2").arg(QLatin1String(state), QLatin1String(action))))
             << QString::fromLatin1(state) << QString::fromLatin1(action);
     };
-    for (const char *state :
-         {"menu", "connecting", "reconnection", "export choice", "export dialog", "question", "file chooser"})
+    for (const char *state : {"menu", "connecting", "reconnection", "export choice", "export dialog", "question",
+                              "file chooser", "event types", "time range"})
         row(state, "close, end");
-    for (const char *state : {"recipe editor", "reanalysis", "import", "number"})
+    for (const char *state : {"recipe editor", "reanalysis", "import", "number", "table import"})
         row(state, "unplug, close, end");
-    for (const char *state : {"shortcuts", "problems"})
+    for (const char *state : {"shortcuts", "problems", "axis range", "event types"})
         row(state, "remove, load, end");
-    for (const char *state : {"nothing", "menu", "configuration", "about", "reconnection", "export dialog"})
+    for (const char *state : {"nothing", "menu", "configuration", "about", "reconnection", "export dialog",
+                              "table import", "axis range", "event types"})
         row(state, "unplug, load, end");
-    for (const char *state : {"configuration", "scan", "reconnection"})
+    for (const char *state : {"configuration", "scan", "reconnection", "time range"})
         row(state, "remove, close, end");
 }
 
@@ -236,7 +260,7 @@ void TestAnyMoment::whateverIsOpen()
         QStringList{QStringLiteral("question"), QStringLiteral("file chooser"), QStringLiteral("number")}.contains(
             state);
     const bool isNested = state.startsWith(QLatin1String("export")) || state == QLatin1String("reanalysis") ||
-                          state == QLatin1String("import");
+                          state == QLatin1String("import") || state == QLatin1String("table import");
     bool once = false;
     m_prompts->during = [&] {
         if (!isBox)
@@ -316,19 +340,27 @@ void TestAnyMoment::aSensorThatWasNeverReachedAgain()
 void TestAnyMoment::exportsAsTheCommandLineDoes_data()
 {
     QTest::addColumn<bool>("whole");
-    QTest::newRow("a stretch") << false;
-    QTest::newRow("the whole recording") << true;
+    QTest::addColumn<bool>("filtered");
+    QTest::newRow("a stretch") << false << false;
+    QTest::newRow("the whole recording") << true << false;
+    QTest::newRow("a stretch, of some types only") << false << true;
+    QTest::newRow("the whole recording, of some types only") << true << true;
 }
 
 void TestAnyMoment::exportsAsTheCommandLineDoes()
 {
     QFETCH(bool, whole);
+    QFETCH(bool, filtered);
     QTRY_VERIFY_WITH_TIMEOUT(card()->store()->sampleCount() > 400 && card()->store()->eventCount() > 2, patience);
     m_sensor->setPower(false); // or there is more to export when the window is closed
     QTRY_COMPARE_WITH_TIMEOUT(m_window->form()->connectedSensors(), 0, patience);
     EventRecord late; // nothing says that samples follow an event
     late.time = card()->store()->lastTime() + 1000007;
     QVERIFY(card()->store()->addEvent(late));
+    const EventRecord hidden = card()->store()->eventsInRange(0, late.time).constFirst();
+    const QString hiddenType = eventtype::nameOf(hidden);
+    if (filtered)
+        m_filter->setEnabled(hiddenType, false);
     quint64 from = 0;
     quint64 to = 0;
     const QString byWindow = folder(QStringLiteral("window.vi.csv"));
@@ -351,6 +383,11 @@ void TestAnyMoment::exportsAsTheCommandLineDoes()
                           folder(QStringLiteral("cli.vi.csv"))};
     if (!whole)
         arguments += {QStringLiteral("--from"), QString::number(from), QStringLiteral("--to"), QString::number(to)};
+    if (filtered) {
+        QStringList shown = eventtype::names();
+        shown.removeAll(hiddenType);
+        arguments += {QStringLiteral("--types"), shown.join(QLatin1Char(','))};
+    }
     const Programs::Result result = programs.cli(arguments);
     QVERIFY2(result.code == 0, result.err.constData());
     for (const char *suffix : {".vi.csv", ".rfon.csv", ".events.csv"}) {
@@ -364,6 +401,8 @@ void TestAnyMoment::exportsAsTheCommandLineDoes()
             return lines;
         };
         QVERIFY(linesOf("window").size() > 10);
+        if (qstrcmp(suffix, ".events.csv") == 0)
+            QCOMPARE(linesOf("window").join().contains(hiddenType.toLatin1()), !filtered);
         QCOMPARE(linesOf("window"), linesOf("cli"));
     }
 }

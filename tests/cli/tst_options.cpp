@@ -161,7 +161,8 @@ private slots:
         for (const char *line :
              {"--format excel", "--format tidy --delimiter ,", "--bin 1s", "--quantities voltage_V",
               "--format tidy --bin 1", "--format tidy --bin 0s", "--format tidy --bin 99999999999999h",
-              "--format tidy --quantities volts", "--format tidy --quantities voltage_V,", "--run 0", "--run 1 --to 5"})
+              "--types E11,E99", "--format tidy --quantities volts", "--format tidy --quantities voltage_V,", "--run 0",
+              "--run 1 --to 5"})
             QTest::newRow(line) << QStringLiteral("export s ") + QLatin1String(line);
     }
 

@@ -50,7 +50,7 @@ ValueRangeDialog::ValueRangeDialog(const QString &name, const QString &unit, con
     heading->setTextFormat(Qt::PlainText);
     form->addRow(heading);
     form->addRow(tr("From") + tail, m_low);
-    form->addRow(QStringLiteral("To") + tail, m_high);
+    form->addRow(tr("To") + tail, m_high);
     form->addRow(m_reason);
     form->addRow(m_buttons);
     QPushButton *automatic = m_buttons->addButton(tr("Automatic"), QDialogButtonBox::ResetRole);
