@@ -14,6 +14,7 @@
 namespace {
 
 constexpr int problemsKept = 200;
+constexpr int leastPath = 12; // letters
 
 } // namespace
 
@@ -44,6 +45,27 @@ AppStatusBar::AppStatusBar(QWidget *parent) : QStatusBar(parent)
     m_problem->setToolTip(tr("Nothing went wrong in the background"));
     addPermanentWidget(m_problem);
     connect(m_problem, &QToolButton::clicked, this, &AppStatusBar::showProblems);
+}
+
+QSize AppStatusBar::minimumSizeHint() const
+{
+    return {fontMetrics().averageCharWidth() * leastPath * 3, QStatusBar::minimumSizeHint().height()};
+}
+
+void AppStatusBar::resizeEvent(QResizeEvent *event)
+{
+    QStatusBar::resizeEvent(event);
+    fit();
+}
+
+void AppStatusBar::fit()
+{
+    int room = width() - fontMetrics().averageCharWidth() * leastPath;
+    for (QWidget *part : std::initializer_list<QWidget *>{m_problem, m_saved, m_sensors, m_disk, m_timeMode}) {
+        room -= part->sizeHint().width() + layout()->spacing();
+        if (part->isVisibleTo(this) != (room > 0))
+            part->setVisible(room > 0);
+    }
 }
 
 void AppStatusBar::setSession(const QString &path)
@@ -88,6 +110,7 @@ void AppStatusBar::setSensors(int connected, int all)
 void AppStatusBar::setTimeMode(const QString &text)
 {
     m_timeMode->setText(text);
+    fit();
 }
 
 void AppStatusBar::addProblem(const QString &text)

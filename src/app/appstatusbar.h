@@ -8,7 +8,8 @@ class QLabel;
 class QToolButton;
 
 /// The status bar, always in the same order: session path, time of the last save, free disk, connected sensors, time
-/// mode, last problem. Problems in the background are counted and listed here and never open a box. GUI thread.
+/// mode, last problem. Problems in the background are counted and listed here and never open a box. In a narrow window
+/// what is least needed gives way. GUI thread.
 class AppStatusBar : public QStatusBar
 {
     Q_OBJECT
@@ -29,8 +30,14 @@ public:
     static QString savedText(bool unsaved, qint64 lastSaveMs, qint64 nowMs);
     static QString diskText(qint64 freeBytes, double bytesPerHour);
 
+    QSize minimumSizeHint() const override;
+
+protected:
+    void resizeEvent(QResizeEvent *event) override;
+
 private:
     void showProblems();
+    void fit();
 
     ElidedLabel *m_path = nullptr;
     QLabel *m_saved = nullptr;

@@ -1,6 +1,7 @@
 #include "app/commandline.h"
 #include "app/helppages.h"
 #include "app/mainwindow.h"
+#include "app/screenfit.h"
 #include "base/log.h"
 #include "base/platform.h"
 #include "base/widgetprompts.h"
@@ -38,6 +39,7 @@ int main(int argc, char *argv[])
     AppSettings settings(line.safe ? AppSettings::Source::Forgotten : AppSettings::Source::User);
     WidgetPrompts prompts;
     const HelpKey helpKey(prompts, nullptr);
+    const ScreenFit screenFit;
     Theme theme(Theme::kindFromText(settings.value(QStringLiteral("window/theme")).toString()));
     theme.applyToApplication();
     eventTypeNames dictionary(data + QStringLiteral("/eventtypes.txt"));

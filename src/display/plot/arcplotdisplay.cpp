@@ -12,7 +12,6 @@ arcPlotDisplay::arcPlotDisplay(Theme &theme, QWidget *parent)
 {
     qRegisterMetaType<TimeMode>("TimeMode");
     setFocusPolicy(Qt::StrongFocus);
-    setMinimumSize(320, 240);
 }
 
 arcPlotDisplay::~arcPlotDisplay() = default;
@@ -286,6 +285,8 @@ void arcPlotDisplay::setDisplayNumber(unsigned int number)
 
 bool arcPlotDisplay::event(QEvent *event)
 {
+    if (event->type() == QEvent::LayoutRequest)
+        d->fitHeight();
     // While the plot has the focus its keys are its own, whatever shortcuts the window has.
     if (event->type() == QEvent::ShortcutOverride) {
         const auto *key = static_cast<QKeyEvent *>(event);
@@ -310,12 +311,15 @@ void arcPlotDisplay::showEvent(QShowEvent *event)
 {
     QWidget::showEvent(event);
     d->ticker.start();
+    if (d->lastRedraw < 0)
+        d->redraw(); // in the theme from the first picture on, not in the library's looks
     d->redrawSoon();
 }
 
 void arcPlotDisplay::resizeEvent(QResizeEvent *event)
 {
     QWidget::resizeEvent(event);
+    d->fitHeight();
     d->redrawSoon();
 }
 

@@ -30,6 +30,7 @@ public:
     void redrawSoon();
     void redraw();
     void updateOverlay();
+    void fitHeight();
     void showEmptyState();
     void themeChanged();
     void pressEmptyButton();
@@ -67,7 +68,7 @@ public:
     QTimer drawTimer;  // joins several changes into one frame
     QThreadPool *pool; // own, so that a long reading holds up nobody else
     bool dirty = true;
-    qint64 lastRedraw = 0; // by the clock above
+    qint64 lastRedraw = -1; // by the clock above; before the first
     unsigned int number = 0;
     TimeRange announcedRange;
     bool announcedFollowing = true;

@@ -1,5 +1,7 @@
 #include "display/plot/cursorpanel.h"
 
+#include "display/look/readableink.h"
+
 #include <QApplication>
 #include <QClipboard>
 #include <QHBoxLayout>
@@ -39,7 +41,9 @@ QString html(const CursorReadout &readout, const Theme &theme)
         for (int i = 0; i < row.cells.size(); ++i) {
             const QColor ink =
                 i ? theme.text()
-                  : theme.curvePen(row.sensor->colour, row.sensor->number, row.axis == PlotView::Right).color();
+                  : readableInk(
+                        theme,
+                        theme.curvePen(row.sensor->colour, row.sensor->number, row.axis == PlotView::Right).color());
             text += QStringLiteral("<td align=\"%1\" style=\"padding-right:18px; white-space:nowrap\">%2</td>")
                         .arg(i ? QStringLiteral("right") : QStringLiteral("left"), coloured(row.cells[i], ink));
         }

@@ -27,6 +27,7 @@ arcPlotDisplay::Private::Private(arcPlotDisplay *display, Theme &windowTheme)
     layout->addWidget(legend);
     layout->addWidget(cursors);
     cursors->hide();
+    figure->setMinimumSize(figure->fontMetrics().averageCharWidth() * 36, figure->fontMetrics().lineSpacing() * 7);
     overlay = new PlotOverlay(theme, figure->plotCanvas());
     interaction = new PlotInteraction(figure, this);
 
@@ -102,6 +103,16 @@ void arcPlotDisplay::Private::redraw()
         announcedFollowing = model.view.isFollowing();
         emit q->followingChanged(announcedFollowing);
     }
+}
+
+/// Rows that wrap need their height also where nobody asks what they need at a width, as in a splitter.
+void arcPlotDisplay::Private::fitHeight()
+{
+    int least = figure->minimumHeight();
+    for (const QWidget *row : {static_cast<QWidget *>(toolBar), static_cast<QWidget *>(legend)})
+        least += row->isVisibleTo(q) ? row->heightForWidth(q->width()) : 0;
+    if (least != q->minimumHeight())
+        q->setMinimumHeight(least);
 }
 
 void arcPlotDisplay::Private::updateOverlay()

@@ -122,10 +122,12 @@ QComboBox *PlotToolBar::quantityBox(bool right)
     box->setAccessibleName(right ? tr("Quantity of the right axis") : tr("Quantity of the left axis"));
     box->setToolTip(box->accessibleName());
     box->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+    box->setIconSize(QSize(0, 0)); // there is none to keep room for
     box->setMinimumContentsLength(8);
     if (right) {
         box->addItem(tr("(no right axis)"), PlotModel::noQuantity);
-        box->setMinimumContentsLength(qMax(8, box->itemText(0).size()));
+        const int letter = box->fontMetrics().horizontalAdvance(QLatin1Char('X')); // what lengths are counted in
+        box->setMinimumContentsLength(qMax(8, box->fontMetrics().horizontalAdvance(box->itemText(0)) / letter + 1));
     }
     for (int quantity = 0; quantity < valueTypeCount; ++quantity)
         box->addItem(PlotModel::quantityName(quantity), quantity);
@@ -152,7 +154,7 @@ void PlotToolBar::fitFollowButton()
 {
     // As wide as its longest words, so that nothing beside it moves.
     const int words = m_follow->fontMetrics().horizontalAdvance(tr("Paused, 59 min behind - Follow (L)"));
-    m_follow->setFixedWidth(words + m_follow->fontMetrics().height());
+    m_follow->setFixedWidth(words + m_follow->fontMetrics().averageCharWidth());
 }
 
 void PlotToolBar::changeEvent(QEvent *event)

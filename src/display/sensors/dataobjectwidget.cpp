@@ -3,18 +3,13 @@
 #include "base/log.h"
 #include "base/prompts.h"
 #include "data/norvexdata.h"
-#include "recipe/recipefiledialogs.h"
-#include "recipe/recipefiles.h"
 #include "recipe/reconfiguresensordialog.h"
 #include "sensor/arcsensor.h"
-#include "sensor/sensorrequest.h"
 #include "sensor/webservice.h"
 #include "session/appsettings.h"
 #include "ui_dataobjectwidget.h"
 
 #include <QAction>
-#include <QDateTime>
-#include <QFileInfo>
 #include <QFontMetrics>
 #include <QMenu>
 #include <QMouseEvent>
@@ -25,21 +20,6 @@ namespace {
 
 constexpr int blinkPeriodMs = 200;
 constexpr int textPeriodMs = 500;
-
-QString toneOf(SensorCardPresenter::Level level)
-{
-    switch (level) {
-    case SensorCardPresenter::Level::Good:
-        return QStringLiteral("#1b6e2e");
-    case SensorCardPresenter::Level::Waiting:
-        return QStringLiteral("#7a5200");
-    case SensorCardPresenter::Level::Bad:
-        return QStringLiteral("#b3261e");
-    case SensorCardPresenter::Level::Neutral:
-        break;
-    }
-    return QStringLiteral("#3c4046");
-}
 
 } // namespace
 
@@ -134,6 +114,15 @@ QString dataObjectWidget::chamber() const
     return m_store->chamberSerial();
 }
 
+QString dataObjectWidget::shownName() const
+{
+    constexpr int longest = 20;
+    const auto cut = [](const QString &text) {
+        return text.size() > longest ? text.left(longest - 1) + QStringLiteral("…") : text;
+    };
+    return QStringLiteral("%1 %2").arg(cut(serial()), cut(chamber()));
+}
+
 // --- menu
 
 void dataObjectWidget::buildMenu()
@@ -171,25 +160,6 @@ void dataObjectWidget::buildMenu()
     m_clearAction = add(tr("Clear Sensor Data"), &dataObjectWidget::triggerSensorDataClear,
                         QStringLiteral("triggerSensorDataClear"));
     m_removeAction = add(tr("Remove sensor"), &dataObjectWidget::removeSensor, QStringLiteral("removeSensor"));
-}
-
-void dataObjectWidget::fillRecipeMenu()
-{
-    m_recipeMenu->clear();
-    const QStringList recipes = m_settings.recentRecipes();
-    for (const QString &path : recipes) {
-        const QString name = QFileInfo(path).completeBaseName();
-        QAction *action = m_recipeMenu->addAction(QString(name).replace(QLatin1Char('&'), QLatin1String("&&")));
-        action->setData(path);
-        action->setToolTip(path);
-        connect(action, &QAction::triggered, this, &dataObjectWidget::loadRecentlyUsedRecipe);
-    }
-    if (recipes.isEmpty()) {
-        QAction *none =
-            m_recipeMenu->addAction(tr("Feature temporarily unavailable. Will be re-enabled in the next release"));
-        none->setToolTip(tr("No recipe was loaded yet. \"Load\" opens one and lists it here."));
-        none->setEnabled(false);
-    }
 }
 
 void dataObjectWidget::updateActions()
@@ -310,7 +280,7 @@ void dataObjectWidget::refreshTexts()
     const SensorCardPresenter::Word word =
         m_presenter.word(m_sensor != nullptr, m_sensor ? m_sensor->retryRemainingMs() : -1, age, m_lastProblem);
     ui->lb_state->setText(word.text);
-    ui->lb_state->setStyleSheet(QStringLiteral("color: %1;").arg(toneOf(word.level)));
+    ui->lb_state->setStyleSheet(SensorCardPresenter::toneSheet(ui->lb_state->objectName(), word.level));
     QString tip = word.reason;
     if (m_sensor && m_sensor->usesOldDataPage())
         tip += tr("\nOld data page in use: slot 2 and event counts are not sent.");
@@ -325,44 +295,11 @@ void dataObjectWidget::refreshTexts()
     showRecipe();
 }
 
-// --- configuration and recipe
+// --- configuration
 
 void dataObjectWidget::updateConfig()
 {
     refreshTexts();
-}
-
-void dataObjectWidget::updateRecipe()
-{
-    const Recipe recipe = m_store->recipe();
-    m_recipeTold = m_sensor && m_sensor->state() > 0;
-    m_sensorRecipe = recipe; // the store takes over what the sensor tells
-    showRecipe();
-    updateUiFreq(m_sensor ? m_sensor->operatingFrequency() : recipe.isEmpty() ? 0 : recipe.frequency(0));
-}
-
-void dataObjectWidget::showRecipe()
-{
-    const Recipe stored = m_store->recipe();
-    RecipeFacts facts;
-    facts.connected = m_sensor && m_sensor->state() > 0;
-    facts.told = m_recipeTold;
-    facts.sensorName = m_sensorRecipe.recipeName();
-    facts.sensorDiffers = m_sensorRecipe != stored;
-    facts.storedName = stored.recipeName();
-    facts.storedSteps = stored.numberOfSteps();
-    facts.runningStep = m_store->isInsideRun() ? m_store->currentStep() : -1;
-    facts.runningStepName = stored.stepName(facts.runningStep);
-    facts.posted = m_posted;
-    const RecipeStatus status = recipeStatus(facts);
-    ui->lb_currentRecipe->setText(status.label);
-    ui->lb_currentRecipe->setEnabled(status.known);
-    if (ui->lb_currentRecipe->toolTip() != status.tip)
-        ui->lb_currentRecipe->setToolTip(status.tip);
-    const QString tone =
-        status.problem ? QStringLiteral("color: %1;").arg(toneOf(SensorCardPresenter::Level::Bad)) : QString();
-    if (ui->lb_currentRecipe->styleSheet() != tone)
-        ui->lb_currentRecipe->setStyleSheet(tone);
 }
 
 void dataObjectWidget::updateUiFreq(qint32 freq_hz)
@@ -392,94 +329,6 @@ void dataObjectWidget::sensorConfigUpdated()
     if (m_sensor->postConfiguration(dialog->configuration()) == PostOutcome::NotConnected)
         m_prompts.warn(this, tr("Warning"), tr("The sensor is not connected. The configuration was not sent."),
                        {tr("Wait until the light is green and send it again; nothing was changed."), QString()});
-}
-
-void dataObjectWidget::loadRecipe()
-{
-    const QString path = getOpenRecipeFile(m_prompts, this, m_settings.recipeFolder());
-    if (!path.isEmpty())
-        loadAndPost(path);
-}
-
-void dataObjectWidget::loadRecentlyUsedRecipe()
-{
-    if (const auto *action = qobject_cast<QAction *>(sender()))
-        loadAndPost(action->data().toString());
-}
-
-bool dataObjectWidget::loadAndPost(const QString &path)
-{
-    Recipe recipe;
-    QString reason = tr("It holds no steps.");
-    if (!recipefiles::load(path, recipe, reason) || recipe.isEmpty()) {
-        m_prompts.warn(this, tr("Warning"), tr("Unable to read a recipe from the file:") + path,
-                       {tr("%1\nNothing was sent to the sensor.").arg(reason), QString()});
-        return false;
-    }
-    m_settings.addRecentRecipe(path);
-    postRecipe(recipe);
-    return true;
-}
-
-void dataObjectWidget::postRecipe(const Recipe &recipe)
-{
-    if (!m_sensor)
-        return;
-    const QPointer<arcSensor> sensor = m_sensor;
-    const QPointer<dataObjectWidget> self = this;
-    if (m_store->isInsideRun() &&
-        !m_prompts.ask(this, tr("Warning"), tr("Do you wish to upload recipe during the current run?")))
-        return;
-    if (!self || !sensor) // gone while the question was open
-        return;
-    FrequencyRange range;
-    m_posted.name = recipe.recipeName();
-    const PostOutcome outcome = sensor->postRecipe(recipe, &range);
-    if (outcome == PostOutcome::FrequencyOutOfRange) {
-        const QString reason = tr("One or more of the steps in the recipe has a frequency outside of the sensors "
-                                  "range. The sensors frequency range is between %1 Hz and %2 Hz")
-                                   .arg(range.low)
-                                   .arg(range.high);
-        recipePosted(PostedRecipe::State::Refused, reason);
-        m_prompts.warn(this, tr("Incorrect Frequency"), reason);
-    } else if (outcome == PostOutcome::NotConnected) {
-        const QString reason = tr("The sensor is not connected. The recipe was not sent.");
-        recipePosted(PostedRecipe::State::Failed, reason);
-        m_prompts.warn(this, tr("Warning"), reason);
-    } else {
-        ++m_recipesOnTheirWay;
-        recipePosted(PostedRecipe::State::OnItsWay);
-    }
-}
-
-void dataObjectWidget::recipePosted(PostedRecipe::State state, const QString &reason)
-{
-    m_posted.state = state;
-    m_posted.reason = reason;
-    m_posted.time = QDateTime::fromMSecsSinceEpoch(m_clock.utcMs()).toString(QStringLiteral("HH:mm:ss"));
-    showRecipe();
-}
-
-void dataObjectWidget::uploadFinished(int kind, bool ok, const QString &reason)
-{
-    if (kind == static_cast<int>(eMessage::Recipe) && m_recipesOnTheirWay > 0) {
-        --m_recipesOnTheirWay; // they are answered in the order they were sent in; the card tells of the last
-        if (m_recipesOnTheirWay == 0 && m_posted.state == PostedRecipe::State::OnItsWay)
-            recipePosted(ok ? PostedRecipe::State::Taken : PostedRecipe::State::Failed, reason);
-        refreshTexts();
-    }
-    if (!ok)
-        emit problem(tr("Sensor %1: the upload failed: %2").arg(serial(), reason));
-}
-
-/// A connection that ended answers no upload any more.
-void dataObjectWidget::recipesLost()
-{
-    m_recipesOnTheirWay = 0;
-    if (m_posted.state != PostedRecipe::State::OnItsWay)
-        return;
-    recipePosted(PostedRecipe::State::Failed, tr("The connection ended before the sensor answered."));
-    emit problem(tr("Sensor %1: the upload failed: %2").arg(serial(), m_posted.reason));
 }
 
 // --- display

@@ -47,6 +47,8 @@ public:
 
     QString serial() const;
     QString chamber() const;
+    /// In legends, lists and plots; the names come from outside and may be long.
+    QString shownName() const;
     const QString &sessionPath() const { return m_sessionPath; }
     void setSessionPath(const QString &folder) { m_sessionPath = folder; }
     /// Which of the two display actions is checked.

@@ -4,7 +4,7 @@
 #include "data/valuetype.h"
 #include "display/look/elidedlabel.h"
 #include "display/look/flowlayout.h"
-#include "display/look/theme.h"
+#include "display/look/readableink.h"
 #include "display/sensors/sensorcardpresenter.h"
 
 #include <QFontDatabase>
@@ -125,7 +125,7 @@ void LiveNumbers::resizeEvent(QResizeEvent *event)
 void LiveNumbers::style(Row &row)
 {
     QPalette palette = row.name->palette();
-    palette.setColor(QPalette::WindowText, m_theme.themed(QColor(row.colour)));
+    palette.setColor(QPalette::WindowText, readableInk(m_theme, m_theme.themed(QColor(row.colour))));
     row.name->setPalette(palette);
 }
 

@@ -33,6 +33,18 @@ QString SensorCardPresenter::lightStyle(const QString &image)
     return QStringLiteral("image: url(:/images/%1);").arg(image);
 }
 
+QString SensorCardPresenter::toneSheet(const QString &objectName, Level level)
+{
+    const char *tone = "#3c4046";
+    if (level == Level::Good)
+        tone = "#1b6e2e";
+    else if (level == Level::Waiting)
+        tone = "#7a5200";
+    else if (level == Level::Bad)
+        tone = "#b3261e";
+    return QStringLiteral("#%1 { color: %2; }").arg(objectName, QLatin1String(tone));
+}
+
 SensorCardPresenter::Change SensorCardPresenter::setConnectionState(int state)
 {
     Change change;

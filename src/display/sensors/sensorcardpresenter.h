@@ -26,6 +26,8 @@ public:
     static QString lightError(); // "Images/light_error.png"
     /// "image: url(:/images/%1);"
     static QString lightStyle(const QString &image);
+    /// Colours the words of a widget of the card by its name: a sheet without a name reaches its tool tip, too.
+    static QString toneSheet(const QString &objectName, Level level);
 
     Change setConnectionState(int state);
     /// One tick of the blink timer: the image to show.

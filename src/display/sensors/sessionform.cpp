@@ -1,6 +1,5 @@
 #include "display/sensors/sessionform.h"
 
-#include "base/nestedloop.h"
 #include "base/prompts.h"
 #include "data/norvexdata.h"
 #include "data/valuetype.h"
@@ -15,9 +14,7 @@
 #include "display/views/sessionviews.h"
 #include "events/eventfilter.h"
 #include "events/eventtypenames.h"
-#include "export/exportevents.h"
-#include "export/exportflow.h"
-#include "export/imageexport.h"
+#include "export/exportdialog.h"
 #include "sensor/arcsensor.h"
 #include "sensor/sensordialog.h"
 #include "session/appsettings.h"
@@ -25,10 +22,8 @@
 #include "session/session.h"
 #include "ui_sessionform.h"
 
-#include <QApplication>
-#include <QDialog>
-#include <QLabel>
-#include <QPointer>
+#include <QGuiApplication>
+#include <QScreen>
 #include <QVBoxLayout>
 
 #include <algorithm>
@@ -42,16 +37,8 @@ const QString spanKey = QStringLiteral("plot/span");
 const QString timeModeKey = QStringLiteral("plot/timeMode");
 const QString leftKey = QStringLiteral("plot/leftQuantity");
 const QString rightKey = QStringLiteral("plot/rightQuantity");
-
-/// A sensor in legends, lists and plots; the names come from outside and may be long.
-QString shownName(const dataObjectWidget &card)
-{
-    constexpr int longest = 20;
-    const auto cut = [](const QString &text) {
-        return text.size() > longest ? text.left(longest - 1) + QStringLiteral("…") : text;
-    };
-    return QStringLiteral("%1 %2").arg(cut(card.serial()), cut(card.chamber()));
-}
+const QString switchedOffKey = QStringLiteral("form/switchedOff"); // serials of sensors
+constexpr int mostSwitchedOff = 200;
 
 } // namespace
 
@@ -60,10 +47,11 @@ SessionForm::SessionForm(const DisplayContext &context, QWidget *parent)
 {
     ui->setupUi(this);
     const int em = fontMetrics().horizontalAdvance(QLatin1Char('0'));
-    ui->sensorColumn->setMinimumWidth(qBound(240, em * 30, 320));
+    const int screenWidth = QGuiApplication::primaryScreen()->availableSize().width();
+    ui->sensorColumn->setMinimumWidth(qMin(qBound(240, em * 30, 320), screenWidth * 3 / 10));
     ui->sensorColumn->setMaximumWidth(qMax(320, em * 36));
-    // A page that wants more is cut at its edge instead of pushing the window over the edge of a small screen.
-    ui->displayStack->setMinimumSize(em * 56, fontMetrics().lineSpacing() * 14);
+    // A page that wants more scrolls instead of pushing the window over the edge of a small screen.
+    ui->displayStack->setMinimumSize(qMin(em * 56, screenWidth * 6 / 10), fontMetrics().lineSpacing() * 8);
     ui->outerLayout->setStretchFactor(ui->splitter, 1);
     ui->splitter->setStretchFactor(0, 0);
     ui->splitter->setStretchFactor(1, 1);
@@ -145,6 +133,13 @@ void SessionForm::keepState() const
     m_context.settings.setValue(timeModeKey, int(m_plot->timeMode()));
     m_context.settings.setValue(leftKey, m_plot->leftQuantity());
     m_context.settings.setValue(rightKey, m_plot->rightQuantity());
+    QStringList off = m_context.settings.value(switchedOffKey).toStringList();
+    for (const dataObjectWidget *card : m_cards) {
+        off.removeAll(card->serial());
+        if (!card->isDisplayOn())
+            off.append(card->serial());
+    }
+    m_context.settings.setValue(switchedOffKey, QStringList(off.mid(off.size() - mostSwitchedOff)));
 }
 
 void SessionForm::restoreState()
@@ -160,6 +155,11 @@ void SessionForm::restoreState()
     m_plot->setQuantities(
         int(number(leftKey, m_plot->leftQuantity(), 0, valueTypeCount - 1)),
         int(number(rightKey, m_plot->rightQuantity(), arcPlotDisplay::noQuantity, valueTypeCount - 1)));
+    const QStringList off = m_context.settings.value(switchedOffKey).toStringList();
+    for (const QString &serial : off) {
+        if (dataObjectWidget *stored = card(serial))
+            stored->displayToggled();
+    }
 }
 
 void SessionForm::showView(int view)
@@ -245,7 +245,7 @@ void SessionForm::addCard(const QString &serial)
         m_cards.append(added);
         m_displayed.append(added);
         m_cardLayout->insertWidget(m_cardLayout->count() - 1, added);
-        m_plot->addSensor(serial, shownName(*added), entry.data, QColor(entry.colour));
+        m_plot->addSensor(serial, added->shownName(), entry.data, QColor(entry.colour));
         m_numbers->addSensor(serial, entry.data, entry.colour);
         break;
     }
@@ -256,7 +256,7 @@ void SessionForm::announceSensors()
 {
     QVector<ViewSensor> sensors;
     for (dataObjectWidget *card : qAsConst(m_cards))
-        sensors.append(ViewSensor{card->serial(), shownName(*card), card->store(), keptColour(card->serial()),
+        sensors.append(ViewSensor{card->serial(), card->shownName(), card->store(), keptColour(card->serial()),
                                   m_displayed.contains(card)});
     m_views->setSensors(sensors);
     showChooser();
@@ -269,7 +269,7 @@ void SessionForm::showChooser()
     for (dataObjectWidget *card : qAsConst(m_cards)) {
         if (m_displayed.contains(card))
             displayed.append(
-                {card->serial(), shownName(*card), m_context.theme.labelColour(keptColour(card->serial()))});
+                {card->serial(), card->shownName(), m_context.theme.labelColour(keptColour(card->serial()))});
     }
     m_chooser->setSensors(displayed, displayedSensor() ? displayedSensor()->serial() : QString());
 }
@@ -449,92 +449,7 @@ void SessionForm::triggerSnapshotEvent()
             tr("Sensor %1 is not connected. No snapshot was taken.").arg(displayedSensor()->serial()));
     else
         emit notice(tr("Sensor %1 was asked for a snapshot; it appears among the events as SNAP.")
-                        .arg(shownName(*displayedSensor())));
-}
-
-void SessionForm::exportDisplayed()
-{
-    onDisplayedCard(&dataObjectWidget::exportData);
-}
-
-void SessionForm::exportData()
-{
-    if (warnWithoutDisplay())
-        return;
-    QDialog dialog(this);
-    dialog.setObjectName(QStringLiteral("exportChoice"));
-    dialog.setWindowTitle(tr("Export"));
-    dialog.setWindowIcon(QApplication::windowIcon());
-    auto *csv = new QPushButton(tr("Export to CSV"));
-    auto *image = new QPushButton(tr("Export to Image"));
-    auto *tables = new QPushButton(tr("Export for Other Programs"));
-    csv->setObjectName(QStringLiteral("b_exportCsv"));
-    image->setObjectName(QStringLiteral("b_exportImage"));
-    tables->setObjectName(QStringLiteral("b_exportTables"));
-    tables->setToolTip(tr("Tables for data frames, an SQLite database, or line protocol"));
-    auto *layout = new QVBoxLayout(&dialog);
-    layout->addWidget(new QLabel(tr("Please, select the data export format")));
-    layout->addWidget(csv);
-    layout->addWidget(image);
-    layout->addWidget(tables);
-    const QPointer<dataObjectWidget> card = displayedSensor();
-    bool asImage = false;
-    ExportKind kind = ExportKind::FixedFiles;
-    connect(csv, &QPushButton::clicked, &dialog, &QDialog::accept);
-    connect(image, &QPushButton::clicked, &dialog, [&] {
-        asImage = true;
-        dialog.accept();
-    });
-    connect(tables, &QPushButton::clicked, &dialog, [&] {
-        kind = ExportKind::OtherPrograms;
-        dialog.accept();
-    });
-    if (execNested(dialog) != QDialog::Accepted)
-        return;
-    if (asImage)
-        exportImage();
-    else if (card)
-        exportStore(card, kind);
-}
-
-void SessionForm::exportStore(dataObjectWidget *card, ExportKind kind)
-{
-    AppSettings *const settings = &m_context.settings;
-    exportDialog::Setup setup;
-    setup.kind = kind;
-    for (const dataObjectWidget *other : qAsConst(m_cards)) {
-        if (other != card && other->store()->lastTime() > 0)
-            setup.others.append(other->store());
-    }
-    setup.filter.eventTypes = m_context.filter.enabledNames();
-    const QStringList names = m_context.filter.names();
-    for (const QString &name : names) {
-        if (!m_context.filter.isEnabled(name))
-            setup.filter.disabledTypes.append(name);
-    }
-    setup.filter.userTypes = m_context.filter.enabledUserTypes();
-    setup.curveColour = m_context.theme.themed(keptColour(card->serial()));
-    setup.setting = [settings](const QString &key, const QVariant &fallback) { return settings->value(key, fallback); };
-    setup.keepSetting = [settings](const QString &key, const QVariant &value) { settings->setValue(key, value); };
-    const ExportRange recorded = wholeRecording(*card->store());
-    const auto within = [&](const TimeRange &range) -> std::optional<exportDialog::Range> {
-        const exportDialog::Range cut{qMax(range.from, recorded.from), qMin(range.to, recorded.to)};
-        return cut.from < cut.to ? std::make_optional(cut) : std::nullopt;
-    };
-    setup.visible = within(m_plot->visibleRange());
-    if (const auto cursors = m_plot->cursorRange())
-        setup.betweenCursors = within(*cursors);
-    const QString who = shownName(*card);
-    if (ExportFlow(card->store(), m_context.session.path(), m_context.prompts).run(this, setup))
-        emit notice(tr("The data of %1 were exported.").arg(who));
-}
-
-void SessionForm::exportImage()
-{
-    const QString folder = m_context.session.path() + QStringLiteral("/Exports");
-    if (imageexport::saveImage(this, m_context.prompts, folder,
-                               [this] { return m_views->currentImage(devicePixelRatioF(), Theme::Kind::Light); }))
-        emit notice(tr("The picture was saved."));
+                        .arg(displayedSensor()->shownName()));
 }
 
 // --- views

@@ -42,7 +42,8 @@ public:
     /// The sensor whose display was switched on last and still is; nullptr when none is displayed.
     dataObjectWidget *displayedSensor() const;
     int connectedSensors() const;
-    /// Keeps the splitter, the span, the quantities and the time mode in the settings for the next session.
+    /// Keeps the splitter, the span, the quantities, the time mode and which sensors are switched off in the settings
+    /// for the next session.
     void keepState() const;
     /// The session goes on in another folder.
     void setSessionPath(const QString &folder);

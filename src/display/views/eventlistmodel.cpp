@@ -12,7 +12,7 @@ QVector<RecordModel::Column> columns()
         {QCoreApplication::translate("eventlistmodel", "Class"),
          QCoreApplication::translate("eventlistmodel", "Type of the event"), false, 11},
         {QCoreApplication::translate("eventlistmodel", "Time"),
-         QCoreApplication::translate("eventlistmodel", "Start of its waveform"), false, 16, true},
+         QCoreApplication::translate("eventlistmodel", "Start of its waveform"), false, 18, true},
         {QCoreApplication::translate("eventlistmodel", "Amplitude [V]"),
          QCoreApplication::translate("eventlistmodel", "Largest deviation from the voltage before it"), true, 9},
         {QStringLiteral("[%]"),

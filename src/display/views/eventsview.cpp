@@ -27,7 +27,6 @@ namespace {
 constexpr quint64 second = 1000000;
 constexpr quint64 aroundShown = 5 * second; // before and after the event
 constexpr quint64 aroundRead = 60 * second;
-constexpr int lowestPlot = 130;
 
 TimeRange around(quint64 time, quint64 reach)
 {
@@ -101,10 +100,8 @@ QWidget *EventsView::buildDetails()
     m_waveform->setObjectName(QStringLiteral("waveform"));
     m_derived->setObjectName(QStringLiteral("derived"));
     m_around->setObjectName(QStringLiteral("around"));
-    for (arcPlotDisplay *plot : plots()) {
+    for (arcPlotDisplay *plot : plots())
         plot->toolBar()->hide();
-        plot->setMinimumHeight(lowestPlot);
-    }
     linkTimes(m_waveform, m_derived);
     linkTimes(m_derived, m_waveform);
 

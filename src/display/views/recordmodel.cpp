@@ -40,6 +40,23 @@ void RecordModel::setTimeMode(TimeMode mode)
         rebuild();
 }
 
+void RecordModel::setSensorIcon(std::function<QIcon(const ViewSensor &)> icon)
+{
+    m_sensorIcon = std::move(icon);
+    m_sensorIcons.clear();
+    redraw();
+}
+
+QVariant RecordModel::sensorIcon(const ViewSensor &sensor) const
+{
+    if (!m_sensorIcon || m_sensors.size() < 2)
+        return {};
+    auto icon = m_sensorIcons.find(sensor.serial);
+    if (icon == m_sensorIcons.end())
+        icon = m_sensorIcons.insert(sensor.serial, m_sensorIcon(sensor));
+    return *icon;
+}
+
 void RecordModel::sort(int column, Qt::SortOrder order)
 {
     m_sortColumn = column;
@@ -211,7 +228,8 @@ QVariant RecordModel::data(const QModelIndex &index, int role) const
     case Qt::ToolTipRole:
         return m_columns.at(index.column()).isTime ? cell(place(index.row()), index.column()) : QString();
     case Qt::DecorationRole:
-        return decoration(place(index.row()), index.column());
+        return m_columns.at(index.column()).isTime ? sensorIcon(sensorAt(index.row()).view)
+                                                   : decoration(place(index.row()), index.column());
     case Qt::TextAlignmentRole:
         return int(Qt::AlignVCenter | (m_columns.at(index.column()).number ? Qt::AlignRight : Qt::AlignLeft));
     default:

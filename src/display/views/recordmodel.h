@@ -5,8 +5,10 @@
 #include "display/records/sessionrecords.h"
 
 #include <QAbstractTableModel>
+#include <QIcon>
 #include <QVector>
 
+#include <functional>
 #include <memory>
 
 /// A list of runs or events: which of them pass the filter, in the order of a column. It reads shared records and keeps
@@ -38,6 +40,8 @@ public:
     void setPeriod(const TimeRange &period);
     const TimeRange &period() const { return m_period; }
     void setTimeMode(TimeMode mode);
+    /// What tells the sensors apart beside the times, when there is more than one; again when the icons are others.
+    void setSensorIcon(std::function<QIcon(const ViewSensor &)> icon);
 
     const Sensors &sensors() const { return m_sensors; }
     const TimeAxis &timeAxis() const { return m_timeAxis; }
@@ -104,6 +108,7 @@ private:
     };
 
     void adopt(const Sensors &sensors);
+    QVariant sensorIcon(const ViewSensor &sensor) const;
     std::vector<Place> chosen();
     bool matches(const Place &place) const;
     RowId idOf(const Place &place) const { return {range(place).from, typeCode(place), place.sensor}; }
@@ -113,6 +118,8 @@ private:
     std::vector<Place> m_places;
     std::vector<RowId> m_ids;
     TimeAxis m_timeAxis;
+    std::function<QIcon(const ViewSensor &)> m_sensorIcon;
+    mutable QHash<QString, QIcon> m_sensorIcons; // by serial
     TimeRange m_period;
     QStringList m_words;
     int m_total = 0;

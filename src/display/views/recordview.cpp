@@ -1,11 +1,13 @@
 #include "display/views/recordview.h"
 
 #include "display/look/keptlayout.h"
+#include "display/look/theme.h"
 #include "display/plot/arcplotdisplay.h"
 #include "display/records/sessionselection.h"
 #include "display/views/recordtable.h"
 #include "display/views/sessionviews.h"
 #include "events/eventfilter.h"
+#include "events/swatch.h"
 
 #include <QKeyEvent>
 #include <QPushButton>
@@ -46,6 +48,13 @@ void RecordView::layOut(RecordModel *model, RecordPanel *panel, QWidget *details
     auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(splitter);
+    const auto tellSensorsApart = [this] {
+        m_list->setSensorIcon([this](const ViewSensor &sensor) {
+            return swatchIcon(*m_panel->table(), m_context.theme.themed(sensor.colour).name());
+        });
+    };
+    tellSensorsApart();
+    connect(&m_context.theme, &Theme::changed, this, tellSensorsApart);
     connect(&m_records, &SessionRecords::changed, this, &RecordView::showRecords);
     connect(m_panel->table(), &RecordTable::currentKeyChanged, this, [this] { showChosen(); });
     connect(m_panel, &RecordPanel::reasonPressed, this, [this] { emit viewRequested(SessionViews::Live); });

@@ -10,7 +10,7 @@ QVector<RecordModel::Column> columns(const QStringList &types)
 {
     QVector<RecordModel::Column> list{
         {QStringLiteral("#"), QCoreApplication::translate("runlistmodel", "Number of the run, by start"), true, 4},
-        {QCoreApplication::translate("runlistmodel", "Start"), QString(), false, 16, true},
+        {QCoreApplication::translate("runlistmodel", "Start"), QString(), false, 18, true},
         {QCoreApplication::translate("runlistmodel", "Duration [s]"), QString(), true, 9},
         {QCoreApplication::translate("runlistmodel", "Mean V [V]"),
          QCoreApplication::translate("runlistmodel", "Mean voltage of its samples"), true, 8},

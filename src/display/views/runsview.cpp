@@ -91,6 +91,9 @@ QWidget *RunsView::buildDetails()
     m_steps->verticalHeader()->hide();
     m_steps->verticalHeader()->setDefaultSectionSize(fontMetrics().height() + 6);
     m_steps->horizontalHeader()->setSectionResizeMode(QHeaderView::Stretch);
+    m_steps->horizontalHeader()->setMinimumSectionSize(
+        m_steps->fontMetrics().horizontalAdvance(m_steps->horizontalHeaderItem(2)->text() + QStringLiteral("00")));
+    m_steps->setHorizontalScrollMode(QAbstractItemView::ScrollPerPixel);
     auto *copySteps = new QAction(tr("Copy the steps"), m_steps);
     copySteps->setShortcut(QKeySequence::Copy);
     copySteps->setShortcutContext(Qt::WidgetShortcut);

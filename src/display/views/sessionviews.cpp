@@ -1,6 +1,7 @@
 #include "display/views/sessionviews.h"
 
 #include "base/prompts.h"
+#include "base/scrollframe.h"
 #include "display/look/typecolours.h"
 #include "display/overlay/overlayset.h"
 #include "display/overlay/overlayview.h"
@@ -17,8 +18,8 @@ SessionViews::SessionViews(const DisplayContext &context, QStackedWidget *stack,
     : QObject(parent), m_context(context), m_stack(stack), m_plot(plot), m_searcher(m_records),
       m_overlays(new OverlaySet(context.theme, m_records, m_searcher, this))
 {
-    m_stack->addWidget(live);
-    m_pages[Live].widget = live;
+    m_pages[Live].widget = new ScrollFrame(live);
+    m_stack->addWidget(m_pages[Live].widget);
     addViews();
     followPlot();
     filterChanged();
@@ -26,8 +27,8 @@ SessionViews::SessionViews(const DisplayContext &context, QStackedWidget *stack,
 
 void SessionViews::addView(int page, SessionView *view)
 {
-    m_stack->addWidget(view);
-    m_pages[std::size_t(page)] = {view, view};
+    m_pages[std::size_t(page)] = {new ScrollFrame(view), view};
+    m_stack->addWidget(m_pages[std::size_t(page)].widget);
     view->setTimeMode(m_plot->timeMode());
     connect(view, &SessionView::viewRequested, this, &SessionViews::request);
     connect(view, &SessionView::plotRequested, this, [this](quint64 from, quint64 to) { showPlot({from, to}); });
