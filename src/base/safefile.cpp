@@ -1,5 +1,6 @@
 #include "base/safefile.h"
 
+#include "base/coretext.h"
 #include "base/platform.h"
 
 #include <QCoreApplication>
@@ -50,9 +51,9 @@ bool SafeFile::open()
 {
     const QFileInfo target(m_path);
     if (target.isSymLink())
-        return fail(QStringLiteral("%1 is a symbolic link").arg(m_path));
+        return fail(CoreText::tr("%1 is a symbolic link").arg(m_path));
     if (target.isDir())
-        return fail(QStringLiteral("%1 is a folder").arg(m_path));
+        return fail(CoreText::tr("%1 is a folder").arg(m_path));
     if (!m_temporary.open(QIODevice::WriteOnly | QIODevice::NewOnly | QIODevice::Unbuffered))
         return fail(m_temporary.errorString());
     return true;
@@ -69,16 +70,16 @@ bool SafeFile::write(const char *data, qint64 size)
 bool SafeFile::commit(SyncFolder syncFolder)
 {
     if (!m_error.isEmpty() || !m_temporary.isOpen())
-        return fail(QStringLiteral("the file was not written"));
+        return fail(CoreText::tr("the file was not written"));
     if (!m_temporary.flush() || !platform::syncFile(m_temporary))
-        return fail(QStringLiteral("cannot sync %1").arg(m_temporary.fileName()));
+        return fail(CoreText::tr("cannot sync %1").arg(m_temporary.fileName()));
     m_temporary.close();
     if (!platform::replaceFile(m_temporary.fileName(), m_path)) {
         m_temporary.remove();
-        return fail(QStringLiteral("cannot rename %1 to %2").arg(m_temporary.fileName(), m_path));
+        return fail(CoreText::tr("cannot rename %1 to %2").arg(m_temporary.fileName(), m_path));
     }
     if (syncFolder == SyncFolder::Now && !platform::syncFolder(QFileInfo(m_path).absolutePath()))
-        return fail(QStringLiteral("cannot sync the folder of %1").arg(m_path));
+        return fail(CoreText::tr("cannot sync the folder of %1").arg(m_path));
     return true;
 }
 
@@ -128,7 +129,7 @@ bool readWholeFile(const QString &path, QByteArray &bytes, qint64 maximumSize, Q
     if (!file.open(QIODevice::ReadOnly))
         return fail(file.errorString());
     if (file.size() > maximumSize)
-        return fail(QStringLiteral("%1 is larger than %2 bytes").arg(path).arg(maximumSize));
+        return fail(CoreText::tr("%1 is larger than %2 bytes").arg(path).arg(maximumSize));
     // Asked for what the file says it has and not for the most: the toolkit sets aside all that it is asked for.
     bytes = file.read(file.size() + 1);
     for (QByteArray grown = bytes; !grown.isEmpty() && bytes.size() <= maximumSize; bytes += grown)
@@ -136,6 +137,6 @@ bool readWholeFile(const QString &path, QByteArray &bytes, qint64 maximumSize, Q
     if (file.error() != QFileDevice::NoError)
         return fail(file.errorString());
     if (bytes.size() > maximumSize)
-        return fail(QStringLiteral("%1 is larger than %2 bytes").arg(path).arg(maximumSize));
+        return fail(CoreText::tr("%1 is larger than %2 bytes").arg(path).arg(maximumSize));
     return true;
 }

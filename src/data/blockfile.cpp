@@ -1,5 +1,7 @@
 #include "data/blockfile.h"
 
+#include "base/coretext.h"
+
 #include <QFile>
 #include <QFileInfo>
 #include <QtEndian>
@@ -31,24 +33,24 @@ void encodeHeader(int count, uchar *out)
 int decodeHeader(const uchar *bytes, qint64 size, Content &content)
 {
     if (size < headerSize) {
-        content.reason = QStringLiteral("the header is cut short");
+        content.reason = CoreText::tr("the header is cut short");
         return 0;
     }
     content.version = qFromBigEndian<qint32>(bytes);
     content.announced = qFromBigEndian<qint32>(bytes + 8);
     if (content.version < 1 || content.version > SamplePoint::currentVersion) {
-        content.reason = QStringLiteral("version %1 is not known").arg(content.version);
+        content.reason = CoreText::tr("version %1 is not known").arg(content.version);
         return 0;
     }
     if (content.announced < 0) {
-        content.reason = QStringLiteral("the count is %1").arg(content.announced);
+        content.reason = CoreText::tr("the count is %1").arg(content.announced);
         return 0;
     }
     const qint64 held = (size - headerSize) / sampleRecordSize(content.version);
     const qint64 readable = std::min<qint64>({held, content.announced, maximumCount});
     content.complete = readable == content.announced;
     if (!content.complete)
-        content.reason = QStringLiteral("%1 of %2 records are readable").arg(readable).arg(content.announced);
+        content.reason = CoreText::tr("%1 of %2 records are readable").arg(readable).arg(content.announced);
     return static_cast<int>(readable);
 }
 
@@ -114,7 +116,7 @@ Content decodeBlock(const char *bytes, qint64 size)
 Content readFile(const QString &path)
 {
     if (!QFileInfo(path).isFile()) // a pipe or device would block the reader
-        return unreadable(QStringLiteral("%1 is not a file").arg(path));
+        return unreadable(CoreText::tr("%1 is not a file").arg(path));
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
         return unreadable(file.errorString());
@@ -125,7 +127,7 @@ Content readFile(const QString &path)
     Content content;
     const int count = decodeHeader(header.data(), size, content);
     if (!readRecords(file, count, content))
-        return unreadable(QStringLiteral("%1 became shorter while it was read").arg(path));
+        return unreadable(CoreText::tr("%1 became shorter while it was read").arg(path));
     return content;
 }
 

@@ -1,5 +1,6 @@
 #include "data/blockscan.h"
 
+#include "base/coretext.h"
 #include "data/blockfile.h"
 
 #include <QFile>
@@ -37,9 +38,9 @@ bool decode(const uchar *bytes, qint64 size, blockscan::Header &header, QString 
     header.version = qFromBigEndian<qint32>(bytes);
     header.announced = qFromBigEndian<qint32>(bytes + 8);
     if (header.version < 1 || header.version > SamplePoint::currentVersion)
-        return fail(reason, QStringLiteral("version %1 is not known").arg(header.version));
+        return fail(reason, CoreText::tr("version %1 is not known").arg(header.version));
     if (header.announced < 0)
-        return fail(reason, QStringLiteral("the count is %1").arg(header.announced));
+        return fail(reason, CoreText::tr("the count is %1").arg(header.announced));
     const qint64 recordSize = sampleRecordSize(header.version);
     header.held = std::min<qint64>((size - blockfile::headerSize) / recordSize, blockfile::maximumCount);
     header.rest = size - blockfile::headerSize - header.held * recordSize;
@@ -58,14 +59,14 @@ bool blockscan::scan(const QString &path, Header &header, const Take &take, QStr
     header = {};
     const QFileInfo info(path);
     if (info.isSymLink() || !info.isFile()) // a pipe or device would block the reader
-        return fail(reason, QStringLiteral("it is not a plain file"));
+        return fail(reason, CoreText::tr("it is not a plain file"));
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
         return fail(reason, file.errorString());
     const qint64 size = file.size();
     std::array<uchar, blockfile::headerSize> head{};
     if (size < blockfile::headerSize)
-        return fail(reason, QStringLiteral("the header is cut short"));
+        return fail(reason, CoreText::tr("the header is cut short"));
     if (!readExactly(file, head.data(), head.size()))
         return fail(reason, file.errorString());
     if (!decode(head.data(), size, header, reason))
@@ -77,7 +78,7 @@ bool blockscan::scan(const QString &path, Header &header, const Take &take, QStr
     for (qint64 first = 0; first < wanted; first += perPiece) {
         const int count = static_cast<int>(std::min<qint64>(perPiece, wanted - first));
         if (!readExactly(file, buffer.data(), qint64(count) * recordSize))
-            return fail(reason, QStringLiteral("reading ended at record %1 of %2").arg(first).arg(wanted));
+            return fail(reason, CoreText::tr("reading ended at record %1 of %2").arg(first).arg(wanted));
         if (!take(buffer.constData(), count, header))
             break;
     }

@@ -1,5 +1,6 @@
 #include "data/csvsamples.h"
 
+#include "base/coretext.h"
 #include "base/jobprogress.h"
 #include "data/csvtime.h"
 
@@ -233,10 +234,10 @@ QStringList timeFormatNames()
             QStringLiteral("2024-02-05 13:45:10.123456"),
             QStringLiteral("05.02.2024 13:45:10.123456"),
             QStringLiteral("02/05/2024 13:45:10.123456"),
-            QStringLiteral("microseconds since 1970"),
-            QStringLiteral("milliseconds since 1970"),
-            QStringLiteral("seconds since 1970"),
-            QStringLiteral("seconds since the start")};
+            CoreText::tr("microseconds since 1970"),
+            CoreText::tr("milliseconds since 1970"),
+            CoreText::tr("seconds since 1970"),
+            CoreText::tr("seconds since the start")};
 }
 
 bool operator==(const Layout &a, const Layout &b)
@@ -269,7 +270,7 @@ Preview detect(const QByteArray &beginning)
     preview.columns = best.columns;
     preview.understood = best.lines > 0;
     if (!preview.understood)
-        preview.reason = QStringLiteral("No lines with a time, a voltage and a current were found");
+        preview.reason = CoreText::tr("No lines with a time, a voltage and a current were found");
     preview.rows = rowsOf(beginning, best.layout);
     return preview;
 }
@@ -330,7 +331,7 @@ Outcome readFile(const QString &path, const Layout &layout, const Take &take, Jo
     if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly))
         return stop(Outcome::Kind::Failed, file.errorString());
     if (progress)
-        progress->begin(QStringLiteral("Reading"), file.size(), JobProgress::Unit::Bytes);
+        progress->begin(CoreText::tr("Reading"), file.size(), JobProgress::Unit::Bytes);
     QVector<SamplePoint> piece;
     piece.reserve(pieceSize);
     const auto handOn = [&] {

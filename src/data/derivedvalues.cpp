@@ -1,5 +1,7 @@
 #include "data/derivedvalues.h"
 
+#include "base/coretext.h"
+
 #include <cmath>
 #include <limits>
 
@@ -17,10 +19,10 @@ double quantityValue(const SamplePoint &sample, int quantity)
 QString quantityName(int quantity)
 {
     if (quantity == Power)
-        return QStringLiteral("Power");
+        return CoreText::tr("Power");
     if (quantity == Impedance)
-        return QStringLiteral("Impedance");
-    return valueTypeNames().value(quantity);
+        return CoreText::tr("Impedance");
+    return CoreText::tr(valueTypeNames().value(quantity).toUtf8());
 }
 
 QString quantityUnit(int quantity)

@@ -11,7 +11,8 @@ enum DerivedValue : int {
     Impedance,   // magnitude of voltage over magnitude of current; not a number without current
 };
 
-/// The value, name and unit of a displayable or derived quantity; 0 and empty texts for any other number.
+/// The value, the name in the language of the user and the unit of a displayable or derived quantity; 0 and empty texts
+/// for any other number.
 double quantityValue(const SamplePoint &sample, int quantity);
 QString quantityName(int quantity);
 QString quantityUnit(int quantity);

@@ -1,6 +1,7 @@
 #include "data/eventfile.h"
 
 #include "base/bytes.h"
+#include "base/coretext.h"
 #include "base/safefile.h"
 #include "data/datanames.h"
 
@@ -82,7 +83,7 @@ bool eventfile::decode(const QByteArray &bytes, EventRecord &event, QString *rea
     ByteReader reader(bytes.constData(), bytes.size());
     const qint32 version = reader.take<qint32>();
     if (!reader.ok() || version != currentVersion)
-        return fail(QStringLiteral("not an event file of version %1").arg(currentVersion));
+        return fail(CoreText::tr("not an event file of version %1").arg(currentVersion));
     reader.take<qint32>();
     EventRecord result;
     result.time = reader.take<quint64>();
@@ -96,13 +97,13 @@ bool eventfile::decode(const QByteArray &bytes, EventRecord &event, QString *rea
     takeSamples(reader, result.samples, content == Content::Everything);
     const QByteArray recipe = (flags & WithRecipe) ? takeText(reader) : QByteArray();
     if (!reader.ok())
-        return fail(QStringLiteral("the event file ends early"));
+        return fail(CoreText::tr("the event file ends early"));
     if (reader.remaining() > 0)
-        return fail(QStringLiteral("%1 bytes follow the end of the event").arg(reader.remaining()));
+        return fail(CoreText::tr("%1 bytes follow the end of the event").arg(reader.remaining()));
     if ((flags & ~(Overridden | Named | WithRecipe)) != 0)
-        return fail(QStringLiteral("unknown event flags %1").arg(flags));
+        return fail(CoreText::tr("unknown event flags %1").arg(flags));
     if ((flags & WithRecipe) && !result.recipe.fromJSON(recipe))
-        return fail(QStringLiteral("the event's recipe cannot be read"));
+        return fail(CoreText::tr("the event's recipe cannot be read"));
     result.isOverridden = (flags & Overridden) != 0;
     result.named = (flags & Named) != 0;
     result.loaded = content == Content::Everything;
@@ -114,7 +115,7 @@ bool eventfile::read(const QString &path, EventRecord &event, QString *reason, C
 {
     if (!QFileInfo(path).isFile()) { // a pipe would block the reader
         if (reason)
-            *reason = QStringLiteral("%1 is not a file").arg(path);
+            *reason = CoreText::tr("%1 is not a file").arg(path);
         return false;
     }
     QByteArray bytes;

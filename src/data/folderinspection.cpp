@@ -1,5 +1,6 @@
 #include "data/folderinspection.h"
 
+#include "base/coretext.h"
 #include "base/jobprogress.h"
 #include "base/safefile.h"
 #include "data/blockscan.h"
@@ -15,6 +16,14 @@
 #include <algorithm>
 
 namespace {
+
+/// By FileState.
+constexpr const char *stateNames[] = {
+    QT_TRANSLATE_NOOP("CoreText", "sound"),       QT_TRANSLATE_NOOP("CoreText", "short"),
+    QT_TRANSLATE_NOOP("CoreText", "long"),        QT_TRANSLATE_NOOP("CoreText", "unreadable"),
+    QT_TRANSLATE_NOOP("CoreText", "unlisted"),    QT_TRANSLATE_NOOP("CoreText", "missing"),
+    QT_TRANSLATE_NOOP("CoreText", "overlapping"), QT_TRANSLATE_NOOP("CoreText", "stale"),
+    QT_TRANSLATE_NOOP("CoreText", "outside")};
 
 /// The lines of the index and of a backup that an interrupted save left, by file name.
 struct Listed
@@ -75,18 +84,18 @@ bool Inspector::begin(const QString &name)
 void Inspector::reportIndex(const IndexContent &index)
 {
     if (!index.complete)
-        problem(QStringLiteral("the index ends early"));
+        problem(CoreText::tr("the index ends early"));
     if (index.foundBlocks != index.announcedBlocks || index.foundEvents != index.announcedEvents) {
-        problem(QStringLiteral("the index announces %1 blocks and %2 events and lists %3 and %4")
+        problem(CoreText::tr("the index announces %1 blocks and %2 events and lists %3 and %4")
                     .arg(index.announcedBlocks)
                     .arg(index.announcedEvents)
                     .arg(index.foundBlocks)
                     .arg(index.foundEvents));
     }
     if (index.sensorSerial.isEmpty())
-        problem(QStringLiteral("the index names no sensor"));
+        problem(CoreText::tr("the index names no sensor"));
     for (const QString &line : index.problems)
-        problem(QStringLiteral("index line skipped, %1").arg(line));
+        problem(CoreText::tr("index line skipped, %1").arg(line));
     m_result.outside += index.outside;
 }
 
@@ -103,7 +112,7 @@ void Inspector::takeHeader(const IndexContent &index)
     if (!index.recipe.isEmpty() && recipe.fromJSON(index.recipe))
         fill(m_result.recipe, index.recipe);
     else if (!index.recipe.isEmpty())
-        problem(QStringLiteral("the recipe in the index cannot be read"));
+        problem(CoreText::tr("the recipe in the index cannot be read"));
 }
 
 void Inspector::takeLines(const IndexContent &index, bool count)
@@ -122,7 +131,7 @@ void Inspector::takeLines(const IndexContent &index, bool count)
         m_listed.events.push_back(event);
     }
     if (count && doubled > 0)
-        problem(QStringLiteral("%1 lines of the index come twice").arg(doubled));
+        problem(CoreText::tr("%n lines of the index come twice", nullptr, doubled));
 }
 
 bool Inspector::readIndex(const QString &path, IndexContent &content, bool isBackup)
@@ -130,13 +139,13 @@ bool Inspector::readIndex(const QString &path, IndexContent &content, bool isBac
     QByteArray bytes;
     QString reason;
     if (!QFileInfo(path).isFile() || QFileInfo(path).isSymLink())
-        reason = QStringLiteral("it is not a plain file");
+        reason = CoreText::tr("it is not a plain file");
     else if (readWholeFile(path, bytes, indexfile::maximumSize, &reason)) {
         content = indexfile::read(bytes);
         return true;
     }
-    problem((isBackup ? QStringLiteral("the backup of the index cannot be read: %1")
-                      : QStringLiteral("the index cannot be read: %1"))
+    problem((isBackup ? CoreText::tr("the backup of the index cannot be read: %1")
+                      : CoreText::tr("the index cannot be read: %1"))
                 .arg(reason));
     return false;
 }
@@ -150,11 +159,11 @@ void Inspector::readIndexes()
     IndexContent before;
     const bool readable = QFileInfo::exists(path) && readIndex(path, index, false);
     if (!QFileInfo::exists(path))
-        problem(QStringLiteral("the index is missing"));
+        problem(CoreText::tr("the index is missing"));
     if (readable)
         reportIndex(index);
     if (QFileInfo::exists(backup)) {
-        problem(QStringLiteral("the last save was interrupted; the index before it is kept as a backup"));
+        problem(CoreText::tr("the last save was interrupted; the index before it is kept as a backup"));
         readIndex(backup, before, true);
     }
     const bool backupFirst = before.complete && !index.complete;
@@ -203,14 +212,14 @@ InspectedBlock Inspector::inspectBlock(const QString &name) const
         block.detail = reason;
     } else if (!read || header.isShort()) {
         block.state = times.isEmpty() ? FileState::Unreadable : FileState::Short;
-        block.detail = QStringLiteral("%1 of %2 samples can be read").arg(times.size()).arg(header.announced);
+        block.detail = CoreText::tr("%1 of %2 samples can be read").arg(times.size()).arg(header.announced);
     } else if (header.isLong() && header.held > header.announced) {
         block.state = FileState::Long;
         block.detail =
-            QStringLiteral("%1 samples are announced and %2 are there").arg(header.announced).arg(times.size());
+            CoreText::tr("%1 samples are announced and %2 are there").arg(header.announced).arg(times.size());
     } else if (times.isEmpty()) {
         block.state = FileState::Unreadable;
-        block.detail = QStringLiteral("it holds no samples");
+        block.detail = CoreText::tr("it holds no samples");
     }
     return block;
 }
@@ -219,28 +228,28 @@ void Inspector::compareWithIndex(InspectedBlock &block) const
 {
     if (block.state != FileState::Unreadable && !canBeListed(block.name)) {
         block.state = FileState::Outside;
-        block.detail = QStringLiteral("no index can carry its name");
+        block.detail = CoreText::tr("no index can carry its name");
     }
     if (block.state != FileState::Sound)
         return;
     if (!block.doubledTimes.isEmpty()) {
         block.state = FileState::Overlapping;
-        block.detail = QStringLiteral("%1 of its %2 samples are also in other files")
+        block.detail = CoreText::tr("%1 of its %2 samples are also in other files")
                            .arg(block.doubledTimes.size())
                            .arg(block.readable);
     } else if (block.repeatsItself) {
         block.state = FileState::Overlapping;
-        block.detail = QStringLiteral("some of its samples come twice");
+        block.detail = CoreText::tr("some of its samples come twice");
     } else if (!block.listed) {
         block.state = FileState::Unlisted;
-        block.detail = QStringLiteral("%1 samples").arg(block.readable);
+        block.detail = CoreText::tr("%n samples", nullptr, static_cast<int>(block.readable));
     } else {
         const IndexBlock line = m_listed.blocks.value(block.name);
         const bool same = std::min(line.firstTime, line.lastTime) == block.firstTime &&
                           std::max(line.firstTime, line.lastTime) == block.lastTime;
         if (line.timesKnown && !same) {
             block.state = FileState::Stale;
-            block.detail = QStringLiteral("the index gives it other times");
+            block.detail = CoreText::tr("the index gives it other times");
         }
     }
 }
@@ -260,7 +269,7 @@ void Inspector::findDoubles()
     for (const OverlapSearch::Doubled &found : search.run(files))
         m_result.blocks[found.file].doubledTimes = found.times;
     if (search.gaveUp())
-        problem(QStringLiteral("too many files overlap to compare all of them"));
+        problem(CoreText::tr("too many files overlap to compare all of them"));
 }
 
 void Inspector::inspectBlocks(const QStringList &names)
@@ -284,15 +293,15 @@ void Inspector::takeEvent(const QString &name, const EventSummary *listed)
         found.state = FileState::Unreadable;
     } else if (m_foundEvents.contains(keyOf(found.summary))) {
         found.state = FileState::Overlapping;
-        found.detail = QStringLiteral("its event is also in another file");
+        found.detail = CoreText::tr("its event is also in another file");
     } else if (!canBeListed(name)) {
         found.state = FileState::Outside;
-        found.detail = QStringLiteral("no index can carry its name");
+        found.detail = CoreText::tr("no index can carry its name");
     } else if (!listed) {
         found.state = FileState::Unlisted;
     } else if (!(keyOf(*listed) == keyOf(found.summary))) {
         found.state = FileState::Stale;
-        found.detail = QStringLiteral("it holds another event than the index says");
+        found.detail = CoreText::tr("it holds another event than the index says");
     } else {
         found.summary = *listed;
     }
@@ -325,7 +334,7 @@ void Inspector::inspectEvents(const QStringList &names)
             m_result.lostEvents.push_back(
                 {event, present.contains(event.fileName()) ? FileState::Unreadable : FileState::Missing});
         else if (!present.contains(event.fileName()))
-            problem(QStringLiteral("the event of %1 is in a file of another name").arg(event.fileName()));
+            problem(CoreText::tr("the event of %1 is in a file of another name").arg(event.fileName()));
     }
 }
 
@@ -342,7 +351,7 @@ void Inspector::addMissing(const QStringList &blocks)
 FolderInspection Inspector::run()
 {
     if (!QFileInfo(m_result.path).isDir()) {
-        problem(QStringLiteral("the folder is missing"));
+        problem(CoreText::tr("the folder is missing"));
         m_result.isThere = false;
         return m_result;
     }
@@ -360,11 +369,12 @@ FolderInspection Inspector::run()
 
 QString nameOf(FileState state)
 {
-    static const QStringList names{
-        QStringLiteral("sound"),       QStringLiteral("short"),    QStringLiteral("long"),
-        QStringLiteral("unreadable"),  QStringLiteral("unlisted"), QStringLiteral("missing"),
-        QStringLiteral("overlapping"), QStringLiteral("stale"),    QStringLiteral("outside")};
-    return names.value(static_cast<int>(state));
+    return QLatin1String(stateNames[static_cast<std::size_t>(state)]);
+}
+
+QString shownNameOf(FileState state)
+{
+    return CoreText::tr(stateNames[static_cast<std::size_t>(state)]);
 }
 
 bool FolderInspection::isDamaged() const

@@ -27,6 +27,7 @@ enum class FileState {
 
 /// "sound", "short", "long", "unreadable", "unlisted", "missing", "overlapping", "stale", "outside".
 QString nameOf(FileState state);
+QString shownNameOf(FileState state); // the same in the language of the user
 
 struct InspectedBlock
 {

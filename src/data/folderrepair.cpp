@@ -1,5 +1,6 @@
 #include "data/folderrepair.h"
 
+#include "base/coretext.h"
 #include "base/jobprogress.h"
 #include "base/log.h"
 #include "base/platform.h"
@@ -92,9 +93,9 @@ bool Repairer::rewrite(const InspectedBlock &block)
     m_result.rewritten += pieces.written().isEmpty() ? 0 : 1;
     m_result.lostSamples += std::max<qint64>(block.announced - block.readable, 0);
     if (pieces.written().isEmpty())
-        note(block.name, QStringLiteral("set aside, all of it is in other files"));
+        note(block.name, CoreText::tr("set aside, all of it is in other files"));
     else
-        note(block.name, QStringLiteral("%1, its %2 samples are now in %3")
+        note(block.name, CoreText::tr("%1, its %2 samples are now in %3")
                              .arg(block.detail)
                              .arg(pieces.sampleCount())
                              .arg(pieces.fileNames().join(QStringLiteral(", "))));
@@ -111,7 +112,7 @@ bool Repairer::planBlocks()
         switch (block.state) {
         case FileState::Unlisted:
             ++m_result.addedFiles;
-            note(block.name, QStringLiteral("added with %1 samples").arg(block.readable));
+            note(block.name, CoreText::tr("added with %n samples", nullptr, static_cast<int>(block.readable)));
             [[fallthrough]];
         case FileState::Sound:
         case FileState::Stale:
@@ -120,7 +121,7 @@ bool Repairer::planBlocks()
         case FileState::Unreadable:
             m_toMove.append(block.name);
             m_result.lostSamples += std::max<qint64>(block.announced, 0);
-            note(block.name, QStringLiteral("set aside, ") + block.detail);
+            note(block.name, CoreText::tr("set aside, %1").arg(block.detail));
             break;
         default:
             if (!rewrite(block))
@@ -128,7 +129,7 @@ bool Repairer::planBlocks()
         }
     }
     for (const QString &name : m_found.missingBlocks)
-        note(name, QStringLiteral("is missing, its samples are lost"));
+        note(name, CoreText::tr("is missing, its samples are lost"));
     m_result.missingBlocks = m_found.missingBlocks;
     std::stable_sort(m_blocks.begin(), m_blocks.end(),
                      [](const BlockPiece &a, const BlockPiece &b) { return a.firstTime < b.firstTime; });
@@ -144,7 +145,7 @@ bool Repairer::rename(const InspectedEvent &event)
     if (!storefiles::copyDurably(pathOf(event.summary.fileName()), pathOf(name), &reason))
         return fail(QStringLiteral("%1: %2").arg(event.summary.fileName(), reason));
     m_toMove.append(event.summary.fileName());
-    note(event.summary.fileName(), QStringLiteral("is now %1").arg(name));
+    note(event.summary.fileName(), CoreText::tr("is now %1").arg(name));
     EventSummary summary = event.summary;
     summary.otherFile.clear();
     summary.setFileName(name);
@@ -165,7 +166,7 @@ bool Repairer::restoreEvent(const EventSummary &listed)
     summary.setFileName(name);
     m_events.push_back(summary);
     ++m_result.restoredEvents;
-    note(listed.fileName(), QStringLiteral("lost, %1 has the event without its waveform").arg(name));
+    note(listed.fileName(), CoreText::tr("lost, %1 has the event without its waveform").arg(name));
     return true;
 }
 
@@ -187,7 +188,7 @@ bool Repairer::planEvents()
             break;
         default:
             m_toMove.append(event.summary.fileName());
-            note(event.summary.fileName(), QStringLiteral("set aside, ") + event.detail);
+            note(event.summary.fileName(), CoreText::tr("set aside, %1").arg(event.detail));
         }
     }
     for (const LostEvent &event : m_found.lostEvents) {
@@ -228,18 +229,18 @@ bool Repairer::isAllThere()
     for (const EventSummary &event : m_events)
         names.append(event.fileName());
     if (!QFileInfo(m_found.path).isDir())
-        return fail(QStringLiteral("the folder %1 is not there any more").arg(m_found.path));
+        return fail(CoreText::tr("the folder %1 is not there any more").arg(m_found.path));
     const auto lost = std::find_if(names.cbegin(), names.cend(), gone);
-    return lost == names.cend() || fail(QStringLiteral("%1 is not there any more").arg(pathOf(*lost)));
+    return lost == names.cend() || fail(CoreText::tr("%1 is not there any more").arg(pathOf(*lost)));
 }
 
 bool Repairer::move(const QString &name)
 {
     if (!QDir().mkpath(m_aside))
-        return fail(QStringLiteral("cannot create the folder %1").arg(m_aside));
+        return fail(CoreText::tr("cannot create the folder %1").arg(m_aside));
     const QString to = m_aside + QLatin1Char('/') + name;
     if (QFileInfo::exists(to) || !platform::replaceFile(pathOf(name), to))
-        return fail(QStringLiteral("cannot move %1 to %2").arg(name, m_aside));
+        return fail(CoreText::tr("cannot move %1 to %2").arg(name, m_aside));
     ++m_result.setAside;
     return true;
 }
@@ -266,7 +267,7 @@ bool Repairer::keepIndexes()
         return move(datanames::indexFile());
     QString reason;
     if (!QDir().mkpath(m_aside))
-        return fail(QStringLiteral("cannot create the folder %1").arg(m_aside));
+        return fail(CoreText::tr("cannot create the folder %1").arg(m_aside));
     if (!storefiles::copyDurably(indexPath(), m_aside + QLatin1Char('/') + datanames::indexFile(), &reason))
         return fail(QStringLiteral("%1: %2").arg(indexPath(), reason));
     ++m_result.setAside;
@@ -311,7 +312,7 @@ FolderRepair Repairer::run()
     if (!m_found.isDamaged())
         return m_result;
     if (!m_found.isThere && !QDir().mkpath(m_found.path)) { // of a lost folder, at least the sensor stays
-        fail(QStringLiteral("cannot create the folder %1").arg(m_found.path));
+        fail(CoreText::tr("cannot create the folder %1").arg(m_found.path));
         return m_result;
     }
     if (isCancelled()) {

@@ -1,3 +1,4 @@
+#include "base/coretext.h"
 #include "data/datanames.h"
 #include "data/eventfile.h"
 #include "data/indexfile.h"
@@ -15,7 +16,7 @@ using Text = std::string_view;
 
 constexpr int maximumProblems = 20;
 constexpr int maximumOutside = 1000;
-constexpr char liesOutside[] = "its file lies outside the folder";
+constexpr char liesOutside[] = QT_TRANSLATE_NOOP("CoreText", "its file lies outside the folder");
 
 QString toString(Text text)
 {
@@ -206,16 +207,16 @@ const char *takeEvent(Text line, EventSummary &event)
     int attribute = 0;
     qint32 code = 0;
     if (!fields.next(field) || !fields.next(field) || !fields.next(file))
-        return "too few fields";
+        return QT_TRANSLATE_NOOP("CoreText", "too few fields");
     if (!setEventFile(event, file))
         return liesOutside;
     if (!fields.nextNumber(event.time) || !fields.next(name) || !fields.nextNumber(attribute) ||
         !fields.nextNumber(code))
-        return "time, type attribute or code is missing or not a number";
+        return QT_TRANSLATE_NOOP("CoreText", "time, type attribute or code is missing or not a number");
     setType(event, name, attribute == 1, code);
     if (!takeSnapshot(fields, event.snapshot2) || !takeSnapshot(fields, event.snapshot1) ||
         !takeSnapshot(fields, event.snapshot3))
-        return "a snapshot is missing or not a number";
+        return QT_TRANSLATE_NOOP("CoreText", "a snapshot is missing or not a number");
     return nullptr;
 }
 
@@ -228,7 +229,7 @@ const char *takeBlock(Text line, IndexBlock &block)
     Text first;
     Text last;
     if (!fields.next(keyword) || !fields.next(folder) || !fields.next(file))
-        return "too few fields";
+        return QT_TRANSLATE_NOOP("CoreText", "too few fields");
     block.folder = toString(folder);
     block.file = toString(file);
     if (!datanames::isPlainFileName(block.file))
@@ -236,7 +237,7 @@ const char *takeBlock(Text line, IndexBlock &block)
     if (!fields.next(first) || !fields.next(last))
         return nullptr;
     if (!toNumber(first, block.firstTime) || !toNumber(last, block.lastTime))
-        return "a time is not a number";
+        return QT_TRANSLATE_NOOP("CoreText", "a time is not a number");
     block.timesKnown = true;
     return nullptr;
 }
@@ -392,7 +393,7 @@ private:
             m_content.outside.append(toString(fileOf(line).substr(0, 200)));
         if (m_content.problems.size() < maximumProblems) {
             m_content.problems.append(
-                QStringLiteral("%1: %2").arg(QLatin1String(reason), toString(line.substr(0, 200))));
+                QStringLiteral("%1: %2").arg(CoreText::tr(reason), toString(line.substr(0, 200))));
         }
     }
 

@@ -1,5 +1,7 @@
 #include "data/journalcheck.h"
 
+#include "base/coretext.h"
+
 #include <QDir>
 #include <QFile>
 #include <QMap>
@@ -39,10 +41,10 @@ public:
             offset = next;
         }
         if (goesOn)
-            return QStringLiteral("it is damaged at %1 of %2 bytes").arg(firstBad).arg(size);
+            return CoreText::tr("it is damaged at %1 of %2 bytes").arg(firstBad).arg(size);
         if (firstBad < 0 || newest)
             return {};
-        return QStringLiteral("it ends in the middle of a record at %1 of %2 bytes").arg(firstBad).arg(size);
+        return CoreText::tr("it ends in the middle of a record at %1 of %2 bytes").arg(firstBad).arg(size);
     }
 
     qint64 records() const { return m_records; }
@@ -78,7 +80,7 @@ JournalCheck readJournal(const QString &sessionFolder, const TakeJournalEntry &t
         else if (size > 0)
             problem = reader.read(reinterpret_cast<const char *>(mapped), size, std::next(it) == files.cend());
         if (!problem.isEmpty())
-            check.problems.append(QStringLiteral("journal file %1: %2").arg(it.value(), problem));
+            check.problems.append(CoreText::tr("journal file %1: %2").arg(it.value(), problem));
     }
     check.records = reader.records();
     return check;

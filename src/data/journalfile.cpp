@@ -1,6 +1,7 @@
 #include "data/journalfile.h"
 
 #include "base/bytes.h"
+#include "base/coretext.h"
 #include "base/crc32c.h"
 
 #include <algorithm>
@@ -55,13 +56,13 @@ bool journalfile::decodeHeader(const char *bytes, qint64 size, Header &header, Q
     const quint64 number = reader.take<quint64>();
     const quint32 sum = reader.take<quint32>();
     if (!reader.ok())
-        return fail(QStringLiteral("the header is cut short"));
+        return fail(CoreText::tr("the header is cut short"));
     if (!std::equal(mark, mark + sizeof magic, magic))
-        return fail(QStringLiteral("it is not a journal"));
+        return fail(CoreText::tr("it is not a journal"));
     if (crc32c(bytes, checkedHeaderSize) != sum)
-        return fail(QStringLiteral("the header is damaged"));
+        return fail(CoreText::tr("the header is damaged"));
     if (version != currentVersion)
-        return fail(QStringLiteral("version %1 is not known").arg(version));
+        return fail(CoreText::tr("version %1 is not known").arg(version));
     std::copy(id, id + header.id.size(), header.id.begin());
     header.number = number;
     return true;

@@ -1,6 +1,7 @@
 #include "data/journalreplay.h"
 
 #include "base/bytes.h"
+#include "base/coretext.h"
 #include "base/log.h"
 #include "base/platform.h"
 #include "data/datanames.h"
@@ -108,7 +109,7 @@ void Replay::replayFile(const QString &name, bool newest)
     if (end == size)
         return;
     if (!newest)
-        return setAside(name, QStringLiteral("it ends in the middle of a record at %1 of %2 bytes").arg(end).arg(size));
+        return setAside(name, CoreText::tr("it ends in the middle of a record at %1 of %2 bytes").arg(end).arg(size));
     logInfo(QStringLiteral("Journal: %1 was being written when the program ended, %2 bytes are cut off")
                 .arg(name)
                 .arg(size - end));
@@ -134,7 +135,7 @@ qint64 Replay::replayEntries(const char *bytes, qint64 size, const journalfile::
                 firstBad = offset;
         } else {
             if (firstBad >= 0)
-                *problem = QStringLiteral("it is damaged at %1 of %2 bytes").arg(firstBad).arg(size);
+                *problem = CoreText::tr("it is damaged at %1 of %2 bytes").arg(firstBad).arg(size);
             replayEntry(entry, problem);
             goodEnd = next;
         }
@@ -147,7 +148,7 @@ void Replay::replayEntry(const Entry &entry, QString *problem)
     ++m_report.entries;
     norvexData *store = storeOf(entry);
     if (!store) {
-        *problem = QStringLiteral("it holds records of the unknown sensor %1").arg(QString::fromUtf8(entry.sensor));
+        *problem = CoreText::tr("it holds records of the unknown sensor %1").arg(QString::fromUtf8(entry.sensor));
         return;
     }
     m_touched.insert(store);
@@ -159,7 +160,7 @@ void Replay::replayEntry(const Entry &entry, QString *problem)
     switch (entry.type) {
     case DurableLog::Record::Samples:
         if (!store->addSamples(samplesOf(entry.payload)))
-            m_refused = QStringLiteral("samples of %1 cannot be taken now").arg(QString::fromUtf8(entry.sensor));
+            m_refused = CoreText::tr("samples of %1 cannot be taken now").arg(QString::fromUtf8(entry.sensor));
         m_report.addedSamples += store->sampleCount() - samplesBefore;
         break;
     case DurableLog::Record::Event:
@@ -200,7 +201,7 @@ norvexData *Replay::storeOf(const Entry &entry)
         journalfile::decodeSensor(entry.payload, sensor.serial, sensor.chamber);
     norvexData *store = m_storeOf(sensor);
     if (!store && !sensor.serial.isEmpty())
-        m_refused = QStringLiteral("the folder of sensor %1 cannot be made").arg(sensor.folder);
+        m_refused = CoreText::tr("the folder of sensor %1 cannot be made").arg(sensor.folder);
     m_stores.insert(entry.sensor, store);
     return store;
 }
@@ -217,7 +218,7 @@ void Replay::setAside(const QString &name, const QString &problem)
 
 void Replay::leaveForLater(const QString &name, const QString &problem)
 {
-    m_report.problems.append(QStringLiteral("%1: %2; it is read again at the next start").arg(name, problem));
+    m_report.problems.append(CoreText::tr("%1: %2; it is read again at the next start").arg(name, problem));
     m_report.replayed.removeOne(name);
 }
 

@@ -1,3 +1,4 @@
+#include "base/coretext.h"
 #include "base/log.h"
 #include "base/platform.h"
 #include "base/safefile.h"
@@ -111,9 +112,9 @@ bool Journal::Writer::writeEntries(int from, int to, QString *reason)
     if (!::writeAll(m_file, bytes.constData(), bytes.size(), reason))
         return false;
     if (!platform::syncFile(m_file))
-        return fail(reason, QStringLiteral("%1 cannot be synced").arg(m_file.fileName()));
+        return fail(reason, CoreText::tr("%1 cannot be synced").arg(m_file.fileName()));
     if (m_syncedSize == 0 && !platform::syncFolder(m_folder))
-        return fail(reason, QStringLiteral("%1 cannot be synced").arg(m_folder));
+        return fail(reason, CoreText::tr("%1 cannot be synced").arg(m_folder));
     m_syncedSize += bytes.size();
     return true;
 }
@@ -121,7 +122,7 @@ bool Journal::Writer::writeEntries(int from, int to, QString *reason)
 bool Journal::Writer::openFile(qint64 generation, QString *reason)
 {
     if ((!m_folderIsSafe || !QFileInfo(m_folder).isDir()) && !makeFolderSafely(m_folder))
-        return fail(reason, QStringLiteral("cannot create %1").arg(m_folder));
+        return fail(reason, CoreText::tr("cannot create %1").arg(m_folder));
     m_folderIsSafe = true;
     ++m_header.number;
     m_syncedSize = 0;

@@ -1,5 +1,6 @@
 #include "data/reanalysis.h"
 
+#include "base/coretext.h"
 #include "base/jobprogress.h"
 #include "base/safefile.h"
 #include "data/datanames.h"
@@ -190,7 +191,7 @@ Outcome run(const norvexData &store, const QString &sessionFolder, const SensorC
     QVector<EventRecord> events;
     std::copy_if(all.begin(), all.end(), std::back_inserter(events), isReanalysed);
     if (progress)
-        progress->begin(QStringLiteral("Reanalysing"), events.size());
+        progress->begin(CoreText::tr("Reanalysing"), events.size());
     Shared shared{store, configuration, events, progress,
                   std::vector<qint32>(static_cast<std::size_t>(events.size()), -1)};
     classify(shared);
@@ -224,7 +225,7 @@ std::shared_ptr<const norvexData::EventCodes> read(const norvexData &store, cons
     const IndexContent content = indexfile::read(bytes);
     if (!content.complete) {
         if (reason)
-            *reason = QStringLiteral("it ends early");
+            *reason = CoreText::tr("it ends early");
         return nullptr;
     }
     auto codes = std::make_shared<norvexData::EventCodes>();

@@ -1,5 +1,6 @@
 #include "data/storefiles.h"
 
+#include "base/coretext.h"
 #include "base/platform.h"
 #include "base/safefile.h"
 
@@ -39,7 +40,7 @@ QString storefiles::backupTemporaryPath(const QString &indexPath)
 bool storefiles::copyDurably(const QString &from, const QString &to, QString *reason)
 {
     if (QFileInfo(from).isSymLink() || QFileInfo(to).isSymLink())
-        return fail(reason, QStringLiteral("is a symbolic link"));
+        return fail(reason, CoreText::tr("is a symbolic link"));
     QFile source(from);
     if (!source.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
         return fail(reason, source.errorString());
@@ -57,7 +58,7 @@ bool storefiles::copyDurably(const QString &from, const QString &to, QString *re
     }
     target.setFileTime(QFileInfo(from).lastModified(), QFileDevice::FileModificationTime);
     if (!platform::syncFile(target))
-        return fail(reason, QStringLiteral("cannot be synced"));
+        return fail(reason, CoreText::tr("cannot be synced"));
     return true;
 }
 
@@ -71,7 +72,7 @@ bool storefiles::overwrite(const QString &path, const QVector<QByteArray> &parts
             return false;
     }
     if (!file.flush() || !platform::syncFile(file))
-        return fail(reason, QStringLiteral("cannot be synced"));
+        return fail(reason, CoreText::tr("cannot be synced"));
     return true;
 }
 

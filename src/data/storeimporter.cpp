@@ -1,5 +1,6 @@
 #include "data/storeimporter.h"
 
+#include "base/coretext.h"
 #include "base/safefile.h"
 #include "data/eventfile.h"
 #include "data/storefiles.h"
@@ -44,7 +45,7 @@ bool StoreImporter::begin()
         known = m_store.m_folderPath == m_folderPath;
     }
     if (!known && !m_store.save(m_sessionFolder))
-        return fail(QStringLiteral("the sensor folder %1 cannot be written").arg(m_folderPath));
+        return fail(CoreText::tr("the sensor folder %1 cannot be written").arg(m_folderPath));
     m_numbers = std::make_unique<FileNumbers>(m_folderPath);
     return true;
 }
@@ -69,7 +70,7 @@ bool StoreImporter::dropKnown(QVector<SamplePoint> &samples)
             return true;
         }
     }
-    return fail(QStringLiteral("what the store holds already cannot be read"));
+    return fail(CoreText::tr("what the store holds already cannot be read"));
 }
 
 bool StoreImporter::flush()
@@ -142,5 +143,5 @@ bool StoreImporter::finish()
 {
     if (!flush())
         return false;
-    return m_store.save(m_sessionFolder) || fail(QStringLiteral("the index of %1 cannot be written").arg(m_folderPath));
+    return m_store.save(m_sessionFolder) || fail(CoreText::tr("the index of %1 cannot be written").arg(m_folderPath));
 }

@@ -1,5 +1,6 @@
 #include "events/eventtypenames.h"
 
+#include "base/coretext.h"
 #include "base/safefile.h"
 #include "data/eventtypelist.h"
 
@@ -178,7 +179,7 @@ bool eventTypeNames::save(QString *error) const
         return true;
     if (m_unreadable) {
         if (error)
-            *error = QStringLiteral("%1 could not be read and is left as it is").arg(m_filePath);
+            *error = CoreText::tr("%1 could not be read and is left as it is").arg(m_filePath);
         return false;
     }
     QByteArray bytes;

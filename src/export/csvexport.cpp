@@ -1,5 +1,6 @@
 #include "export/csvexport.h"
 
+#include "base/coretext.h"
 #include "base/safefile.h"
 #include "data/abstractnorvexdata.h"
 #include "export/csvformat.h"
@@ -121,7 +122,7 @@ public:
     ExportOutcome run()
     {
         fetch();
-        const QString exporting = QStringLiteral("Exporting data...");
+        const QString exporting = CoreText::tr("Exporting data...");
         report(exporting, 0, 0);
         writeViFile(exporting);
         if (m_request.exportEvents)
@@ -169,7 +170,7 @@ private:
 
 void Exporter::fetch()
 {
-    report(QStringLiteral("Preparing data for Export..."), 0, reportSteps);
+    report(CoreText::tr("Preparing data for Export..."), 0, reportSteps);
     m_events = ExportEvents(m_data, m_request);
     for (const QString &type : m_events.byType().keys())
         m_types.append(csv::cellText(type, m_request.delimiter));
@@ -185,7 +186,7 @@ void Exporter::spoolSamples()
     SampleSlices slices(m_data, m_request.from, m_fetchEnd);
     while (!m_isCancelled && slices.next()) {
         spool(slices.samples());
-        report(QStringLiteral("Preparing data for Export..."), static_cast<int>(slices.done() * reportSteps),
+        report(CoreText::tr("Preparing data for Export..."), static_cast<int>(slices.done() * reportSteps),
                reportSteps);
     }
     m_outcome.isIncomplete = slices.isIncomplete();
@@ -223,7 +224,7 @@ void Exporter::writeViFile(const QString &label)
 
 void Exporter::writeEventsFile()
 {
-    report(QStringLiteral("Exporting Event data..."), 0, 0);
+    report(CoreText::tr("Exporting Event data..."), 0, 0);
     CsvFile file(m_request.eventsFile);
     start(file, "Events");
     if (m_events.count() > 0) {
@@ -239,7 +240,7 @@ void Exporter::writeEventsFile()
 
 void Exporter::writeEventRows(CsvFile &file)
 {
-    const QString label = QStringLiteral("Preparing Event data for Export...");
+    const QString label = CoreText::tr("Preparing Event data for Export...");
     std::vector<EventColumn> columns;
     int busiest = 0; // the first type with the most events
     int mostEvents = 0;
@@ -272,7 +273,7 @@ void Exporter::writeEventRows(CsvFile &file)
 
 void Exporter::writeRfOnFile()
 {
-    const QString label = QStringLiteral("Export RF-ON Details...");
+    const QString label = CoreText::tr("Export RF-ON Details...");
     CsvFile file(m_request.rfOnFile);
     start(file, "RF-ON Events");
     if (!m_runs.isEmpty()) {
@@ -308,15 +309,14 @@ bool ExportOutcome::isWritten() const
                        [](const ExportedFile &file) { return file.result == ExportedFile::Written; });
 }
 
-const QString &cannotCreateTitle()
+QString cannotCreateTitle()
 {
-    static const QString text = QStringLiteral("Unable to create file");
-    return text;
+    return CoreText::tr("Unable to create file");
 }
 
 QString cannotCreateText(const QString &path)
 {
-    return QStringLiteral("Unable to create file:") + path;
+    return CoreText::tr("Unable to create file:") + path;
 }
 
 ExportOutcome exportCsv(const abstractNorvexData &data, const ExportRequest &request, const QDateTime &exportDate,

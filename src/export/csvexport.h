@@ -43,7 +43,7 @@ struct ExportOutcome
 };
 
 /// "Unable to create file" and "Unable to create file:" + path, as shown for a file that cannot be written.
-const QString &cannotCreateTitle();
+QString cannotCreateTitle();
 QString cannotCreateText(const QString &path);
 
 /// Writes the V/I file, then the events and the RF-ON file when the request asks for them. A file that cannot be

@@ -1,5 +1,7 @@
 #include "export/exportnames.h"
 
+#include "base/coretext.h"
+
 #include <QLocale>
 
 ExportNames exportNames(const QString &chosen)
@@ -44,17 +46,16 @@ QString defaultExportFile(const QString &sessionFolder, const QDateTime &localTi
     return exportFolder(sessionFolder) + QLatin1Char('/') + exportTag(localTime) + QStringLiteral(".vi.csv");
 }
 
-const QString &tooManyEventsTitle()
+QString tooManyEventsTitle()
 {
-    static const QString text = QStringLiteral("Excessive number of events");
-    return text;
+    return CoreText::tr("Excessive number of events");
 }
 
 QString exportRefusal(int eventCount, bool exportEvents)
 {
     if (!exportEvents || eventCount <= maximumExportEvents)
         return QString();
-    return QStringLiteral(
+    return CoreText::tr(
                "You are attempting to export %1 events, which will write more than %2 rows to the CSV result file.\n"
                " Excel and Openoffice have a limit of 1024 columns and won't open this file\n"
                " current export limit is 475 events per export.\n"

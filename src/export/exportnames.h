@@ -31,6 +31,6 @@ QString defaultExportFile(const QString &sessionFolder, const QDateTime &localTi
 /// How many events one export may write.
 constexpr int maximumExportEvents = 475;
 /// Title of the box that refuses more.
-const QString &tooManyEventsTitle();
+QString tooManyEventsTitle();
 /// The text of that box; empty when the export is accepted.
 QString exportRefusal(int eventCount, bool exportEvents);

@@ -1,9 +1,10 @@
 #include "export/exporttables.h"
 
+#include "base/coretext.h"
 #include "data/abstractnorvexdata.h"
+#include "data/derivedvalues.h"
 #include "data/eventtypelist.h"
 #include "data/runsteps.h"
-#include "data/valuetype.h"
 #include "export/exportevents.h"
 #include "export/samplebins.h"
 #include "export/sampleslices.h"
@@ -142,7 +143,7 @@ private:
     }
     void reportSlice(const SampleSlices &slices)
     {
-        report(QStringLiteral("Exporting data..."), static_cast<int>(slices.done() * reportSteps), reportSteps);
+        report(CoreText::tr("Exporting data..."), static_cast<int>(slices.done() * reportSteps), reportSteps);
         m_outcome.isIncomplete = m_outcome.isIncomplete || slices.isIncomplete();
     }
     static void value(RowSink &row, const Quantity &quantity, const SamplePoint &sample)
@@ -249,7 +250,7 @@ void Writer::writeEvents()
     for (int i = 0; i < byTime.size() && goesOn(); ++i) {
         writeEvent(*byTime.at(i).event, byTime.at(i).type);
         ++m_outcome.events;
-        report(QStringLiteral("Exporting Event data..."), i + 1, byTime.size());
+        report(CoreText::tr("Exporting Event data..."), i + 1, byTime.size());
     }
 }
 
@@ -300,7 +301,7 @@ void Writer::writeRuns()
         row.endRow();
         writeSteps(run);
         ++m_outcome.runs;
-        report(QStringLiteral("Exporting RF-ON data..."), i + 1, runs.size());
+        report(CoreText::tr("Exporting RF-ON data..."), i + 1, runs.size());
     }
 }
 
@@ -345,7 +346,7 @@ QString exportQuantityTitle(const QString &quantity)
     const QVector<Quantity> all = allQuantities();
     for (const Quantity &known : all) {
         if (quantity == QLatin1String(known.name))
-            return valueTypeNames().at(known.type);
+            return quantityName(known.type);
     }
     return quantity;
 }

@@ -1,5 +1,6 @@
 #include "recipe/configurationlimits.h"
 
+#include "base/coretext.h"
 #include "recipe/configurationfields.h"
 
 #include <QCoreApplication>
@@ -92,7 +93,7 @@ QVector<ConfigurationProblem> configurationProblems(const SensorConfiguration &c
         for (const double value : values) {
             if (std::isfinite(value) && value >= text.minimum && value <= text.maximum)
                 continue;
-            problems.append({int(i), QStringLiteral("%1 must lie between %2 and %3 %4")
+            problems.append({int(i), CoreText::tr("%1 must lie between %2 and %3 %4")
                                          .arg(QCoreApplication::translate("ConfigurationText", text.title),
                                               number(text.minimum), number(text.maximum), QString::fromUtf8(text.unit))
                                          .trimmed()});

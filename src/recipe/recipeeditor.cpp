@@ -1,5 +1,6 @@
 #include "recipe/recipeeditor.h"
 
+#include "base/coretext.h"
 #include "recipe/stepfields.h"
 
 namespace {
@@ -42,7 +43,7 @@ void RecipeEditor::addStep(const Recipe &from)
     Recipe next = recipe();
     next.addStep();
     copyStep(next, next.numberOfSteps() - 1, from, 0);
-    push(next, QStringLiteral("Add %1").arg(quoted(from.stepName(0))));
+    push(next, CoreText::tr("Add %1").arg(quoted(from.stepName(0))));
 }
 
 void RecipeEditor::replaceStep(int index, const Recipe &from)
@@ -50,7 +51,7 @@ void RecipeEditor::replaceStep(int index, const Recipe &from)
     Recipe next = recipe();
     copyStep(next, index, from, 0);
     if (next != recipe())
-        push(next, QStringLiteral("Edit %1").arg(quoted(from.stepName(0))));
+        push(next, CoreText::tr("Edit %1").arg(quoted(from.stepName(0))));
 }
 
 void RecipeEditor::removeStep(int index)
@@ -59,7 +60,7 @@ void RecipeEditor::removeStep(int index)
     const QString name = next.stepName(index);
     next.removeStep(index);
     if (next != recipe())
-        push(next, QStringLiteral("Delete %1").arg(quoted(name)));
+        push(next, CoreText::tr("Delete %1").arg(quoted(name)));
 }
 
 void RecipeEditor::moveStep(int from, int to)
@@ -69,14 +70,14 @@ void RecipeEditor::moveStep(int from, int to)
     Recipe next = recipe();
     const QString name = next.stepName(from);
     next.moveStep(from, to);
-    push(next, QStringLiteral("Move %1").arg(quoted(name)));
+    push(next, CoreText::tr("Move %1").arg(quoted(name)));
 }
 
 void RecipeEditor::setName(const QString &name)
 {
     if (name == recipe().recipeName())
         return;
-    const QString label = QStringLiteral("Rename to %1").arg(quoted(name));
+    const QString label = CoreText::tr("Rename to %1").arg(quoted(name));
     Recipe next = recipe();
     next.setRecipeName(name);
     if (m_typingName) {
@@ -91,14 +92,14 @@ void RecipeEditor::setName(const QString &name)
 void RecipeEditor::load(const Recipe &recipe)
 {
     m_documents.append({recipe, -1});
-    push(recipe, QStringLiteral("Load %1").arg(quoted(recipe.recipeName())), m_documents.size() - 1);
+    push(recipe, CoreText::tr("Load %1").arg(quoted(recipe.recipeName())), m_documents.size() - 1);
     m_documents.last().savedState = m_index;
 }
 
 void RecipeEditor::restore(const Recipe &recipe)
 {
     m_documents.append({Recipe(), -1});
-    push(recipe, QStringLiteral("Restore %1").arg(quoted(recipe.recipeName())), m_documents.size() - 1);
+    push(recipe, CoreText::tr("Restore %1").arg(quoted(recipe.recipeName())), m_documents.size() - 1);
 }
 
 void RecipeEditor::undo()
@@ -136,6 +137,6 @@ QStringList RecipeEditor::unsavedChanges() const
             changes.prepend(m_states.at(i).label);
     }
     for (int i = m_index + 1; i <= saved; ++i)
-        changes.append(QStringLiteral("Undo: %1").arg(m_states.at(i).label));
+        changes.append(CoreText::tr("Undo: %1").arg(m_states.at(i).label));
     return changes;
 }

@@ -1,5 +1,6 @@
 #include "recipe/recipefiles.h"
 
+#include "base/coretext.h"
 #include "base/json.h"
 #include "base/safefile.h"
 
@@ -59,16 +60,15 @@ bool recipefiles::load(const QString &path, Recipe &recipe, QString &reason)
         return false;
     Recipe loaded;
     if (!loaded.loadFromFile(path)) {
-        reason = QStringLiteral("It is damaged or cut off, or no recipe at all.");
+        reason = CoreText::tr("It is damaged or cut off, or no recipe at all.");
         return false;
     }
     if (!isRecipe(bytes)) {
-        reason = QStringLiteral("It is not a recipe but a file of another program.");
+        reason = CoreText::tr("It is not a recipe but a file of another program.");
         return false;
     }
     if (loaded.numberOfSteps() > maximumSteps) {
-        reason = QStringLiteral("It holds %1 steps; a recipe has at most %2.")
-                     .arg(loaded.numberOfSteps())
+        reason = CoreText::tr("It holds %n steps; a recipe has at most %1.", nullptr, loaded.numberOfSteps())
                      .arg(Recipe::maximumSteps);
         return false;
     }

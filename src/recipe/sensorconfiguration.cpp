@@ -1,5 +1,6 @@
 #include "recipe/sensorconfiguration.h"
 
+#include "base/coretext.h"
 #include "base/json.h"
 #include "base/safefile.h"
 #include "recipe/configurationfields.h"
@@ -232,7 +233,7 @@ bool SensorConfiguration::loadFromFile(const QString &path, QString *error)
     if (fromFileContent(bytes))
         return true;
     if (error)
-        *error = QStringLiteral("%1 does not hold a sensor configuration").arg(path);
+        *error = CoreText::tr("%1 does not hold a sensor configuration").arg(path);
     return false;
 }
 

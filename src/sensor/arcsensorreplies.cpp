@@ -1,3 +1,4 @@
+#include "base/coretext.h"
 #include "base/log.h"
 #include "data/datanames.h"
 #include "data/eventtypelist.h"
@@ -64,7 +65,7 @@ void arcSensor::Private::takeTimeOut()
     later([this] { emit q->statusUpdate(QStringLiteral("Connection timed out")); });
     const bool costly = costsConnection(kind, upload);
     if (upload)
-        uploadFailed(kind, QStringLiteral("No answer in time"));
+        uploadFailed(kind, CoreText::tr("No answer in time"));
     else if (!costly)
         useDefaults(kind);
     if (costly || !isUp())
@@ -334,7 +335,7 @@ void arcSensor::Private::pageNotFound(eMessage kind, const QUrl &url)
     logDebug(
         QStringLiteral("arcSensor::processDownloadState: sensor page for eMessage=%1 does not exist").arg(int(kind)));
     if (sensorrequest::isUpload(url)) {
-        uploadFailed(kind, QStringLiteral("The sensor does not have this page"));
+        uploadFailed(kind, CoreText::tr("The sensor does not have this page"));
     } else if (!isUp()) {
         retryConnection();
     } else if (kind == eMessage::Data && url.path().contains(sensorrequest::oldDataPage(), Qt::CaseInsensitive)) {

@@ -1,5 +1,7 @@
 #include "sensor/sensoraccess.h"
 
+#include "base/coretext.h"
+
 #include <QNetworkProxy>
 
 #include <algorithm>
@@ -176,12 +178,12 @@ void SensorReply::repeat()
 void SensorReply::conclude()
 {
     if (m_parser.state() == ReplyParser::State::Failed) {
-        end(ProtocolFailure, QStringLiteral("The answer is no good HTTP"));
+        end(ProtocolFailure, CoreText::tr("The answer is no good HTTP"));
         return;
     }
     const NetworkError error = errorOf(m_parser.status());
     end(error, error == NoError ? QString()
-                                : QStringLiteral("Error transferring %1 - server replied: %2")
+                                : CoreText::tr("Error transferring %1 - server replied: %2")
                                       .arg(url().toDisplayString(), QString::fromLatin1(m_parser.reason())));
 }
 
@@ -212,7 +214,7 @@ void SensorReply::leave(bool keepConnection)
 void SensorReply::abort()
 {
     if (!m_isLeft)
-        end(OperationCanceledError, QStringLiteral("Operation canceled"));
+        end(OperationCanceledError, CoreText::tr("Operation canceled"));
 }
 
 QByteArray SensorReply::takeBody()

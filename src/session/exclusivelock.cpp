@@ -1,5 +1,7 @@
 #include "session/exclusivelock.h"
 
+#include "base/coretext.h"
+
 #include <QDateTime>
 #include <QElapsedTimer>
 #include <QFileInfo>
@@ -74,9 +76,9 @@ LockAttempt takeLock(const QString &path)
     } else if (lock->error() == QLockFile::LockFailedError) {
         attempt.outcome = LockAttempt::HeldByOther;
         if (program.isEmpty())
-            attempt.holder = QStringLiteral("another program");
+            attempt.holder = CoreText::tr("another program");
         else
-            attempt.holder = QStringLiteral("%1 (process %2 on %3)").arg(program).arg(pid).arg(host);
+            attempt.holder = CoreText::tr("%1 (process %2 on %3)").arg(program).arg(pid).arg(host);
     }
     return attempt;
 }

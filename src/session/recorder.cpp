@@ -1,5 +1,6 @@
 #include "session/recorder.h"
 
+#include "base/coretext.h"
 #include "base/log.h"
 #include "data/datanames.h"
 #include "sensor/webservice.h"
@@ -98,7 +99,7 @@ Recorder::AddOutcome Recorder::connectTo(const QString &address, quint16 port, c
     connect(connection->sensor, &arcSensor::wrongSerial, this, [this, connection](const QString &found) {
         const QString expected = connection->serial.isEmpty() ? connection->expectedSerial : connection->serial;
         emit sensorRefused(connection->sensor,
-                           QStringLiteral("the sensor with serial %1 answers instead of %2").arg(found, expected));
+                           CoreText::tr("the sensor with serial %1 answers instead of %2").arg(found, expected));
     });
     m_connections.push_back(std::move(added));
     return AddOutcome::Added;
@@ -121,11 +122,11 @@ void Recorder::sensorAnswered(Connection &connection)
     arcSensor *const sensor = connection.sensor;
     const QString serial = sensor->info().serial_number;
     if (serial.trimmed().isEmpty())
-        return refuse(connection, QStringLiteral("it does not say its serial number"));
+        return refuse(connection, CoreText::tr("it does not say its serial number"));
     const bool isTwin = std::any_of(m_connections.begin(), m_connections.end(),
                                     [&](const auto &other) { return other->serial == serial; });
     if (isTwin)
-        return refuse(connection, QStringLiteral("the sensor with serial %1 is connected already").arg(serial));
+        return refuse(connection, CoreText::tr("the sensor with serial %1 is connected already").arg(serial));
     const std::shared_ptr<norvexData> store =
         m_session->addSensor(serial, connection.chamber, sensor->address(), sensor->port());
     if (!store && ++connection.failedFolders < mostFailedFolders) {
@@ -136,7 +137,7 @@ void Recorder::sensorAnswered(Connection &connection)
         return;
     }
     if (!store)
-        return refuse(connection, QStringLiteral("the folder of sensor %1 cannot be created").arg(serial));
+        return refuse(connection, CoreText::tr("the folder of sensor %1 cannot be created").arg(serial));
     connection.serial = serial;
     sensor->setExpectedSerial(serial); // from now on another sensor at this address is not downloaded into its store
     sensor->setStore(store);

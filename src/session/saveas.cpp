@@ -1,5 +1,6 @@
 #include "session/saveas.h"
 
+#include "base/coretext.h"
 #include "base/log.h"
 #include "data/journal.h"
 #include "session/session.h"
@@ -52,7 +53,7 @@ bool SaveAs::takeLock()
 CopyOutcome SaveAs::copy(JobProgress *progress)
 {
     if (m_session.m_readOnly)
-        return failed(QStringLiteral("The session was opened for reading only"));
+        return failed(CoreText::tr("The session was opened for reading only"));
     const QMutexLocker saving(&m_session.m_saveLock);
     m_copy = std::make_unique<SessionCopy>(m_session.path(), m_folder);
     // What the old folder cannot take any more, as on a full disk, is in memory and goes to the new one in the end.
@@ -63,7 +64,7 @@ CopyOutcome SaveAs::copy(JobProgress *progress)
     m_copied = true;
     if (!takeLock()) {
         giveUp();
-        return failed(QStringLiteral("Cannot write into the folder %1").arg(m_folder));
+        return failed(CoreText::tr("Cannot write into the folder %1").arg(m_folder));
     }
     return m_copy->copy(foldersOf(m_session.sensors()), progress) ? m_copy->outcome() : giveUp();
 }
@@ -71,7 +72,7 @@ CopyOutcome SaveAs::copy(JobProgress *progress)
 CopyOutcome SaveAs::finish()
 {
     if (!m_copied)
-        return failed(QStringLiteral("There is no copy"));
+        return failed(CoreText::tr("There is no copy"));
     const QMutexLocker saving(&m_session.m_saveLock);
     if (m_session.hasUnsavedData())
         m_session.saveLocked();
@@ -79,7 +80,7 @@ CopyOutcome SaveAs::finish()
         return giveUp();
     if (!moveSession()) {
         giveUp();
-        return failed(QStringLiteral("The session cannot be saved in %1").arg(m_folder));
+        return failed(CoreText::tr("The session cannot be saved in %1").arg(m_folder));
     }
     m_copied = false;
     emit m_session.moved(m_folder);

@@ -1,5 +1,7 @@
 #include "session/sensoraddress.h"
 
+#include "base/coretext.h"
+
 #include <algorithm>
 
 namespace {
@@ -25,7 +27,7 @@ bool parseSensorAddress(const QString &text, SensorAddress &address, QString *re
 {
     const auto refuse = [&](const QString &why) {
         if (reason)
-            *reason = QStringLiteral("'%1' is not HOST[:PORT][,CHAMBER]: %2").arg(text, why);
+            *reason = CoreText::tr("'%1' is not HOST[:PORT][,CHAMBER]: %2").arg(text, why);
         return false;
     };
     SensorAddress result;
@@ -34,18 +36,18 @@ bool parseSensorAddress(const QString &text, SensorAddress &address, QString *re
     if (comma >= 0) {
         result.chamber = text.mid(comma + 1).trimmed();
         if (result.chamber.isEmpty())
-            return refuse(QStringLiteral("the chamber is empty"));
+            return refuse(CoreText::tr("the chamber is empty"));
     }
     const int colon = place.indexOf(QLatin1Char(':'));
     result.host = colon < 0 ? place : place.left(colon);
     if (!isHost(result.host))
-        return refuse(QStringLiteral("the host must be a name or an IPv4 address"));
+        return refuse(CoreText::tr("the host must be a name or an IPv4 address"));
     if (colon >= 0) {
         const QString digits = place.mid(colon + 1);
         bool ok = false;
         const uint port = digits.toUInt(&ok);
         if (!ok || port < 1 || port > 65535 || !digits.at(0).isDigit())
-            return refuse(QStringLiteral("the port must be 1 to 65535"));
+            return refuse(CoreText::tr("the port must be 1 to 65535"));
         result.port = quint16(port);
     }
     address = result;

@@ -1,5 +1,6 @@
 #include "session/sessioncheck.h"
 
+#include "base/coretext.h"
 #include "base/jobprogress.h"
 #include "base/safefile.h"
 #include "data/journalcheck.h"
@@ -24,17 +25,17 @@ SessionContent contentOfSession(const QString &folder)
     QByteArray bytes;
     QString reason;
     if (!session.exists(Session::fileName()))
-        content.problems.append(QStringLiteral("there is no session file"));
+        content.problems.append(CoreText::tr("there is no session file"));
     else if (!readWholeFile(session.filePath(Session::fileName()), bytes, sessionfile::maximumSize, &reason) ||
              !sessionfile::read(bytes, content.file, &reason))
-        content.problems.append(QStringLiteral("the session file cannot be read: %1").arg(reason));
+        content.problems.append(CoreText::tr("the session file cannot be read: %1").arg(reason));
     content.problems += content.file.problems;
 
     QStringList names;
     for (const SessionFileSensor &sensor : qAsConst(content.file.sensors)) {
         names.append(sensor.folder);
         if (!QFileInfo(session.filePath(sensor.folder)).isDir())
-            content.problems.append(QStringLiteral("there is no folder %1").arg(sensor.folder));
+            content.problems.append(CoreText::tr("there is no folder %1").arg(sensor.folder));
     }
     const QStringList folders = session.entryList(QDir::Dirs | QDir::NoDotAndDotDot | QDir::NoSymLinks, QDir::Name);
     for (const QString &name : folders) {
@@ -64,7 +65,7 @@ SessionCheck checkSession(const QString &folder, JobProgress *progress)
         qint64 units = 0;
         for (const QString &path : qAsConst(paths))
             units += inspectionUnits(path);
-        progress->begin(QStringLiteral("Checking"), units);
+        progress->begin(CoreText::tr("Checking"), units);
     }
     for (const QString &path : qAsConst(paths)) {
         check.sensors.append(checkSensorFolder(path, progress));

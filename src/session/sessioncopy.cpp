@@ -1,5 +1,6 @@
 #include "session/sessioncopy.h"
 
+#include "base/coretext.h"
 #include "base/jobprogress.h"
 #include "base/platform.h"
 #include "base/safefile.h"
@@ -42,7 +43,7 @@ bool compare(const QString &from, const QString &to, QByteArray &buffer, QByteAr
         if (got != gotCopy || got < 0 || std::memcmp(buffer.constData(), other.constData(), size_t(got)) != 0) {
             reason = got < 0       ? source.errorString()
                      : gotCopy < 0 ? copy.errorString()
-                                   : QStringLiteral("it is not the same");
+                                   : CoreText::tr("it is not the same");
             return false;
         }
         if (got == 0)
@@ -77,7 +78,7 @@ bool writeCopy(const QString &from, const QString &to, QByteArray &buffer, qint6
     target.setFileTime(QFileInfo(from).lastModified(), QFileDevice::FileModificationTime);
     if (platform::syncFile(target))
         return true;
-    reason = QStringLiteral("it cannot be synced");
+    reason = CoreText::tr("it cannot be synced");
     return false;
 }
 
@@ -100,12 +101,12 @@ bool SessionCopy::begin()
     const QDir target(m_to);
     const bool inside = m_to == m_from || m_to.startsWith(m_from + QLatin1Char('/'));
     if (inside || (target.exists() && !target.isEmpty(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot)))
-        return stop(Kind::NotEmpty, QStringLiteral("The folder %1 must be empty or new").arg(m_to));
+        return stop(Kind::NotEmpty, CoreText::tr("The folder %1 must be empty or new").arg(m_to));
     QStringList missing; // innermost first
     for (QString path = m_to; !QFileInfo::exists(path) && path != QFileInfo(path).path(); path = QFileInfo(path).path())
         missing.append(path);
     if (!QDir().mkpath(m_to))
-        return stop(Kind::Failed, QStringLiteral("Cannot create the folder %1").arg(m_to));
+        return stop(Kind::Failed, CoreText::tr("Cannot create the folder %1").arg(m_to));
     while (!missing.isEmpty())
         m_madeFolders.append(missing.takeLast());
     return true;
@@ -122,7 +123,7 @@ bool SessionCopy::list(const QStringList &sensorFolders, QVector<Task> &tasks, b
     for (const QString &folder : sensorFolders) {
         const QString path = m_from + QLatin1Char('/') + folder;
         if (!QFileInfo(path).isDir())
-            return stop(Kind::Failed, QStringLiteral("There is no folder %1").arg(path));
+            return stop(Kind::Failed, CoreText::tr("There is no folder %1").arg(path));
         QDirIterator files(path, QDir::Files | QDir::Hidden | QDir::NoSymLinks);
         while (files.hasNext()) {
             files.next();
@@ -143,7 +144,7 @@ bool SessionCopy::makeFolders(const QStringList &sensorFolders)
         if (QFileInfo(path).isDir())
             continue;
         if (!QDir().mkdir(path))
-            return stop(Kind::Failed, QStringLiteral("Cannot create the folder %1").arg(path));
+            return stop(Kind::Failed, CoreText::tr("Cannot create the folder %1").arg(path));
         m_madeFolders.append(path);
     }
     return true;
@@ -157,9 +158,9 @@ bool SessionCopy::copyFile(const Task &task)
     QString reason;
     m_madeFiles.append(to);
     if (!writeCopy(from, to, m_buffer, size, reason))
-        return stop(Kind::Failed, QStringLiteral("Cannot copy %1: %2").arg(task.name, reason));
+        return stop(Kind::Failed, CoreText::tr("Cannot copy %1: %2").arg(task.name, reason));
     if (!compare(from, to, m_buffer, m_other, reason))
-        return stop(Kind::Failed, QStringLiteral("The copy of %1 cannot be trusted: %2").arg(task.name, reason));
+        return stop(Kind::Failed, CoreText::tr("The copy of %1 cannot be trusted: %2").arg(task.name, reason));
     ++m_outcome.files;
     m_outcome.bytes += size;
     return true;
@@ -186,7 +187,7 @@ bool SessionCopy::syncFolders(const QStringList &sensorFolders)
     bool ok = platform::syncFolder(m_to) && platform::syncFolder(QFileInfo(m_to).path());
     for (const QString &folder : sensorFolders)
         ok = platform::syncFolder(m_to + QLatin1Char('/') + folder) && ok;
-    return ok || stop(Kind::Failed, QStringLiteral("The folder %1 cannot be synced").arg(m_to));
+    return ok || stop(Kind::Failed, CoreText::tr("The folder %1 cannot be synced").arg(m_to));
 }
 
 bool SessionCopy::copy(const QStringList &sensorFolders, JobProgress *progress)
@@ -198,7 +199,7 @@ bool SessionCopy::copy(const QStringList &sensorFolders, JobProgress *progress)
     for (const Task &task : qAsConst(tasks))
         bytes += task.size;
     if (progress)
-        progress->begin(QStringLiteral("Copying"), bytes, JobProgress::Unit::Bytes);
+        progress->begin(CoreText::tr("Copying"), bytes, JobProgress::Unit::Bytes);
     return makeFolders(sensorFolders) && copyAll(tasks, progress) && syncFolders(sensorFolders);
 }
 

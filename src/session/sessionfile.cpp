@@ -1,5 +1,6 @@
 #include "session/sessionfile.h"
 
+#include "base/coretext.h"
 #include "data/datanames.h"
 
 #include <QSet>
@@ -79,11 +80,11 @@ public:
     void finish()
     {
         if (!m_ended)
-            report(QStringLiteral("the session file ends early"));
+            report(CoreText::tr("the session file ends early"));
         if (!m_countKnown)
-            report(QStringLiteral("the session file does not say how many sensors it lists"));
+            report(CoreText::tr("the session file does not say how many sensors it lists"));
         else if (m_announced != m_lines)
-            report(QStringLiteral("the session file announces %1 sensors and lists %2").arg(m_announced).arg(m_lines));
+            report(CoreText::tr("the session file announces %1 sensors and lists %2").arg(m_announced).arg(m_lines));
     }
 
 private:
@@ -95,13 +96,13 @@ private:
         const QStringList fields = line.split(QLatin1Char(';'));
         const SessionFileSensor sensor = sensorOf(fields);
         if (fields.size() < 4)
-            return report(QStringLiteral("sensor line %1 is incomplete").arg(m_lines));
+            return report(CoreText::tr("sensor line %1 is incomplete").arg(m_lines));
         if (!datanames::isPlainFileName(sensor.folder))
-            return report(QStringLiteral("sensor line %1 names a folder outside the session").arg(m_lines));
+            return report(CoreText::tr("sensor line %1 names a folder outside the session").arg(m_lines));
         if (m_folders.contains(sensor.folder.toLower()))
-            return report(QStringLiteral("the folder %1 is listed twice").arg(sensor.folder));
+            return report(CoreText::tr("the folder %1 is listed twice").arg(sensor.folder));
         if (!sensor.serial.isEmpty() && m_serials.contains(sensor.serial))
-            return report(QStringLiteral("the sensor %1 is listed twice").arg(sensor.serial));
+            return report(CoreText::tr("the sensor %1 is listed twice").arg(sensor.serial));
         m_folders.insert(sensor.folder.toLower());
         m_serials.insert(sensor.serial);
         m_content.sensors.append(sensor);
@@ -148,7 +149,7 @@ bool sessionfile::read(const QByteArray &bytes, SessionFileContent &content, QSt
     content = {};
     if (!QString::fromUtf8(bytes.left(64)).startsWith(headerStart)) {
         if (reason)
-            *reason = QStringLiteral("it does not begin like a session file");
+            *reason = CoreText::tr("it does not begin like a session file");
         return false;
     }
     Reader reader(content);

@@ -1,5 +1,6 @@
 #include "session/sessionimport.h"
 
+#include "base/coretext.h"
 #include "base/jobprogress.h"
 #include "data/blockscan.h"
 #include "data/datanames.h"
@@ -101,18 +102,18 @@ bool Importer::begin(const QString &name)
 bool Importer::inspect()
 {
     if (!holdsSensorData(m_source) && !journalSensors(QFileInfo(m_source).path()).contains(folderName(m_source)))
-        return stop(Kind::NoData, QStringLiteral("The folder %1 holds no sensor data").arg(m_source));
+        return stop(Kind::NoData, CoreText::tr("The folder %1 holds no sensor data").arg(m_source));
     const QString target = storefiles::sensorPath(m_sessionFolder, m_store.folderName());
     if (QFileInfo(m_source) == QFileInfo(target))
-        return stop(Kind::Failed, QStringLiteral("A sensor cannot be imported into itself"));
+        return stop(Kind::Failed, CoreText::tr("A sensor cannot be imported into itself"));
     if (m_progress)
-        m_progress->begin(QStringLiteral("Looking at the source"), inspectionUnits(m_source));
+        m_progress->begin(CoreText::tr("Looking at the source"), inspectionUnits(m_source));
     const bool isFolder = QFileInfo(m_source).isDir(); // else only the journal knows it
     m_found = inspectFolder(m_source, m_progress);
     if (m_found.cancelled)
         return stop(Kind::Cancelled);
     if (isFolder && !QFileInfo(m_source).isDir())
-        return stop(Kind::Failed, QStringLiteral("The folder %1 is not there any more").arg(m_source));
+        return stop(Kind::Failed, CoreText::tr("The folder %1 is not there any more").arg(m_source));
     const bool hasIndex = QFile::exists(m_source + QLatin1Char('/') + datanames::indexFile());
     m_outcome.hadIndex = hasIndex || m_found.blocks.isEmpty();
     const IntegrityReport report = reportOf(m_found);
@@ -121,7 +122,7 @@ bool Importer::inspect()
     for (const FileFinding &finding : report.findings) {
         if (finding.state != FileState::Unlisted)
             m_outcome.problems.append(
-                QStringLiteral("%1: %2 %3").arg(finding.file, nameOf(finding.state), finding.detail));
+                QStringLiteral("%1: %2 %3").arg(finding.file, shownNameOf(finding.state), finding.detail));
     }
     return true;
 }
@@ -163,7 +164,7 @@ bool Importer::takeEntry(const journalfile::Entry &entry)
     case DurableLog::Record::Event:
         if (eventfile::decode(entry.payload, event, &reason))
             return m_importer.takeEvent(event);
-        m_outcome.problems.append(QStringLiteral("an event of the journal: %1").arg(reason));
+        m_outcome.problems.append(CoreText::tr("an event of the journal: %1").arg(reason));
         break;
     case DurableLog::Record::Configuration:
         if (m_takesSettings && configuration.fromFileContent(entry.payload))
@@ -199,7 +200,7 @@ bool Importer::takeJournal()
 /// A file that could be read a moment ago and cannot now: the disk or the folder is gone.
 bool Importer::sourceLost(const QString &file)
 {
-    return stop(Kind::Failed, QStringLiteral("%1 cannot be read any more").arg(m_source + QLatin1Char('/') + file));
+    return stop(Kind::Failed, CoreText::tr("%1 cannot be read any more").arg(m_source + QLatin1Char('/') + file));
 }
 
 bool Importer::takeBlock(const InspectedBlock &block)
@@ -266,7 +267,7 @@ ImportOutcome Importer::run()
         return m_outcome;
     takeSettings();
     if (m_progress) {
-        m_progress->begin(QStringLiteral("Importing"),
+        m_progress->begin(CoreText::tr("Importing"),
                           m_found.blocks.size() + static_cast<qint64>(m_found.events.size()));
     }
     const bool all = takeJournal() && takeBlocks() && takeEvents();
@@ -342,9 +343,9 @@ ImportOutcome importTable(const QString &path, const csvsamples::Layout &layout,
     outcome.samples = importer.addedSamples();
     outcome.knownSamples = importer.knownSamples();
     if (read.skippedLines > 0) {
-        outcome.problems.append(QStringLiteral("%1 lines are no samples, the first is line %2")
-                                    .arg(read.skippedLines)
-                                    .arg(read.firstSkipped));
+        outcome.problems.append(
+            CoreText::tr("%n lines are no samples, the first is line %1", nullptr, static_cast<int>(read.skippedLines))
+                .arg(read.firstSkipped));
     }
     return outcome;
 }

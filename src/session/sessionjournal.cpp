@@ -1,3 +1,4 @@
+#include "base/coretext.h"
 #include "base/log.h"
 #include "base/safefile.h"
 #include "data/datanames.h"
@@ -28,7 +29,7 @@ void Session::openJournal()
         m_path, [this](const JournalSensor &sensor) { return storeForReplay(sensor); },
         m_readOnly ? LoadMode::ReadOnly : LoadMode::Normal);
     for (const QString &problem : report.problems)
-        m_loadProblems.append(QStringLiteral("Journal %1").arg(problem));
+        m_loadProblems.append(CoreText::tr("Journal %1").arg(problem));
     if (m_readOnly)
         return;
     m_journal = new Journal(m_path, this, report.replayed);

@@ -1,3 +1,4 @@
+#include "base/coretext.h"
 #include "base/log.h"
 #include "base/safefile.h"
 #include "data/datanames.h"
@@ -30,22 +31,22 @@ QString problemOf(LoadOutcome outcome)
     case LoadOutcome::Loaded:
         return {};
     case LoadOutcome::MissingBlocks:
-        return QStringLiteral("some of its sample blocks are missing");
+        return CoreText::tr("some of its sample blocks are missing");
     case LoadOutcome::CutIndex:
-        return QStringLiteral("its index is damaged and was completed from the files");
+        return CoreText::tr("its index is damaged and was completed from the files");
     case LoadOutcome::Recreated:
-        return QStringLiteral("its index was missing and was rebuilt from the files");
+        return CoreText::tr("its index was missing and was rebuilt from the files");
     case LoadOutcome::RestoreFailed:
-        return QStringLiteral("its last save was interrupted and the backup of its index could not be put back");
+        return CoreText::tr("its last save was interrupted and the backup of its index could not be put back");
     case LoadOutcome::Failed:
-        return QStringLiteral("its folder could not be read");
+        return CoreText::tr("its folder could not be read");
     }
     return {};
 }
 
 QString restoreFailedText()
 {
-    return QStringLiteral(
+    return CoreText::tr(
         "There seems to have been an error in saving data, the recovery process ran into some trouble that might be "
         "caused by file access rights (is your session in a write only folder ?), or full disk.\n The Norvex software "
         "will now launch a deeper recovery program which might take a while to get done.");
@@ -86,7 +87,7 @@ void takeRenamedFolders(const QString &sessionPath, QVector<SessionFileSensor> &
             if (names.contains(name) || !sessionfile::canName(name) || !holdsSensorData(path) ||
                 proposedNames(path).sensor != sensor.serial)
                 continue;
-            problems.append(QStringLiteral("the folder %1 is called %2").arg(sensor.folder, name));
+            problems.append(CoreText::tr("the folder %1 is called %2").arg(sensor.folder, name));
             names.append(name);
             sensor.folder = name;
             break;
@@ -121,14 +122,14 @@ std::unique_ptr<Session> Session::create(const QString &folder, SessionError *er
 {
     const QString path = QDir(folder).absolutePath();
     if (!makeFolderSafely(path)) {
-        setError(error, SessionError::CannotWrite, QStringLiteral("Cannot create the folder %1").arg(path));
+        setError(error, SessionError::CannotWrite, CoreText::tr("Cannot create the folder %1").arg(path));
         return nullptr;
     }
     std::unique_ptr<Session> session(new Session(path, false, clock));
     if (!session->takeFolderLock(error))
         return nullptr;
     if (QFileInfo::exists(path + QLatin1Char('/') + fileName())) {
-        setError(error, SessionError::AlreadyThere, QStringLiteral("The folder %1 holds a session already").arg(path));
+        setError(error, SessionError::AlreadyThere, CoreText::tr("The folder %1 holds a session already").arg(path));
         return nullptr;
     }
     session->openJournal(); // of a recording that ended before its first save
@@ -140,7 +141,7 @@ std::unique_ptr<Session> Session::load(const QString &folder, SessionError *erro
 {
     const QString path = QDir(folderOf(folder)).absolutePath();
     if (!holdsSession(path)) {
-        setError(error, SessionError::MissingFile, QStringLiteral("Could not locate file at directory:%1").arg(path));
+        setError(error, SessionError::MissingFile, CoreText::tr("Could not locate file at directory:%1").arg(path));
         return nullptr;
     }
     std::unique_ptr<Session> session(new Session(path, false, clock));
@@ -169,12 +170,12 @@ bool Session::takeFolderLock(SessionError *error)
         return true;
     case LockAttempt::HeldByOther:
         setError(error, SessionError::Locked,
-                 QStringLiteral("The session %1 is in use by %2").arg(m_path, attempt.holder));
+                 CoreText::tr("The session %1 is in use by %2").arg(m_path, attempt.holder));
         return false;
     case LockAttempt::NotWritable:
         break;
     }
-    setError(error, SessionError::CannotWrite, QStringLiteral("Cannot write into the folder %1").arg(m_path));
+    setError(error, SessionError::CannotWrite, CoreText::tr("Cannot write into the folder %1").arg(m_path));
     return false;
 }
 
@@ -182,7 +183,7 @@ bool Session::readSessionFile(SessionError *error, const Progress &progress, Fai
 {
     const QString file = m_path + QLatin1Char('/') + fileName();
     if (!holdsSession(m_path)) {
-        setError(error, SessionError::MissingFile, QStringLiteral("Could not locate file at directory:%1").arg(m_path));
+        setError(error, SessionError::MissingFile, CoreText::tr("Could not locate file at directory:%1").arg(m_path));
         return false;
     }
     QByteArray bytes;
@@ -191,7 +192,7 @@ bool Session::readSessionFile(SessionError *error, const Progress &progress, Fai
     const bool there = QFileInfo::exists(file); // else a recording ended before its first save, or the file is lost
     if (there && (!readWholeFile(file, bytes, sessionfile::maximumSize, &reason) ||
                   !sessionfile::read(bytes, content, &reason))) {
-        setError(error, SessionError::Unreadable, QStringLiteral("Cannot read %1: %2").arg(file, reason));
+        setError(error, SessionError::Unreadable, CoreText::tr("Cannot read %1: %2").arg(file, reason));
         return false;
     }
     takeRenamedFolders(m_path, content.sensors, content.problems);
@@ -202,7 +203,7 @@ bool Session::readSessionFile(SessionError *error, const Progress &progress, Fai
     for (int i = 0; i < content.sensors.size(); ++i) {
         const SessionFileSensor &line = content.sensors.at(i);
         if (progress && !progress(i, content.sensors.size(), line.folder)) {
-            setError(error, SessionError::Cancelled, QStringLiteral("Loading %1 was cancelled").arg(m_path));
+            setError(error, SessionError::Cancelled, CoreText::tr("Loading %1 was cancelled").arg(m_path));
             return false;
         }
         if (loadSensor(line) == LoadOutcome::RestoreFailed && failedRestore == FailedRestore::Stop) {
@@ -230,10 +231,10 @@ LoadOutcome Session::loadSensor(const SessionFileSensor &line)
     if (!m_readOnly) {
         const int damaged = data->reconcile().damagedFiles.size();
         if (damaged > 0 && problem.isEmpty())
-            problem = QStringLiteral("%1 of its files are damaged").arg(damaged);
+            problem = CoreText::tr("%n of its files are damaged", nullptr, damaged);
     }
     if (!problem.isEmpty())
-        m_loadProblems.append(QStringLiteral("Sensor %1: %2").arg(line.folder, problem));
+        m_loadProblems.append(CoreText::tr("Sensor %1: %2").arg(line.folder, problem));
     if (data->sensorSerial().isEmpty() || store(data->sensorSerial()))
         data->setSensorSerial(line.serial);
     attachLog(data);

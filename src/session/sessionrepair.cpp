@@ -1,5 +1,6 @@
 #include "session/sessionrepair.h"
 
+#include "base/coretext.h"
 #include "base/jobprogress.h"
 #include "base/safefile.h"
 #include "data/datanames.h"
@@ -67,9 +68,9 @@ bool Repairer::takeLock()
     LockAttempt attempt = ::takeLock(m_content.path + QStringLiteral("/norvex.lock"));
     if (attempt.outcome == LockAttempt::HeldByOther)
         return stop(Outcome::Locked,
-                    QStringLiteral("The session %1 is in use by %2").arg(m_content.path, attempt.holder));
+                    CoreText::tr("The session %1 is in use by %2").arg(m_content.path, attempt.holder));
     if (attempt.outcome == LockAttempt::NotWritable)
-        return stop(Outcome::Failed, QStringLiteral("Cannot write into the folder %1").arg(m_content.path));
+        return stop(Outcome::Failed, CoreText::tr("Cannot write into the folder %1").arg(m_content.path));
     m_lock = std::move(attempt.lock);
     return true;
 }
@@ -96,12 +97,12 @@ bool Repairer::repairSensor(const QString &name, const SensorIdentity &identity)
         const IntegrityReport report = reportOf(found);
         sensor.found = report.problems;
         for (const FileFinding &finding : report.findings)
-            sensor.found.append(QStringLiteral("%1  %2").arg(finding.file, nameOf(finding.state)));
+            sensor.found.append(QStringLiteral("%1  %2").arg(finding.file, shownNameOf(finding.state)));
         m_result.sensors.append(sensor);
         m_result.outcome = Outcome::Repaired;
     }
     if (sensor.repair.outcome == FolderRepair::Outcome::Failed)
-        return stop(Outcome::Failed, QStringLiteral("Sensor %1: %2").arg(name, sensor.repair.reason));
+        return stop(Outcome::Failed, CoreText::tr("Sensor %1: %2").arg(name, sensor.repair.reason));
     SessionFileSensor line;
     line.folder = name;
     line.serial = found.sensorSerial.isEmpty() ? identity.serial : found.sensorSerial;
@@ -133,9 +134,9 @@ bool Repairer::giveSafeNames()
         if (safe == name)
             continue;
         if (!session.rename(name, safe))
-            return stop(Outcome::Failed, QStringLiteral("Cannot rename the folder %1 to %2").arg(name, safe));
+            return stop(Outcome::Failed, CoreText::tr("Cannot rename the folder %1 to %2").arg(name, safe));
         m_result.problems.append(
-            QStringLiteral("the session file cannot list the folder %1, it is called %2 now").arg(name, safe));
+            CoreText::tr("the session file cannot list the folder %1, it is called %2 now").arg(name, safe));
         name = safe;
     }
     return true;
@@ -163,7 +164,7 @@ bool Repairer::repairSensors()
     for (const QString &name : qAsConst(m_content.notListed))
         units += inspectionUnits(m_content.path + QLatin1Char('/') + name);
     if (m_progress)
-        m_progress->begin(QStringLiteral("Checking and repairing"), units);
+        m_progress->begin(CoreText::tr("Checking and repairing"), units);
     QVector<SessionFileSensor> others; // in folders that the session file does not name
     for (const QString &name : qAsConst(m_content.notListed)) {
         if (!repairSensor(name, identityOfName(name)))
@@ -205,9 +206,9 @@ bool Repairer::writeSessionFile()
     if (QFileInfo::exists(path) &&
         (!QDir().mkpath(m_aside) ||
          !storefiles::copyDurably(path, m_aside + QLatin1Char('/') + Session::fileName(), &reason)))
-        return stop(Outcome::Failed, QStringLiteral("Cannot keep a copy of the session file: %1").arg(reason));
+        return stop(Outcome::Failed, CoreText::tr("Cannot keep a copy of the session file: %1").arg(reason));
     if (!writeFileSafely(path, sessionfile::write(m_lines), &reason))
-        return stop(Outcome::Failed, QStringLiteral("Unable to write the session file: %1").arg(reason));
+        return stop(Outcome::Failed, CoreText::tr("Unable to write the session file: %1").arg(reason));
     m_result.outcome = Outcome::Repaired;
     return true;
 }
@@ -225,7 +226,7 @@ bool Repairer::replayJournal()
     if (!session)
         return stop(Outcome::Failed, error.text);
     if (!session->save())
-        return stop(Outcome::Failed, QStringLiteral("The session cannot be saved"));
+        return stop(Outcome::Failed, CoreText::tr("The session cannot be saved"));
     m_result.outcome = Outcome::Repaired;
     return true;
 }
@@ -233,12 +234,12 @@ bool Repairer::replayJournal()
 SessionRepair Repairer::run()
 {
     if (!QFileInfo(m_content.path).isDir()) {
-        stop(Outcome::Failed, QStringLiteral("there is no folder %1").arg(m_content.path));
+        stop(Outcome::Failed, CoreText::tr("there is no folder %1").arg(m_content.path));
         return m_result;
     }
     const bool empty = m_content.file.sensors.isEmpty() && m_content.notListed.isEmpty();
     if (empty && !Session::holdsSession(m_content.path)) {
-        stop(Outcome::NoData, QStringLiteral("The folder %1 holds no sensor data").arg(m_content.path));
+        stop(Outcome::NoData, CoreText::tr("The folder %1 holds no sensor data").arg(m_content.path));
         return m_result;
     }
     if (!takeLock())
@@ -246,7 +247,7 @@ SessionRepair Repairer::run()
     chooseAsideFolder();
     if (giveSafeNames() && repairSensors() && writeSessionFile() && replayJournal() &&
         !QFileInfo::exists(m_content.path + QLatin1Char('/') + Session::fileName()))
-        stop(Outcome::Failed, QStringLiteral("The folder %1 is not there any more").arg(m_content.path));
+        stop(Outcome::Failed, CoreText::tr("The folder %1 is not there any more").arg(m_content.path));
     m_lock.reset();
     if (QFileInfo::exists(m_aside))
         m_result.asideFolder = m_aside;
@@ -270,7 +271,7 @@ SessionRepair importLooseFiles(const QString &folder, JobProgress *progress, con
         return fail(error.kind == SessionError::Locked ? Outcome::Locked : Outcome::Failed, error.text);
     const auto store = session->addSensor(names.sensor, names.chamber, QString(), 80);
     if (!store)
-        return fail(Outcome::Failed, QStringLiteral("Cannot create a folder in %1").arg(folder));
+        return fail(Outcome::Failed, CoreText::tr("Cannot create a folder in %1").arg(folder));
     const ImportOutcome imported = importSensorFolder(folder, *store, folder, progress);
     result.problems = imported.problems;
     if (imported.kind == ImportOutcome::Kind::Cancelled)
@@ -278,7 +279,7 @@ SessionRepair importLooseFiles(const QString &folder, JobProgress *progress, con
     if (imported.kind != ImportOutcome::Kind::Done)
         return fail(Outcome::Failed, imported.reason);
     if (!session->save())
-        return fail(Outcome::Failed, QStringLiteral("The session cannot be saved"));
+        return fail(Outcome::Failed, CoreText::tr("The session cannot be saved"));
     result.outcome = Outcome::Repaired;
     return result;
 }
