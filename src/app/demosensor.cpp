@@ -1,7 +1,6 @@
 #include "app/demosensor.h"
 
 #include <QCoreApplication>
-#include <QDateTime>
 #include <QFileInfo>
 
 namespace {
@@ -48,9 +47,7 @@ bool DemoSensor::start()
     if (!QFileInfo(program).isExecutable())
         return false;
     m_listening = false;
-    // With the same seed it would measure the same again, which the recorder takes for samples that it has already.
-    m_process.start(program, {QStringLiteral("--rate"), QStringLiteral("200"), QStringLiteral("--seed"),
-                              QString::number(QDateTime::currentMSecsSinceEpoch())});
+    m_process.start(program, {QStringLiteral("--rate"), QStringLiteral("200"), QStringLiteral("--end-with-input")});
     return true;
 }
 

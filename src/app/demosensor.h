@@ -5,7 +5,7 @@
 #include <QString>
 
 /// Starts the simulated sensor that is installed beside the program, for somebody without hardware, and says where it
-/// listens. It ends with this object. GUI thread.
+/// listens. It ends with this object, and with this program when that is killed. GUI thread.
 class DemoSensor : public QObject
 {
     Q_OBJECT

@@ -6,13 +6,16 @@
 #include <cstdlib>
 
 #ifdef Q_OS_WIN
+#include <QDir>
 #include <QMetaObject>
 #include <QObject>
 
+#include <winsock2.h>
+
+#include <windows.h>
+
 #include <io.h>
 #include <psapi.h>
-#include <windows.h>
-#include <winsock2.h>
 #else
 #include <cerrno>
 #include <csignal>
@@ -39,22 +42,52 @@ bool syncFolder(const QString &)
     return true;
 }
 
+namespace {
+/// The form that may be longer than 260 characters; a share's begins otherwise.
+QString longPath(const QString &path)
+{
+    const QString full = QDir::toNativeSeparators(QDir::cleanPath(QDir::current().absoluteFilePath(path)));
+    if (full.startsWith(QLatin1String("\\\\?\\")))
+        return full;
+    return full.startsWith(QLatin1String("\\\\")) ? QLatin1String("\\\\?\\UNC") + full.mid(1)
+                                                  : QLatin1String("\\\\?\\") + full;
+}
+} // namespace
+
+/// Whoever has the file open for a moment, such as a virus scanner, makes it fail, so it is tried for a while.
 bool replaceFile(const QString &from, const QString &to)
 {
-    return MoveFileExW(reinterpret_cast<const wchar_t *>(from.utf16()), reinterpret_cast<const wchar_t *>(to.utf16()),
-                       MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH);
+    constexpr int tries = 20;
+    constexpr DWORD pauseMs = 10;
+    const QString source = longPath(from);
+    const QString target = longPath(to);
+    for (int i = 0; i < tries; ++i) {
+        if (MoveFileExW(reinterpret_cast<const wchar_t *>(source.utf16()),
+                        reinterpret_cast<const wchar_t *>(target.utf16()),
+                        MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
+            return true;
+        const DWORD error = GetLastError();
+        if (error != ERROR_SHARING_VIOLATION && error != ERROR_ACCESS_DENIED)
+            return false;
+        Sleep(pauseMs);
+    }
+    return false;
 }
 
 namespace {
 std::function<void()> interruptHandler;
 QObject *interruptReceiver = nullptr;
 
-BOOL WINAPI consoleEvent(DWORD)
+/// Runs on a thread of the system's, which ends the program when this returns from a closed window or a shutdown.
+BOOL WINAPI consoleEvent(DWORD event)
 {
+    constexpr DWORD longestMs = 30'000; // the system waits less
     static std::atomic<int> count{0};
     if (count.fetch_add(1) > 0)
         return FALSE;
     QMetaObject::invokeMethod(interruptReceiver, interruptHandler, Qt::QueuedConnection);
+    if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT)
+        Sleep(longestMs); // the program ends by itself meanwhile
     return TRUE;
 }
 } // namespace

@@ -34,15 +34,17 @@ QJsonObject sensorJson(const IntegrityReport &sensor, bool isListed)
     };
 }
 
-QString sensorText(const IntegrityReport &sensor, bool isListed)
+QString sensorText(const IntegrityReport &sensor, const SessionCheck &check)
 {
     QString text = sensor.folder + QStringLiteral(": %1 block files with %2 samples, %3 event files, %4\n")
                                        .arg(sensor.blocks)
                                        .arg(sensor.samples)
                                        .arg(sensor.events)
                                        .arg(sensor.isDamaged() ? QStringLiteral("damaged") : QStringLiteral("sound"));
-    if (!isListed)
-        text += QStringLiteral("  not part of the session, as after a sensor was removed from it\n");
+    if (check.notListed.contains(sensor.folder)) {
+        text += check.isListSound ? QStringLiteral("  not part of the session, as after a sensor was removed from it\n")
+                                  : QStringLiteral("  not listed in the session file\n");
+    }
     for (const QString &problem : sensor.problems)
         text += QStringLiteral("  ") + problem + QLatin1Char('\n');
     for (const FileFinding &finding : sensor.findings) {
@@ -91,7 +93,7 @@ QString toText(const SessionCheck &check)
     for (const QString &problem : check.problems)
         text += problem + QLatin1Char('\n');
     for (const IntegrityReport &sensor : check.sensors)
-        text += sensorText(sensor, !check.notListed.contains(sensor.folder));
+        text += sensorText(sensor, check);
     if (check.journalRecords > 0) {
         text += QStringLiteral("The journal holds %1 records; the next opening of the session takes what is new.\n")
                     .arg(check.journalRecords);

@@ -170,7 +170,8 @@ bool takeCells(const QStringList &cells, const Layout &layout, SamplePoint &samp
     quint64 time = 0;
     double voltage = 0;
     double current = 0;
-    if (!csvtime::parse(cells.value(layout.timeColumn), layout.timeFormat, layout.decimalSign, layout.startUs, time) ||
+    if (!csvtime::parse(cells.value(layout.timeColumn), layout.timeFormat, layout.decimalSign, layout.startUs, time,
+                        layout.zone) ||
         !csvtime::parseNumber(cells.value(layout.voltageColumn), layout.decimalSign, voltage) ||
         !csvtime::parseNumber(cells.value(layout.currentColumn), layout.decimalSign, current))
         return false;
@@ -244,7 +245,7 @@ bool operator==(const Layout &a, const Layout &b)
 {
     return a.delimiter == b.delimiter && a.decimalSign == b.decimalSign && a.timeFormat == b.timeFormat &&
            a.firstLine == b.firstLine && a.timeColumn == b.timeColumn && a.voltageColumn == b.voltageColumn &&
-           a.currentColumn == b.currentColumn && a.startUs == b.startUs;
+           a.currentColumn == b.currentColumn && a.startUs == b.startUs && a.zone == b.zone;
 }
 
 Preview detect(const QByteArray &beginning)

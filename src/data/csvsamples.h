@@ -6,6 +6,7 @@
 #include <QChar>
 #include <QString>
 #include <QStringList>
+#include <QTimeZone>
 #include <QVector>
 
 #include <functional>
@@ -30,7 +31,7 @@ enum class TimeFormat {
 /// For a list to choose from, in the order of the values.
 QStringList timeFormatNames();
 
-/// What a table looks like. Texts without a zone are UTC.
+/// What a table looks like.
 struct Layout
 {
     QChar delimiter = QLatin1Char(';');
@@ -41,6 +42,7 @@ struct Layout
     int voltageColumn = 1;
     int currentColumn = 2;
     quint64 startUs = 0; // of elapsed times, us since the epoch
+    QTimeZone zone;      // of texts that tell none; none: UTC
 
     friend bool operator==(const Layout &a, const Layout &b);
 };

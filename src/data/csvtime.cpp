@@ -28,11 +28,12 @@ qint64 fraction(const QString &digits)
     return digits.leftJustified(6, QLatin1Char('0'), true).toLongLong();
 }
 
-bool assemble(const QDate &date, const QTime &time, qint64 us, qint64 offsetSeconds, quint64 &timeUs)
+bool assemble(const QDate &date, const QTime &time, qint64 us, const QTimeZone &zone, quint64 &timeUs)
 {
     if (!date.isValid() || !time.isValid())
         return false;
-    const qint64 seconds = QDateTime(date, time, Qt::UTC).toSecsSinceEpoch() - offsetSeconds;
+    const QDateTime moment = zone.isValid() ? QDateTime(date, time, zone) : QDateTime(date, time, Qt::UTC);
+    const qint64 seconds = moment.toSecsSinceEpoch();
     if (seconds < 0)
         return false;
     timeUs = static_cast<quint64>(seconds * 1000000 + us);
@@ -40,7 +41,7 @@ bool assemble(const QDate &date, const QTime &time, qint64 us, qint64 offsetSeco
 }
 
 /// "2024-02-05T13:45:10.123456+01:00"
-bool parseIso(const QString &cell, quint64 &timeUs)
+bool parseIso(const QString &cell, const QTimeZone &zone, quint64 &timeUs)
 {
     static const QRegularExpression pattern(
         QStringLiteral("^(\\d{4})-(\\d\\d)-(\\d\\d)[T ](\\d\\d):(\\d\\d)(?::(\\d\\d)(?:[.,](\\d+))?)?\\s*"
@@ -49,12 +50,16 @@ bool parseIso(const QString &cell, quint64 &timeUs)
     if (!match.hasMatch())
         return false;
     const auto number = [&match](int group) { return match.captured(group).toInt(); };
-    const qint64 offset = (number(10) * 60 + number(11)) * 60 * (match.captured(9) == QLatin1String("-") ? -1 : 1);
-    return assemble({number(1), number(2), number(3)}, {number(4), number(5), number(6)}, fraction(match.captured(7)),
-                    offset, timeUs);
+    const int offset = (number(10) * 60 + number(11)) * 60 * (match.captured(9) == QLatin1String("-") ? -1 : 1);
+    quint64 time = 0;
+    if (!assemble({number(1), number(2), number(3)}, {number(4), number(5), number(6)}, fraction(match.captured(7)),
+                  match.capturedLength(8) > 0 ? QTimeZone() : zone, time))
+        return false;
+    timeUs = time - static_cast<quint64>(offset * qint64(1000000));
+    return offset <= 0 || time >= static_cast<quint64>(offset * qint64(1000000));
 }
 
-bool parseDate(const QString &cell, bool dayFirst, quint64 &timeUs)
+bool parseDate(const QString &cell, bool dayFirst, const QTimeZone &zone, quint64 &timeUs)
 {
     static const QRegularExpression pattern(QStringLiteral(
         "^(\\d{1,2})[./-](\\d{1,2})[./-](\\d{4})[T ]+(\\d{1,2}):(\\d\\d)(?::(\\d\\d)(?:[.,](\\d+))?)?$"));
@@ -63,7 +68,7 @@ bool parseDate(const QString &cell, bool dayFirst, quint64 &timeUs)
         return false;
     const auto number = [&match](int group) { return match.captured(group).toInt(); };
     const QDate date(number(3), number(dayFirst ? 2 : 1), number(dayFirst ? 1 : 2));
-    return assemble(date, {number(4), number(5), number(6)}, fraction(match.captured(7)), 0, timeUs);
+    return assemble(date, {number(4), number(5), number(6)}, fraction(match.captured(7)), zone, timeUs);
 }
 
 /// "Mon-05-Feb-2024 13:45:10.1235": three digits of milliseconds, behind them the microseconds as a number.
@@ -80,7 +85,7 @@ bool parseExportCell(const QString &cell, quint64 &timeUs)
         return false;
     const auto number = [&match](int group) { return match.captured(group).toInt(); };
     const QDate date(number(3), months.indexOf(match.captured(2)) + 1, number(1));
-    return assemble(date, {number(4), number(5), number(6)}, number(7) * 1000 + number(8), 0, timeUs);
+    return assemble(date, {number(4), number(5), number(6)}, number(7) * 1000 + number(8), QTimeZone(), timeUs);
 }
 
 constexpr TimeFormat datedFormats[] = {TimeFormat::ExportCell, TimeFormat::Iso, TimeFormat::DayMonthYear,
@@ -122,18 +127,24 @@ bool csvtime::parseNumber(const QString &cell, QChar decimalSign, double &value)
     return ok && std::isfinite(value);
 }
 
-bool csvtime::parse(QString cell, TimeFormat format, QChar decimalSign, quint64 startUs, quint64 &timeUs)
+bool csvtime::mayLackZone(TimeFormat format)
+{
+    return format == TimeFormat::Iso || format == TimeFormat::DayMonthYear || format == TimeFormat::MonthDayYear;
+}
+
+bool csvtime::parse(QString cell, TimeFormat format, QChar decimalSign, quint64 startUs, quint64 &timeUs,
+                    const QTimeZone &zone)
 {
     cell = cell.trimmed();
     switch (format) {
     case TimeFormat::ExportCell:
         return parseExportCell(cell, timeUs);
     case TimeFormat::Iso:
-        return parseIso(cell, timeUs);
+        return parseIso(cell, zone, timeUs);
     case TimeFormat::DayMonthYear:
-        return parseDate(cell, true, timeUs);
+        return parseDate(cell, true, zone, timeUs);
     case TimeFormat::MonthDayYear:
-        return parseDate(cell, false, timeUs);
+        return parseDate(cell, false, zone, timeUs);
     default:
         break;
     }

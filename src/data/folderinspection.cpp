@@ -8,6 +8,7 @@
 #include "data/folderscan.h"
 #include "data/overlapsearch.h"
 #include "data/storefiles.h"
+#include "recipe/sensorconfiguration.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -64,6 +65,7 @@ private:
     void inspectEvents(const QStringList &names);
     void takeEvent(const QString &name, const EventSummary *listed);
     void addMissing(const QStringList &blocks);
+    void checkConfiguration();
 
     JobProgress *const m_progress;
     FolderInspection m_result;
@@ -348,6 +350,15 @@ void Inspector::addMissing(const QStringList &blocks)
     m_result.missingBlocks.sort();
 }
 
+void Inspector::checkConfiguration()
+{
+    const QString path = pathOf(datanames::lastConfig() + configFileExtension());
+    SensorConfiguration configuration;
+    QString reason;
+    if (QFileInfo::exists(path) && !configuration.loadFromFile(path, &reason))
+        problem(CoreText::tr("the kept configuration cannot be read: %1").arg(reason));
+}
+
 FolderInspection Inspector::run()
 {
     if (!QFileInfo(m_result.path).isDir()) {
@@ -362,6 +373,7 @@ FolderInspection Inspector::run()
         inspectEvents(files.events);
     if (!m_result.cancelled)
         addMissing(files.blocks);
+    checkConfiguration();
     return m_result;
 }
 

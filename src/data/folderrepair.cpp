@@ -129,7 +129,8 @@ bool Repairer::planBlocks()
         }
     }
     for (const QString &name : m_found.missingBlocks)
-        note(name, CoreText::tr("is missing, its samples are lost"));
+        note(name, QFileInfo(pathOf(name)).isSymLink() ? CoreText::tr("is a symbolic link, its samples are not taken")
+                                                       : CoreText::tr("is missing, its samples are lost"));
     m_result.missingBlocks = m_found.missingBlocks;
     std::stable_sort(m_blocks.begin(), m_blocks.end(),
                      [](const BlockPiece &a, const BlockPiece &b) { return a.firstTime < b.firstTime; });

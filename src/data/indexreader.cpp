@@ -23,6 +23,15 @@ QString toString(Text text)
     return QString::fromUtf8(text.data(), static_cast<int>(text.size()));
 }
 
+/// For people: the beginning, without the control characters of a damaged line.
+QString shown(Text text)
+{
+    QString plain = toString(text.substr(0, 200));
+    for (QChar &c : plain)
+        c = c.unicode() < ' ' ? QLatin1Char('?') : c;
+    return plain;
+}
+
 bool startsWith(Text text, Text prefix)
 {
     return text.substr(0, prefix.size()) == prefix;
@@ -390,10 +399,9 @@ private:
     {
         ++m_content.skippedLines;
         if (reason == liesOutside && m_content.outside.size() < maximumOutside)
-            m_content.outside.append(toString(fileOf(line).substr(0, 200)));
+            m_content.outside.append(shown(fileOf(line)));
         if (m_content.problems.size() < maximumProblems) {
-            m_content.problems.append(
-                QStringLiteral("%1: %2").arg(CoreText::tr(reason), toString(line.substr(0, 200))));
+            m_content.problems.append(QStringLiteral("%1: %2").arg(CoreText::tr(reason), shown(line)));
         }
     }
 

@@ -1,5 +1,6 @@
 #include "data/integritycheck.h"
 
+#include "base/coretext.h"
 #include "data/datanames.h"
 #include "data/folderscan.h"
 
@@ -28,15 +29,19 @@ IntegrityReport reportOf(const FolderInspection &inspection)
         report.samples += static_cast<quint64>(block.readable - block.doubledTimes.size());
         add(report, block.name, block.state, block.detail);
     }
+    const auto addMissing = [&](const QString &name) {
+        const bool isLink = QFileInfo(inspection.path + QLatin1Char('/') + name).isSymLink();
+        add(report, name, FileState::Missing, isLink ? CoreText::tr("a symbolic link is not followed") : QString());
+    };
     for (const QString &name : inspection.missingBlocks)
-        add(report, name, FileState::Missing);
+        addMissing(name);
     for (const InspectedEvent &event : inspection.events) {
         ++report.events;
         add(report, event.summary.fileName(), event.state, event.detail);
     }
     for (const LostEvent &event : inspection.lostEvents) {
         if (event.state == FileState::Missing) // of an unreadable file, the file has been named
-            add(report, event.summary.fileName(), event.state);
+            addMissing(event.summary.fileName());
     }
     for (const QString &name : inspection.outside)
         add(report, name, FileState::Outside);

@@ -147,7 +147,7 @@ void RecipeForm::layOut()
     const int indicator = metrics.horizontalAdvance(QStringLiteral("µs (88.8888~88.8888) "));
     for (QLabel *label : {ui->lb_pulseFrequency, ui->lb_pulseDutyCycle, ui->lb_pulsePeriodEm, ui->lb_pulseDutyCycleEm})
         label->setMinimumWidth(indicator);
-    ui->lb_threshold->setMinimumWidth(metrics.horizontalAdvance(tr("(Disabled)")));
+    ui->lb_threshold->setMinimumWidth(ui->lb_threshold->sizeHint().width());
     ui->le_thresholdVolts->setMaximumWidth(metrics.horizontalAdvance(QStringLiteral("10000 V")) + 3 * letter);
     for (int column = 0; column < 3; ++column)
         ui->groupRow->setStretch(column, 1);

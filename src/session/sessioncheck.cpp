@@ -52,6 +52,7 @@ SessionCheck checkSession(const QString &folder, JobProgress *progress)
     check.session = content.path;
     check.problems = content.problems;
     check.notListed = content.notListed;
+    check.isListSound = content.problems.isEmpty();
     const JournalCheck journal = checkJournal(check.session);
     check.problems += journal.problems;
     check.journalRecords = journal.records;

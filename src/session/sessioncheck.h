@@ -14,6 +14,7 @@ struct SessionCheck
     QStringList problems;             // of the session file and the journal
     QVector<IntegrityReport> sensors; // those of the session file, then other folders with sensor data
     QStringList notListed;     // names of those other folders; a removed sensor leaves one, so they are no damage
+    bool isListSound = true;   // the session file can be read whole, so it tells which sensors belong to the session
     qint64 journalRecords = 0; // that no save has written yet; the next opening takes them
     bool cancelled = false;
 

@@ -5,7 +5,9 @@
 #include <QCoreApplication>
 #include <QTextStream>
 
+#include <cstdio>
 #include <memory>
+#include <thread>
 #include <vector>
 
 int main(int argc, char **argv)
@@ -42,5 +44,12 @@ int main(int argc, char **argv)
     err << "seed " << command.sensors.front().seed << "; press Ctrl+C to end.\n";
     err.flush();
     platform::onInterrupt([] { QCoreApplication::quit(); });
+    if (command.endsWithInput) // the thread waits in a read, and ends with the program
+        std::thread([] {
+            while (std::getc(stdin) != EOF)
+                continue;
+            if (QCoreApplication *const running = QCoreApplication::instance())
+                QMetaObject::invokeMethod(running, &QCoreApplication::quit, Qt::QueuedConnection);
+        }).detach();
     return QCoreApplication::exec();
 }

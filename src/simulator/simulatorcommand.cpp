@@ -129,6 +129,8 @@ void addOptions(QCommandLineParser &parser)
         option("preload", QStringLiteral("Samples, and events, that are waiting from the start."), "SAMPLES[,EVENTS]"),
         option("fault", QStringLiteral("What goes wrong, and when; see below."), "PLAN"),
         option("ledger", QStringLiteral("Append what was generated, handed out, cleared and lost to FILE."), "FILE"),
+        option("end-with-input",
+               QStringLiteral("End when the standard input ends, as with the program that started it.")),
     });
 }
 
@@ -216,6 +218,7 @@ SimulatorCommand parseSimulatorCommand(const QStringList &arguments)
     const int count = int(values.whole("sensors", 1, 256, 1));
     if (parser.isSet(QStringLiteral("preload")))
         readPreload(parser.value(QStringLiteral("preload")), values, command);
+    command.endsWithInput = parser.isSet(QStringLiteral("end-with-input"));
     const SimulatorOptions options = readOptions(parser, values);
     if (options.port != 0 && options.port + count - 1 > 65535)
         values.refuse(QStringLiteral("there are no %1 ports from %2 on").arg(count).arg(options.port));

@@ -15,6 +15,7 @@ struct SimulatorCommand
     QVector<SimulatorOptions> sensors;
     int preloadSamples = 0;
     int preloadEvents = 0;
+    bool endsWithInput = false;
 };
 
 /// `arguments` begins with the name of the program.

@@ -14,6 +14,7 @@
 #include "events/eventtypecreator.h"
 #include "events/eventtypenames.h"
 #include "session/appsettings.h"
+#include "session/session.h"
 #include "simulator/sensorsimulator.h"
 #include "support/fakeprompts.h"
 #include "support/pseudotranslator.h"
@@ -89,9 +90,34 @@ bool isWords(const QString &text)
     return words.match(text).hasMatch();
 }
 
-bool isMarked(const QString &text)
+/// What is left of a text when translations and data are taken from it has no words.
+bool isMarked(QString text)
 {
-    return !isWords(text) || text.contains(PseudoTranslator::mark);
+    text = PseudoTranslator::untranslated(text);
+    // Paths, units, names of the simulated sensor and of its things, examples, and the program's own name.
+    static const QRegularExpression data(
+        QStringLiteral("(/|\\w+[.])[^ \n]*|MHz|UTC|SN1|Etch|Oxide etch|Mon-05-Feb-2024|NOTANEVENT|SNAP|E_PE|"
+                       "Type : [^\n]*|Norvex - RF Event Detector"));
+    return !isWords(text.remove(data));
+}
+
+/// The words of a control that has more than one text.
+QStringList shownIn(const QWidget *widget)
+{
+    QStringList all;
+    if (const auto *label = qobject_cast<const QLabel *>(widget))
+        all.append(label->text());
+    if (const auto *box = qobject_cast<const QComboBox *>(widget)) {
+        for (int item = 0; item < box->count(); ++item)
+            all.append(box->itemText(item));
+    }
+    if (const auto *line = qobject_cast<const QLineEdit *>(widget))
+        all.append(line->placeholderText());
+    if (const auto *header = qobject_cast<const QHeaderView *>(widget)) {
+        for (int section = 0; header->model() && section < header->count(); ++section)
+            all.append(header->model()->headerData(section, header->orientation()).toString());
+    }
+    return all;
 }
 
 QByteArray lines(const QStringList &list)
@@ -134,6 +160,7 @@ private slots:
     void everyControlIsReachedByKeyboard() { QVERIFY2(m_unreached.isEmpty(), lines(m_unreached).constData()); }
     void theKeyboardGoesInTheOrderOfReading() { QVERIFY2(m_jumps.isEmpty(), lines(m_jumps).constData()); }
     void everyTextIsTranslated() { QVERIFY2(m_untranslated.isEmpty(), lines(m_untranslated).constData()); }
+    void everyBoxIsTranslated();
     void everyTextFits() { QVERIFY2(m_clipped.isEmpty(), lines(m_clipped).constData()); }
     void everyWindowHasAPage() { QVERIFY2(m_withoutHelp.isEmpty(), lines(m_withoutHelp).constData()); }
 
@@ -306,6 +333,10 @@ void TestWindows::look(QWidget *window, const QString &name)
         const bool isData = widget->objectName() == QLatin1String("legendEntry");
         if ((!isMarked(text) && !isData) || !isMarked(widget->toolTip()))
             m_untranslated.append(what + QStringLiteral(": ") + text + QLatin1Char('|') + widget->toolTip());
+        for (const QString &shown : shownIn(widget)) {
+            if (!isMarked(shown))
+                m_untranslated.append(what + QStringLiteral(": ") + shown);
+        }
         if (neededWidth(widget) > widget->width())
             m_clipped.append(what + QStringLiteral(": %1 > %2").arg(neededWidth(widget)).arg(widget->width()));
         if (const auto *tool = qobject_cast<QToolButton *>(widget); tool && tool->menu())
@@ -361,6 +392,45 @@ void TestWindows::everyWindowIsSeen()
 {
     // What is not among them is a box of the toolkit, or the quantities of an export, which are a list and buttons.
     QCOMPARE(m_seen.size(), 24);
+}
+
+/// What comes from below the windows, too.
+void TestWindows::everyBoxIsTranslated()
+{
+    QStringList said;
+    m_prompts.during = [&] { said << m_prompts.lastMore.informative << m_prompts.lastMore.details; };
+    const auto inFolder = [this](const QString &name, const QString &fileName, const QByteArray &bytes) {
+        QFile file(folder(name) + QLatin1Char('/') + fileName);
+        return QDir().mkpath(folder(name)) && file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
+    };
+    const auto recover = [this](const QString &name) {
+        m_prompts.paths = QStringList{folder(name)};
+        m_window->recoverSession();
+    };
+    QVERIFY(inFolder(QStringLiteral("junk"), Session::fileName(), "junk"));
+    QVERIFY(inFolder(QStringLiteral("empty"), QStringLiteral("a.txt"), "a"));
+    QVERIFY(inFolder(QStringLiteral("damaged/S"), QStringLiteral("block_1.norvexdata"), QByteArray(500, '\0')));
+    QVERIFY(inFolder(QStringLiteral("damaged/S"), QStringLiteral("Event_1.norvexevent"), "junk"));
+    QVERIFY(inFolder(QStringLiteral("damaged/S"), QStringLiteral("index.dat"), "Block Data;7\nblock;;\nEvent;;\n"));
+    const auto held = Session::create(folder(QStringLiteral("held")), nullptr);
+    m_prompts.takeShown();
+    for (const char *name : {"none", "junk", "held"})
+        QVERIFY(!m_window->openSession(folder(QLatin1String(name))));
+    recover(QStringLiteral("empty"));
+    recover(QStringLiteral("held"));
+    recover(QStringLiteral("damaged"));
+    m_prompts.during = nullptr;
+    said += m_prompts.takeShown().replaceInStrings(QRegularExpression(QStringLiteral("^\\w+\\|")), QString());
+    said.removeAll(QString());
+    QVERIFY2(said.size() > 12, lines(said).constData());
+    QStringList bare;
+    for (const QString &text : qAsConst(said)) {
+        for (const QString &line : PseudoTranslator::untranslated(text).split(QLatin1Char('\n'))) {
+            if (!isMarked(line))
+                bare.append(line);
+        }
+    }
+    QVERIFY2(bare.isEmpty(), lines(bare).constData());
 }
 
 void TestWindows::everyPageOfTheHelpIsThere()

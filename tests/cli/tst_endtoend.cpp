@@ -110,6 +110,16 @@ private slots:
         m_programs = std::make_unique<Programs>(m_temporary.path());
     }
 
+    /// The simulated sensor of a program that was killed does not stay behind.
+    void aSensorEndsWithItsStarter()
+    {
+        QProcess sensor;
+        QVERIFY(m_programs->startSensor(sensor, {QStringLiteral("--end-with-input")}) > 0);
+        sensor.closeWriteChannel();
+        QVERIFY(sensor.waitForFinished(20000));
+        QCOMPARE(sensor.exitCode(), 0);
+    }
+
     /// 500 samples a second with arcs of every class, snapshots, two recipe uploads, and a power cut of a second. Then
     /// the session is continued for a moment: what the sensor still holds is neither lost nor doubled.
     void everythingIsRecordedExactlyOnce()

@@ -146,6 +146,13 @@ void TestCsvSamples::correctedLayout()
     QCOMPARE(rows.size(), 1);
     QCOMPARE(rows[0].sample.time, quint64(QDateTime({2024, 5, 2}, QTime(0, 0), Qt::UTC).toMSecsSinceEpoch()) * 1000);
     QCOMPARE(rows[0].sample.voltage, 2.0);
+    layout.zone = QTimeZone("Europe/Berlin");
+    QCOMPARE(rowsOf(text, layout)[0].sample.time + quint64(7200000000), rows[0].sample.time);
+    second.zone = layout.zone; // for times that tell none
+    QVERIFY(takeLine("\t2024-02-05 13:45:10+02:00\t1\t2\n", second, sample));
+    QCOMPARE(sample.time + quint64(7200000000), start);
+    QVERIFY(takeLine("\t2024-02-05 13:45:10\t1\t2\n", second, sample));
+    QCOMPARE(sample.time + quint64(3600000000), start);
 }
 
 void TestCsvSamples::ownExport()

@@ -132,6 +132,17 @@ private slots:
             },
             {QStringLiteral("Event_9.norvexevent overlapping")});
         row(
+            "block a symbolic link",
+            [=](const SensorFolder &f) {
+                const QString elsewhere = f.session() + QStringLiteral("/elsewhere");
+                return QFile::rename(f.file(block), elsewhere) && QFile::link(elsewhere, f.file(block));
+            },
+            {block + QStringLiteral(" missing")}, 0, 0);
+        row(
+            "kept configuration spoilt",
+            [](const SensorFolder &f) { return writeFile(f.file(QStringLiteral("config_last.norvexconfig")), "junk"); },
+            {}, 1);
+        row(
             "index gone", [](const SensorFolder &f) { return QFile::remove(f.index()); },
             {block + QStringLiteral(" unlisted"), event + QStringLiteral(" unlisted")}, 1);
         row(

@@ -275,9 +275,12 @@ void arcPlotDisplay::Private::placeCursor(int cursorNumber, std::optional<quint6
 bool arcPlotDisplay::Private::removeCursors()
 {
     const bool any = model.cursors[0] || model.cursors[1];
+    const bool choseFrame = model.cursorRange().has_value();
     model.cursors[0].reset();
     model.cursors[1].reset();
     updateOverlay();
+    if (choseFrame)
+        emit q->timeFrameSelected(0, 0);
     return any;
 }
 

@@ -1,5 +1,7 @@
 #include "display/sensors/importtabledialog.h"
 
+#include "data/csvtime.h"
+
 #include <QComboBox>
 #include <QDateTime>
 #include <QDialogButtonBox>
@@ -46,6 +48,9 @@ ImportTableDialog::ImportTableDialog(const QString &fileName, const QByteArray &
     const QStringList formats = csvsamples::timeFormatNames();
     for (int i = 0; i < formats.size(); ++i)
         m_time->addItem(formats.at(i), i);
+    m_zone = choice(QStringLiteral("cb_zone"), tr("Times without a zone"));
+    m_zone->addItem(tr("UTC"));
+    m_zone->addItem(tr("Local, %1").arg(QString::fromUtf8(QTimeZone::systemTimeZoneId())));
     const QString names[] = {tr("Time column"), tr("Voltage column"), tr("Current column")};
     for (int i = 0; i < 3; ++i)
         m_columnChoices[i] = choice(QStringLiteral("cb_column%1").arg(i), names[i]);
@@ -54,6 +59,7 @@ ImportTableDialog::ImportTableDialog(const QString &fileName, const QByteArray &
     left->addRow(tr("Delimiter"), m_delimiter);
     left->addRow(tr("Decimal sign"), m_decimal);
     left->addRow(tr("Time format"), m_time);
+    left->addRow(tr("Times without a zone"), m_zone);
     auto *right = new QFormLayout;
     for (int i = 0; i < 3; ++i)
         right->addRow(names[i], m_columnChoices[i]);
@@ -64,7 +70,6 @@ ImportTableDialog::ImportTableDialog(const QString &fileName, const QByteArray &
     m_rows = new QTableWidget(0, 3);
     m_rows->setObjectName(QStringLiteral("tw_preview"));
     m_rows->setHorizontalHeaderLabels({tr("Time (UTC)"), tr("Voltage [V]"), tr("Current [A]")});
-    m_rows->setAccessibleName(tr("Preview"));
     m_rows->setAccessibleName(tr("Preview"));
     m_rows->setEditTriggers(QAbstractItemView::NoEditTriggers);
     m_rows->horizontalHeader()->setSectionResizeMode(QHeaderView::Stretch);
@@ -92,6 +97,7 @@ ImportTableDialog::ImportTableDialog(const QString &fileName, const QByteArray &
     m_delimiter->setCurrentIndex(qMax(0, m_delimiter->findData(m_layout.delimiter)));
     m_decimal->setCurrentIndex(qMax(0, m_decimal->findData(m_layout.decimalSign)));
     m_time->setCurrentIndex(qMax(0, m_time->findData(int(m_layout.timeFormat))));
+    m_zone->setCurrentIndex(m_layout.zone.isValid() ? 1 : 0);
     m_filling = false;
     fillColumns();
     showRows();
@@ -134,6 +140,7 @@ void ImportTableDialog::choicesChanged()
     m_layout.delimiter = delimiter;
     m_layout.decimalSign = m_decimal->currentData().toChar();
     m_layout.timeFormat = csvsamples::TimeFormat(m_time->currentData().toInt());
+    m_layout.zone = m_zone->currentIndex() == 1 ? QTimeZone::systemTimeZone() : QTimeZone();
     m_layout.timeColumn = m_columnChoices[0]->currentIndex();
     m_layout.voltageColumn = m_columnChoices[1]->currentIndex();
     m_layout.currentColumn = m_columnChoices[2]->currentIndex();
@@ -144,6 +151,10 @@ void ImportTableDialog::choicesChanged()
 
 void ImportTableDialog::showRows()
 {
+    const bool asksForZone = csvtime::mayLackZone(m_layout.timeFormat);
+    m_zone->setEnabled(asksForZone);
+    m_zone->setToolTip(asksForZone ? tr("The times are shown as they are stored, in UTC.")
+                                   : tr("Times of this format are always UTC."));
     const QVector<csvsamples::Row> rows = csvsamples::rowsOf(m_beginning, m_layout, rowsShown);
     m_rows->clearSpans();
     m_rows->setRowCount(rows.size());

@@ -11,7 +11,7 @@ class QPushButton;
 class QTableWidget;
 
 /// Shows the beginning of a text table as it will be read, so that the user can confirm or correct what was detected:
-/// delimiter, decimal sign, time format, columns. GUI thread; reads nothing but the bytes it is given.
+/// delimiter, decimal sign, time format, zone, columns. GUI thread; reads nothing but the bytes it is given.
 class ImportTableDialog : public QDialog
 {
     Q_OBJECT
@@ -34,6 +34,7 @@ private:
     QComboBox *m_delimiter = nullptr;
     QComboBox *m_decimal = nullptr;
     QComboBox *m_time = nullptr;
+    QComboBox *m_zone = nullptr;
     QComboBox *m_columnChoices[3] = {nullptr, nullptr, nullptr}; // time, voltage, current
     QTableWidget *m_rows = nullptr;
     QLabel *m_summary = nullptr;

@@ -9,6 +9,7 @@
 #include "display/sensors/importtabledialog.h"
 #include "display/sensors/reanalysisresultdialog.h"
 #include "recipe/reconfiguresensordialog.h"
+#include "session/appsettings.h"
 #include "session/sessionimport.h"
 
 #include <QFile>
@@ -18,6 +19,7 @@
 namespace {
 
 constexpr qint64 previewBytes = 64 * 1024;
+const QString localTimesKey = QStringLiteral("importTable/localTimes");
 
 } // namespace
 
@@ -26,7 +28,7 @@ SensorCare::SensorCare(QWidget *window, Prompts &prompts, const std::shared_ptr<
     : m_window(window), m_prompts(prompts), m_store(store), m_sessionFolder(sessionFolder)
 {}
 
-bool SensorCare::importTable()
+bool SensorCare::importTable(AppSettings &settings)
 {
     const QString path = m_prompts.openFile(m_window, tr("Import Ext Data"), QFileInfo(m_sessionFolder).path(),
                                             tr("Tables (*.csv *.txt *.tsv);;All files (*)"));
@@ -40,11 +42,14 @@ bool SensorCare::importTable()
     }
     const QByteArray beginning = file.read(previewBytes);
     file.close();
-    const csvsamples::Preview preview = csvsamples::previewOf(path);
+    csvsamples::Preview preview = csvsamples::previewOf(path);
+    if (settings.value(localTimesKey, false).toBool())
+        preview.layout.zone = QTimeZone::systemTimeZone();
     ImportTableDialog dialog(QFileInfo(path).fileName(), beginning, preview, m_window);
     if (execNested(dialog) != QDialog::Accepted)
         return false;
     const csvsamples::Layout layout = dialog.layoutOfTable();
+    settings.setValue(localTimesKey, layout.zone.isValid());
     ImportOutcome outcome;
     runJob(m_window, tr("Import Ext Data"),
            [&](JobProgress &progress) { outcome = ::importTable(path, layout, *m_store, m_sessionFolder, &progress); });

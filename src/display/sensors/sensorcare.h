@@ -5,6 +5,7 @@
 
 #include <memory>
 
+class AppSettings;
 class Prompts;
 class QWidget;
 class norvexData;
@@ -19,8 +20,8 @@ public:
     SensorCare(QWidget *window, Prompts &prompts, const std::shared_ptr<norvexData> &store,
                const QString &sessionFolder);
 
-    /// True when samples were added.
-    bool importTable();
+    /// True when samples were added. The settings keep what zone the last table's times had.
+    bool importTable(AppSettings &settings);
     /// Asks for a configuration, looks at the stored events with it and shows what changed its class. What is displayed
     /// does not change by it.
     enum class Reanalysed { Nothing, Done, Show };

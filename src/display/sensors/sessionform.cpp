@@ -226,7 +226,8 @@ void SessionForm::addCard(const QString &serial)
         connect(added, &dataObjectWidget::exportRequested, this,
                 [this, added] { exportStore(added, ExportKind::FixedFiles); });
         connect(added, &dataObjectWidget::importExtDataRequested, this, [this, added] {
-            SensorCare(this, m_context.prompts, added->store(), m_context.session.path()).importTable();
+            SensorCare(this, m_context.prompts, added->store(), m_context.session.path())
+                .importTable(m_context.settings);
             refreshDisplays(0);
         });
         connect(added, &dataObjectWidget::reanalysisRequested, this, [this, added] {

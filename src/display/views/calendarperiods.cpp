@@ -54,15 +54,15 @@ QString CalendarPeriods::name(Period period)
 {
     switch (period) {
     case Minute:
-        return QStringLiteral("minute");
+        return QCoreApplication::translate("CalendarPeriods", "minute");
     case Hour:
-        return QStringLiteral("hour");
+        return QCoreApplication::translate("CalendarPeriods", "hour");
     case Day:
-        return QStringLiteral("day");
+        return QCoreApplication::translate("CalendarPeriods", "day");
     case Week:
         break;
     }
-    return QStringLiteral("week");
+    return QCoreApplication::translate("CalendarPeriods", "week");
 }
 
 qint64 CalendarPeriods::offsetAt(quint64 time) const

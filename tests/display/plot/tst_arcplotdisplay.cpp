@@ -258,6 +258,8 @@ void TestArcPlotDisplay::cursorsMeasure()
     QCOMPARE(cells.value(8), QStringLiteral("100"));
     QTest::keyClick(m_display.get(), Qt::Key_Escape);
     QVERIFY(!m_display->cursorRange());
+    QCOMPARE(frame.count(), 2);
+    QCOMPARE(frame.last(), QVariantList({quint64(0), quint64(0)}));
     QVERIFY(back.isEmpty());
     QTest::keyClick(m_display.get(), Qt::Key_Escape);
     QCOMPARE(back.count(), 1);
