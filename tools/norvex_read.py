@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# Copyright 2026 Kelvaris. Part of Norvex, under its licence.
 """Reads what Norvex recorded, with nothing but Python's standard library. See docs/formats.md.
 
 As a program:
