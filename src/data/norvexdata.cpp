@@ -35,6 +35,15 @@ QByteArray sensorPayload(const QString &serial, const QString &chamber)
     return payload;
 }
 
+/// Files and sensors are not trusted: with these limits no sum or difference of two bases and a time overflows.
+bool isPossible(const SensorTimeLine &line)
+{
+    constexpr qint64 largestBaseUs = 4'610'000'000'000'000'000;
+    constexpr qint64 largestUptimeMs = largestBaseUs / 1000;
+    return line.baseUs >= -largestBaseUs && line.baseUs <= largestBaseUs && line.uptimeMs >= 0 &&
+           line.uptimeMs <= largestUptimeMs;
+}
+
 /// The block cannot take or tell anything and waiting does not help: its file is damaged or gone.
 bool isLost(const dataBlock &block)
 {
@@ -323,6 +332,8 @@ void norvexData::configureDetector()
 
 void norvexData::setTimeLine(const SensorTimeLine &line)
 {
+    if (!isPossible(line))
+        return;
     bool restarted = false;
     {
         const QMutexLocker locker(&m_dataLock);

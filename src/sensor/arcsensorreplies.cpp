@@ -158,8 +158,9 @@ void arcSensor::Private::takeStatus(const QByteArray &data)
         return;
     }
     m_failedPages.remove(int(eMessage::Status));
-    const bool restarted = m_uptimeMs >= 0 && m_status.uptimeMs >= 0 && m_status.uptimeMs < m_uptimeMs;
-    m_uptimeMs = m_status.uptimeMs;
+    const qint64 uptimeMs = timebase::usableUptimeMs(m_status.uptimeMs);
+    const bool restarted = m_uptimeMs >= 0 && uptimeMs >= 0 && uptimeMs < m_uptimeMs;
+    m_uptimeMs = uptimeMs;
     m_statusArrivedMs = m_clock.steadyMs();
     later([this] { emit q->statusUpdate(QStringLiteral("New Status")); });
     if (restarted) {

@@ -10,6 +10,7 @@
 namespace {
 
 constexpr int loggedReply = 1024; // bytes
+constexpr int mostMembers = 1000; // of a recipe; each that is left over counts as a step of half a kilobyte
 
 QLatin1String nameOf(eMessage kind)
 {
@@ -22,7 +23,8 @@ QLatin1String nameOf(eMessage kind)
 bool arcSensor::Private::holdsRecipe(const QByteArray &data)
 {
     const QJsonObject object = parseJson(data).object();
-    return object.contains(QLatin1String("recipe_name")) || object.contains(QLatin1String("step_01"));
+    return object.size() <= mostMembers &&
+           (object.contains(QLatin1String("recipe_name")) || object.contains(QLatin1String("step_01")));
 }
 
 PostOutcome arcSensor::Private::post(eMessage kind, const QByteArray &body)

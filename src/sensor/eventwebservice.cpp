@@ -23,6 +23,7 @@
 namespace {
 
 constexpr int headerSize = 21;
+constexpr std::size_t mostSamples = 65535; // that a binary record can announce; a textual one holds no more either
 
 /// Little-endian fields of a buffer that may end early; what is missing is zero.
 class Bytes
@@ -73,7 +74,7 @@ float finite(float value)
 std::vector<float> floats(std::string_view value)
 {
     std::vector<float> out;
-    for (const std::string &entry : linepage::list(value))
+    for (const std::string &entry : linepage::list(value, mostSamples))
         out.push_back(finite(float(linepage::number(entry))));
     return out;
 }

@@ -101,7 +101,7 @@ std::string text(std::string_view value)
     return std::string(view);
 }
 
-std::vector<std::string> list(std::string_view value)
+std::vector<std::string> list(std::string_view value, std::size_t most)
 {
     const std::string bare = withoutBrackets(chopped(value));
     std::vector<std::string> entries;
@@ -111,7 +111,7 @@ std::vector<std::string> list(std::string_view value)
     for (;;) {
         const std::size_t comma = bare.find(',', start);
         entries.push_back(bare.substr(start, comma - start));
-        if (comma == std::string::npos)
+        if (comma == std::string::npos || entries.size() >= most)
             return entries;
         start = comma + 1;
     }

@@ -38,8 +38,8 @@ bool containsKey(std::string_view name, std::string_view key);
 std::string_view chopped(std::string_view value);
 /// A raw value as text: chopped, brackets removed, trimmed, and one double quote taken off each end independently.
 std::string text(std::string_view value);
-/// A raw value as the entries of a list; an empty list has none. Entries keep their white space.
-std::vector<std::string> list(std::string_view value);
+/// A raw value as the entries of a list, as many as `most`; an empty list has none. Entries keep their white space.
+std::vector<std::string> list(std::string_view value, std::size_t most = std::string_view::npos);
 
 /// The number a text stands for; 0 when it is none or not a finite one. White space around it does not matter.
 double number(std::string_view text, bool *ok = nullptr);

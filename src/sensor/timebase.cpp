@@ -7,9 +7,15 @@ namespace {
 
 constexpr qint64 allowedLeadUs = 5'000'000;
 constexpr qint64 arrivalJitterMs = 1500;
+constexpr qint64 largestUptimeMs = 4'600'000'000'000'000;
 constexpr qint64 largestRawUs = 4'600'000'000'000'000'000; // leaves room to add and subtract
 
 } // namespace
+
+qint64 usableUptimeMs(qint64 saidMs)
+{
+    return saidMs < 0 || saidMs > largestUptimeMs ? -1 : saidMs;
+}
 
 bool hasRestarted(const SensorTimeLine &last, const TimeBaseCandidate &candidate, qint64 newestRawUs)
 {

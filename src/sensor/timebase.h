@@ -15,6 +15,9 @@ struct TimeBaseCandidate
 
 namespace timebase {
 
+/// What a sensor says of its uptime as far as it can be reckoned with; -1, as of one that says nothing, for the rest.
+qint64 usableUptimeMs(qint64 saidMs);
+
 /// Sensor times at or past this are counted from the epoch already (the first second of 2000).
 constexpr qint64 absoluteUs = 946'684'800'000'000;
 

@@ -136,8 +136,9 @@ bool StatusWebservice::decode(const QByteArray &reply)
     sensor_temperature = object.value(QLatin1String("sensor_temperature")).toDouble();
     configuration_access = object.value(QLatin1String("configuration_access")).toString();
     const QJsonValue up = object.value(QLatin1String("uptime"));
-    uptimeMs = -1;
-    uptime = wholeValue(up, uptimeMs) ? QString::number(uptimeMs) : up.toString();
+    qint64 said = -1;
+    uptime = wholeValue(up, said) ? QString::number(said) : up.toString();
+    uptimeMs = std::max<qint64>(said, -1);
     sensor_time = object.value(QLatin1String("sensor_time")).toString();
     fifo_resets = bounded<qint32>(object.value(QLatin1String("fifo_resets")).toDouble());
     return true;

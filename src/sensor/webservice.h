@@ -56,7 +56,7 @@ public:
     double sensor_temperature = 0; // degrees Celsius
     QString configuration_access;
     QString uptime;       // as sent
-    qint64 uptimeMs = -1; // the same as a number; -1 when the sensor did not say
+    qint64 uptimeMs = -1; // the same as a number; -1 when the sensor did not say, or something negative
     QString sensor_time;
     qint32 fifo_resets = 0;
 };

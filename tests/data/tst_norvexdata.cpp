@@ -3,6 +3,8 @@
 
 #include <QtTest>
 
+#include <limits>
+
 namespace {
 
 constexpr quint64 start = 1700000000000000ULL;
@@ -166,6 +168,11 @@ void TestNorvexData::newTimeLine()
     QCOMPARE(blockSizes(store), QStringLiteral("4 4"));
     QCOMPARE(store.takeFinishedRuns(), 1);
     QCOMPARE(runsOf(store), QStringLiteral("5.9-7 50 V 0 A 0 steps"));
+    QCOMPARE(store.timeLine().baseUs, qint64(-8000000));
+    // A damaged file may say anything; sums with these would overflow.
+    constexpr qint64 most = std::numeric_limits<qint64>::max();
+    for (const SensorTimeLine &line : {SensorTimeLine{true, most, 1}, {true, -most, 1}, {true, 1, most}, {true, 1, -1}})
+        store.setTimeLine(line);
     QCOMPARE(store.timeLine().baseUs, qint64(-8000000));
 }
 

@@ -37,6 +37,7 @@ private slots:
     void reconnectKeepsTimesAndDoublesNothing_data();
     void reconnectKeepsTimesAndDoublesNothing();
     void restartedSensorGetsANewTimeLine();
+    void claimsBeyondReason();
     void unreadablePagesLoseNothing();
 };
 
@@ -302,6 +303,23 @@ void TestArcSensorFailures::restartedSensorGetsANewTimeLine()
     WAIT_FOR(peer.clears.size() >= 2);
     QVERIFY(c.store->timeLine().baseUs > base + 50'000'000);
     QCOMPARE(c.times().size(), 40);
+}
+
+void TestArcSensorFailures::claimsBeyondReason()
+{
+    FakeSensor peer;
+    peer.uptimeMs = 5'000'000'000'000'000'000; // too much to be counted in us
+    peer.recipe = "{\"recipe_name\":\"Etch\"";
+    for (int i = 0; i < 5000; ++i)
+        peer.recipe += ",\"" + QByteArray::number(i) + "\":1";
+    peer.recipe += '}';
+    peer.produce(20);
+    Connection c(peer);
+    WAIT_FOR(!peer.clears.isEmpty());
+    QCOMPARE(c.times().size(), 20);
+    const qint64 lastMs = qint64(c.times().last() / 1000);
+    QVERIFY(qAbs(lastMs - QDateTime::currentMSecsSinceEpoch()) < 600'000);
+    QVERIFY(c.store->recipe().numberOfSteps() < 1000);
 }
 
 void TestArcSensorFailures::unreadablePagesLoseNothing()

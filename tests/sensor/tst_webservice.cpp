@@ -155,6 +155,9 @@ void TestWebservice::status()
     QVERIFY(status.decode("{\"uptime\":\"a while\"}"));
     QCOMPARE(status.uptime, QStringLiteral("a while"));
     QCOMPARE(status.uptimeMs, qint64(-1));
+    QVERIFY(status.decode("{\"uptime\":-13}"));
+    QCOMPARE(status.uptime, QStringLiteral("-13"));
+    QCOMPARE(status.uptimeMs, qint64(-1));
 }
 
 void TestWebservice::binaryEvents()
@@ -243,6 +246,10 @@ void TestWebservice::textualEvents_data()
     QTest::newRow("uneven lists") << QByteArray("{\r\n\"Time_us\":1,\r\n\"Voltage\":[1,2,3],\r\n\"Current_Ir\":[1],\r\n"
                                                 "\"Current_Ii\":[1,2],\r\n}")
                                   << QStringLiteral("11 1 0  1");
+    const QByteArray many = '[' + QByteArray("7,").repeated(70000) + "7],\r\n";
+    QTest::newRow("more than a binary record holds")
+        << "{\r\n\"Time_us\":1,\r\n\"Voltage\":" + many + "\"Current_Ir\":" + many + "\"Current_Ii\":" + many
+        << QStringLiteral("11 1 0  65535");
     QTest::newRow("count reply") << QByteArray("{\r\n\"Event Count\":12\r\n}") << QStringLiteral("10 1 0  0");
 }
 
