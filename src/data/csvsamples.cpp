@@ -179,13 +179,23 @@ bool takeCells(const QStringList &cells, const Layout &layout, SamplePoint &samp
     return true;
 }
 
-/// Bad lines at the top must not take the good ones between them along.
+/// Numbers and times that each fit alone need not make one sample together.
+bool countSamples(const QVector<TableRow> &rows, Reading &reading)
+{
+    SamplePoint unused;
+    const auto isSample = [&](const TableRow &row) { return takeCells(row.cells, reading.layout, unused); };
+    reading.lines = static_cast<int>(std::count_if(rows.cbegin(), rows.cend(), isSample));
+    return reading.lines > 0;
+}
+
+/// Bad lines at the top must not take the good ones between them along, nor fill the preview.
 void beginAtFirstSample(const QVector<TableRow> &rows, Layout &layout)
 {
     SamplePoint unused;
     const auto isSample = [&](const TableRow &row) { return takeCells(row.cells, layout, unused); };
-    const auto first = std::find_if(rows.cbegin(), rows.cbegin() + layout.firstLine, isSample);
-    layout.firstLine = static_cast<int>(first - rows.cbegin());
+    const int first = static_cast<int>(std::find_if(rows.cbegin(), rows.cend(), isSample) - rows.cbegin());
+    if (first < layout.firstLine || first >= layout.firstLine + previewRows)
+        layout.firstLine = first;
 }
 
 Reading read(const QStringList &lines, QChar delimiter, QChar decimalSign)
@@ -209,8 +219,7 @@ Reading read(const QStringList &lines, QChar delimiter, QChar decimalSign)
         const int width = data.constFirst().cells.size();
         reading.columns = above.size() >= fewestCells && above.size() + 1 >= width ? above : QStringList();
         reading.layout.firstLine = first;
-        if (findColumns(data, reading)) {
-            reading.lines = data.size();
+        if (findColumns(data, reading) && countSamples(data, reading)) {
             beginAtFirstSample(rows, reading.layout);
             return reading;
         }

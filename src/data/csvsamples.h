@@ -68,8 +68,9 @@ struct Preview
 
 /// From the first bytes of a file (64 KiB are plenty).
 Preview detect(const QByteArray &beginning);
+constexpr int previewRows = 20;
 /// The rows of a beginning as a layout reads them, for a layout that was corrected.
-QVector<Row> rowsOf(const QByteArray &beginning, const Layout &layout, int count = 20);
+QVector<Row> rowsOf(const QByteArray &beginning, const Layout &layout, int count = previewRows);
 /// Reads the beginning of a file and detects; a file's elapsed times are counted back from its last change.
 Preview previewOf(const QString &path);
 
