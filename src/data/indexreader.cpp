@@ -421,7 +421,7 @@ IndexContent indexfile::read(const QByteArray &bytes)
         const std::size_t end = rest.find('\n');
         Text line = rest.substr(0, end);
         rest.remove_prefix(end == Text::npos ? rest.size() : end + 1);
-        if (!line.empty() && line.back() == '\r')
+        while (!line.empty() && line.back() == '\r') // also where a program has made two of one
             line.remove_suffix(1);
         reader.takeLine(line, rest.size());
     }
