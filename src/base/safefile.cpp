@@ -97,6 +97,17 @@ bool writeAll(QIODevice &file, const char *bytes, qint64 size, QString *error)
     return true;
 }
 
+bool readExactly(QIODevice &file, void *buffer, qint64 size)
+{
+    for (qint64 done = 0; done < size;) {
+        const qint64 got = file.read(static_cast<char *>(buffer) + done, size - done);
+        if (got <= 0)
+            return false;
+        done += got;
+    }
+    return true;
+}
+
 bool writeFileSafely(const QString &path, const QByteArray &bytes, QString *error)
 {
     SafeFile file(path);

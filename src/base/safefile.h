@@ -50,6 +50,9 @@ private:
 /// only when it is given the rest.
 bool writeAll(QIODevice &file, const char *bytes, qint64 size, QString *error);
 
+/// True when `size` bytes were read into `buffer`.
+bool readExactly(QIODevice &file, void *buffer, qint64 size);
+
 /// Replaces the file at `path` by `bytes` with a SafeFile. On failure `error` (when given) says why.
 bool writeFileSafely(const QString &path, const QByteArray &bytes, QString *error = nullptr);
 

@@ -1,6 +1,7 @@
 #include "data/blockfile.h"
 
 #include "base/coretext.h"
+#include "base/safefile.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -52,19 +53,6 @@ int decodeHeader(const uchar *bytes, qint64 size, Content &content)
     if (!content.complete)
         content.reason = CoreText::tr("%1 of %2 records are readable").arg(readable).arg(content.announced);
     return static_cast<int>(readable);
-}
-
-/// True when `size` bytes were read into `buffer`.
-bool readExactly(QFile &file, uchar *buffer, qint64 size)
-{
-    qint64 done = 0;
-    while (done < size) {
-        const qint64 got = file.read(reinterpret_cast<char *>(buffer) + done, size - done);
-        if (got <= 0)
-            return false;
-        done += got;
-    }
-    return true;
 }
 
 bool readRecords(QFile &file, int count, Content &content)

@@ -1,6 +1,7 @@
 #include "data/blockscan.h"
 
 #include "base/coretext.h"
+#include "base/safefile.h"
 #include "data/blockfile.h"
 
 #include <QFile>
@@ -13,18 +14,6 @@
 namespace {
 
 constexpr int pieceBytes = 120 * 1024; // stays in the processor's cache
-
-bool readExactly(QFile &file, uchar *buffer, qint64 size)
-{
-    qint64 done = 0;
-    while (done < size) {
-        const qint64 got = file.read(reinterpret_cast<char *>(buffer) + done, size - done);
-        if (got <= 0)
-            return false;
-        done += got;
-    }
-    return true;
-}
 
 bool fail(QString *reason, const QString &text)
 {
