@@ -6,7 +6,7 @@
 #include <QPixmap>
 #include <QWidget>
 
-QIcon swatchIcon(const QWidget &widget, const QString &colour)
+QIcon textHighIcon(const QWidget &widget, const std::function<void(QPainter &painter, int side)> &paint)
 {
     const qreal scale = widget.devicePixelRatioF();
     const int side = widget.fontMetrics().ascent();
@@ -15,12 +15,19 @@ QIcon swatchIcon(const QWidget &widget, const QString &colour)
     pixmap.fill(Qt::transparent);
     QPainter painter(&pixmap);
     painter.setRenderHint(QPainter::Antialiasing);
+    paint(painter, side);
+    return QIcon(pixmap);
+}
+
+QIcon swatchIcon(const QWidget &widget, const QString &colour)
+{
     QColor edge = widget.palette().color(QPalette::WindowText);
     edge.setAlphaF(0.4);
-    painter.setPen(QPen(edge, 1));
-    painter.setBrush(QColor(colour));
-    painter.drawRoundedRect(QRectF(0.5, 0.5, side - 1.0, side - 1.0), 2, 2);
-    return QIcon(pixmap);
+    return textHighIcon(widget, [&](QPainter &painter, int side) {
+        painter.setPen(QPen(edge, 1));
+        painter.setBrush(QColor(colour));
+        painter.drawRoundedRect(QRectF(0.5, 0.5, side - 1.0, side - 1.0), 2, 2);
+    });
 }
 
 bool isOnDark(const QWidget &widget)

@@ -4,6 +4,8 @@ Arguments of every test: TOOLS_FOLDER PROGRAMS_FOLDER [...]"""
 import os
 import subprocess
 import sys
+import tempfile
+import unittest
 
 tools, folder = sys.argv[1:3]
 sys.path.insert(0, tools)
@@ -23,6 +25,15 @@ def run_cli(*arguments, code=0):
     return result
 
 
-def live_in(home):
-    """Settings and locks of the programs stay below this folder."""
-    os.environ.update(HOME=home, XDG_DATA_HOME=home + "/data", XDG_CONFIG_HOME=home + "/config")
+class SessionCase(unittest.TestCase):
+    """Tests of one session: `home`, an empty place of their own, and `folder` in it, where setUpClass makes one."""
+    maxDiff = 2000
+
+    @classmethod
+    def setUpClass(cls):
+        temporary = tempfile.TemporaryDirectory()
+        cls.addClassCleanup(temporary.cleanup)
+        cls.home = temporary.name
+        # Settings and locks of the programs stay below it.
+        os.environ.update(HOME=cls.home, XDG_DATA_HOME=cls.home + "/data", XDG_CONFIG_HOME=cls.home + "/config")
+        cls.folder = os.path.join(cls.home, "session")

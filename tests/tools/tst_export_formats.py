@@ -13,10 +13,9 @@ import shutil
 import sqlite3
 import struct
 import sys
-import tempfile
 import unittest
 
-from programs import live_in, norvex_read, run_cli
+from programs import norvex_read, run_cli, SessionCase
 
 example = sys.argv[3]
 
@@ -64,15 +63,10 @@ def read_lines(path):
     return points
 
 
-class Formats(unittest.TestCase):
-    maxDiff = 2000
-
+class Formats(SessionCase):
     @classmethod
     def setUpClass(cls):
-        cls.temporary = tempfile.TemporaryDirectory()
-        home = cls.temporary.name
-        live_in(home)
-        cls.folder = os.path.join(home, "session")
+        super().setUpClass()
         shutil.copytree(example, cls.folder)
         folder, = (name for name in os.listdir(cls.folder) if os.path.isdir(os.path.join(cls.folder, name)))
         block = os.path.join(cls.folder, folder, "block_1.norvexdata")
@@ -93,12 +87,8 @@ class Formats(unittest.TestCase):
         cls.sensor, cls.second = cls.session.sensors
         cls.serial = cls.sensor.serial
 
-    @classmethod
-    def tearDownClass(cls):
-        cls.temporary.cleanup()
-
     def export(self, name, *arguments):
-        out = os.path.join(self.temporary.name, name)
+        out = os.path.join(self.home, name)
         cli("export", self.folder, "--out", out, *arguments)
         return out
 
@@ -210,10 +200,10 @@ class Formats(unittest.TestCase):
         out = self.export("twice.sqlite", "--format", "sqlite")
         cli("export", self.folder, "--out", out, "--format", "sqlite", code=14)
         cli("export", self.folder, "--out", out, "--format", "sqlite", "--force")
-        missing = os.path.join(self.temporary.name, "nowhere", "a.sqlite")
+        missing = os.path.join(self.home, "nowhere", "a.sqlite")
         self.assertIn("Unable to create file", cli("export", self.folder, "--out", missing, "--format", "sqlite",
                                                    code=14))
-        left = [name for name in os.listdir(self.temporary.name) if "tmp" in name or "journal" in name]
+        left = [name for name in os.listdir(self.home) if "tmp" in name or "journal" in name]
         self.assertEqual(left, [])
 
 

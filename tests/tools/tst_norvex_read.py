@@ -11,11 +11,10 @@ import os
 import struct
 import subprocess
 import sys
-import tempfile
 import time
 import unittest
 
-from programs import live_in, norvex_read, program, run_cli
+from programs import norvex_read, program, run_cli, SessionCase
 
 
 @contextlib.contextmanager
@@ -59,15 +58,10 @@ def data_rows(path, first_cell):
     return rows[next(i for i, row in enumerate(rows) if row and row[0] == first_cell) + 1:]
 
 
-class Reading(unittest.TestCase):
-    maxDiff = 2000
-
+class Reading(SessionCase):
     @classmethod
     def setUpClass(cls):
-        cls.temporary = tempfile.TemporaryDirectory()
-        home = cls.temporary.name
-        live_in(home)
-        cls.folder = os.path.join(home, "session")
+        super().setUpClass()
         with simulated_sensor("--rate", "500", "--run-length", "2", "--pause-length", "9", "--speed", "6",
                               "--preload", "5000,2") as address:
             record_until_killed(cls.folder, address + ",Etch 1")
@@ -77,10 +71,6 @@ class Reading(unittest.TestCase):
         cls.info = json.loads(run_cli("info", cls.folder, "--json").stdout)
         cls.session = norvex_read.read_session(cls.folder)
         cls.sensor = cls.session.sensors[0]
-
-    @classmethod
-    def tearDownClass(cls):
-        cls.temporary.cleanup()
 
     def test_the_journal_of_a_killed_recorder_holds_what_the_program_finds_in_it(self):
         found, = (sensor.summary() for sensor in self.killed.sensors)
@@ -109,7 +99,7 @@ class Reading(unittest.TestCase):
             self.assertEqual((samples[0].time, samples[-1].time), (first, last))
 
     def test_values_are_those_of_the_export(self):
-        out = os.path.join(self.temporary.name, "all.vi.csv")
+        out = os.path.join(self.home, "all.vi.csv")
         run_cli("export", self.folder, "--out", out)
         rows = data_rows(out, "Date Time")
         self.assertEqual(len(rows), len(self.sensor.samples))
