@@ -9,14 +9,19 @@
 #include <QTextBlock>
 #include <QTextCursor>
 #include <QTextDocumentFragment>
+#include <QTextLayout>
 #include <QTextTable>
 #include <QUrl>
+
+#include <cmath>
 
 namespace {
 
 constexpr int bodyPoints = 10;
 constexpr double codePoints = 8.5;
 constexpr double widestPicture = 600; // of the layout's 96 dots per inch; A4 within its margins has 640
+constexpr double fullEnough = 0.5;    // of a page, for the next chapter to begin a new one
+constexpr double lastLine = 0.01;     // of a page: half of what a line takes
 const QString fixedFamily = QStringLiteral("DejaVu Sans Mono");
 const QColor ink(0x22, 0x22, 0x22);
 const QColor rule(0xc8, 0xc8, 0xc8);
@@ -113,10 +118,8 @@ void GuideDocument::styleBlocks()
         QTextBlockFormat format = block.blockFormat();
         QTextCharFormat text;
         if (const int level = format.headingLevel()) {
-            format.setTopMargin(level == 1 ? 0 : level == 2 ? 16 : 10);
+            format.setTopMargin(level == 1 ? 40 : level == 2 ? 16 : 10);
             format.setBottomMargin(level == 1 ? 12 : 5);
-            if (level == 1 && block != m_document.begin())
-                format.setPageBreakPolicy(QTextFormat::PageBreak_AlwaysBefore);
         } else if (format.hasProperty(QTextFormat::BlockCodeFence) ||
                    format.hasProperty(QTextFormat::BlockCodeLanguage) || format.nonBreakableLines()) {
             format.setBackground(shade);
@@ -203,6 +206,48 @@ void GuideDocument::layOut(const QSizeF &page, QPaintDevice *device)
 {
     m_document.documentLayout()->setPaintDevice(device);
     m_document.setPageSize(page);
+    breakPages();
+}
+
+/// The middle of its first line, which may be a page below where the block begins.
+double GuideDocument::middleOf(const QTextBlock &block) const
+{
+    const QRectF place = m_document.documentLayout()->blockBoundingRect(block);
+    const QTextLayout *const layout = block.layout();
+    if (layout->lineCount() == 0)
+        return place.center().y();
+    return place.top() - layout->boundingRect().top() + layout->lineAt(0).rect().center().y();
+}
+
+/// All of it: the toolkit leaves out text when only a part is laid out again for pages.
+void GuideDocument::layOutAgain()
+{
+    m_document.markContentsDirty(0, m_document.characterCount());
+    m_document.pageCount();
+}
+
+void GuideDocument::breakPages()
+{
+    layOutAgain();
+    const double height = m_document.pageSize().height();
+    for (QTextBlock block = m_document.begin().next(); block.isValid(); block = block.next()) {
+        const int level = block.blockFormat().headingLevel();
+        const bool leads = level > 0 || block.text().endsWith(QLatin1Char(':'));
+        if (!leads || QTextCursor(block).currentTable())
+            continue;
+        const double top = std::fmod(middleOf(block), height);
+        const double below = middleOf(block.next()) - middleOf(block);
+        if ((level == 1 && top > fullEnough * height) || top + below + lastLine * height > height) {
+            QTextBlock first = block;
+            while (first.previous().blockFormat().headingLevel() > 0)
+                first = first.previous();
+            QTextBlockFormat format = first.blockFormat();
+            format.setTopMargin(0);
+            format.setPageBreakPolicy(QTextFormat::PageBreak_AlwaysBefore);
+            QTextCursor(first).setBlockFormat(format);
+            layOutAgain();
+        }
+    }
 }
 
 QVector<GuideDocument::Heading> GuideDocument::headings() const
@@ -223,7 +268,8 @@ void GuideDocument::paintPage(QPainter &painter, int page) const
 {
     const QSizeF size = m_document.pageSize();
     QAbstractTextDocumentLayout::PaintContext context;
-    context.clip = QRectF(QPointF(0, page * size.height()), size);
+    // Less than a line: what the next page begins with would draw its upper edge here.
+    context.clip = QRectF(0, page * size.height(), size.width(), size.height() - 2);
     context.palette.setColor(QPalette::Text, ink);
     painter.save();
     painter.translate(0, -page * size.height());

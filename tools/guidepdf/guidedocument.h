@@ -7,10 +7,11 @@
 #include <QVector>
 
 class QPainter;
+class QTextBlock;
 
-/// The chapters of a guide as one printable document: every chapter begins on a new page, pictures fit the page, and
-/// the headings know their pages. Links between chapters become plain text, as the PDF writer makes none within a file.
-/// GUI thread.
+/// The chapters of a guide as one printable document: a chapter begins on a new page unless much of the last one is
+/// free, headings stay with what they head, pictures fit the page, and the headings know their pages. Links between
+/// chapters become plain text, as the PDF writer makes none within a file. GUI thread.
 class GuideDocument
 {
 public:
@@ -39,6 +40,9 @@ private:
     void styleBlocks();
     void styleText();
     void styleTables();
+    void layOutAgain();
+    void breakPages();
+    double middleOf(const QTextBlock &block) const;
 
     QTextDocument m_document;
     QVector<QString> m_pictures; // resource names, in order
