@@ -14,20 +14,36 @@ bool EventList::addStored(const EventSummary &summary)
     return insert({summary, nullptr});
 }
 
+int EventList::addStored(const std::vector<EventSummary> &summaries)
+{
+    int refused = 0;
+    for (const EventSummary &summary : summaries)
+        refused += append({summary, nullptr}) ? 0 : 1;
+    for (QVector<ByTime> *order : {&m_events, &m_runs}) {
+        if (!std::is_sorted(order->cbegin(), order->cend(), isEarlier))
+            std::stable_sort(order->begin(), order->end(), isEarlier);
+    }
+    return refused;
+}
+
 bool EventList::insert(Entry entry)
+{
+    QVector<ByTime> &order = entry.summary.isRun() ? m_runs : m_events;
+    if (!append(std::move(entry)))
+        return false;
+    const auto last = order.end() - 1;
+    std::rotate(std::upper_bound(order.begin(), last, *last, isEarlier), last, order.end());
+    return true;
+}
+
+/// Behind all others, wherever its time belongs.
+bool EventList::append(Entry entry)
 {
     const EventKey key = keyOf(entry.summary);
     if (m_positions.contains(key))
         return false;
     const ByTime place{key.time, size()};
-    QVector<ByTime> &order = entry.summary.isRun() ? m_runs : m_events;
-    if (order.isEmpty() || order.constLast().time <= place.time) {
-        order.append(place);
-    } else {
-        const auto after = std::upper_bound(order.begin(), order.end(), place.time,
-                                            [](quint64 time, const ByTime &other) { return time < other.time; });
-        order.insert(after, place);
-    }
+    (entry.summary.isRun() ? m_runs : m_events).append(place);
     m_positions.insert(key, place.position);
     m_unsaved += entry.record ? 1 : 0;
     m_highestFileNumber = std::max(m_highestFileNumber, entry.summary.fileNumber);

@@ -24,6 +24,8 @@ public:
     /// False, and nothing added, for an event whose time and type are held already.
     bool add(std::shared_ptr<const EventRecord> record);
     bool addStored(const EventSummary &summary);
+    /// Many at once, in whatever order of time. Returns how many were held already.
+    int addStored(const std::vector<EventSummary> &summaries);
     /// The event's file is written: the record leaves memory.
     void markSaved(int position, const QString &fileName);
 
@@ -47,7 +49,9 @@ private:
         quint64 time;
         int position;
     };
+    static bool isEarlier(const ByTime &a, const ByTime &b) { return a.time < b.time; }
     bool insert(Entry entry);
+    bool append(Entry entry);
 
     std::vector<Entry> m_entries;
     QHash<EventKey, int> m_positions;

@@ -126,9 +126,7 @@ void StoreLoader::fill(const IndexContent &content)
     if (!content.recipe.isEmpty())
         m_store.m_recipe.fromJSON(content.recipe);
     fillBlocks(content);
-    int doubled = 0;
-    for (const EventSummary &event : content.events)
-        doubled += m_store.m_events.addStored(event) ? 0 : 1;
+    const int doubled = m_store.m_events.addStored(content.events);
     for (const QString &problem : content.problems)
         logWarning(QStringLiteral("norvexData::load: line skipped, %1").arg(problem));
     if (content.skippedLines > 0 || doubled > 0) {
@@ -170,6 +168,7 @@ QString StoreLoader::folderOfBlock(const QString &recordedFolder, const QString 
 void StoreLoader::fillBlocks(const IndexContent &content)
 {
     QSet<QString> names;
+    norvexData::Blocks blocks;
     for (const IndexBlock &line : content.blocks) {
         const QString folder = folderOfBlock(line.folder, line.file);
         const QFileInfo file(folder + QLatin1Char('/') + line.file);
@@ -183,7 +182,11 @@ void StoreLoader::fillBlocks(const IndexContent &content)
             block->describe(folder, line.file, line.firstTime, line.lastTime, blockfile::countFromSize(file.size()));
         else if (!block->fromFile(folder, file.filePath()))
             logWarning(QStringLiteral("norvexData::load: %1 cannot be read").arg(file.filePath()));
-        if (line.timesKnown || block->count() > 0)
-            m_store.takeBlock(block);
+        if (!line.timesKnown && block->count() == 0)
+            continue;
+        m_store.widenTimes(*block);
+        blocks.append(block);
     }
+    const QMutexLocker locker(&m_store.m_dataLock);
+    m_store.m_blocks += blocks;
 }

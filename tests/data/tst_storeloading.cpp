@@ -40,6 +40,7 @@ private slots:
     void linesWithoutTimes();
     void staleFolderNames();
     void hostileLines();
+    void eventsInAnyOrder();
     void leftoversAreRemoved();
     void damagedBlockIsNotWrittenOver();
     void lostBlockDoesNotStopTheRecording();
@@ -259,6 +260,23 @@ void TestStoreLoading::staleFolderNames()
     QCOMPARE(again.load(folder.session()), LoadOutcome::Loaded);
     QCOMPARE(everything(again), row(start, 50));
     QCOMPARE(again.waveform({start, eventtype::E11}), arcAt(start).samples);
+}
+
+void TestStoreLoading::eventsInAnyOrder()
+{
+    const SensorFolder folder;
+    const auto store = folder.newStore();
+    for (const quint64 second : {3, 1, 2, 1})
+        store->addEvent(arcAt(start + second * 1000000));
+    QVERIFY(store->save(folder.session()));
+    norvexData again;
+    again.setFolderName(folder.name());
+    QCOMPARE(again.load(folder.session()), LoadOutcome::Loaded);
+    QVERIFY(again.addEvent(arcAt(start)));
+    QVector<quint64> seconds;
+    for (const EventRecord &event : again.storedEvents(0, ~quint64(0)))
+        seconds += (event.time - start) / 1000000;
+    QCOMPARE(seconds, QVector<quint64>({0, 1, 2, 3}));
 }
 
 void TestStoreLoading::hostileLines()
