@@ -137,6 +137,8 @@ bool readWholeFile(const QString &path, QByteArray &bytes, qint64 maximumSize, Q
             *error = reason;
         return false;
     };
+    if (QFileInfo::exists(path) && !QFileInfo(path).isFile()) // a pipe would block the reader
+        return fail(CoreText::tr("%1 is not a file").arg(path));
     if (!file.open(QIODevice::ReadOnly))
         return fail(file.errorString());
     if (file.size() > maximumSize)

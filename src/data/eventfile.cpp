@@ -5,8 +5,6 @@
 #include "base/safefile.h"
 #include "data/datanames.h"
 
-#include <QFileInfo>
-
 namespace {
 
 enum Flag : qint32 { Overridden = 1, Named = 2, WithRecipe = 4 };
@@ -113,11 +111,6 @@ bool eventfile::decode(const QByteArray &bytes, EventRecord &event, QString *rea
 
 bool eventfile::read(const QString &path, EventRecord &event, QString *reason, Content content)
 {
-    if (!QFileInfo(path).isFile()) { // a pipe would block the reader
-        if (reason)
-            *reason = CoreText::tr("%1 is not a file").arg(path);
-        return false;
-    }
     QByteArray bytes;
     return readWholeFile(path, bytes, maximumSize, reason) && decode(bytes, event, reason, content);
 }

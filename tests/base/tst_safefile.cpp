@@ -229,7 +229,9 @@ private slots:
     void whatCannotBeReadHasAReason()
     {
         QByteArray bytes;
-        for (const QString &path : {m_folder->filePath(QStringLiteral("missing")), m_folder->path()}) {
+        const QString pipe = m_folder->filePath(QStringLiteral("pipe")); // reading it would never end
+        QProcess::execute(QStringLiteral("mkfifo"), {pipe});
+        for (const QString &path : {m_folder->filePath(QStringLiteral("missing")), m_folder->path(), pipe}) {
             QString error;
             QVERIFY(!readWholeFile(path, bytes, 1000, &error));
             QVERIFY(!error.isEmpty());
