@@ -204,9 +204,13 @@ Reading read(const QStringList &lines, QChar delimiter, QChar decimalSign)
     reading.layout.delimiter = delimiter;
     reading.layout.decimalSign = decimalSign;
     QVector<TableRow> rows;
+    rows.reserve(lines.size());
     for (const QString &line : lines) {
-        rows.append({split(line, delimiter), {}});
+        rows.append(TableRow());
+        if (line.count(delimiter) < fewestCells - 1)
+            continue; // whatever it holds, it is no line of a table
         TableRow &row = rows.last();
+        row.cells = split(line, delimiter);
         for (int i = 0; row.cells.size() >= fewestCells && i < row.cells.size(); ++i)
             row.traits.append(csvtime::traitsOf(row.cells.at(i), decimalSign));
     }
