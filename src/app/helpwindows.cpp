@@ -9,6 +9,7 @@
 #include <QDialogButtonBox>
 #include <QDir>
 #include <QHeaderView>
+#include <QScrollBar>
 #include <QStandardPaths>
 #include <QTableWidget>
 #include <QVBoxLayout>
@@ -85,7 +86,9 @@ void helpwindows::showShortcuts(QWidget *parent)
     auto *layout = new QVBoxLayout(dialog);
     layout->addWidget(table);
     layout->addWidget(buttons);
-    dialog->resize(dialog->fontMetrics().averageCharWidth() * 90, dialog->fontMetrics().height() * 28);
+    const int around = 2 * table->frameWidth() + table->verticalScrollBar()->sizeHint().width() +
+                       layout->contentsMargins().left() + layout->contentsMargins().right();
+    dialog->resize(table->horizontalHeader()->length() + around, dialog->fontMetrics().height() * 28);
     dialog->show();
 }
 

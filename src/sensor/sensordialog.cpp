@@ -10,6 +10,8 @@
 #include <QLabel>
 #include <QPushButton>
 
+#include <algorithm>
+
 namespace {
 
 const QString neutralColour = QStringLiteral("background-color: #F0F0F0;");
@@ -98,7 +100,10 @@ SensorDialog::~SensorDialog() = default;
 
 void SensorDialog::setUp()
 {
-    ui->sensorTable->setMinimumWidth(fontMetrics().averageCharWidth() * 48);
+    const QHeaderView *const head = ui->sensorTable->horizontalHeader();
+    ui->sensorTable->setMinimumWidth(
+        std::max(fontMetrics().averageCharWidth() * 48,
+                 head->sectionSizeHint(0) + head->sectionSizeHint(1) + 2 * ui->sensorTable->frameWidth()));
     ui->lb_scanResult->setMinimumHeight(fontMetrics().lineSpacing() * 4);
     ui->lb_hint->setMinimumHeight(fontMetrics().lineSpacing() * 3);
     ui->sensorTable->horizontalHeader()->setHighlightSections(false);

@@ -168,6 +168,7 @@ private:
     QString folder(const QString &name) const { return m_temporary.filePath(name); }
     void walk();
     void look(QWidget *window, const QString &name);
+    void lookAtHeader(const QHeaderView &header, const QString &name);
     void lookAtMenu(const QMenu *menu, const QString &name);
     void lookAtFocus(QWidget *window, const QString &name);
     void whileOpen(const QString &name, const std::function<void()> &open,
@@ -339,10 +340,23 @@ void TestWindows::look(QWidget *window, const QString &name)
         }
         if (neededWidth(widget) > widget->width())
             m_clipped.append(what + QStringLiteral(": %1 > %2").arg(neededWidth(widget)).arg(widget->width()));
+        if (const auto *header = qobject_cast<const QHeaderView *>(widget))
+            lookAtHeader(*header, what);
         if (const auto *tool = qobject_cast<QToolButton *>(widget); tool && tool->menu())
             lookAtMenu(tool->menu(), what);
     }
     lookAtFocus(window, name);
+}
+
+/// Heads of columns are cut without a word; a scroll bar leads to the others.
+void TestWindows::lookAtHeader(const QHeaderView &header, const QString &name)
+{
+    for (int section = 0; section < header.count() && header.orientation() == Qt::Horizontal; ++section) {
+        const int needed = header.sectionSizeHint(section);
+        if (!header.isSectionHidden(section) && needed > header.sectionSize(section))
+            m_clipped.append(
+                name + QStringLiteral(" column %1: %2 > %3").arg(section).arg(needed).arg(header.sectionSize(section)));
+    }
 }
 
 void TestWindows::lookAtMenu(const QMenu *menu, const QString &name)

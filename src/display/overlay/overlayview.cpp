@@ -182,6 +182,7 @@ QWidget *OverlayView::buildTable()
     m_table->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
     m_table->verticalHeader()->setDefaultSectionSize(fontMetrics().height() + 6);
     m_table->horizontalHeader()->setHighlightSections(false);
+    m_table->resizeColumnsToContents(); // of the head; again when there is something in them
     m_table->installEventFilter(this);
     connect(m_table, &QTableView::doubleClicked, this, &OverlayView::activate);
     connect(m_table->selectionModel(), &QItemSelectionModel::selectionChanged, this, &OverlayView::showCurves);

@@ -61,9 +61,8 @@ void RecordTable::fitColumns()
 {
     const int character = fontMetrics().horizontalAdvance(QLatin1Char('0'));
     for (int column = 0; column < m_records->columnCount(); ++column) {
-        const QString title = m_records->headerData(column, Qt::Horizontal, Qt::DisplayRole).toString();
-        const int wanted = m_records->headerData(column, Qt::Horizontal, Qt::UserRole).toInt() * character;
-        setColumnWidth(column, std::max(wanted, fontMetrics().horizontalAdvance(title) + character) + 2 * character);
+        const int characters = m_records->headerData(column, Qt::Horizontal, Qt::UserRole).toInt() + 2;
+        setColumnWidth(column, std::max(characters * character, horizontalHeader()->sectionSizeHint(column)));
     }
     if (m_kept)
         m_kept->apply();

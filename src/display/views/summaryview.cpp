@@ -300,9 +300,9 @@ void SummaryView::fill()
 
 void SummaryView::fitColumns()
 {
-    const bool fitted = m_model->rowCount() > 0 && m_fittedColumns != m_model->columnCount();
+    const bool fitted = m_fittedColumns != m_model->columnCount();
     if (fitted) {
-        m_fittedColumns = m_model->columnCount();
+        m_fittedColumns = m_model->rowCount() > 0 ? m_model->columnCount() : 0; // again when there are rows
         m_table->horizontalHeader()->setResizeContentsPrecision(50);
         m_table->resizeColumnsToContents();
         m_totalsTable->resizeColumnsToContents();
