@@ -25,22 +25,25 @@ constexpr char exportTitle[] = "Norvex RF Event Detector Data Export";
 /// The cells of a line without its end; a cell in quotes may hold the delimiter.
 QStringList split(const QString &line, QChar delimiter)
 {
+    const QLatin1Char quote('"');
+    const bool byBlanks = delimiter == QLatin1Char(' '); // any number of them stands between two columns
     QStringList cells;
-    QString cell;
+    int start = 0;
     bool quoted = false;
-    for (const QChar c : line) {
-        if (c == QLatin1Char('"')) {
+    const auto take = [&](int end) {
+        const QStringRef raw = line.midRef(start, end - start);
+        const QString cell = raw.contains(quote) ? raw.toString().remove(quote).trimmed() : raw.trimmed().toString();
+        if (!byBlanks || !cell.isEmpty())
+            cells.append(cell);
+        start = end + 1;
+    };
+    for (int i = 0; i < line.size(); ++i) {
+        if (line.at(i) == quote)
             quoted = !quoted;
-        } else if (c == delimiter && !quoted) {
-            if (delimiter != QLatin1Char(' ') || !cell.isEmpty()) // columns stand apart by any number of blanks
-                cells.append(cell.trimmed());
-            cell.clear();
-        } else {
-            cell.append(c);
-        }
+        else if (line.at(i) == delimiter && !quoted)
+            take(i);
     }
-    if (delimiter != QLatin1Char(' ') || !cell.trimmed().isEmpty())
-        cells.append(cell.trimmed());
+    take(line.size());
     return cells;
 }
 
@@ -198,19 +201,22 @@ void beginAtFirstSample(const QVector<TableRow> &rows, Layout &layout)
         layout.firstLine = first;
 }
 
-Reading read(const QStringList &lines, QChar delimiter, QChar decimalSign)
+/// The lines taken apart; one with too few delimiters is no line of a table, whatever it holds.
+QVector<TableRow> tableOf(const QStringList &lines, QChar delimiter)
+{
+    QVector<TableRow> rows;
+    rows.reserve(lines.size());
+    for (const QString &line : lines)
+        rows.append({line.count(delimiter) < fewestCells - 1 ? QStringList() : split(line, delimiter), {}});
+    return rows;
+}
+
+Reading read(QVector<TableRow> rows, QChar delimiter, QChar decimalSign)
 {
     Reading reading;
     reading.layout.delimiter = delimiter;
     reading.layout.decimalSign = decimalSign;
-    QVector<TableRow> rows;
-    rows.reserve(lines.size());
-    for (const QString &line : lines) {
-        rows.append(TableRow());
-        if (line.count(delimiter) < fewestCells - 1)
-            continue; // whatever it holds, it is no line of a table
-        TableRow &row = rows.last();
-        row.cells = split(line, delimiter);
+    for (TableRow &row : rows) {
         for (int i = 0; row.cells.size() >= fewestCells && i < row.cells.size(); ++i)
             row.traits.append(csvtime::traitsOf(row.cells.at(i), decimalSign));
     }
@@ -272,10 +278,11 @@ Preview detect(const QByteArray &beginning)
         delimiters = {exportDelimiter(lines)};
     Reading best;
     for (const QChar delimiter : qAsConst(delimiters)) {
+        const QVector<TableRow> rows = tableOf(lines, delimiter);
         for (const QChar sign : {QLatin1Char('.'), QLatin1Char(',')}) {
             if (preview.isOurs && sign != QLatin1Char('.'))
                 continue;
-            const Reading reading = read(lines, delimiter, sign);
+            const Reading reading = read(rows, delimiter, sign);
             if (reading.lines > best.lines || (reading.lines == best.lines && reading.named && !best.named))
                 best = reading;
         }
