@@ -5,8 +5,6 @@
 
 namespace {
 
-constexpr qint64 bodyReserve = 64 * 1024; // what a length alone may cost
-
 bool hasNoBody(int status)
 {
     return status == 204 || status == 304;
@@ -77,8 +75,6 @@ int ReplyParser::takeLine(const char *data, int size)
 int ReplyParser::takeData(const char *data, int size)
 {
     const int taken = m_part == Part::UntilClose ? size : int(std::min<qint64>(size, m_left));
-    if (m_body.isEmpty() && taken < m_left)
-        m_body.reserve(int(std::min<qint64>(m_left, bodyReserve)));
     m_body.append(data, taken);
     if (m_part == Part::UntilClose)
         return taken;
