@@ -3,6 +3,7 @@
 #include <QHash>
 #include <QMap>
 #include <QPainter>
+#include <QtMath>
 #include <qwt_scale_map.h>
 
 #include <algorithm>
