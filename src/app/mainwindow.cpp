@@ -39,6 +39,16 @@ constexpr int statusPeriodMs = 1000;
 constexpr int endRetryMs = 20;
 constexpr double bytesPerSample = 196;
 
+/// A window that was left on a larger desktop hangs over the edge of a smaller one otherwise.
+QRect insideOf(const QRect &desktop, QRect window)
+{
+    window.setSize(window.size().boundedTo(desktop.size()));
+    window.moveRight(qMin(window.right(), desktop.right()));
+    window.moveBottom(qMin(window.bottom(), desktop.bottom()));
+    window.moveTopLeft(QPoint(qMax(window.left(), desktop.left()), qMax(window.top(), desktop.top())));
+    return window;
+}
+
 QString timeModeText(TimeMode mode)
 {
     switch (mode) {
@@ -356,6 +366,8 @@ void MainWindow::restoreWindow()
     const QRect screen = QGuiApplication::primaryScreen()->availableGeometry();
     resize(qMin(1400, screen.width() * 9 / 10), qMin(900, screen.height() * 9 / 10));
     restoreGeometry(m_parts.settings.value(QStringLiteral("window/geometry")).toByteArray());
+    if (!isMaximized() && !isFullScreen())
+        setGeometry(insideOf(QGuiApplication::primaryScreen()->virtualGeometry(), geometry()));
 }
 
 void MainWindow::rebuildRecentMenu()

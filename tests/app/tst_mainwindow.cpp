@@ -17,6 +17,7 @@
 #include <QLabel>
 #include <QMenu>
 #include <QPushButton>
+#include <QScreen>
 #include <QtTest>
 
 namespace {
@@ -241,6 +242,14 @@ void TestMainWindow::settingsThatMakeNoSense()
     QCOMPARE(m_window->form()->plot()->span(), quint64(300000000));
     QCOMPARE(m_window->form()->plot()->leftQuantity(), 0);
     QCOMPARE(m_window->form()->plot()->timeMode(), TimeMode::Utc);
+
+    const QRect desktop = QGuiApplication::primaryScreen()->virtualGeometry();
+    QWidget onLargerDesktop;
+    onLargerDesktop.setGeometry(desktop.width() / 4, 0, desktop.width(), desktop.height() * 3 / 4);
+    m_window.reset();
+    m_settings->setValue(QStringLiteral("window/geometry"), onLargerDesktop.saveGeometry());
+    openWindow();
+    QVERIFY(desktop.contains(m_window->geometry()));
 }
 
 void TestMainWindow::recentSessions()
