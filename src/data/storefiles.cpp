@@ -13,6 +13,12 @@ namespace {
 
 constexpr qint64 pieceSize = 1 << 20;
 
+/// Opening a pipe would block whoever opens it.
+bool isNoFile(const QString &path)
+{
+    return QFileInfo::exists(path) && !QFileInfo(path).isFile();
+}
+
 bool fail(QString *reason, const QString &text)
 {
     if (reason)
@@ -41,6 +47,8 @@ bool storefiles::copyDurably(const QString &from, const QString &to, QString *re
 {
     if (QFileInfo(from).isSymLink() || QFileInfo(to).isSymLink())
         return fail(reason, CoreText::tr("is a symbolic link"));
+    if (isNoFile(from) || isNoFile(to))
+        return fail(reason, CoreText::tr("is not a file"));
     QFile source(from);
     if (!source.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
         return fail(reason, source.errorString());
@@ -80,6 +88,8 @@ bool storefiles::sameContent(const QString &path, const QString &otherPath)
 {
     QFile file(path);
     QFile other(otherPath);
+    if (isNoFile(path) || isNoFile(otherPath))
+        return false;
     if (!file.open(QIODevice::ReadOnly) || !other.open(QIODevice::ReadOnly) || file.size() != other.size())
         return false;
     while (!file.atEnd()) {

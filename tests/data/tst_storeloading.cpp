@@ -36,6 +36,7 @@ private slots:
     void rebuildFromDamagedFiles();
     void backupThatCannotBeRestored();
     void indexThatIsNone();
+    void pipeForAnIndex();
     void missingBlocks();
     void linesWithoutTimes();
     void staleFolderNames();
@@ -210,6 +211,23 @@ void TestStoreLoading::indexThatIsNone()
         QCOMPARE(everything(again), row(start, 50));
         QCOMPARE(again.eventCount(), 1);
     }
+}
+
+// Nobody writes into it: whoever opens it waits for ever.
+void TestStoreLoading::pipeForAnIndex()
+{
+    const SensorFolder folder;
+    const auto store = folder.newStore();
+    QVERIFY(store->addSamples(row(start, 50)));
+    QVERIFY(store->save(folder.session()));
+    QVERIFY(QFile::remove(folder.index()));
+    if (QProcess::execute(QStringLiteral("mkfifo"), {folder.index()}) != 0)
+        QSKIP("there are no pipes here");
+    norvexData again;
+    again.setFolderName(folder.name());
+    QCOMPARE(again.load(folder.session()), LoadOutcome::Recreated);
+    QVERIFY(!again.save(folder.session()));
+    QCOMPARE(everything(again).size(), 50);
 }
 
 void TestStoreLoading::missingBlocks()
