@@ -10,6 +10,7 @@
 
 namespace {
 
+constexpr int longestText = 255; // of what a sensor says of itself; it may be a megabyte, and is shown in windows
 constexpr qint64 shortEventReplies = 25; // as long as so many replies take at most
 
 } // namespace
@@ -102,7 +103,8 @@ void arcSensor::Private::takeInfo(const QByteArray &data)
         return;
     }
     // As it stands in our files, or a session would not know its own sensor again.
-    m_info.serial_number = datanames::lineSafe(m_info.serial_number);
+    m_info.serial_number = datanames::lineSafe(m_info.serial_number.left(longestText));
+    m_info.build_date.truncate(longestText);
     if (!m_expectedSerial.isEmpty() && m_info.serial_number != m_expectedSerial) {
         m_retryTimer.start();
         later([this, found = m_info.serial_number] { emit q->wrongSerial(found); });
@@ -251,7 +253,7 @@ void arcSensor::Private::takeEvent(const QByteArray &data, const QUrl &url)
         return;
     }
     if (eventtype::code(m_event.typeName) < 0)
-        logDebug(QStringLiteral("Invalid event type received: %1").arg(m_event.typeName));
+        logDebug(QStringLiteral("Invalid event type received: %1").arg(m_event.typeName.left(longestText)));
     else
         storeEvent(data);
     m_plan.eventTaken(m_event.time);

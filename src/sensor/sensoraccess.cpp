@@ -11,6 +11,7 @@
 namespace {
 
 constexpr int pieceSize = 64 * 1024;
+constexpr int longestReason = 200; // it is shown
 
 QNetworkReply::NetworkError errorOf(int status)
 {
@@ -182,9 +183,10 @@ void SensorReply::conclude()
         return;
     }
     const NetworkError error = errorOf(m_parser.status());
-    end(error, error == NoError ? QString()
-                                : CoreText::tr("Error transferring %1 - server replied: %2")
-                                      .arg(url().toDisplayString(), QString::fromLatin1(m_parser.reason())));
+    end(error, error == NoError
+                   ? QString()
+                   : CoreText::tr("Error transferring %1 - server replied: %2")
+                         .arg(url().toDisplayString(), QString::fromLatin1(m_parser.reason().left(longestReason))));
 }
 
 void SensorReply::end(NetworkError error, const QString &text)

@@ -1,4 +1,5 @@
 #include "sensor/connection.h"
+#include "sensor/webservice.h"
 
 #include <QtTest>
 
@@ -309,6 +310,7 @@ void TestArcSensorFailures::claimsBeyondReason()
 {
     FakeSensor peer;
     peer.uptimeMs = 5'000'000'000'000'000'000; // too much to be counted in us
+    peer.serial = QByteArray(300'000, 'S');
     peer.recipe = "{\"recipe_name\":\"Etch\"";
     for (int i = 0; i < 5000; ++i)
         peer.recipe += ",\"" + QByteArray::number(i) + "\":1";
@@ -320,6 +322,7 @@ void TestArcSensorFailures::claimsBeyondReason()
     const qint64 lastMs = qint64(c.times().last() / 1000);
     QVERIFY(qAbs(lastMs - QDateTime::currentMSecsSinceEpoch()) < 600'000);
     QVERIFY(c.store->recipe().numberOfSteps() < 1000);
+    QVERIFY(c.link.info().serial_number.size() < 1000);
 }
 
 void TestArcSensorFailures::unreadablePagesLoseNothing()
