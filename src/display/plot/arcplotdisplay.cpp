@@ -79,10 +79,10 @@ void arcPlotDisplay::setSensorColour(const QString &serial, const QColor &colour
     d->redrawSoon();
 }
 
-void arcPlotDisplay::setConnectionLost(const QString &serial, quint64 since)
+void arcPlotDisplay::setConnected(const QString &serial, bool connected, quint64 lastSample)
 {
     if (PlotSensor *sensor = d->model.sensor(serial))
-        sensor->lostSince = since;
+        sensor->setConnected(connected, lastSample);
     d->redrawSoon();
 }
 

@@ -41,8 +41,8 @@ public:
     /// As enableDisplay of a sensor card: a sensor that is switched off keeps its cache but draws nothing.
     void setSensorVisible(const QString &serial, bool visible);
     void setSensorColour(const QString &serial, const QColor &colour);
-    /// While a connection is lost, from `since` (us, 0: it is up), the time after it is hatched.
-    void setConnectionLost(const QString &serial, quint64 since);
+    /// The connection came or went; what is missing after the last sample (us, 0: none) that came over it is hatched.
+    void setConnected(const QString &serial, bool connected, quint64 lastSample);
 
     // --- what is shown
     void setQuantities(int left, int right);

@@ -152,14 +152,15 @@ void PlotFigure::showBands(const PlotModel &model, const Theme &theme)
         for (const TimeRange &waiting : sensor->series->unread(view))
             bands.append({waiting, theme.cursorBand(), Qt::NoPen, row == 0 ? tr("Reading…") : QString(),
                           theme.mutedText(), QColor(), row});
-        if (sensor->lostSince && sensor->lostSince < view.to)
-            bands.append({{sensor->lostSince, view.to},
-                          theme.connectionLossBand(),
-                          Qt::NoPen,
-                          labelled ? tr("No connection") : QString(),
-                          theme.bad(),
-                          key,
-                          row});
+        for (const TimeRange &loss : sensor->losses)
+            if (loss.from < view.to && (loss.to == 0 || loss.to > view.from))
+                bands.append({{loss.from, loss.to == 0 ? view.to : loss.to},
+                              theme.connectionLossBand(),
+                              Qt::NoPen,
+                              labelled ? tr("No connection") : QString(),
+                              theme.bad(),
+                              key,
+                              row});
         ++row;
     }
     m_bands->setBands(std::move(bands));

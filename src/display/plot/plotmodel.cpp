@@ -4,6 +4,10 @@
 
 #include <algorithm>
 
+namespace {
+constexpr int mostLosses = 1000; // remembered for a sensor, of the newest
+}
+
 void PlotSensor::setRecords(std::shared_ptr<const RecordSet> shown, const EventLooks &look)
 {
     records = std::move(shown);
@@ -11,6 +15,29 @@ void PlotSensor::setRecords(std::shared_ptr<const RecordSet> shown, const EventL
     if (look)
         for (const QString &name : records->typeNames)
             looks.append(look(name));
+}
+
+void PlotSensor::setConnected(bool up, quint64 lastSample)
+{
+    const bool open = !losses.isEmpty() && losses.last().to == 0;
+    if (connected && !up && lastSample > 0 && !open)
+        losses.append({lastSample, 0});
+    connected = up;
+    if (losses.size() > mostLosses)
+        losses.removeFirst();
+}
+
+void PlotSensor::closeLoss(int quantity)
+{
+    if (losses.isEmpty() || losses.last().to != 0)
+        return;
+    TimeRange &loss = losses.last();
+    const PixelColumn after = series->neighbour(quantity, loss.from + 1, false);
+    if (after.isEmpty())
+        return;
+    loss.to = after.firstTime;
+    if (!isGap(series->neighbour(quantity, loss.from + 1, true), after))
+        losses.removeLast(); // the sensor kept its samples and sent them later
 }
 
 PlotSensor *PlotModel::sensor(const QString &serial) const
@@ -50,6 +77,8 @@ bool PlotModel::update()
     const TimeRange data = dataRange();
     view.setData(data);
     timeAxis.setOrigin(origin ? origin : data.from);
+    for (const auto &sensor : sensors)
+        sensor->closeLoss(quantities[PlotView::Left]);
     for (const auto axis : {PlotView::Left, PlotView::Right}) {
         ValueRange extremes;
         for (const auto &sensor : sensors)

@@ -24,7 +24,8 @@ struct PlotSensor
     int number = 0; // position among the sensors, for dashes
     bool visible = true;
     bool axisHidden[2] = {false, false}; // by the legend: left, right
-    quint64 lostSince = 0;               // the connection is lost since then; 0 while it is up
+    bool connected = false;
+    QVector<TimeRange> losses; // of the connection, from sample to sample; `to` is 0 until the next sample came
     std::shared_ptr<PlotSource> source;
     std::unique_ptr<SeriesCache> series;
     std::shared_ptr<const RecordSet> records = std::make_shared<const RecordSet>(); // its marks and bands
@@ -33,6 +34,9 @@ struct PlotSensor
     bool shows(PlotView::Axis axis) const { return visible && !axisHidden[axis]; }
     void setRecords(std::shared_ptr<const RecordSet> shown, const EventLooks &look);
     EventLook lookOf(const EventRow &event) const { return looks.value(event.type); }
+    void setConnected(bool up, quint64 lastSample);
+    /// Ends the newest loss with the sample after it; forgets it when nothing is missing there.
+    void closeLoss(int quantity);
 };
 
 /// Everything a plot shows, without a widget: the sensors with their caches, the quantities of the two axes, the view,

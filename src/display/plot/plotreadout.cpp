@@ -121,10 +121,10 @@ EmptyState emptyState(const PlotModel &model)
                 QCoreApplication::translate("plotreadout", "Connect To Sensor")};
     bool anyVisible = false;
     bool anyCurve = false;
-    bool lost = false;
+    bool connected = false;
     for (const auto &sensor : model.sensors) {
         anyVisible = anyVisible || sensor->visible;
-        lost = lost || sensor->lostSince;
+        connected = connected || (sensor->visible && sensor->connected);
         for (const auto axis : {PlotView::Left, PlotView::Right})
             anyCurve = anyCurve || (model.hasAxis(axis) && sensor->shows(axis));
     }
@@ -133,12 +133,12 @@ EmptyState emptyState(const PlotModel &model)
                     "plotreadout", "No sensor is switched on for display.\nSwitch one on with the button on its card."),
                 QCoreApplication::translate("plotreadout", "Show All Sensors")};
     if (model.view.data().isEmpty())
-        return {
-            lost ? QCoreApplication::translate(
-                       "plotreadout", "No data yet: the sensor cannot be reached.\nIt is tried again by itself.")
-                 : QCoreApplication::translate(
-                       "plotreadout", "No data yet.\nThe first samples appear here as soon as the sensor sends them."),
-            QString()};
+        return {connected ? QCoreApplication::translate(
+                                "plotreadout",
+                                "No data yet.\nThe first samples appear here as soon as the sensor sends them.")
+                          : QCoreApplication::translate(
+                                "plotreadout", "No data yet: no sensor is connected.\nThe card of a sensor says why."),
+                QString()};
     if (!anyCurve)
         return {QCoreApplication::translate("plotreadout",
                                             "Every curve is hidden.\nClick an entry of the legend to show it again."),

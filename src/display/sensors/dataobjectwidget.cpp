@@ -200,8 +200,10 @@ void dataObjectWidget::setConnectionState(int state)
         ui->progressBar->setValue(0);
     if (!change.light.isEmpty())
         showLight(change.light);
-    if (change.markConnection)
+    if (change.markConnection) {
         m_store->setConnected(change.connected);
+        emit connectionChanged(change.connected);
+    }
     emit doingUpdate(state == 1 || state == 2);
     if (change.markConnection && !change.connected)
         recipesLost();
@@ -228,6 +230,7 @@ void dataObjectWidget::disconnectSensor()
 {
     logDebug(QStringLiteral("ACTIVELY DISCONNECTING SENSOR"));
     m_store->setConnected(false);
+    emit connectionChanged(false);
     recipesLost();
     ui->progressBar->setValue(0);
     m_presenter.activelyDisconnected();

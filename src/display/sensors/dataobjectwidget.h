@@ -67,6 +67,7 @@ signals:
     void sensorReconnectionRequest(const QString &sensor);
     void sensorRemoveRequest(const QString &sensor);
     void enableDisplay(bool on);
+    void connectionChanged(bool connected);
     /// The card needs an engine that belongs to the form: export, import of external data, reanalysis.
     void exportRequested();
     /// Runs should be searched for with it.

@@ -247,6 +247,11 @@ void SessionForm::addCard(const QString &serial)
         m_displayed.append(added);
         m_cardLayout->insertWidget(m_cardLayout->count() - 1, added);
         m_plot->addSensor(serial, added->shownName(), entry.data, QColor(entry.colour));
+        const auto showConnection = [this, added](bool connected) {
+            m_plot->setConnected(added->serial(), connected, added->store()->lastTime());
+        };
+        showConnection(added->store()->isConnected());
+        connect(added, &dataObjectWidget::connectionChanged, this, showConnection);
         m_numbers->addSensor(serial, entry.data, entry.colour);
         break;
     }

@@ -2,6 +2,8 @@
 #include "display/memorysource.h"
 #include "display/plot/arcplotdisplay.h"
 #include "display/plot/axisrangedialog.h"
+#include "display/plot/banditem.h"
+#include "display/plot/plotfigure.h"
 #include "display/records/recordset.h"
 
 #include <QApplication>
@@ -28,6 +30,7 @@ private slots:
     void init();
     void cleanup();
     void drawsTheTrueExtremeAndTheGap();
+    void hatchesWhatALostConnectionCost();
     void followsAndPauses();
     void wheelZoomsAtThePointerOrTheAxis();
     void dragPansAndShiftDrawsABox();
@@ -151,6 +154,40 @@ void TestArcPlotDisplay::drawsTheTrueExtremeAndTheGap()
     QVERIFY(isDrawn(picture(), spike - 3 * second / 10, 300 + 77774 % 7));
 }
 
+void TestArcPlotDisplay::hatchesWhatALostConnectionCost()
+{
+    addSource();
+    const QString serial = QStringLiteral("A");
+    const auto hatched = [this] {
+        QVector<TimeRange> ranges;
+        for (const BandItem::Band &band : qobject_cast<PlotFigure *>(plot())->bands().bands())
+            if (band.brush.style() == Qt::BDiagPattern)
+                ranges.append(band.range);
+        return ranges;
+    };
+    const quint64 last = start + 2999 * second / 10;
+    m_display->setConnected(serial, false, last); // it never was connected
+    QTest::qWait(150);
+    QVERIFY(hatched().isEmpty());
+
+    m_display->setConnected(serial, true, last);
+    for (int tries = 0; tries < 3; ++tries)
+        m_display->setConnected(serial, false, last);
+    QTRY_COMPARE(hatched().size(), 1);
+    QCOMPARE(hatched().first().from, last);
+    m_display->setConnected(serial, true, last);
+    m_source->add(2, evenSamples(last + 30 * second, 100, second / 10));
+    QTRY_COMPARE(hatched().value(0).to, last + 30 * second);
+
+    // The next time the sensor kept everything, so nothing is missing.
+    const quint64 lastAgain = last + 30 * second + 99 * second / 10;
+    m_display->setConnected(serial, false, lastAgain);
+    QTRY_COMPARE(hatched().size(), 2);
+    m_display->setConnected(serial, true, lastAgain);
+    m_source->add(3, evenSamples(lastAgain + second / 10, 100, second / 10));
+    QTRY_COMPARE(hatched().size(), 1);
+}
+
 void TestArcPlotDisplay::followsAndPauses()
 {
     addSource();
@@ -223,12 +260,12 @@ void TestArcPlotDisplay::historyByKeys()
     addSource();
     const TimeRange first = m_display->visibleRange();
     QTest::keyClick(m_display.get(), Qt::Key_Plus);
-    const TimeRange second_ = m_display->visibleRange();
-    QVERIFY(second_.length() < first.length());
+    const TimeRange lastAgain = m_display->visibleRange();
+    QVERIFY(lastAgain.length() < first.length());
     QTest::keyClick(m_display.get(), Qt::Key_Left, Qt::AltModifier);
     QCOMPARE(m_display->visibleRange(), first);
     QTest::keyClick(m_display.get(), Qt::Key_Right, Qt::AltModifier);
-    QCOMPARE(m_display->visibleRange(), second_);
+    QCOMPARE(m_display->visibleRange(), lastAgain);
     QTest::keyClick(m_display.get(), Qt::Key_Home);
     QVERIFY(m_display->visibleRange().from <= start);
     QCOMPARE(m_display->span(), quint64(0));
