@@ -64,11 +64,22 @@ void RecipeForm::stepAdd()
     Recipe step = m_controls->step();
     m_editor.addStep(step);
     showRecipe(recipe().numberOfSteps() - 1);
-    step.setStepName(0, nextName(step.stepName(0)));
+    m_offeredName = nextName(step.stepName(0));
+    step.setStepName(0, m_offeredName);
     showStep(step, 0);
     ui->le_stepName->setFocus();
     ui->le_stepName->selectAll();
     changed();
+}
+
+/// The name offered for a new step goes on from the last one, unless the user typed another.
+void RecipeForm::offerName()
+{
+    const int steps = recipe().numberOfSteps();
+    if (steps == 0 || m_offeredName.isEmpty() || ui->le_stepName->text() != m_offeredName)
+        return;
+    m_offeredName = nextName(recipe().stepName(steps - 1));
+    ui->le_stepName->setText(m_offeredName);
 }
 
 void RecipeForm::stepEdit()
@@ -117,6 +128,7 @@ void RecipeForm::stepDelete()
         return;
     m_editor.removeStep(row);
     showRecipe(qMin(row, recipe().numberOfSteps() - 1));
+    offerName();
     changed();
 }
 
@@ -148,6 +160,7 @@ void RecipeForm::undo()
         return;
     m_editor.undo();
     showRecipe(ui->tw_steps->currentRow());
+    offerName();
     changed();
 }
 
@@ -157,6 +170,7 @@ void RecipeForm::redo()
         return;
     m_editor.redo();
     showRecipe(ui->tw_steps->currentRow());
+    offerName();
     changed();
 }
 

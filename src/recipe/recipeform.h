@@ -96,6 +96,7 @@ private:
     void showStep(const Recipe &recipe, int step);
     void setEdited(int step);
     void markFilter(bool marked);
+    void offerName();
     void moveStep(int by);
     bool warnOf(const QVector<reciperules::BrokenRule> &broken);
     QVector<reciperules::BrokenRule> stepRules(bool editing) const;
@@ -116,6 +117,7 @@ private:
     DraftKeeper m_drafts;
     QTimer m_draftTimer;
     int m_edited = -1;          // the step in the step editor, -1 for a new one
+    QString m_offeredName;      // for the next new step
     Recipe m_newStep;           // what the step editor held before a step was edited
     bool m_stepTouched = false; // the step editor holds what is nowhere else
     bool m_showing = false;

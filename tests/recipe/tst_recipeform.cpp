@@ -390,6 +390,14 @@ void TestRecipeForm::undoAndRedo()
         desk.form.redo();
     QCOMPARE(desk.names(), QStringLiteral("A"));
     QCOMPARE(desk.get<QLineEdit>("le_recipeName")->text(), QStringLiteral("Etch"));
+    // The offered name goes with the last step there is; one that was typed stays.
+    desk.add("Etch 2");
+    desk.add("Etch 3");
+    desk.form.undo();
+    QCOMPARE(desk.get<QLineEdit>("le_stepName")->text(), QStringLiteral("Etch 3"));
+    desk.type("le_stepName", "Purge 7");
+    desk.form.undo();
+    QCOMPARE(desk.get<QLineEdit>("le_stepName")->text(), QStringLiteral("Purge 7"));
     // In a field that has nothing to undo the keys mean the recipe.
     desk.form.show();
     desk.form.activateWindow();
