@@ -145,7 +145,7 @@ QString OverlayTable::cellText(const OverlayEntry &entry, int column) const
     case Type:
         return entry.type;
     case Start:
-        return m_time.moment(entry.start);
+        return m_time.shortMoment(entry.start);
     case Length:
         return entry.end > entry.start ? preciseDuration(entry.end - entry.start) : QString();
     case Distance:
@@ -246,8 +246,8 @@ QVariant OverlayTable::headerData(int section, Qt::Orientation orientation, int 
         return alignment(section);
     if (role != Qt::DisplayRole)
         return {};
-    static const QStringList names{tr("Number"), QString(),  tr("From median"), tr("Length"),
-                                   tr("Sensor"), tr("Type"), tr("Start")};
+    static const QStringList names{tr("Number"), QString(),    tr("From median"), tr("Length"),
+                                   tr("Start"),  tr("Sensor"), tr("Type")};
     return names.value(section);
 }
 
@@ -259,7 +259,7 @@ QString OverlayTable::toText(const QVector<int> &rows) const
         const QStringList cells{cellText(entry, Number),
                                 entry.sensor,
                                 entry.type,
-                                cellText(entry, Start),
+                                m_time.moment(entry.start),
                                 QString::number(entry.end - entry.start),
                                 entry.distance < 0 ? QString() : QString::number(entry.distance, 'g', 8)};
         text += cells.join(QLatin1Char('\t')) + QLatin1Char('\n');

@@ -49,7 +49,7 @@ class OverlayTable : public QAbstractTableModel
     Q_OBJECT
 
 public:
-    enum Column { Number, Colour, Distance, Length, Sensor, Type, Start, columnTotal };
+    enum Column { Number, Colour, Distance, Length, Start, Sensor, Type, columnTotal };
     enum Role { SortRole = Qt::UserRole };
 
     explicit OverlayTable(const Theme &theme, QObject *parent = nullptr);

@@ -41,6 +41,10 @@ const QVector<SessionRecords::Sensor> &RunSearcher::sensors()
 void RunSearcher::start(double volts)
 {
     m_tasks.cancel();
+    if (!isRunning()) {
+        m_textBefore = m_text;
+        m_thresholdBefore = m_threshold;
+    }
     QVector<SessionRecords::Sensor> sensors;
     int pieces = 0;
     for (const SessionRecords::Sensor &sensor : m_records.sensors()) {
@@ -93,7 +97,9 @@ void RunSearcher::cancel()
     m_tasks.cancel();
     m_poll.stop();
     m_progress.reset();
-    drop();
+    m_text = m_textBefore;
+    m_threshold = m_thresholdBefore;
+    emit stateChanged();
 }
 
 void RunSearcher::drop()

@@ -36,6 +36,7 @@ public:
 
 public slots:
     void start(double volts);
+    /// What was listed before the search stays.
     void cancel();
     /// The stored runs are wanted again.
     void drop();
@@ -58,6 +59,8 @@ private:
     double m_threshold = usualThreshold;
     bool m_found = false;
     QString m_text;
+    QString m_textBefore; // of what is listed while the search runs
+    double m_thresholdBefore = usualThreshold;
     QVector<SessionRecords::Sensor> m_sensors;              // with the stretches
     QVector<std::shared_ptr<const RecordSet>> m_linkedWith; // whose events they have
     std::shared_ptr<JobProgress> m_progress;

@@ -188,6 +188,12 @@ void TestSessionViews::searchingAgain()
     child<QDoubleSpinBox>(SessionViews::Runs, "rfonThreshold")->setValue(205);
     child<QPushButton>(SessionViews::Runs, "b_searchRuns")->click();
     QTRY_VERIFY_WITH_TIMEOUT(rows(SessionViews::Runs) > 8, patience); // the voltage crosses it again and again
+    const int found = rows(SessionViews::Runs);
+    child<QDoubleSpinBox>(SessionViews::Runs, "rfonThreshold")->setValue(210);
+    child<QPushButton>(SessionViews::Runs, "b_searchRuns")->click();
+    child<QPushButton>(SessionViews::Runs, "b_cancelSearch")->click();
+    QCOMPARE(rows(SessionViews::Runs), found);
+    QCOMPARE(m_views->searcher().threshold(), 205.0);
     child<QPushButton>(SessionViews::Runs, "b_storedRuns")->click();
     QCOMPARE(rows(SessionViews::Runs), 8);
     child<QPushButton>(SessionViews::Runs, "b_searchRuns")->click();
