@@ -62,6 +62,14 @@ QString timeModeText(TimeMode mode)
     return QCoreApplication::translate("mainwindow", "Elapsed times");
 }
 
+/// On the disk of a folder that may not be there yet.
+qint64 bytesAvailable(QString folder)
+{
+    while (!QFileInfo::exists(folder) && QFileInfo(folder).path() != folder)
+        folder = QFileInfo(folder).path();
+    return QStorageInfo(folder).bytesAvailable();
+}
+
 } // namespace
 
 MainWindow::MainWindow(const Parts &parts, QWidget *parent) : QMainWindow(parent), m_parts(parts)
@@ -389,16 +397,14 @@ void MainWindow::refreshStatus()
     if (!m_session)
         return;
     m_status->setSaved(m_session->hasUnsavedData(), m_session->lastSaveMs(), QDateTime::currentMSecsSinceEpoch());
-    double samplesPerHour = 0;
+    double bytes = 0;
     const QVector<SensorEntry> sensors = m_session->sensors();
     for (const SensorEntry &entry : sensors) {
-        const quint64 first = entry.data->firstTime();
-        const quint64 last = entry.data->lastTime();
-        if (entry.data->isConnected() && last > first + 1000000)
-            samplesPerHour +=
-                static_cast<double>(entry.data->sampleCount()) * 3.6e9 / static_cast<double>(last - first);
+        const double waveforms = double(entry.data->eventCount()) * entry.data->configuration().eventPoints;
+        bytes += (double(entry.data->sampleCount()) + waveforms) * bytesPerSample;
     }
-    m_status->setDisk(QStorageInfo(m_path).bytesAvailable(), samplesPerHour * bytesPerSample);
+    m_rate.note(QDateTime::currentMSecsSinceEpoch(), bytes);
+    m_status->setDisk(bytesAvailable(m_path), m_rate.bytesPerHour());
     m_status->setSensors(m_form->connectedSensors(), sensors.size());
     m_status->setTimeMode(timeModeText(m_form->plot()->timeMode()));
 }

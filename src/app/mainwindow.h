@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/recordingrate.h"
 #include "display/look/displaycontext.h"
 #include "recipe/recipeform.h"
 #include "session/recorder.h"
@@ -116,6 +117,7 @@ private:
     QMenu *m_recentMenu = nullptr;
     AppStatusBar *m_status = nullptr;
     QTimer m_statusTimer;
+    RecordingRate m_rate;
     QPointer<RecipeForm> m_recipeForm;
     DemoSensor *m_demoSensor = nullptr;
     int m_view = 0;

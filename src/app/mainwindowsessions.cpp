@@ -125,6 +125,7 @@ void MainWindow::adopt(std::unique_ptr<Session> session)
     closeSession();
     m_session = std::move(session);
     m_path = m_session->path();
+    m_rate = {};
     rememberSession(); // before the form: its cards read where they live from the settings
     m_recorder = std::make_unique<Recorder>(m_session.get(), m_parts.recorder);
     m_form = new SessionForm({*m_session, *m_recorder, m_parts.prompts, m_parts.settings, m_parts.theme, m_parts.filter,
@@ -168,7 +169,11 @@ void MainWindow::closeSession()
 
 bool MainWindow::mayStopDownloads(const QString &question)
 {
-    return !m_form || m_form->connectedSensors() == 0 || m_parts.prompts.ask(this, tr("Warning"), question);
+    return !m_form || m_form->connectedSensors() == 0 ||
+           m_parts.prompts.ask(this, tr("Warning"), question,
+                               {tr("Everything received is saved. What the sensors measure meanwhile they keep as long "
+                                   "as their memory holds it."),
+                                QString()});
 }
 
 // --- session commands
@@ -183,7 +188,7 @@ void MainWindow::loadSession()
 
 void MainWindow::createSession()
 {
-    const QString folder = m_parts.prompts.chooseFolder(this, tr("Create Session"), QFileInfo(m_path).path());
+    const QString folder = m_parts.prompts.chooseNewFolder(this, tr("Create Session"), QFileInfo(m_path).path());
     if (folder.isEmpty())
         return;
     if (QFileInfo::exists(folder + QLatin1Char('/') + Session::fileName())) {

@@ -160,7 +160,7 @@ bool SessionCare::importFolder(Session &session, const QString &source, const QS
 
 bool SessionCare::saveAs(Session &session)
 {
-    const QString folder = m_prompts.chooseFolder(m_window, tr("Save Session As"), QFileInfo(session.path()).path());
+    const QString folder = m_prompts.chooseNewFolder(m_window, tr("Save Session As"), QFileInfo(session.path()).path());
     if (folder.isEmpty())
         return false;
     SaveAs saving(session, folder);

@@ -36,6 +36,11 @@ public:
     virtual QString saveFile(QWidget *parent, const QString &title, const QString &proposedPath, const QString &filter,
                              const QString &defaultSuffix = QString()) = 0;
     virtual QString chooseFolder(QWidget *parent, const QString &title, const QString &start) = 0;
+    /// The folder may be a new one, by a name that the user types; it is there afterwards.
+    virtual QString chooseNewFolder(QWidget *parent, const QString &title, const QString &start)
+    {
+        return chooseFolder(parent, title, start);
+    }
 
     struct Number
     {

@@ -4,6 +4,7 @@
 
 #include <QAbstractButton>
 #include <QDesktopServices>
+#include <QDir>
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QInputDialog>
@@ -24,6 +25,22 @@ void fill(QMessageBox &box, const QString &title, const QString &text, const Pro
     if (auto *label = box.findChild<QLabel *>(QStringLiteral("qt_msgbox_informativelabel")))
         label->setTextFormat(Qt::PlainText); // names from sensors and files are in it
 }
+
+/// Makes the folder that was typed, where the usual dialog only says that there is none. Of the same class name as its
+/// base, so that the desktop's own dialog is still used.
+class NewFolderDialog : public QFileDialog
+{
+public:
+    using QFileDialog::QFileDialog;
+
+    void accept() override
+    {
+        const QStringList chosen = selectedFiles();
+        if (chosen.size() == 1 && !QFileInfo::exists(chosen.first()))
+            QDir().mkdir(chosen.first());
+        QFileDialog::accept(); // says so when it could not be made
+    }
+};
 
 } // namespace
 
@@ -85,6 +102,14 @@ QString WidgetPrompts::chooseFolder(QWidget *parent, const QString &title, const
 {
     const NestedLoop nested;
     return QFileDialog::getExistingDirectory(parent, title, start);
+}
+
+QString WidgetPrompts::chooseNewFolder(QWidget *parent, const QString &title, const QString &start)
+{
+    NewFolderDialog dialog(parent, title, start);
+    dialog.setFileMode(QFileDialog::Directory);
+    dialog.setOption(QFileDialog::ShowDirsOnly);
+    return execNested(dialog) == QDialog::Accepted ? dialog.selectedFiles().value(0) : QString();
 }
 
 std::optional<double> WidgetPrompts::askNumber(QWidget *parent, const QString &title, const QString &label,

@@ -15,6 +15,7 @@ public:
     QString saveFile(QWidget *parent, const QString &title, const QString &proposedPath, const QString &filter,
                      const QString &defaultSuffix = QString()) override;
     QString chooseFolder(QWidget *parent, const QString &title, const QString &start) override;
+    QString chooseNewFolder(QWidget *parent, const QString &title, const QString &start) override;
     std::optional<double> askNumber(QWidget *parent, const QString &title, const QString &label,
                                     const Number &number) override;
     bool openUrl(const QUrl &url) override;

@@ -49,6 +49,7 @@ private slots:
     void commandsWithoutADisplayedSensor();
     void commandsActOnTheChosenSensor();
     void theGuide();
+    void theRateOfRecording();
 
 private:
     void openWindow();
@@ -438,6 +439,26 @@ void TestMainWindow::theGuide()
                                                                     "Please check Install Folder.")});
     QTest::ignoreMessage(QtDebugMsg, "URL passed to MainWindow::showHelp():file:///x");
     m_window->showHelp(QUrl(QStringLiteral("file:///x")));
+}
+
+void TestMainWindow::theRateOfRecording()
+{
+    // 1 kB a second, an hour without anything, then 3 kB a second.
+    RecordingRate rate;
+    double bytes = 0;
+    qint64 ms = 1000000;
+    const auto record = [&](int seconds, double bytesPerSecond) {
+        for (int i = 0; i < seconds; ++i)
+            rate.note(ms += 1000, bytes += bytesPerSecond);
+        return qRound(rate.bytesPerHour() / 3600);
+    };
+    QCOMPARE(record(20, 1000), 0);
+    QCOMPARE(record(40, 1000), 1000);
+    QCOMPARE(record(3600, 0), 0);
+    QCOMPARE(record(900, 3000), 3000);
+    bytes = 0; // another session
+    QCOMPARE(record(20, 500), 0);
+    QCOMPARE(record(100, 500), 500);
 }
 
 QTEST_MAIN(TestMainWindow)
