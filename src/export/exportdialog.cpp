@@ -3,6 +3,7 @@
 #include "base/prompts.h"
 #include "export/exportevents.h"
 #include "export/exportnames.h"
+#include "export/overviewcurve.h"
 #include "export/rangepicker.h"
 #include "export/tablechoices.h"
 
@@ -22,7 +23,6 @@
 #include <qwt_date_scale_engine.h>
 #include <qwt_plot.h>
 #include <qwt_plot_canvas.h>
-#include <qwt_plot_intervalcurve.h>
 #include <qwt_plot_zoneitem.h>
 
 namespace {
@@ -130,8 +130,7 @@ void exportDialog::buildPlot(const QColor &colour)
     m_plot->setCanvasBackground(palette().base());
     auto *canvas = qobject_cast<QwtPlotCanvas *>(m_plot->canvas());
     canvas->setFrameStyle(QFrame::NoFrame);
-    m_curve = new QwtPlotIntervalCurve;
-    m_curve->setStyle(QwtPlotIntervalCurve::Tube);
+    m_curve = new OverviewCurve;
     m_curve->setPen(colour, 1);
     m_curve->setBrush(colour);
     m_curve->attach(m_plot);

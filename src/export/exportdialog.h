@@ -20,7 +20,7 @@ class QDateTimeEdit;
 class QLabel;
 class QLayout;
 class QwtPlot;
-class QwtPlotIntervalCurve;
+class OverviewCurve;
 class QwtPlotZoneItem;
 class TableChoices;
 
@@ -96,7 +96,7 @@ private:
     QCheckBox *m_rfOn = nullptr;
     QLabel *m_summary = nullptr;
     QwtPlot *m_plot = nullptr;
-    QwtPlotIntervalCurve *m_curve = nullptr;
+    OverviewCurve *m_curve = nullptr;
     QwtPlotZoneItem *m_zone = nullptr;
     QDateTime m_defaultEnd; // as the editor shows it
 };

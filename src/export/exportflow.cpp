@@ -39,6 +39,7 @@ bool ExportFlow::run(QWidget *parent, const exportDialog::Setup &setup)
         return false;
     ExportJob job = jobOf(dialog, setup);
     job.file = askFileName(parent, job.format, setup);
+    m_file = job.file;
     if (job.file.isEmpty())
         return false;
     ExportOutcome outcome;

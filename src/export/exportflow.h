@@ -23,6 +23,8 @@ public:
 
     /// True when every file that was asked for is written.
     bool run(QWidget *parent, const exportDialog::Setup &setup);
+    /// The file that was chosen; the others stand beside it.
+    const QString &file() const { return m_file; }
 
 private:
     ExportJob jobOf(const exportDialog &dialog, const exportDialog::Setup &setup) const;
@@ -33,4 +35,5 @@ private:
     std::shared_ptr<const abstractNorvexData> m_data;
     const QString m_sessionFolder;
     Prompts &m_prompts;
+    QString m_file;
 };

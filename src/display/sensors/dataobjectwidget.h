@@ -76,6 +76,8 @@ signals:
     void reanalysisRequested();
     /// Something went wrong in the background; shown in the problems list, never in a box.
     void problem(const QString &text);
+    /// Something that was asked for is done; shown for a while in the status bar.
+    void notice(const QString &text);
 
 public slots:
     void setConnectionState(int state);

@@ -143,6 +143,8 @@ void dataObjectWidget::uploadFinished(int kind, bool ok, const QString &reason)
             recipePosted(ok ? PostedRecipe::State::Taken : PostedRecipe::State::Failed, reason);
         refreshTexts();
     }
+    if (ok && kind == static_cast<int>(eMessage::Config))
+        emit notice(tr("Sensor %1 took the configuration.").arg(serial()));
     if (!ok)
         emit problem(tr("Sensor %1: the upload failed: %2").arg(serial(), reason));
 }

@@ -242,6 +242,7 @@ void SessionForm::addCard(const QString &serial)
                 [added] { added->showDataDisplayMode(added->store()->showsReanalysis()); });
         connect(added, &dataObjectWidget::rfOnThresholdChanged, &m_views->searcher(), &RunSearcher::start);
         connect(added, &dataObjectWidget::problem, this, &SessionForm::problem);
+        connect(added, &dataObjectWidget::notice, this, &SessionForm::notice);
         added->getFilter(m_context.filter.enabledTypes());
         m_cards.append(added);
         m_displayed.append(added);

@@ -14,6 +14,8 @@
 
 #include <QApplication>
 #include <QDialog>
+#include <QDir>
+#include <QFileInfo>
 #include <QLabel>
 #include <QPointer>
 #include <QPushButton>
@@ -94,8 +96,11 @@ void SessionForm::exportStore(dataObjectWidget *card, ExportKind kind)
     if (const auto cursors = m_plot->cursorRange())
         setup.betweenCursors = within(*cursors);
     const QString who = card->shownName();
-    if (ExportFlow(card->store(), m_context.session.path(), m_context.prompts).run(this, setup))
-        emit notice(tr("The data of %1 were exported.").arg(who));
+    ExportFlow flow(card->store(), m_context.session.path(), m_context.prompts);
+    if (flow.run(this, setup)) {
+        const QFileInfo file(flow.file());
+        emit notice(tr("The data of %1 were exported: %2/%3").arg(who, file.dir().dirName(), file.fileName()));
+    }
 }
 
 void SessionForm::exportImage()

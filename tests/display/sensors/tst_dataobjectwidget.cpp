@@ -382,11 +382,13 @@ void TestDataObjectWidget::theConfigurationIsPosted()
         QTRY_VERIFY_WITH_TIMEOUT(!m_card->findChild<reconfigureSensordialog *>(), patience);
     };
     QSignalSpy updated(m_sensor.get(), &arcSensor::uploadFinished);
+    QSignalSpy told(m_card, &dataObjectWidget::notice);
     press(QDialogButtonBox::Cancel);
     QVERIFY(updated.isEmpty());
     press(QDialogButtonBox::Ok);
     QTRY_COMPARE_WITH_TIMEOUT(m_simulator->lastConfiguration().refreshRate, 250, patience);
     QTRY_COMPARE_WITH_TIMEOUT(m_card->store()->configuration().refreshRate, 250, patience);
+    QTRY_COMPARE_WITH_TIMEOUT(told.count(), 1, patience);
 }
 
 void TestDataObjectWidget::clearingIsAskedFor()
