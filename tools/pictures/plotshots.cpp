@@ -112,7 +112,8 @@ std::vector<Scene> scenes()
              source->add(3, {sampleAt(end - 60 * second, 450)});
              plot.addSensor(QStringLiteral("SN-0012"), QStringLiteral("SN-0012 Chamber 1"), source,
                             Theme::sensorColour(0));
-             plot.setConnectionLost(QStringLiteral("SN-0012"), end - 60 * second);
+             plot.setConnected(QStringLiteral("SN-0012"), true, 0);
+             plot.setConnected(QStringLiteral("SN-0012"), false, end - 60 * second);
              plot.setSpan(300 * second);
          }},
         {"many-sensors",
