@@ -5,6 +5,8 @@
 #include "base/safefile.h"
 #include "data/datanames.h"
 
+#include <QFileInfo>
+
 namespace {
 
 enum Flag : qint32 { Overridden = 1, Named = 2, WithRecipe = 4 };
@@ -109,10 +111,15 @@ bool eventfile::decode(const QByteArray &bytes, EventRecord &event, QString *rea
     return true;
 }
 
-bool eventfile::read(const QString &path, EventRecord &event, QString *reason, Content content)
+bool eventfile::read(const QString &path, EventRecord &event, QString *reason, Content content, bool *opened)
 {
+    if (opened)
+        *opened = false;
     QByteArray bytes;
-    return readWholeFile(path, bytes, maximumSize, reason) && decode(bytes, event, reason, content);
+    const bool wasRead = readWholeFile(path, bytes, maximumSize, reason);
+    if (opened)
+        *opened = wasRead || QFileInfo(path).size() > maximumSize;
+    return wasRead && decode(bytes, event, reason, content);
 }
 
 QString eventfile::fileName(qint32 number)

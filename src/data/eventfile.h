@@ -36,8 +36,9 @@ QByteArray encode(const EventRecord &event);
 /// the bytes that are there before anything is allocated. The file path is left empty.
 bool decode(const QByteArray &bytes, EventRecord &event, QString *reason = nullptr,
             Content content = Content::Everything);
-/// Reads a whole event file.
-bool read(const QString &path, EventRecord &event, QString *reason = nullptr, Content content = Content::Everything);
+/// Reads a whole event file. `opened` tells one that could not be read from one that holds no event.
+bool read(const QString &path, EventRecord &event, QString *reason = nullptr, Content content = Content::Everything,
+          bool *opened = nullptr);
 
 QString fileName(qint32 number);
 /// Beyond, a file counts as one of another name: the next numbers must stay numbers.

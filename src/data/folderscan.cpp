@@ -1,12 +1,10 @@
 #include "data/folderscan.h"
 
+#include "base/pathlook.h"
 #include "base/safefile.h"
 #include "data/datanames.h"
 #include "data/eventfile.h"
 #include "data/storefiles.h"
-
-#include <QDir>
-#include <QDirIterator>
 
 #include <algorithm>
 
@@ -38,10 +36,9 @@ folderscan::Listing folderscan::list(const QString &folder)
 {
     Listing listing;
     const QString backupTemporary = storefiles::backupTemporaryPath(datanames::indexFile());
-    QDirIterator files(folder, QDir::Files | QDir::Hidden | QDir::NoSymLinks);
-    while (files.hasNext()) {
-        files.next();
-        const QString name = files.fileName();
+    const pathlook::Listing all = pathlook::list(folder);
+    listing.complete = all.complete;
+    for (const QString &name : all.files) {
         if (SafeFile::isTemporaryName(name) || name == backupTemporary)
             listing.leftovers.append(name);
         else if (name.endsWith(datanames::blockExtension()))
@@ -69,10 +66,11 @@ folderscan::BlockFile folderscan::readBlock(const QString &folder, const QString
     return block;
 }
 
-bool folderscan::readEvent(const QString &folder, const QString &name, EventSummary &event, QString *reason)
+bool folderscan::readEvent(const QString &folder, const QString &name, EventSummary &event, QString *reason,
+                           bool *opened)
 {
     EventRecord record;
-    if (!eventfile::read(folder + QLatin1Char('/') + name, record, reason, eventfile::Content::WithoutSamples))
+    if (!eventfile::read(folder + QLatin1Char('/') + name, record, reason, eventfile::Content::WithoutSamples, opened))
         return false;
     event = summaryOf(record);
     event.setFileName(name);

@@ -15,6 +15,7 @@ struct Listing
     QStringList blocks; // names, by number and then by name
     QStringList events;
     QStringList leftovers; // of writers that were killed
+    bool complete = true;  // false: the system could not tell all names
 };
 
 struct BlockFile
@@ -29,7 +30,9 @@ struct BlockFile
 
 Listing list(const QString &folder);
 BlockFile readBlock(const QString &folder, const QString &name);
-/// The summary names its file. False and a reason for a file that is not one whole event.
-bool readEvent(const QString &folder, const QString &name, EventSummary &event, QString *reason);
+/// The summary names its file. False and a reason for a file that is not one whole event; `opened` is false when that
+/// is not known, because it could not be read.
+bool readEvent(const QString &folder, const QString &name, EventSummary &event, QString *reason,
+               bool *opened = nullptr);
 
 } // namespace folderscan

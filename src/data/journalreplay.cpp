@@ -3,12 +3,12 @@
 #include "base/bytes.h"
 #include "base/coretext.h"
 #include "base/log.h"
+#include "base/pathlook.h"
 #include "base/platform.h"
 #include "data/datanames.h"
 #include "data/eventfile.h"
 #include "data/journalfile.h"
 
-#include <QDir>
 #include <QFile>
 #include <QMap>
 #include <QSet>
@@ -28,19 +28,36 @@ QVector<SamplePoint> samplesOf(const QByteArray &payload)
     return samples;
 }
 
+/// Reads the file once, into nothing. A piece of a mapped file that the disk does not give would end the program; this
+/// says so, and leaves the rest where the map finds it.
+bool canBeRead(QFile &file, QString *reason)
+{
+    QByteArray piece(1 << 20, Qt::Uninitialized);
+    for (qint64 left = file.size(); left > 0;) {
+        const qint64 got = file.read(piece.data(), piece.size());
+        if (got <= 0) {
+            *reason = got < 0 ? file.errorString() : CoreText::tr("it became shorter while it was read");
+            return false;
+        }
+        left -= got;
+    }
+    return true;
+}
+
 class Replay
 {
 public:
-    Replay(const QString &sessionFolder, const std::function<norvexData *(const JournalSensor &)> &storeOf,
-           LoadMode mode)
-        : m_folder(journalfile::folderOf(sessionFolder)), m_storeOf(storeOf), m_mode(mode)
+    Replay(const QString &sessionFolder, const std::function<norvexData *(const JournalSensor &)> &storeOf)
+        : m_folder(journalfile::folderOf(sessionFolder)), m_storeOf(storeOf)
     {}
 
     ReplayReport run()
     {
         QMap<quint64, QString> files;
-        const QStringList names = QDir(m_folder).entryList(QDir::Files | QDir::NoSymLinks);
-        for (const QString &name : names) {
+        const pathlook::Listing names = pathlook::list(m_folder);
+        if (!names.complete)
+            m_report.unreadable = CoreText::tr("%1: the names in it cannot be read").arg(m_folder);
+        for (const QString &name : names.files) {
             if (journalfile::numberOf(name) > 0)
                 files.insert(journalfile::numberOf(name), name);
         }
@@ -68,11 +85,11 @@ private:
     void replayEntry(const Entry &entry, QString *problem);
     void setAside(const QString &name, const QString &problem);
     void leaveForLater(const QString &name, const QString &problem);
+    void cannotRead(const QString &name, const QString &reason);
     norvexData *storeOf(const Entry &entry);
 
     const QString m_folder;
     const std::function<norvexData *(const JournalSensor &)> &m_storeOf;
-    const LoadMode m_mode;
     ReplayReport m_report;
     QMap<QByteArray, norvexData *> m_stores;
     QSet<norvexData *> m_touched;
@@ -85,12 +102,13 @@ void Replay::replayFile(const QString &name, bool newest)
     m_report.replayed.append(name);
     m_refused.clear();
     QFile file(m_folder + QLatin1Char('/') + name);
-    if (!file.open(QIODevice::ReadOnly))
-        return leaveForLater(name, file.errorString());
+    QString reason;
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered) || !canBeRead(file, &reason))
+        return cannotRead(name, reason.isEmpty() ? file.errorString() : reason);
     const qint64 size = file.size();
     uchar *mapped = size > 0 ? file.map(0, size) : nullptr;
     if (size > 0 && !mapped)
-        return leaveForLater(name, file.errorString());
+        return cannotRead(name, file.errorString());
     const char *bytes = reinterpret_cast<const char *>(mapped);
     journalfile::Header header;
     QString problem;
@@ -113,10 +131,7 @@ void Replay::replayFile(const QString &name, bool newest)
     logInfo(QStringLiteral("Journal: %1 was being written when the program ended, %2 bytes are cut off")
                 .arg(name)
                 .arg(size - end));
-    if (m_mode == LoadMode::Normal && end < journalfile::headerSize)
-        file.remove();
-    else if (m_mode == LoadMode::Normal)
-        file.resize(end);
+    m_report.torn.append({name, end});
 }
 
 qint64 Replay::replayEntries(const char *bytes, qint64 size, const journalfile::Header &header, QString *problem)
@@ -159,8 +174,10 @@ void Replay::replayEntry(const Entry &entry, QString *problem)
     ByteReader reader(entry.payload.constData(), entry.payload.size());
     switch (entry.type) {
     case DurableLog::Record::Samples:
-        if (!store->addSamples(samplesOf(entry.payload)))
+        if (!store->addSamples(samplesOf(entry.payload))) {
             m_refused = CoreText::tr("samples of %1 cannot be taken now").arg(QString::fromUtf8(entry.sensor));
+            m_report.unreadable = CoreText::tr("a block of %1 cannot be read").arg(QString::fromUtf8(entry.sensor));
+        }
         m_report.addedSamples += store->sampleCount() - samplesBefore;
         break;
     case DurableLog::Record::Event:
@@ -209,11 +226,7 @@ norvexData *Replay::storeOf(const Entry &entry)
 void Replay::setAside(const QString &name, const QString &problem)
 {
     m_report.problems.append(QStringLiteral("%1: %2").arg(name, problem));
-    if (m_mode == LoadMode::Normal) {
-        platform::replaceFile(m_folder + QLatin1Char('/') + name,
-                              m_folder + QLatin1Char('/') + name + journalfile::keptExtension());
-        platform::syncFolder(m_folder);
-    }
+    m_report.damaged.append(name);
 }
 
 void Replay::leaveForLater(const QString &name, const QString &problem)
@@ -222,10 +235,32 @@ void Replay::leaveForLater(const QString &name, const QString &problem)
     m_report.replayed.removeOne(name);
 }
 
+void Replay::cannotRead(const QString &name, const QString &reason)
+{
+    leaveForLater(name, reason);
+    if (m_report.unreadable.isEmpty())
+        m_report.unreadable = QStringLiteral("%1/%2: %3").arg(m_folder, name, reason);
+}
+
 } // namespace
 
 ReplayReport replayJournal(const QString &sessionFolder,
-                           const std::function<norvexData *(const JournalSensor &)> &storeOf, LoadMode mode)
+                           const std::function<norvexData *(const JournalSensor &)> &storeOf)
 {
-    return Replay(sessionFolder, storeOf, mode).run();
+    return Replay(sessionFolder, storeOf).run();
+}
+
+void tidyJournal(const QString &sessionFolder, const ReplayReport &report)
+{
+    const QString folder = journalfile::folderOf(sessionFolder) + QLatin1Char('/');
+    for (const auto &[name, end] : report.torn) {
+        if (end < journalfile::headerSize)
+            QFile::remove(folder + name);
+        else
+            QFile::resize(folder + name, end);
+    }
+    for (const QString &name : report.damaged)
+        platform::replaceFile(folder + name, folder + name + journalfile::keptExtension());
+    if (!report.damaged.isEmpty())
+        platform::syncFolder(folder);
 }

@@ -2,8 +2,10 @@
 
 #include "data/norvexdata.h"
 
+#include <QPair>
 #include <QString>
 #include <QStringList>
+#include <QVector>
 
 #include <functional>
 
@@ -16,6 +18,11 @@ struct ReplayReport
     int addedEvents = 0;
     QStringList problems; // in words, of files that were set aside or stay for the next time
     QStringList replayed; // names of the files whose records the stores have
+    QString unreadable;   // the first file that the system could not read, with its reason
+
+    // For tidyJournal().
+    QStringList damaged;                  // replayed as far as they are good
+    QVector<QPair<QString, qint64>> torn; // being written when the program ended, and how many bytes are good
 
     bool isEmpty() const { return entries == 0 && problems.isEmpty(); }
 };
@@ -33,11 +40,13 @@ struct JournalSensor
 /// replay is harmless at any point and any number of times.
 ///
 /// `storeOf` finds the store of a sensor folder, or makes it for a sensor that was added after the last save; nullptr
-/// when it cannot. The stores have no log attached yet. Normally a torn end of the newest file (a kill in the middle of
-/// a write) is cut off, and a file that is damaged in any other way, or holds records of a sensor that nobody knows, is
-/// set aside under another name when it was read; ReadOnly changes nothing. A file that could not be replayed for
-/// another reason stays for the next time: the session's Journal takes away only what it is told. Before the session's
-/// Journal is made.
+/// when it cannot. The stores have no log attached yet. Nothing is changed on disk. A file that could not be replayed
+/// stays for the next time: the session's Journal takes away only what it is told. Before the session's Journal is
+/// made.
 ReplayReport replayJournal(const QString &sessionFolder,
-                           const std::function<norvexData *(const JournalSensor &)> &storeOf,
-                           LoadMode mode = LoadMode::Normal);
+                           const std::function<norvexData *(const JournalSensor &)> &storeOf);
+
+/// After a replay, for those who go on with the session: cuts off a torn end of the newest file (a kill in the middle
+/// of a write), and sets aside under another name a file that is damaged in any other way, or holds records of a sensor
+/// that nobody knows.
+void tidyJournal(const QString &sessionFolder, const ReplayReport &report);

@@ -28,8 +28,10 @@ Journal::Writer::Writer(Journal &journal, const QString &folder, const QStringLi
     std::copy(id.begin(), id.end(), m_header.id.begin());
     // What was replayed belongs to generation 0, which the first save covers. A file that could not be read, or was not
     // even seen because the folder could not be listed then, stays for the next start.
-    for (const QString &name : replayed)
+    for (const QString &name : replayed) {
         m_oldFiles.append({folder + QLatin1Char('/') + name, 0});
+        m_header.number = std::max(m_header.number, journalfile::numberOf(name));
+    }
     const QStringList names = QDir(folder).entryList(QDir::Files, QDir::Name);
     for (const QString &name : names) {
         QString bare = name;

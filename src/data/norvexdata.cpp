@@ -2,10 +2,10 @@
 
 #include "base/bytes.h"
 #include "base/log.h"
+#include "base/pathlook.h"
 #include "data/eventfile.h"
 #include "data/storesaver.h"
 
-#include <QFile>
 #include <QSet>
 #include <QThread>
 
@@ -49,7 +49,7 @@ bool isLost(const dataBlock &block)
 {
     if (block.isDamaged())
         return true;
-    return !block.isLoaded() && !QFile::exists(block.folder() + QLatin1Char('/') + block.fileName());
+    return !block.isLoaded() && !pathlook::mayHoldFile(block.folder() + QLatin1Char('/') + block.fileName());
 }
 
 bool isRising(const QVector<SamplePoint> &samples)

@@ -25,10 +25,12 @@ enum class LoadOutcome {
     CutIndex,      // the index ends early or is none; a reconciliation finds what it should have listed
     Recreated,     // no index file: rebuilt from the folder and saved at once
     RestoreFailed, // a save had been interrupted and its backup could not be put back; loaded as far as possible
-    Failed,        // the folder cannot be read
+    Failed,        // there is no folder
+    Unreadable,    // the system could not read a part of it; nothing was changed on disk
 };
 
-/// ReadOnly writes, restores and removes nothing: what a load would repair is taken as it is.
+/// ReadOnly writes, restores and removes nothing: what a load would repair is taken as it is, and may be repaired later
+/// by mendFolder().
 enum class LoadMode { Normal, ReadOnly };
 
 /// What a reconciliation found in the folder beyond the index.
@@ -39,6 +41,7 @@ struct ReconcileReport
     int addedSamples = 0; // from files that hold some samples the store has already, or that are damaged
     int addedEvents = 0;
     QStringList damagedFiles; // left as they are
+    QString unreadable;       // the first file or folder that the system could not read, with its reason
 
     bool changedSomething() const { return refreshedBlocks + addedBlocks + addedSamples + addedEvents > 0; }
 };
@@ -126,9 +129,13 @@ public:
     /// Writes modified blocks, new events, the configuration and the index into sessionFolder/folderName(). False when
     /// any part failed; what failed stays unsaved.
     bool save(const QString &sessionFolder);
-    /// Reads the index and remembers its blocks without reading them; an interrupted save is undone first, and without
-    /// an index the folder is scanned and a new one saved. Only before the store is shared.
-    LoadOutcome load(const QString &sessionFolder, LoadMode mode = LoadMode::Normal);
+    /// Reads the index and remembers its blocks without reading them; of an interrupted save what was before, and
+    /// without an index the folder is scanned. Mends the folder then, unless something could not be read: that is named
+    /// with its reason. Only before the store is shared.
+    LoadOutcome load(const QString &sessionFolder, LoadMode mode = LoadMode::Normal, QString *unreadable = nullptr);
+    /// After a load that changed nothing, once it is sure that everything was read: undoes an interrupted save and
+    /// saves an index where there was none. False when the backup of an index could not be put back.
+    bool mendFolder(const QString &sessionFolder);
     /// Adds what an interrupted save wrote after the index, without doubling anything, and logs what was found. After
     /// load() and before the journal is replayed; only before the store is shared.
     ReconcileReport reconcile();

@@ -242,9 +242,16 @@ bool norvexData::save(const QString &sessionFolder)
     return StoreSaver(*this, *m_saveState, sessionFolder).save();
 }
 
-LoadOutcome norvexData::load(const QString &sessionFolder, LoadMode mode)
+LoadOutcome norvexData::load(const QString &sessionFolder, LoadMode mode, QString *unreadable)
 {
-    return StoreLoader(*this, sessionFolder, mode).load();
+    const LoadOutcome outcome = StoreLoader(*this, sessionFolder).load(unreadable);
+    const bool mends = mode == LoadMode::Normal && outcome != LoadOutcome::Failed && outcome != LoadOutcome::Unreadable;
+    return mends && !mendFolder(sessionFolder) ? LoadOutcome::RestoreFailed : outcome;
+}
+
+bool norvexData::mendFolder(const QString &sessionFolder)
+{
+    return StoreLoader(*this, sessionFolder).mend();
 }
 
 ReconcileReport norvexData::reconcile()

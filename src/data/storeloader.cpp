@@ -1,6 +1,8 @@
 #include "data/storeloader.h"
 
+#include "base/coretext.h"
 #include "base/log.h"
+#include "base/pathlook.h"
 #include "base/platform.h"
 #include "base/safefile.h"
 #include "data/datanames.h"
@@ -17,12 +19,14 @@
 
 namespace {
 
+using pathlook::Kind;
+
 constexpr qint64 emptyBlockSize = blockfile::headerSize;
 
 } // namespace
 
-StoreLoader::StoreLoader(norvexData &store, const QString &sessionFolder, LoadMode mode)
-    : m_store(store), m_sessionFolder(sessionFolder), m_mode(mode),
+StoreLoader::StoreLoader(norvexData &store, const QString &sessionFolder)
+    : m_store(store), m_sessionFolder(sessionFolder),
       m_folderPath(storefiles::sensorPath(sessionFolder, store.folderName())),
       m_indexPath(m_folderPath + QLatin1Char('/') + datanames::indexFile()), m_startMs(store.m_clock.steadyMs())
 {}
@@ -32,25 +36,33 @@ qint64 StoreLoader::elapsedMs() const
     return m_store.m_clock.steadyMs() - m_startMs;
 }
 
-LoadOutcome StoreLoader::load()
+LoadOutcome StoreLoader::load(QString *unreadable)
 {
     logDebug(QStringLiteral("================ Loading %1 =================").arg(m_indexPath));
-    if (m_store.folderName().isEmpty() || !QFileInfo(m_folderPath).isDir()) {
+    LoadOutcome outcome = LoadOutcome::Failed;
+    if (pathlook::kindOf(m_folderPath) == Kind::Unknown)
+        cannotRead(m_folderPath, CoreText::tr("it cannot be looked at"));
+    else if (m_store.folderName().isEmpty() || !QFileInfo(m_folderPath).isDir())
         logWarning(QStringLiteral("norvexData::load: there is no folder %1").arg(m_folderPath));
-        return LoadOutcome::Failed;
-    }
+    else
+        outcome = loadIndex();
+    if (m_unreadable.isEmpty())
+        return outcome;
+    if (unreadable)
+        *unreadable = m_unreadable;
+    return LoadOutcome::Unreadable;
+}
+
+LoadOutcome StoreLoader::loadIndex()
+{
     m_store.m_folderPath = m_folderPath;
-    if (m_mode == LoadMode::Normal)
-        removeLeftovers();
-    const bool restored = restoreBackup();
+    const QString backup = storefiles::backupPath(m_indexPath);
+    const bool useBackup = pathlook::mayHoldFile(backup); // a save was interrupted
     QByteArray bytes;
     QString reason;
-    const QString backup = storefiles::backupPath(m_indexPath);
-    const bool useBackup = m_mode == LoadMode::ReadOnly && QFile::exists(backup);
-    if (!readWholeFile(useBackup ? backup : m_indexPath, bytes, indexfile::maximumSize, &reason)) {
+    if (!readPart(useBackup ? backup : m_indexPath, bytes, indexfile::maximumSize, &reason)) {
         logDebug(QStringLiteral("norvexData::load: %1: %2").arg(m_indexPath, reason));
-        const LoadOutcome outcome = rebuild(restored);
-        return restored ? outcome : LoadOutcome::RestoreFailed;
+        return rebuild();
     }
     const IndexContent content = indexfile::read(bytes);
     fill(content);
@@ -60,13 +72,47 @@ LoadOutcome StoreLoader::load()
                              "Time elapsed: %2 ms =================")
             : QStringLiteral("========== %1 Loaded successfully! Time elapsed: %2 ms =================");
     logDebug(end.arg(m_indexPath).arg(elapsedMs()));
-    if (!content.complete && m_mode == LoadMode::ReadOnly)
-        StoreReconciler(m_store).run(); // nobody else does for one who only reads
-    if (!restored)
-        return LoadOutcome::RestoreFailed;
-    if (!content.complete)
+    if (!content.complete) {
+        reconcile(); // nobody else does for one who only reads
         return LoadOutcome::CutIndex;
+    }
     return content.missesBlocks() ? LoadOutcome::MissingBlocks : LoadOutcome::Loaded;
+}
+
+bool StoreLoader::mend()
+{
+    if (pathlook::kindOf(m_folderPath) != Kind::Folder)
+        return true;
+    removeLeftovers();
+    if (!restoreBackup())
+        return false; // the backup may know more than a new index, and a repair may still read it
+    if (pathlook::kindOf(m_indexPath) == Kind::Nothing)
+        m_store.save(m_sessionFolder);
+    return true;
+}
+
+/// False for a file that is not there, and for one that is and cannot be read, which is then known.
+bool StoreLoader::readPart(const QString &path, QByteArray &bytes, qint64 maximumSize, QString *reason)
+{
+    if (readWholeFile(path, bytes, maximumSize, reason))
+        return true;
+    if (pathlook::mayHoldFile(path) && QFileInfo(path).size() <= maximumSize)
+        cannotRead(path, *reason);
+    return false;
+}
+
+void StoreLoader::cannotRead(const QString &path, const QString &reason)
+{
+    logWarning(QStringLiteral("norvexData::load: %1 cannot be read: %2").arg(path, reason));
+    if (m_unreadable.isEmpty())
+        m_unreadable = QStringLiteral("%1: %2").arg(path, reason);
+}
+
+void StoreLoader::reconcile()
+{
+    const ReconcileReport report = StoreReconciler(m_store).run();
+    if (m_unreadable.isEmpty())
+        m_unreadable = report.unreadable;
 }
 
 void StoreLoader::removeLeftovers()
@@ -80,7 +126,7 @@ void StoreLoader::removeLeftovers()
 bool StoreLoader::restoreBackup()
 {
     const QString backup = storefiles::backupPath(m_indexPath);
-    if (m_mode == LoadMode::ReadOnly || !QFileInfo::exists(backup))
+    if (!QFileInfo::exists(backup))
         return true;
     QString reason;
     QByteArray readable; // before the index is given up for it
@@ -99,17 +145,15 @@ bool StoreLoader::restoreBackup()
     return true;
 }
 
-LoadOutcome StoreLoader::rebuild(bool restored)
+LoadOutcome StoreLoader::rebuild()
 {
     fillConfiguration({});
-    StoreReconciler(m_store).run();
+    reconcile();
     m_store.configureDetector();
     {
         const QMutexLocker locker(&m_store.m_dataLock);
         ++m_store.m_changes;
     }
-    if (m_mode == LoadMode::Normal && restored) // else the backup knows more, and a repair may still read it
-        m_store.save(m_sessionFolder);
     logDebug(QStringLiteral("========== %1 not found! Recreating the file. Time elapsed: %2 ms =================")
                  .arg(m_indexPath)
                  .arg(elapsedMs()));
@@ -152,8 +196,10 @@ void StoreLoader::fillConfiguration(const IndexContent &content)
     }
     const QString path = m_folderPath + QLatin1Char('/') + datanames::lastConfig() + configFileExtension();
     QString reason;
-    if (QFile::exists(path) && !m_store.m_configuration.loadFromFile(path, &reason))
-        logWarning(QStringLiteral("norvexData::load: %1: %2").arg(path, reason));
+    QByteArray bytes;
+    if (readPart(path, bytes, SensorConfiguration::maximumFileSize, &reason) &&
+        !m_store.m_configuration.fromFileContent(bytes))
+        logWarning(QStringLiteral("norvexData::load: %1 does not hold a sensor configuration").arg(path));
 }
 
 /// The folder of the index, or the recorded one when only that has the file: a session that was put together by hand.
@@ -177,11 +223,14 @@ void StoreLoader::fillBlocks(const IndexContent &content)
             continue;
         }
         names.insert(line.file);
+        if (!file.exists() && pathlook::mayHoldFile(file.filePath()))
+            cannotRead(file.filePath(), CoreText::tr("it cannot be looked at"));
         auto block = std::make_shared<dataBlock>(m_store.m_clock);
         if (line.timesKnown)
             block->describe(folder, line.file, line.firstTime, line.lastTime, blockfile::countFromSize(file.size()));
-        else if (!block->fromFile(folder, file.filePath()))
-            logWarning(QStringLiteral("norvexData::load: %1 cannot be read").arg(file.filePath()));
+        else if (!block->fromFile(folder, file.filePath()) && block->count() == 0 &&
+                 pathlook::mayHoldFile(file.filePath()))
+            cannotRead(file.filePath(), CoreText::tr("its times are not known"));
         if (!line.timesKnown && block->count() == 0)
             continue;
         m_store.widenTimes(*block);

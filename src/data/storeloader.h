@@ -1,24 +1,34 @@
 #pragma once
 
+#include "data/folderscan.h"
 #include "data/norvexdata.h"
 
+#include <QDateTime>
 #include <QString>
 
 struct IndexContent;
 
-/// One load of a store from its sensor folder: undoes an interrupted save, reads the index and remembers its blocks
-/// without opening their files. The store is not shared yet.
+/// One load of a store from its sensor folder: reads the index, or the backup that an interrupted save left, and
+/// remembers its blocks without opening their files. The store is not shared yet.
+///
+/// load() only reads. What it finds to be missing or damaged it does without; what is there and cannot be read it
+/// names, since nobody knows then what was stored. mend() is for those who go on with the folder.
 class StoreLoader
 {
 public:
-    StoreLoader(norvexData &store, const QString &sessionFolder, LoadMode mode);
+    StoreLoader(norvexData &store, const QString &sessionFolder);
 
-    LoadOutcome load();
+    LoadOutcome load(QString *unreadable);
+    bool mend();
 
 private:
+    LoadOutcome loadIndex();
+    LoadOutcome rebuild();
+    void reconcile();
+    bool readPart(const QString &path, QByteArray &bytes, qint64 maximumSize, QString *reason);
+    void cannotRead(const QString &path, const QString &reason);
     void removeLeftovers();
     bool restoreBackup();
-    LoadOutcome rebuild(bool restored);
     void fill(const IndexContent &content);
     void fillConfiguration(const IndexContent &content);
     void fillBlocks(const IndexContent &content);
@@ -27,10 +37,10 @@ private:
 
     norvexData &m_store;
     const QString m_sessionFolder;
-    const LoadMode m_mode;
     const QString m_folderPath;
     const QString m_indexPath;
     const qint64 m_startMs;
+    QString m_unreadable;
 };
 
 /// Completes a loaded store with the block and event files of its folder that its index does not know or that were
@@ -45,6 +55,9 @@ public:
 
 private:
     void refreshNewerBlocks();
+    QDateTime indexWritten();
+    bool cannotRead(const QString &path, const QString &reason);
+    void noteDamage(const folderscan::BlockFile &found, const QString &path);
     void adoptBlock(const QString &name);
     void adoptEvent(const QString &name);
     void sortBlocks();

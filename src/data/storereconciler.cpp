@@ -1,9 +1,11 @@
+#include "base/coretext.h"
 #include "base/log.h"
+#include "base/pathlook.h"
 #include "data/datanames.h"
 #include "data/folderscan.h"
+#include "data/storefiles.h"
 #include "data/storeloader.h"
 
-#include <QDateTime>
 #include <QFileInfo>
 #include <QSet>
 
@@ -24,6 +26,8 @@ ReconcileReport StoreReconciler::run()
     for (const auto &block : m_store.blocks())
         knownBlocks.insert(block->fileName());
     const folderscan::Listing listing = folderscan::list(m_folderPath);
+    if (!listing.complete)
+        m_report.unreadable = CoreText::tr("%1: the names in it cannot be read").arg(m_folderPath);
     for (const QString &name : listing.blocks) {
         if (!knownBlocks.contains(name))
             adoptBlock(name);
@@ -49,24 +53,47 @@ ReconcileReport StoreReconciler::run()
     return m_report;
 }
 
+/// True, and remembered, for a file that was not read though something may be there.
+bool StoreReconciler::cannotRead(const QString &path, const QString &reason)
+{
+    if (!pathlook::mayHoldFile(path))
+        return false;
+    logWarning(QStringLiteral("norvexData::reconcile: %1 cannot be read: %2").arg(path, reason));
+    if (m_report.unreadable.isEmpty())
+        m_report.unreadable = QStringLiteral("%1: %2").arg(path, reason);
+    return true;
+}
+
+/// When the index that was loaded was written; invalid without one.
+QDateTime StoreReconciler::indexWritten()
+{
+    const QString path = m_folderPath + QLatin1Char('/') + datanames::indexFile();
+    const QString backup = storefiles::backupPath(path);
+    const QFileInfo index(QFileInfo(backup).isFile() ? backup : path);
+    if (!index.exists())
+        cannotRead(index.filePath(), CoreText::tr("it cannot be looked at"));
+    return index.exists() ? index.lastModified() : QDateTime();
+}
+
 /// A listed block whose file is not older than the index may hold more than its line says. The last two are looked at
 /// whatever the clock said when they were written.
 void StoreReconciler::refreshNewerBlocks()
 {
-    const QFileInfo index(m_folderPath + QLatin1Char('/') + datanames::indexFile());
-    if (!index.exists())
+    const QDateTime written = indexWritten();
+    if (!written.isValid())
         return;
-    const QDateTime limit = index.lastModified().addMSecs(-fileTimeStepMs);
+    const QDateTime limit = written.addMSecs(-fileTimeStepMs);
     const norvexData::Blocks blocks = m_store.blocks();
     for (int i = 0; i < blocks.size(); ++i) {
         dataBlock &block = *blocks[i];
         const QFileInfo file(block.folder() + QLatin1Char('/') + block.fileName());
+        if (!block.isLoaded() && !file.exists())
+            cannotRead(file.filePath(), CoreText::tr("it cannot be looked at"));
         if (block.isLoaded() || !file.exists() || (i < blocks.size() - 2 && file.lastModified() < limit))
             continue;
         const folderscan::BlockFile found = folderscan::readBlock(block.folder(), block.fileName());
         if (found.isDamaged()) {
-            m_report.damagedFiles.append(file.fileName());
-            logWarning(QStringLiteral("norvexData::reconcile: %1: %2").arg(file.fileName(), found.content.reason));
+            noteDamage(found, file.filePath());
             continue;
         }
         if (found.content.samples.isEmpty() ||
@@ -79,17 +106,30 @@ void StoreReconciler::refreshNewerBlocks()
     }
 }
 
+void StoreReconciler::noteDamage(const folderscan::BlockFile &found, const QString &path)
+{
+    if (!found.content.opened && cannotRead(path, found.content.reason))
+        return;
+    m_report.damagedFiles.append(found.name);
+    logWarning(QStringLiteral("norvexData::reconcile: %1: %2").arg(found.name, found.content.reason));
+}
+
 /// A file with nothing but new samples becomes a block. Of any other one the new samples are inserted, and it stays as
 /// it is.
 void StoreReconciler::adoptBlock(const QString &name)
 {
+    const QString path = m_folderPath + QLatin1Char('/') + name;
     folderscan::BlockFile found = folderscan::readBlock(m_folderPath, name);
-    if (found.isDamaged()) {
-        m_report.damagedFiles.append(name);
-        logWarning(QStringLiteral("norvexData::reconcile: %1: %2").arg(name, found.content.reason));
-    }
+    if (found.isDamaged())
+        noteDamage(found, path);
     QVector<SamplePoint> samples = found.content.samples;
-    if (samples.isEmpty() || !m_store.dropKnown(samples, m_store.blocks(), nullptr) || samples.isEmpty())
+    if (samples.isEmpty())
+        return;
+    if (!m_store.dropKnown(samples, m_store.blocks(), nullptr)) {
+        cannotRead(path, CoreText::tr("another block of its time cannot be read"));
+        return;
+    }
+    if (samples.isEmpty())
         return;
     if (!found.isDamaged() && samples.size() == found.content.samples.size()) {
         auto block = std::make_shared<dataBlock>(m_store.m_clock);
@@ -98,15 +138,22 @@ void StoreReconciler::adoptBlock(const QString &name)
         ++m_report.addedBlocks;
         return;
     }
-    if (m_store.insertAll(m_store.blockForInsert(), samples, nullptr))
+    // The newest block may turn out to be damaged; the next one then is a new one.
+    if (m_store.insertAll(m_store.blockForInsert(), samples, nullptr) ||
+        m_store.insertAll(m_store.blockForInsert(), samples, nullptr))
         m_report.addedSamples += samples.size();
+    else
+        cannotRead(path, CoreText::tr("its samples cannot be taken"));
 }
 
 void StoreReconciler::adoptEvent(const QString &name)
 {
     EventSummary event;
     QString reason;
-    if (!folderscan::readEvent(m_folderPath, name, event, &reason)) {
+    bool opened = true;
+    if (!folderscan::readEvent(m_folderPath, name, event, &reason, &opened)) {
+        if (!opened && cannotRead(m_folderPath + QLatin1Char('/') + name, reason))
+            return;
         logWarning(QStringLiteral("norvexData::reconcile: %1: %2").arg(name, reason));
         m_report.damagedFiles.append(name);
         return;

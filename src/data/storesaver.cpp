@@ -1,6 +1,7 @@
 #include "data/storesaver.h"
 
 #include "base/log.h"
+#include "base/pathlook.h"
 #include "base/platform.h"
 #include "base/safefile.h"
 #include "data/datanames.h"
@@ -9,7 +10,6 @@
 #include "data/storefiles.h"
 
 #include <QDir>
-#include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
 #include <QSet>
@@ -74,13 +74,15 @@ void StoreSaver::capture()
 bool StoreSaver::startFolder()
 {
     const qint32 lastNumber = std::max(m_state.lastEventNumber, m_highestEventNumber);
+    const bool indexBroken = m_state.indexBroken; // its backup is still the good one
     m_state = SaveState();
     m_state.lastEventNumber = lastNumber;
-    QDirIterator files(m_folderPath, QDir::Files | QDir::Hidden | QDir::System);
-    while (files.hasNext()) {
-        files.next();
-        m_state.lastEventNumber = std::max(m_state.lastEventNumber, eventfile::numberOf(files.fileName()));
-    }
+    m_state.indexBroken = indexBroken;
+    const pathlook::Listing there = pathlook::list(m_folderPath);
+    for (const QString &name : there.files)
+        m_state.lastEventNumber = std::max(m_state.lastEventNumber, eventfile::numberOf(name));
+    if (!there.complete)
+        return false;
     if (!m_oldFolderPath.isEmpty() && m_oldFolderPath != m_folderPath && !copyEvents())
         return false;
     m_state.folderPath = m_folderPath;

@@ -17,8 +17,6 @@
 
 namespace {
 
-constexpr qint64 maximumFileSize = 1 << 20;
-
 // The parser's own integer conversion gives 0 beyond 2^31 - 1, so numbers are taken as doubles and clamped.
 template <typename T>
 T clampedTo(double number)

@@ -48,7 +48,9 @@ struct SensorConfiguration
     /// as 0; fields the text form does not carry keep their values.
     void readConfigText(QTextStream &stream);
 
-    /// The ".norvexconfig" file: the JSON form. The reader also takes the text form, and either name of the signal lock.
+    /// The ".norvexconfig" file: the JSON form. The reader also takes the text form, and either name of the signal
+    /// lock.
+    static constexpr qint64 maximumFileSize = 1 << 20;
     bool saveToFile(const QString &path, QString *error = nullptr) const;
     bool loadFromFile(const QString &path, QString *error = nullptr);
     /// The same from the bytes of such a file.

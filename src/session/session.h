@@ -51,6 +51,9 @@ enum class FailedRestore { Stop, GoOn };
 /// unloadIdleBlocks() may be called from the saving thread. `saveLock` is held across a whole save, so two never
 /// overlap; `sessionLock` guards the list and the path and is not held while files are written. Open sessions hold a
 /// lock file, so two programs never record into one folder.
+///
+/// A load reads everything before it changes anything. A file that is there and cannot be read makes it fail: what a
+/// sensor is told to keep or to forget later depends on what is stored. Damage does not: it is named and loaded around.
 class Session : public QObject
 {
     Q_OBJECT
@@ -122,9 +125,12 @@ private:
 
     bool saveLocked();
     bool takeFolderLock(SessionError *error);
-    bool readSessionFile(SessionError *error, const Progress &progress, FailedRestore failedRestore);
-    LoadOutcome loadSensor(const SessionFileSensor &line);
-    void openJournal();
+    bool readSessionFile(SessionError *error, const Progress &progress);
+    void loadSensor(const SessionFileSensor &line);
+    void loadFolder(norvexData &data, LoadOutcome *outcome, int *damagedFiles);
+    bool openJournal(SessionError *error, FailedRestore failedRestore = FailedRestore::GoOn);
+    bool mendFolders(SessionError *error, FailedRestore failedRestore);
+    void cannotRead(const QString &what);
     void closeJournal();
     norvexData *storeForReplay(const JournalSensor &sensor);
     void attachLog(const std::shared_ptr<norvexData> &data) const;
@@ -139,6 +145,7 @@ private:
     Journal *m_journal = nullptr; // a child of this, so that it goes along to another thread
     QStringList m_fileProblems;
     QStringList m_loadProblems;
+    QString m_unreadable; // the first thing that a load could not read, with the reason
     std::atomic<qint64> m_lastSaveMs{0};
     QMutex m_saveLock; // held for a whole save; taken before sessionLock
 

@@ -1,5 +1,6 @@
 #include "base/coretext.h"
 #include "base/log.h"
+#include "base/pathlook.h"
 #include "base/safefile.h"
 #include "data/datanames.h"
 #include "data/journal.h"
@@ -19,24 +20,6 @@ bool Session::holdsSession(const QString &folder)
         return true;
     const QStringList names = QDir(journalfile::folderOf(folder)).entryList(QDir::Files | QDir::NoSymLinks);
     return std::any_of(names.begin(), names.end(), [](const QString &n) { return journalfile::numberOf(n) > 0; });
-}
-
-/// Replays what the last run had not saved and, unless the session is only read, begins a new journal. What was
-/// replayed is saved at once, so that the old journal goes.
-void Session::openJournal()
-{
-    const ReplayReport report = replayJournal(
-        m_path, [this](const JournalSensor &sensor) { return storeForReplay(sensor); },
-        m_readOnly ? LoadMode::ReadOnly : LoadMode::Normal);
-    for (const QString &problem : report.problems)
-        m_loadProblems.append(CoreText::tr("Journal %1").arg(problem));
-    if (m_readOnly)
-        return;
-    m_journal = new Journal(m_path, this, report.replayed);
-    for (const SensorEntry &entry : sensors())
-        attachLog(entry.data);
-    if (report.entries > 0)
-        save();
 }
 
 void Session::closeJournal()
@@ -70,9 +53,12 @@ norvexData *Session::storeForReplay(const JournalSensor &sensor)
     data->setSensorSerial(sensor.serial);
     data->setChamberSerial(sensor.chamber);
     data->setFolderName(sensor.folder);
-    const LoadMode mode = m_readOnly ? LoadMode::ReadOnly : LoadMode::Normal;
-    if (QFileInfo(folder).isDir() && !QDir(folder).isEmpty() && data->load(m_path, mode) != LoadOutcome::Failed)
-        data->reconcile();
+    const pathlook::Listing held = pathlook::list(folder);
+    if (!held.complete || !held.files.isEmpty()) {
+        LoadOutcome outcome = LoadOutcome::Failed;
+        int damaged = 0;
+        loadFolder(*data, &outcome, &damaged);
+    }
     logInfo(QStringLiteral("Session::load: sensor %1 was added after the last save").arg(sensor.serial));
     const QMutexLocker locker(&m_sessionLock);
     SensorEntry entry;

@@ -1,9 +1,13 @@
 #include "base/coretext.h"
 #include "base/log.h"
+#include "base/pathlook.h"
 #include "base/safefile.h"
 #include "data/datanames.h"
 #include "data/folderrepair.h"
 #include "data/integritycheck.h"
+#include "data/journal.h"
+#include "data/journalfile.h"
+#include "data/journalreplay.h"
 #include "session/exclusivelock.h"
 #include "session/session.h"
 #include "session/sessionfile.h"
@@ -13,6 +17,7 @@
 #include <QFileInfo>
 
 #include <algorithm>
+#include <iterator>
 
 // How a session and its sensors come from a folder: creating, loading, locking, and finding a folder for a new sensor.
 
@@ -40,6 +45,8 @@ QString problemOf(LoadOutcome outcome)
         return CoreText::tr("its last save was interrupted and the backup of its index could not be put back");
     case LoadOutcome::Failed:
         return CoreText::tr("its folder could not be read");
+    case LoadOutcome::Unreadable:
+        return CoreText::tr("a part of it could not be read");
     }
     return {};
 }
@@ -52,15 +59,34 @@ QString restoreFailedText()
         "will now launch a deeper recovery program which might take a while to get done.");
 }
 
+QString unreadableText(const QString &what)
+{
+    return CoreText::tr("Cannot read %1\nThe session was not opened: what it holds already would not be known. "
+                        "Nothing in it was changed; try again.")
+        .arg(what);
+}
+
+/// The names of the folders in a session that a line of the session file can carry.
+QStringList foldersOf(const QString &sessionPath, QString *unreadable)
+{
+    const pathlook::Listing all = pathlook::list(sessionPath);
+    if (!all.complete && unreadable->isEmpty())
+        *unreadable = CoreText::tr("%1: the names in it cannot be read").arg(sessionPath);
+    QStringList names;
+    std::copy_if(all.folders.begin(), all.folders.end(), std::back_inserter(names), sessionfile::canName);
+    names.sort();
+    return names;
+}
+
 /// A session file that is damaged may have lost sensors: the folders with sensor data that it does not name are taken,
 /// too, before the next save makes their loss lasting.
-void addUnlistedFolders(const QString &sessionPath, QVector<SessionFileSensor> &sensors)
+void addUnlistedFolders(const QString &sessionPath, QVector<SessionFileSensor> &sensors, QString *unreadable)
 {
-    const QDir session(sessionPath);
-    for (const QString &name : session.entryList(QDir::Dirs | QDir::NoDotAndDotDot | QDir::NoSymLinks, QDir::Name)) {
+    const QStringList names = foldersOf(sessionPath, unreadable);
+    for (const QString &name : names) {
         const bool listed = std::any_of(sensors.cbegin(), sensors.cend(),
                                         [&name](const SessionFileSensor &sensor) { return sensor.folder == name; });
-        if (listed || !sessionfile::canName(name) || !holdsSensorData(session.filePath(name)))
+        if (listed || !holdsSensorData(sessionPath + QLatin1Char('/') + name))
             continue;
         SessionFileSensor line;
         line.folder = name;
@@ -73,26 +99,36 @@ void addUnlistedFolders(const QString &sessionPath, QVector<SessionFileSensor> &
 
 /// A folder that is not there may have got another name: then the one with the sensor's data is it. Otherwise its
 /// records in the journal would belong to nobody.
-void takeRenamedFolders(const QString &sessionPath, QVector<SessionFileSensor> &sensors, QStringList &problems)
+void takeRenamedFolders(const QString &sessionPath, SessionFileContent &content, QString *unreadable)
 {
-    const QDir session(sessionPath);
-    QStringList names;
-    for (const SessionFileSensor &sensor : qAsConst(sensors))
-        names.append(sensor.folder);
-    for (SessionFileSensor &sensor : sensors) {
-        if (QFileInfo(session.filePath(sensor.folder)).isDir())
+    QStringList taken;
+    for (const SessionFileSensor &sensor : qAsConst(content.sensors))
+        taken.append(sensor.folder);
+    for (SessionFileSensor &sensor : content.sensors) {
+        if (pathlook::kindOf(sessionPath + QLatin1Char('/') + sensor.folder) != pathlook::Kind::Nothing)
             continue;
-        for (const QString &name : session.entryList(QDir::Dirs | QDir::NoDotAndDotDot | QDir::NoSymLinks)) {
-            const QString path = session.filePath(name);
-            if (names.contains(name) || !sessionfile::canName(name) || !holdsSensorData(path) ||
-                proposedNames(path).sensor != sensor.serial)
+        const QStringList names = foldersOf(sessionPath, unreadable);
+        for (const QString &name : names) {
+            const QString path = sessionPath + QLatin1Char('/') + name;
+            if (taken.contains(name) || !holdsSensorData(path) || proposedNames(path).sensor != sensor.serial)
                 continue;
-            problems.append(CoreText::tr("the folder %1 is called %2").arg(sensor.folder, name));
-            names.append(name);
+            content.problems.append(CoreText::tr("the folder %1 is called %2").arg(sensor.folder, name));
+            taken.append(name);
             sensor.folder = name;
             break;
         }
     }
+}
+
+/// What keeps from knowing whether there is a session in a folder; empty when nothing does.
+QString unknownPart(const QString &path)
+{
+    const QString file = path + QLatin1Char('/') + Session::fileName();
+    if (pathlook::kindOf(file) == pathlook::Kind::Unknown)
+        return CoreText::tr("%1: it cannot be looked at").arg(file);
+    const QString journal = journalfile::folderOf(path);
+    return pathlook::list(journal).complete ? QString()
+                                            : CoreText::tr("%1: the names in it cannot be read").arg(journal);
 }
 
 } // namespace
@@ -128,11 +164,17 @@ std::unique_ptr<Session> Session::create(const QString &folder, SessionError *er
     std::unique_ptr<Session> session(new Session(path, false, clock));
     if (!session->takeFolderLock(error))
         return nullptr;
-    if (QFileInfo::exists(path + QLatin1Char('/') + fileName())) {
+    const QString unknown = unknownPart(path);
+    if (!unknown.isEmpty()) {
+        setError(error, SessionError::Unreadable, unreadableText(unknown));
+        return nullptr;
+    }
+    if (pathlook::kindOf(path + QLatin1Char('/') + fileName()) != pathlook::Kind::Nothing) {
         setError(error, SessionError::AlreadyThere, CoreText::tr("The folder %1 holds a session already").arg(path));
         return nullptr;
     }
-    session->openJournal(); // of a recording that ended before its first save
+    if (!session->openJournal(error)) // of a recording that ended before its first save
+        return nullptr;
     return session;
 }
 
@@ -140,24 +182,28 @@ std::unique_ptr<Session> Session::load(const QString &folder, SessionError *erro
                                        const Clock &clock, FailedRestore failedRestore)
 {
     const QString path = QDir(folderOf(folder)).absolutePath();
+    const QString unknown = unknownPart(path);
+    if (!unknown.isEmpty()) {
+        setError(error, SessionError::Unreadable, unreadableText(unknown));
+        return nullptr;
+    }
     if (!holdsSession(path)) {
         setError(error, SessionError::MissingFile, CoreText::tr("Could not locate file at directory:%1").arg(path));
         return nullptr;
     }
     std::unique_ptr<Session> session(new Session(path, false, clock));
     makeFolderSafely(path); // the program that made it may have been killed before its name was on disk
-    if (!session->takeFolderLock(error) || !session->readSessionFile(error, progress, failedRestore))
+    if (!session->takeFolderLock(error) || !session->readSessionFile(error, progress) ||
+        !session->openJournal(error, failedRestore))
         return nullptr;
-    session->openJournal();
     return session;
 }
 
 std::unique_ptr<Session> Session::loadReadOnly(const QString &folder, SessionError *error, const Clock &clock)
 {
     std::unique_ptr<Session> session(new Session(QDir(folderOf(folder)).absolutePath(), true, clock));
-    if (!session->readSessionFile(error, {}, FailedRestore::GoOn))
+    if (!session->readSessionFile(error, {}) || !session->openJournal(error))
         return nullptr;
-    session->openJournal();
     return session;
 }
 
@@ -179,7 +225,7 @@ bool Session::takeFolderLock(SessionError *error)
     return false;
 }
 
-bool Session::readSessionFile(SessionError *error, const Progress &progress, FailedRestore failedRestore)
+bool Session::readSessionFile(SessionError *error, const Progress &progress)
 {
     const QString file = m_path + QLatin1Char('/') + fileName();
     if (!holdsSession(m_path)) {
@@ -189,27 +235,25 @@ bool Session::readSessionFile(SessionError *error, const Progress &progress, Fai
     QByteArray bytes;
     QString reason;
     SessionFileContent content;
-    const bool there = QFileInfo::exists(file); // else a recording ended before its first save, or the file is lost
+    // Else a recording ended before its first save, or the file is lost.
+    const bool there = pathlook::kindOf(file) != pathlook::Kind::Nothing;
     if (there && (!readWholeFile(file, bytes, sessionfile::maximumSize, &reason) ||
                   !sessionfile::read(bytes, content, &reason))) {
         setError(error, SessionError::Unreadable, CoreText::tr("Cannot read %1: %2").arg(file, reason));
         return false;
     }
-    takeRenamedFolders(m_path, content.sensors, content.problems);
+    takeRenamedFolders(m_path, content, &m_unreadable);
     m_fileProblems = content.problems;
     m_loadProblems = content.problems;
     if (!there || !content.problems.isEmpty())
-        addUnlistedFolders(m_path, content.sensors);
+        addUnlistedFolders(m_path, content.sensors, &m_unreadable);
     for (int i = 0; i < content.sensors.size(); ++i) {
         const SessionFileSensor &line = content.sensors.at(i);
         if (progress && !progress(i, content.sensors.size(), line.folder)) {
             setError(error, SessionError::Cancelled, CoreText::tr("Loading %1 was cancelled").arg(m_path));
             return false;
         }
-        if (loadSensor(line) == LoadOutcome::RestoreFailed && failedRestore == FailedRestore::Stop) {
-            setError(error, SessionError::RestoreFailed, restoreFailedText());
-            return false;
-        }
+        loadSensor(line);
     }
     for (const QString &problem : qAsConst(m_loadProblems))
         logWarning(QStringLiteral("Session::load: %1").arg(problem));
@@ -218,7 +262,25 @@ bool Session::readSessionFile(SessionError *error, const Progress &progress, Fai
     return true;
 }
 
-LoadOutcome Session::loadSensor(const SessionFileSensor &line)
+void Session::cannotRead(const QString &what)
+{
+    if (m_unreadable.isEmpty())
+        m_unreadable = what;
+}
+
+void Session::loadFolder(norvexData &data, LoadOutcome *outcome, int *damagedFiles)
+{
+    QString unreadable;
+    *outcome = data.load(m_path, LoadMode::ReadOnly, &unreadable);
+    cannotRead(unreadable);
+    if (m_readOnly)
+        return;
+    const ReconcileReport report = data.reconcile();
+    cannotRead(report.unreadable);
+    *damagedFiles = report.damagedFiles.size();
+}
+
+void Session::loadSensor(const SessionFileSensor &line)
 {
     auto data = std::make_shared<norvexData>(m_clock);
     data->setSensorSerial(line.serial);
@@ -226,13 +288,12 @@ LoadOutcome Session::loadSensor(const SessionFileSensor &line)
     data->setFolderName(line.folder);
     if (line.timeLineKnown)
         data->setTimeLine({true, line.baseUs, line.uptimeMs});
-    const LoadOutcome outcome = data->load(m_path, m_readOnly ? LoadMode::ReadOnly : LoadMode::Normal);
+    LoadOutcome outcome = LoadOutcome::Failed;
+    int damaged = 0;
+    loadFolder(*data, &outcome, &damaged);
     QString problem = problemOf(outcome);
-    if (!m_readOnly) {
-        const int damaged = data->reconcile().damagedFiles.size();
-        if (damaged > 0 && problem.isEmpty())
-            problem = CoreText::tr("%n of its files are damaged", nullptr, damaged);
-    }
+    if (damaged > 0 && problem.isEmpty())
+        problem = CoreText::tr("%n of its files are damaged", nullptr, damaged);
     if (!problem.isEmpty())
         m_loadProblems.append(CoreText::tr("Sensor %1: %2").arg(line.folder, problem));
     if (data->sensorSerial().isEmpty() || store(data->sensorSerial()))
@@ -247,7 +308,51 @@ LoadOutcome Session::loadSensor(const SessionFileSensor &line)
     entry.colour = line.colour.isEmpty() ? freeColourLocked() : line.colour;
     entry.loadProblem = problem;
     m_sensors.append(entry);
-    return outcome;
+}
+
+/// Puts every sensor folder in order, now that all of the session was read.
+bool Session::mendFolders(SessionError *error, FailedRestore failedRestore)
+{
+    const QVector<SensorEntry> entries = sensors();
+    for (int i = 0; i < entries.size(); ++i) {
+        if (entries[i].data->mendFolder(m_path))
+            continue;
+        if (failedRestore == FailedRestore::Stop) {
+            setError(error, SessionError::RestoreFailed, restoreFailedText());
+            return false;
+        }
+        const QString problem = problemOf(LoadOutcome::RestoreFailed);
+        m_loadProblems.append(CoreText::tr("Sensor %1: %2").arg(entries[i].data->folderName(), problem));
+        const QMutexLocker locker(&m_sessionLock);
+        m_sensors[i].loadProblem = problem;
+    }
+    return true;
+}
+
+/// Replays what the last run had not saved and, unless the session is only read, begins a new journal. What was
+/// replayed is saved at once, so that the old journal goes.
+bool Session::openJournal(SessionError *error, FailedRestore failedRestore)
+{
+    const ReplayReport report =
+        replayJournal(m_path, [this](const JournalSensor &sensor) { return storeForReplay(sensor); });
+    for (const QString &problem : report.problems)
+        m_loadProblems.append(CoreText::tr("Journal %1").arg(problem));
+    cannotRead(report.unreadable);
+    if (m_readOnly)
+        return true;
+    if (!m_unreadable.isEmpty()) {
+        setError(error, SessionError::Unreadable, unreadableText(m_unreadable));
+        return false;
+    }
+    if (!mendFolders(error, failedRestore))
+        return false;
+    tidyJournal(m_path, report);
+    m_journal = new Journal(m_path, this, report.replayed);
+    for (const SensorEntry &entry : sensors())
+        attachLog(entry.data);
+    if (report.entries > 0)
+        save();
+    return true;
 }
 
 /// A store in a folder of its own. The folder of the same sensor, removed earlier, is taken up again with what it
@@ -268,13 +373,18 @@ std::shared_ptr<norvexData> Session::newStore(const QString &serial, const QStri
         data->setChamberSerial(chamber);
         data->setFolderName(name);
         const QDir folder(path + QLatin1Char('/') + name);
-        if (!folder.exists() || folder.isEmpty())
+        const pathlook::Listing held = pathlook::list(folder.path());
+        if (pathlook::kindOf(folder.path()) == pathlook::Kind::Unknown || !held.complete)
+            return nullptr;
+        if (!folder.exists() || (held.files.isEmpty() && held.folders.isEmpty() && folder.isEmpty()))
             return makeFolderSafely(folder.path()) ? data : nullptr;
-        const bool sameSensor = folder.exists(datanames::indexFile()) && data->load(path) != LoadOutcome::Failed &&
-                                data->sensorSerial() == serial;
-        if (!sameSensor)
+        if (!held.files.contains(datanames::indexFile()))
             continue;
-        data->reconcile();
+        const LoadOutcome outcome = data->load(path);
+        if (outcome == LoadOutcome::Unreadable || !data->reconcile().unreadable.isEmpty())
+            return nullptr;
+        if (outcome == LoadOutcome::Failed || data->sensorSerial() != serial)
+            continue;
         data->setFolderName(name);
         data->setChamberSerial(chamber);
         return data;

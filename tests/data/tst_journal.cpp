@@ -37,10 +37,11 @@ public:
         store->setFolderName(SensorFolder::name());
         store->load(session(), mode);
         store->reconcile();
-        const ReplayReport found = replayJournal(
-            session(),
-            [&](const JournalSensor &sensor) { return sensor.folder == SensorFolder::name() ? store.get() : nullptr; },
-            mode);
+        const ReplayReport found = replayJournal(session(), [&](const JournalSensor &sensor) {
+            return sensor.folder == SensorFolder::name() ? store.get() : nullptr;
+        });
+        if (mode == LoadMode::Normal)
+            tidyJournal(session(), found);
         if (report)
             *report = found;
         return store;
@@ -399,6 +400,8 @@ void TestJournal::damageIsReportedAndKept()
     QCOMPARE(report.entries, entries);
     QCOMPARE(report.problems.size(), 1);
     QVERIFY(lines.hasLineWith(report.problems[0]));
+    QCOMPARE(contentOf(name), bytes);
+    tidyJournal(folder.session(), report);
     QCOMPARE(contentOf(name + QStringLiteral(".kept")), bytes);
     QVERIFY(!QFile::exists(name));
     // Neither replayed again nor removed, and its number is not used again.
@@ -428,6 +431,7 @@ void TestJournal::unknownSensors()
     });
     QCOMPARE(asked, QStringList(QStringLiteral("S9")));
     QCOMPARE(report.problems.size(), 1);
+    tidyJournal(folder.session(), report);
     QCOMPARE(journalNames(folder.session()), QStringList(QStringLiteral("00000001.norvexjournal.kept")));
 }
 

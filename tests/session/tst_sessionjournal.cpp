@@ -27,6 +27,8 @@ private slots:
     void killedBeforeTheFirstSave_data();
     void killedBeforeTheFirstSave();
     void killedAfterASave();
+    void whatCannotBeRead_data();
+    void whatCannotBeRead();
     void readOnlySeesTheJournal();
     void cleanEndLeavesNoJournal();
     void lookingLeavesNoJournal();
@@ -97,6 +99,59 @@ void TestSessionJournal::killedAfterASave()
     again = Session::load(killed, nullptr);
     QCOMPARE(again->sensors().size(), 2);
     QCOMPARE(allOf(*again->store(QStringLiteral("S1"))), samplesFrom(0, 40) + samplesFrom(40, 40));
+}
+
+void TestSessionJournal::whatCannotBeRead_data()
+{
+    QTest::addColumn<QString>("name");
+    for (const char *name : {"index.norvex_session", "S2-PM1", "S2-PM1/index.dat", "S2-PM1/index.dat.bakup",
+                             "S2-PM1/config_last.norvexconfig", "S2-PM1/block_1.norvexdata"})
+        QTest::newRow(name) << QString::fromLatin1(name);
+}
+
+/// A disk that does not give a file now may do so soon: nobody records into the session meanwhile, and everything stays
+/// as it was, in the folders of the other sensors too.
+void TestSessionJournal::whatCannotBeRead()
+{
+    const QString folder = fresh();
+    const QString broken = fresh();
+    const auto session = Session::create(folder, nullptr);
+    for (const QString &serial : {QStringLiteral("S1"), QStringLiteral("S2")})
+        QVERIFY(session->addSensor(serial, QStringLiteral("PM1"), {}, 80)->addSamples(samplesFrom(0, 40)));
+    QVERIFY(session->save());
+    const auto store = session->store(QStringLiteral("S2"));
+    QVERIFY(store->addSamples(samplesFrom(40, 40)));
+    QVERIFY(settle(*store));
+    QVERIFY(copySession(folder, broken));
+    // Things that a load puts in order: an interrupted save, a leftover, a torn journal.
+    QVERIFY(
+        QFile::copy(broken + QStringLiteral("/S1-PM1/index.dat"), broken + QStringLiteral("/S1-PM1/index.dat.bakup")));
+    for (const QString &name :
+         {QStringLiteral("/S1-PM1/a.norvex-tmp"), QStringLiteral("/journal/00000009.norvexjournal")}) {
+        QFile file(broken + name);
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write("torn") == 4);
+    }
+
+    QFETCH(QString, name);
+    const QString path = broken + QLatin1Char('/') + name;
+    const QString away = path + QStringLiteral(".away");
+    const bool wasThere = QFile::rename(path, away);
+    QVERIFY(QFile::link(path, path)); // the system cannot say what this is
+    const QStringList before = filesBelow(broken);
+    SessionError error;
+    QVERIFY(!Session::load(broken, &error));
+    QCOMPARE(int(error.kind), int(SessionError::Unreadable));
+    QVERIFY2(error.text.contains(path), qPrintable(error.text));
+    QCOMPARE(filesBelow(broken), before);
+
+    QVERIFY(QFile::remove(path));
+    QVERIFY(!wasThere || QFile::rename(away, path));
+    auto again = Session::load(broken, &error);
+    QVERIFY2(again, qPrintable(error.text));
+    QCOMPARE(allOf(*again->store(QStringLiteral("S1"))), samplesFrom(0, 40));
+    QCOMPARE(allOf(*again->store(QStringLiteral("S2"))), samplesFrom(0, 40) + samplesFrom(40, 40));
+    again.reset();
+    QCOMPARE(journalFiles(broken), QStringList());
 }
 
 void TestSessionJournal::readOnlySeesTheJournal()

@@ -329,6 +329,25 @@ int open64(const char *path, int flags, ...)
     return opened(path, flags, [&] { return next(path, flags, mode); });
 }
 
+int openat(int at, const char *path, int flags, ...)
+{
+    va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = modeOf(flags, arguments);
+    va_end(arguments);
+    static const auto next = real(&openat, "openat");
+    const auto openIt = [&] { return next(at, path, flags, mode); };
+    if ((flags & O_DIRECTORY) == 0 || !control || !isBelowRoot(path))
+        return opened(path, flags, openIt);
+    const Call call("opendir", Kind::OpenFolder, path); // then listed
+    if (call.fails())
+        return -1;
+    const int file = openIt();
+    if (file >= 0 && file < maximumFiles)
+        files[file] = ++lastFile;
+    return file;
+}
+
 ssize_t write(int file, const void *data, size_t length)
 {
     static const auto next = real(&write, "write");
@@ -446,6 +465,15 @@ dirent64 *readdir64(DIR *folder)
     return call.fails() ? nullptr : next(folder);
 }
 
+dirent *readdir(DIR *folder)
+{
+    static const auto next = real(&readdir, "readdir");
+    if (!isWatched(::dirfd(folder)))
+        return next(folder);
+    const Call call("readdir", Kind::Look);
+    return call.fails() ? nullptr : next(folder);
+}
+
 int closedir(DIR *folder)
 {
     static const auto next = real(&closedir, "closedir");
@@ -458,6 +486,12 @@ int statx(int at, const char *path, int flags, unsigned mask, struct statx *fact
 {
     static const auto next = real(&::statx, "statx");
     return looked("stat", path, [&] { return next(at, path, flags, mask, facts); });
+}
+
+int stat(const char *path, struct stat *facts) noexcept
+{
+    static const auto next = real<int(const char *, struct stat *)>(nullptr, "stat");
+    return looked("stat", path, [&] { return next(path, facts); });
 }
 
 int access(const char *path, int mode) noexcept

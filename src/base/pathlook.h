@@ -1,0 +1,34 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+/// What the system says of a path. The toolkit's own questions take a disk that cannot be read for a file that is not
+/// there; these tell one from the other, for those to whom it makes a difference whether something was ever stored.
+/// Nothing is kept; any thread.
+namespace pathlook {
+
+enum class Kind {
+    Nothing, // surely
+    File,
+    Folder,
+    Other,   // a pipe, a device
+    Unknown, // the system cannot say
+};
+
+/// A symbolic link is what it leads to.
+Kind kindOf(const QString &path);
+
+/// True unless nothing that could ever be read stands there: what was not read may be there all the same.
+bool mayHoldFile(const QString &path);
+
+/// The names in a folder, hidden ones too, symbolic links left out, in no order. None for a folder that is not there.
+struct Listing
+{
+    QStringList files;
+    QStringList folders;
+    bool complete = true; // false: the system could not tell all of them
+};
+Listing list(const QString &folder);
+
+} // namespace pathlook
