@@ -37,17 +37,22 @@ bool changesValues(const QString &fault)
     return faults.contains(fault);
 }
 
-/// Values that were changed cannot be compared. After a wrong uptime the times may stand on another base. A binary
-/// event shows nothing of a change that leaves it long enough, and one of no known type is dropped.
+/// Values that were changed cannot be compared, but their times when those are as they were. After a wrong uptime the
+/// times may stand on another base. A binary event shows nothing of a change that leaves it long enough, and one of no
+/// known type is dropped.
 LinkCase caseOf(const QString &page, const QString &when, const QString &fault)
 {
     const bool ofAll = page == QLatin1String("all");
     const bool ofEvents = ofAll || page == QLatin1String("events");
     LinkCase one;
     one.plan = page + QLatin1Char('@') + when + QLatin1Char('=') + fault;
-    one.exact = !changesValues(fault) || !(ofEvents || page == QLatin1String("data"));
+    const bool ofSamples = page == QLatin1String("data");
+    const bool keepsTimes = ofSamples && !fault.startsWith(QLatin1String("times")) && fault != QLatin1String("garble");
+    one.exact = !changesValues(fault) || !(ofEvents || ofSamples) || keepsTimes;
     if (ofEvents && (fault == QLatin1String("deep-json") || fault == QLatin1String("duplicate-keys")))
         one.compared = Compared::SamplesWithoutTimes;
+    else if (changesValues(fault) && ofSamples)
+        one.compared = Compared::SampleTimes;
     else if (changesValues(fault) && page == QLatin1String("status"))
         one.compared = Compared::WithoutTimes;
     return one;

@@ -59,7 +59,7 @@ MISTAKES = [
      "kill --seconds 60"),
     ("clear-one-too-far", "sensor/downloadplan.cpp", "return {DownloadStep::Clear, quint64(m_points - 1), 0};",
      "return {DownloadStep::Clear, quint64(m_points), 0};", "link --seconds 60"),
-    ("clear-sent-again", "sensor/sensorworker.cpp", "sensorrequest::runsOnce(url));", "url.isEmpty());",
+    ("clear-sent-again", "sensor/sensorworker.cpp", "= sensorrequest::runsOnce(url);", "= url.isEmpty();",
      "link --seconds 60 --only clear"),
     ("old-reply-taken", "sensor/arcsensorlink.cpp", "if (!isUp() || !isIdle())\n        return;\n    DownloadPlan after",
      "if (!isUp() || m_durableWait)\n        return;\n    DownloadPlan after", "link --seconds 60"),

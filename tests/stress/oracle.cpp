@@ -73,6 +73,19 @@ bool addStored(Fates &fates, const norvexData &store, bool timed, bool withEvent
     return true;
 }
 
+/// The same with the times alone, as far as they are known.
+Fates withoutValues(const Fates &fates)
+{
+    Fates merged;
+    for (const auto &[identity, fate] : fates) {
+        Fate &one = merged[{std::get<0>(identity), std::get<1>(identity), 0}];
+        one.generated += fate.generated;
+        one.cleared += fate.cleared;
+        one.stored += fate.stored;
+    }
+    return merged;
+}
+
 /// Whether the only one of its values was stored at another time than it was measured at.
 bool isMisplaced(const Fate &fate)
 {
@@ -107,8 +120,9 @@ void conclude(Verdict &verdict, const Fates &fates, Compared compared)
 Verdict compare(const Session &session, const LedgerSnapshot &ledger, const QString &serial, Compared compared)
 {
     Verdict verdict;
-    const bool timed = compared == Compared::All && !hasRestarted(ledger);
-    const bool withEvents = compared != Compared::SamplesWithoutTimes;
+    const bool byTime = compared == Compared::SampleTimes;
+    const bool timed = (compared == Compared::All || byTime) && !hasRestarted(ledger);
+    const bool withEvents = compared != Compared::SamplesWithoutTimes && !byTime;
     Fates fates;
     addLedger(fates, ledger.samples, 1000, timed, ledger.restartsMs);
     if (withEvents)
@@ -122,7 +136,7 @@ Verdict compare(const Session &session, const LedgerSnapshot &ledger, const QStr
             return verdict;
         }
     }
-    conclude(verdict, fates, compared);
+    conclude(verdict, byTime ? withoutValues(fates) : fates, compared);
     return verdict;
 }
 
@@ -195,6 +209,7 @@ void LedgerWatch::update()
         from = end + 1;
         m_generated += line.startsWith("S ") ? 1 : 0;
         if (line.startsWith("HS ")) {
+            ++m_pages;
             const QList<QByteArray> fields = line.split(' ');
             m_handedOut = std::max(m_handedOut, fields.value(1).toLongLong() + fields.value(2).toLongLong());
         }

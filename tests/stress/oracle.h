@@ -21,9 +21,10 @@ struct Verdict
 /// Compares the store of the only sensor, or of the one with `serial`. Only what `ledger` marks as cleared has to be
 /// there. Without times the values alone identify a sample: for sensors that restarted or were not understood for a
 /// while, so that their samples were not all placed by the same base.
-/// Placed: nor are they compared one by one, but what was measured after a restart lies where it was measured, as far as
-/// one who asks over a network can know.
-enum class Compared { All, Placed, WithoutTimes, SamplesWithoutTimes };
+/// Placed: nor are they compared one by one, but what was measured after a restart lies where it was measured, as far
+/// as one who asks over a network can know. SampleTimes: by their times alone, for samples of which single values were
+/// changed on the way; no events.
+enum class Compared { All, Placed, WithoutTimes, SamplesWithoutTimes, SampleTimes };
 Verdict compare(const Session &session, const LedgerSnapshot &ledger, const QString &serial = {},
                 Compared compared = Compared::All);
 
@@ -59,6 +60,8 @@ public:
     qint64 clearedEvents() const { return m_clearedEvents; }
     /// Samples that were handed out at least once.
     qint64 handedOut() const { return m_handedOut; }
+    /// Times that samples were handed out, the same ones or others.
+    qint64 pages() const { return m_pages; }
 
 private:
     QFile m_file;
@@ -67,4 +70,5 @@ private:
     qint64 m_clearedSamples = 0;
     qint64 m_clearedEvents = 0;
     qint64 m_handedOut = 0;
+    qint64 m_pages = 0;
 };

@@ -14,7 +14,8 @@ constexpr int sensors = 64;
 constexpr double speed = 60; // an hour in a minute
 constexpr qint64 longestGapMs = 25000;
 constexpr double blocksHours = 2 * 10000 / 3600.0; // two blocks of every sensor, at a sample a second
-constexpr int spareFiles = 80;                     // a connection comes and goes
+constexpr qint64 momentMs = 2000;
+constexpr int spareFiles = 80; // a connection comes and goes
 const QString faults = QStringLiteral("all@0.1%=reset;all@0.05%=hang;data@0.2%=close-body;frame@0.2%=garbage;"
                                       "clear@0.2%=reset-after;clear@0.2%=close-after;status@0.1%=500;"
                                       "events@1%=reset;all@0.1%=delay:300");
@@ -49,6 +50,7 @@ private:
     QVector<qint64> m_read = QVector<qint64>(sensors, -1);
     QVector<qint64> m_since = QVector<qint64>(sensors, 0);
     QVector<double> m_gapMs = QVector<double>(sensors, 0); // as the time counts
+    qint64 m_nextMomentMs = 0;
     qint64 m_lookedMs = 0;
     qint64 m_anyReadMs = 0;
     qint64 m_allRead = 0;
@@ -131,8 +133,9 @@ double SoakRun::meanBytes(double from, double to) const
     return count > 0 ? sum / count : 0;
 }
 
-/// Of every sensor the newest block is in memory, which grows until it is full. So what is compared are means over the
-/// time of whole blocks: after the first hour and at the end.
+/// Of every sensor the newest block is in memory, which grows until it is full; of some an earlier one that its restart
+/// made the recorder look into. So what is compared are means over the time of whole blocks: after the first hour and
+/// at the end.
 QString SoakRun::memoryGrowth() const
 {
     const double end = hours();
@@ -160,7 +163,8 @@ QString SoakRun::look(Chance &chance)
     // Now and then one of them is switched off for a moment, or restarts with or without its memory.
     static const QStringList moments{QStringLiteral(";off@0s=150s"), QStringLiteral(";reboot@0s"),
                                      QStringLiteral(";reboot@0s=kept"), QStringLiteral(";reboot@0s;reboot@100s=kept")};
-    if (chance.oneIn(10)) {
+    if (m_timer.elapsed() >= m_nextMomentMs) {
+        m_nextMomentMs += momentMs; // by the time, so that a busy computer does not make the hours quieter
         const int sensor = chance.below(sensors);
         const QString &moment = moments.at(chance.below(moments.size()));
         m_bay.setPlan(sensor, faults + moment);
@@ -199,7 +203,7 @@ QString SoakRun::lookAtGaps()
     if (now - m_anyReadMs > longestGapMs)
         return QStringLiteral("no sensor was read for %1 ms until %2 ms").arg(now - m_anyReadMs).arg(now);
     for (int i = 0; i < sensors; ++i) {
-        const qint64 read = m_bay.watch(i).handedOut() + m_bay.watch(i).clearedSamples();
+        const qint64 read = m_bay.watch(i).pages() + m_bay.watch(i).clearedSamples();
         m_gapMs[i] += counted;
         m_longestGapMs = std::max(m_longestGapMs, m_gapMs[i]);
         m_longestWaitMs = std::max(m_longestWaitMs, now - m_since[i]);
