@@ -132,6 +132,13 @@ class Guide(unittest.TestCase):
                   for key in re.findall(r"^\| ([^|]+?) \|", section, flags=re.M)[1:]]
         self.assertEqual(shown, listed)
 
+    def test_options_are_in_the_manual(self):
+        manual = (top / "docs/man/norvex-cli.1").read_text(encoding="utf-8").replace("\\", "")
+        options = {name for source in (top / "src/cli").glob("*.cpp")
+                   for name in re.findall(r'\badd(?:Value|Flag)\(QStringLiteral\("([a-z-]+)"\)', source.read_text(encoding="utf-8"))}
+        self.assertGreater(len(options), 20)
+        self.assertEqual([name for name in sorted(options) if f"--{name}" not in manual], [])
+
     def test_links_lead_somewhere(self):
         missing = []
         for page in sorted(guide.glob("*.md")):
