@@ -40,7 +40,7 @@ ProcessModel::ProcessModel(const ProcessSettings &settings)
     : m_settings(settings), m_recipe(builtInRecipe(settings.runLengthMs)), m_random(settings.seed)
 {
     m_settings.rate = std::max(1, std::min(settings.rate, 1000));
-    restart();
+    start();
 }
 
 Recipe ProcessModel::builtInRecipe(qint64 runLengthMs)
@@ -72,6 +72,12 @@ void ProcessModel::setRecipe(const Recipe &recipe)
 }
 
 void ProcessModel::restart()
+{
+    m_phaseMs = m_random.below(1000 / m_settings.rate);
+    start();
+}
+
+void ProcessModel::start()
 {
     m_index = 0;
     m_level = {};

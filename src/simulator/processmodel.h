@@ -8,6 +8,7 @@
 
 #include <QVector>
 
+#include <algorithm>
 #include <array>
 
 struct ProcessSettings
@@ -58,7 +59,8 @@ public:
     /// What a snapshot at `timeUs` shows: the line as it was at the newest sample.
     SimulatedEvent snapshot(qint64 timeUs);
 
-    /// The sensor starts again: its clock is 0 and the chamber is idle. The random sequence goes on.
+    /// The sensor starts again: its clock is 0 and the chamber is idle. The random sequence goes on, and the samples
+    /// come at other fractions of their period than before.
     void restart();
 
     bool isRfOn() const { return m_rfOn; }
@@ -86,7 +88,8 @@ private:
         qint64 snapshots = 0; // that the recipe asks for in this step
     };
 
-    qint64 sampleTimeMs(qint64 index) const { return index * 1000 / m_settings.rate; }
+    qint64 sampleTimeMs(qint64 index) const { return std::max<qint64>(0, index * 1000 / m_settings.rate - m_phaseMs); }
+    void start();
     void planRun(qint64 startMs);
     Step planStep(int recipeStep, qint64 startMs, qint64 endMs) const;
     EventLevels configuredLevels() const;
@@ -112,6 +115,7 @@ private:
     RandomSource m_random;
 
     qint64 m_index = 0;
+    qint64 m_phaseMs = 0;
     qint64 m_runStartMs = 0;
     qint64 m_runEndMs = 0;
     qint64 m_ignitionMs = 0;

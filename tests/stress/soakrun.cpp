@@ -160,9 +160,11 @@ QString SoakRun::look(Chance &chance)
 {
     if (!m_bay.isRecording())
         return QStringLiteral("the recorder has ended");
-    // Now and then one of them is switched off for a moment, or restarts with or without its memory.
-    static const QStringList moments{QStringLiteral(";off@0s=150s"), QStringLiteral(";reboot@0s"),
-                                     QStringLiteral(";reboot@0s=kept"), QStringLiteral(";reboot@0s;reboot@100s=kept")};
+    // Now and then one of them is switched off for a moment, or restarts with or without its memory. Like a real one it
+    // cannot be reached meanwhile: it is not back before a request that was under way reaches it.
+    static const QString down = QStringLiteral(";off@0s=30s;reboot@29.5s");
+    static const QStringList moments{QStringLiteral(";off@0s=150s"), down, down + QStringLiteral("=kept"),
+                                     down + QStringLiteral(";off@100s=30s;reboot@129.5s=kept")};
     if (m_timer.elapsed() >= m_nextMomentMs) {
         m_nextMomentMs += momentMs; // by the time, so that a busy computer does not make the hours quieter
         const int sensor = chance.below(sensors);
