@@ -38,6 +38,7 @@ const QString recipeWindowKey = QStringLiteral("recipe/window");
 constexpr int statusPeriodMs = 1000;
 constexpr int endRetryMs = 20;
 constexpr double bytesPerSample = 196;
+constexpr QSize smallScreen(1000, 600);
 
 /// A window that was left on a larger desktop hangs over the edge of a smaller one otherwise.
 QRect insideOf(const QRect &desktop, QRect window)
@@ -373,6 +374,8 @@ void MainWindow::restoreWindow()
 {
     const QRect screen = QGuiApplication::primaryScreen()->availableGeometry();
     resize(qMin(1400, screen.width() * 9 / 10), qMin(900, screen.height() * 9 / 10));
+    if (screen.width() < smallScreen.width() || screen.height() < smallScreen.height())
+        setWindowState(Qt::WindowMaximized); // every line counts
     restoreGeometry(m_parts.settings.value(QStringLiteral("window/geometry")).toByteArray());
     if (!isMaximized() && !isFullScreen())
         setGeometry(insideOf(QGuiApplication::primaryScreen()->virtualGeometry(), geometry()));

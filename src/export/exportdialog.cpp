@@ -149,7 +149,9 @@ QWidget *exportDialog::buildRangeRow()
 {
     auto *group =
         new QGroupBox(tr("Range, local time %1 (files are in UTC)").arg(toDate(m_first).timeZoneAbbreviation()));
-    auto *row = new QHBoxLayout(group);
+    auto *rows = new QVBoxLayout(group);
+    auto *row = new QHBoxLayout; // two of them, for large fonts
+    rows->addLayout(row);
     const auto editor = [&](const QString &label, const QString &name) {
         auto *edit = new QDateTimeEdit;
         edit->setObjectName(name);
@@ -170,6 +172,8 @@ QWidget *exportDialog::buildRangeRow()
     m_start = editor(tr("Start"), QStringLiteral("startDateTime"));
     m_end = editor(tr("End"), QStringLiteral("endDateTime"));
     row->addStretch();
+    row = new QHBoxLayout;
+    rows->addLayout(row);
     const auto choice = [&](const QString &text, const QString &name, const std::optional<Range> &range,
                             const QString &missing) {
         auto *button = new QPushButton(text);
@@ -187,6 +191,7 @@ QWidget *exportDialog::buildRangeRow()
     choice(tr("Between Cursors"), QStringLiteral("b_cursorRange"), m_setup.betweenCursors,
            tr("Place two cursors in the plot first (keys 1 and 2)"));
     row->addWidget(buildRunChoice());
+    row->addStretch();
     return group;
 }
 

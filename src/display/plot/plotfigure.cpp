@@ -130,6 +130,7 @@ void PlotFigure::showCurves(PlotModel &model, const Theme &theme)
 void PlotFigure::showBands(const PlotModel &model, const Theme &theme)
 {
     const TimeRange view = model.view.visible();
+    const quint64 sofar = std::min(view.to, std::max(model.now, model.view.data().to));
     QVector<BandItem::Band> bands;
     int row = 0;
     const auto visible = int(
@@ -154,7 +155,7 @@ void PlotFigure::showBands(const PlotModel &model, const Theme &theme)
                           theme.mutedText(), QColor(), row});
         for (const TimeRange &loss : sensor->losses)
             if (loss.from < view.to && (loss.to == 0 || loss.to > view.from))
-                bands.append({{loss.from, loss.to == 0 ? view.to : loss.to},
+                bands.append({{loss.from, loss.to == 0 ? sofar : loss.to},
                               theme.connectionLossBand(),
                               Qt::NoPen,
                               labelled ? tr("No connection") : QString(),

@@ -52,6 +52,7 @@ public:
     int quantities[2] = {0, noQuantity};
     std::optional<quint64> cursors[2];
     quint64 origin = 0; // of elapsed times; 0: the first sample
+    quint64 now = 0;    // where a connection that is still lost ends on the plot
     QVector<PlotSection> sections;
     std::optional<TimeRange> home; // of a plot that shows one stretch and never follows
 

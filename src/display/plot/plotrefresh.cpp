@@ -1,3 +1,4 @@
+#include "base/clock.h"
 #include "display/plot/arcplotdisplayprivate.h"
 #include "display/plot/plotreadout.h"
 
@@ -27,7 +28,7 @@ arcPlotDisplay::Private::Private(arcPlotDisplay *display, Theme &windowTheme)
     layout->addWidget(legend);
     layout->addWidget(cursors);
     cursors->hide();
-    figure->setMinimumSize(figure->fontMetrics().averageCharWidth() * 36, figure->fontMetrics().lineSpacing() * 7);
+    figure->setMinimumSize(figure->fontMetrics().averageCharWidth() * 36, figure->fontMetrics().lineSpacing() * 9);
     overlay = new PlotOverlay(theme, figure->plotCanvas());
     interaction = new PlotInteraction(figure, this);
 
@@ -88,6 +89,7 @@ void arcPlotDisplay::Private::redraw()
     drawTimer.stop();
     dirty = false;
     lastRedraw = now();
+    model.now = quint64(systemClock().utcMs()) * 1000;
     model.update();
     refreshSources();
     figure->show(model, theme);

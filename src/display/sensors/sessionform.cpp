@@ -64,8 +64,10 @@ SessionForm::SessionForm(const DisplayContext &context, QWidget *parent)
     liveLayout->setContentsMargins(0, 0, 0, 0);
     m_numbers = new LiveNumbers(m_context.theme);
     m_plot = new arcPlotDisplay(m_context.theme);
-    liveLayout->addWidget(m_numbers);
     liveLayout->addWidget(m_plot, 1);
+    // Where there is no room for both, the plot is what is seen first.
+    const bool isLow = QGuiApplication::primaryScreen()->availableSize().height() < fontMetrics().lineSpacing() * 30;
+    liveLayout->insertWidget(isLow ? 1 : 0, m_numbers);
     m_views = new SessionViews(m_context, ui->displayStack, live, m_plot, this);
 
     ui->columnLayout->addWidget(new EventFilterBox(m_context, m_views->records()));
