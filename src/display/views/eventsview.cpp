@@ -61,6 +61,7 @@ QWidget *EventsView::buildTitleRow()
     m_title = new QLabel;
     m_title->setObjectName(QStringLiteral("eventTitle"));
     m_title->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    m_title->setWordWrap(true);
     m_title->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
     makeSteps(tr("The event above in the list (P)"), tr("The event below in the list (N)"));
     m_showRun = new QPushButton(tr("Show Run"));

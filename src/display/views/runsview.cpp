@@ -68,6 +68,7 @@ QWidget *RunsView::buildDetails()
     auto *details = new QWidget;
     m_title = new QLabel;
     m_title->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    m_title->setWordWrap(true);
     m_title->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
     m_title->setObjectName(QStringLiteral("runTitle"));
     makeSteps(tr("The run above in the list (P)"), tr("The run below in the list (N)"));
