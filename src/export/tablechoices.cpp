@@ -88,6 +88,8 @@ TableChoices::TableChoices(const Setting &setting, int others, QWidget *parent) 
     };
     add(0, tr("Format"), "cb_format", m_format);
     m_format->addItem(tr("Tables (CSV) for spreadsheets and data frames"), int(ExportFormat::Tidy));
+    m_format->setToolTip(tr("Numbers in tables have a decimal point. Where a comma is usual, a spreadsheet\nhas to "
+                            "import them as English; the help (F1) tells how."));
     m_format->addItem(tr("SQLite database"), int(ExportFormat::Sqlite));
     m_format->addItem(tr("Line protocol for time-series databases"), int(ExportFormat::Line));
     add(2, tr("Values"), "cb_values", m_bins);
