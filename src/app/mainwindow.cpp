@@ -11,7 +11,9 @@
 #include "display/look/flowlayout.h"
 #include "display/look/theme.h"
 #include "display/plot/arcplotdisplay.h"
+#include "display/records/sessionview.h"
 #include "display/sensors/sessionform.h"
+#include "display/views/sessionviews.h"
 #include "recipe/recipeform.h"
 #include "session/appsettings.h"
 #include "session/session.h"
@@ -24,6 +26,7 @@
 #include <QFileInfo>
 #include <QMenuBar>
 #include <QPushButton>
+#include <QScopedValueRollback>
 #include <QScreen>
 #include <QShortcut>
 #include <QStandardPaths>
@@ -213,6 +216,19 @@ void MainWindow::updateOverlayButtons(int runs, int events)
 }
 
 // --- closing
+
+/// A key that nothing else takes is the view's, wherever the focus is: somebody who points at a plot expects that.
+void MainWindow::keyPressEvent(QKeyEvent *event)
+{
+    SessionView *const view = m_form ? m_form->views().view(m_form->views().current()) : nullptr;
+    QWidget *const receiver = view ? static_cast<QWidget *>(view) : m_form ? m_form->plot() : nullptr;
+    if (!receiver || m_passingKey) { // it comes back when the view does not take it
+        QMainWindow::keyPressEvent(event);
+        return;
+    }
+    const QScopedValueRollback<bool> passing(m_passingKey, true);
+    QCoreApplication::sendEvent(receiver, event);
+}
 
 void MainWindow::closeEvent(QCloseEvent *event)
 {

@@ -87,6 +87,7 @@ public slots:
 
 protected:
     void closeEvent(QCloseEvent *event) override;
+    void keyPressEvent(QKeyEvent *event) override;
 
 private:
     void buildMenus();
@@ -121,5 +122,6 @@ private:
     QPointer<RecipeForm> m_recipeForm;
     DemoSensor *m_demoSensor = nullptr;
     int m_view = 0;
+    bool m_passingKey = false;
     bool m_ending = false;
 };

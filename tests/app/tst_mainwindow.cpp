@@ -291,6 +291,11 @@ void TestMainWindow::viewButtons()
     const auto button = [this](int id) {
         return m_window->findChild<QPushButton *>(QStringLiteral("b_view%1").arg(id));
     };
+    m_window->form()->plot()->setFollowing(false);
+    QVERIFY(!m_window->form()->plot()->isFollowing());
+    QTest::keyClick(button(0), Qt::Key_L); // the view's keys, wherever the focus is
+    QVERIFY(m_window->form()->plot()->isFollowing());
+    QTest::keyClick(button(0), Qt::Key_F12);
     QTest::mouseClick(button(2), Qt::LeftButton);
     for (int id = 0; id < 5; ++id)
         QCOMPARE(button(id)->styleSheet(), id == 2 ? QStringLiteral("background-color: #CCFFCC; color: black;")

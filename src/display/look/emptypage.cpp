@@ -48,7 +48,14 @@ void EmptyPage::show(const QString &text, const QString &button)
     m_button->setVisible(!button.isEmpty());
     if (!m_theme)
         return;
+    const bool passesFocus = text.isEmpty() && m_button->hasFocus();
     setVisible(!text.isEmpty());
+    for (QWidget *at = parentWidget(); passesFocus && at; at = at->parentWidget()) {
+        if (!(at->focusPolicy() & Qt::ClickFocus))
+            continue;
+        at->setFocus(); // else the toolkit gives it to anything
+        break;
+    }
     setGeometry(parentWidget()->rect());
     raise();
 }

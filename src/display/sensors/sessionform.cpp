@@ -167,8 +167,11 @@ void SessionForm::restoreState()
 void SessionForm::showView(int view)
 {
     m_views->show(view);
-    if (view == SessionViews::Live)
-        m_plot->jumpToLive();
+    if (view != SessionViews::Live)
+        return;
+    m_plot->jumpToLive();
+    if (!m_cards.isEmpty())
+        m_plot->setFocus();
 }
 
 // --- cards
