@@ -9,6 +9,19 @@
 #include <algorithm>
 #include <cmath>
 
+namespace {
+
+/// Microseconds tell nothing of a run, and take room.
+QString lengthText(quint64 length)
+{
+    constexpr quint64 second = 1000000;
+    if (length < second || length >= 60 * second)
+        return preciseDuration(length);
+    return QString::number(double(length) / second, 'f', 3) + QStringLiteral(" s");
+}
+
+} // namespace
+
 OverlayTable::OverlayTable(const Theme &theme, QObject *parent) : QAbstractTableModel(parent), m_theme(theme) {}
 
 int OverlayTable::add(const QVector<OverlayEntry> &entries)
@@ -147,7 +160,7 @@ QString OverlayTable::cellText(const OverlayEntry &entry, int column) const
     case Start:
         return m_time.shortMoment(entry.start);
     case Length:
-        return entry.end > entry.start ? preciseDuration(entry.end - entry.start) : QString();
+        return entry.end > entry.start ? lengthText(entry.end - entry.start) : QString();
     case Distance:
         if (entry.state != OverlayEntry::Read)
             return entry.state == OverlayEntry::Waiting ? tr("reading...") : tr("no samples");

@@ -72,9 +72,9 @@ OverlayView::OverlayView(OverlayEntry::Kind kind, const DisplayContext &context,
     splitter->setChildrenCollapsible(false);
     splitter->addWidget(m_plot);
     splitter->addWidget(buildTable());
-    splitter->setStretchFactor(0, 7);
-    splitter->setStretchFactor(1, 3);
-    splitter->setSizes({680, 320});
+    splitter->setStretchFactor(0, 6);
+    splitter->setStretchFactor(1, 4);
+    splitter->setSizes({600, 400});
     const QString name =
         kind == OverlayEntry::Run ? QStringLiteral("views/runsOverlay%1") : QStringLiteral("views/eventsOverlay%1");
     keepSplitter(splitter, context.settings, name.arg(QStringLiteral("Splitter")));
