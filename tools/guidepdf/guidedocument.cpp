@@ -19,6 +19,7 @@ namespace {
 
 constexpr int bodyPoints = 10;
 constexpr double codePoints = 8.5;
+constexpr double spaceAfterCode = 6;
 constexpr double widestPicture = 600; // of the layout's 96 dots per inch; A4 within its margins has 640
 constexpr double fullEnough = 0.5;    // of a page, for the next chapter to begin a new one
 constexpr double lastLine = 0.01;     // of a page: half of what a line takes
@@ -30,6 +31,12 @@ const QColor shade(0xf2, 0xf2, 0xf2);
 double headingPoints(int level)
 {
     return level == 1 ? 20 : level == 2 ? 14 : 11;
+}
+
+bool isCode(const QTextBlockFormat &format)
+{
+    return format.hasProperty(QTextFormat::BlockCodeFence) || format.hasProperty(QTextFormat::BlockCodeLanguage) ||
+           format.nonBreakableLines();
 }
 
 /// Every piece of text of a document, with its position.
@@ -120,8 +127,9 @@ void GuideDocument::styleBlocks()
         if (const int level = format.headingLevel()) {
             format.setTopMargin(level == 1 ? 40 : level == 2 ? 16 : 10);
             format.setBottomMargin(level == 1 ? 12 : 5);
-        } else if (format.hasProperty(QTextFormat::BlockCodeFence) ||
-                   format.hasProperty(QTextFormat::BlockCodeLanguage) || format.nonBreakableLines()) {
+        } else if (isCode(format) && block.text().isEmpty() && !isCode(block.next().blockFormat())) {
+            format.setLineHeight(spaceAfterCode, QTextBlockFormat::FixedHeight); // the toolkit adds an empty line
+        } else if (isCode(format)) {
             format.setBackground(shade);
             format.setLeftMargin(8);
             format.setTopMargin(0);
