@@ -69,7 +69,7 @@ MISTAKES = [
      "link --seconds 90 --only reboot"),
     ("stored-samples-not-recognised", "sensor/timelinekeeper.h", "return same > other && telling; }",
      "return same > other && telling && same < 0; }", "link --seconds 90 --only kept"),
-    ("reply-without-bound", "sensor/replyparser.h", "headLimit = 64 * 1024;", "headLimit = 2'000'000'000;",
+    ("reply-without-bound", "sensor/replyparser.h", "headBytes = 64 * 1024;", "headBytes = 2'000'000'000;",
      "link --seconds 60 --only endless"),
 ]
 
