@@ -142,6 +142,8 @@ private slots:
     void restartsLoseAndDoubleNothing_data();
     void restartsLoseAndDoubleNothing();
     void lostBlocksHoldNothingUp();
+    void unknownUptimeGoesOn_data();
+    void unknownUptimeGoesOn();
 };
 
 void TestTimeLineKeeper::restartsLoseAndDoubleNothing_data()
@@ -186,6 +188,35 @@ void TestTimeLineKeeper::restartsLoseAndDoubleNothing()
 }
 
 // A block file that somebody deletes, or that gets damaged, must not end the recording at the next restart.
+void TestTimeLineKeeper::unknownUptimeGoesOn_data()
+{
+    QTest::addColumn<int>("leadMs");
+    QTest::addColumn<bool>("goesOn");
+    QTest::newRow("behind our clock") << -200 << true;
+    QTest::newRow("a little before it") << 300 << true;
+    QTest::newRow("far before it") << 20000 << false;
+    QTest::newRow("long ago") << -100000 << false;
+}
+
+/// A sensor that does not say its uptime goes on where it was, as far as that fits our clock.
+void TestTimeLineKeeper::unknownUptimeGoesOn()
+{
+    QFETCH(int, leadMs);
+    const qint64 rawMs = 500000;
+    const qint64 base = (hostMs - rawMs + leadMs) * 1000;
+    TimeLineKeeper::Outside outside;
+    outside.last = {true, base, 1000};
+    outside.lastTime = quint64(base + 1000);
+    outside.nowUtcMs = hostMs;
+    outside.candidate = {true, hostMs, -1};
+    outside.recognise = [](const QVector<SamplePoint> &) { return Recognition(); };
+    QVector<SamplePoint> points(1);
+    points[0].time = quint64(base + rawMs * 1000);
+    TimeLineKeeper keeper;
+    QCOMPARE(keeper.place(points, base, true, outside), 1);
+    QTEST(keeper.line().baseUs == base, "goesOn");
+}
+
 void TestTimeLineKeeper::lostBlocksHoldNothingUp()
 {
     const QTemporaryDir session;

@@ -112,9 +112,18 @@ Bay::Usage Bay::usage() const
         const qint64 number = line.simplified().split(' ').value(1).toLongLong();
         if (line.startsWith("VmRSS:"))
             usage.bytes = number * 1024;
+        else if (line.startsWith("VmHWM:"))
+            usage.peak = number * 1024;
         else if (line.startsWith("Threads:"))
             usage.threads = int(number);
     }
     usage.files = QDir(process + QStringLiteral("/fd")).entryList(QDir::AllEntries | QDir::System).size();
     return usage;
+}
+
+void Bay::forgetPeak()
+{
+    QFile file(QStringLiteral("/proc/%1/clear_refs").arg(m_recorder.processId()));
+    if (file.open(QIODevice::WriteOnly))
+        file.write("5");
 }

@@ -43,11 +43,13 @@ public:
     struct Usage
     {
         qint64 bytes = 0; // resident
+        qint64 peak = 0;  // the most that it was since forgetPeak()
         int threads = 0;
         int files = 0;
     };
     /// What the recorder needs now.
     Usage usage() const;
+    void forgetPeak();
 
 private:
     QString serial(int number) const { return QStringLiteral("S%1").arg(number); }

@@ -107,6 +107,7 @@ private:
     qint64 m_longestGapMs = 0;
     qint64 m_longestReturnMs = 0;
     qint64 m_mostGrowth = 0;
+    qint64 m_highestPeak = 0;
 };
 
 int LinkRun::run()
@@ -128,13 +129,14 @@ int LinkRun::run()
     }
     say(QStringLiteral(
             "link: %1 of %2 faults in %3 recordings, back after %4 ms at most, longest gap of the others %5 ms, "
-            "memory grew by %6 KiB at most, %7 failures")
+            "memory grew by %6 KiB at most and by %7 KiB for a moment, %8 failures")
             .arg(m_cases)
             .arg(cases.size())
             .arg(m_batches)
             .arg(m_longestReturnMs)
             .arg(m_longestGapMs)
             .arg(m_mostGrowth / 1024)
+            .arg(m_highestPeak / 1024)
             .arg(m_score.failures()));
     return m_score.failures() > 0 || m_cases == 0 ? 1 : 0;
 }
@@ -179,11 +181,16 @@ bool LinkRun::batch(int number, const QVector<LinkCase> &cases)
 QString LinkRun::faults(Bay &bay, const QVector<LinkCase> &cases)
 {
     const qint64 memory = bay.usage().bytes;
+    bay.forgetPeak();
     for (int i = 0; i < cases.size(); ++i)
         bay.setPlan(healthy + i, cases.at(i).plan);
     const QString problem = watchHealthy(bay, faultMs);
     if (!problem.isEmpty())
         return problem;
+    const qint64 peak = bay.usage().peak - memory;
+    m_highestPeak = std::max(m_highestPeak, peak);
+    if (peak > allowedGrowth)
+        return QStringLiteral("memory was %1 KiB more for a moment").arg(peak / 1024);
     for (int i = 0; i < cases.size(); ++i)
         bay.setPlan(healthy + i, QString());
     const QString late = waitForReturn(bay, cases);

@@ -121,13 +121,16 @@ Verdict compare(const Session &session, const LedgerSnapshot &ledger, const QStr
 {
     Verdict verdict;
     const bool byTime = compared == Compared::SampleTimes;
-    const bool timed = (compared == Compared::All || byTime) && !hasRestarted(ledger);
+    bool timed = (compared == Compared::All || byTime) && !hasRestarted(ledger);
+    const QVector<SensorEntry> sensors = session.sensors();
+    for (const SensorEntry &sensor : sensors) // what a crash left may be all but that
+        timed =
+            timed && (sensor.data->timeLine().known || (!serial.isEmpty() && sensor.data->sensorSerial() != serial));
     const bool withEvents = compared != Compared::SamplesWithoutTimes && !byTime;
     Fates fates;
     addLedger(fates, ledger.samples, 1000, timed, ledger.restartsMs);
     if (withEvents)
         addLedger(fates, ledger.events, 1, timed, ledger.restartsMs);
-    const QVector<SensorEntry> sensors = session.sensors();
     for (const SensorEntry &sensor : sensors) {
         if (!serial.isEmpty() && sensor.data->sensorSerial() != serial)
             continue;
