@@ -318,7 +318,9 @@ void MainWindow::tryDemoSensor()
     connect(m_demoSensor, &DemoSensor::listening, this,
             [this](const QString &address, quint16 port) { connectTo(address, port, tr("Simulated")); });
     connect(m_demoSensor, &DemoSensor::failed, m_status, [this](const QString &reason) {
-        m_status->addProblem(tr("The simulated sensor did not start: %1").arg(reason));
+        const QString text = tr("The simulated sensor did not start: %1").arg(reason);
+        m_status->addProblem(text);
+        m_status->showMessage(text);
     });
     if (!m_demoSensor->start())
         m_parts.prompts.warn(this, tr("Try the Simulated Sensor"), tr("Unable to find ") + DemoSensor::programPath(),

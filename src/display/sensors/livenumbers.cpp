@@ -75,8 +75,13 @@ void LiveNumbers::addSensor(const QString &serial, const std::shared_ptr<norvexD
     grid->setVerticalSpacing(0);
     grid->setColumnStretch(0, 1);
     grid->setColumnStretch(1, 1);
-    grid->addWidget(row->name, 0, 0);
-    grid->addWidget(row->age, 0, 1);
+    row->age->setMinimumWidth(
+        fontMetrics().horizontalAdvance(tr("%1 old").arg(SensorCardPresenter::duration(59 * 60 * 1000))));
+    row->age->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
+    auto *top = new QHBoxLayout;
+    top->addWidget(row->name, 1); // a name wants more room than an age
+    top->addWidget(row->age);
+    grid->addLayout(top, 0, 0, 1, 2);
     grid->addWidget(row->voltage, 1, 0);
     grid->addWidget(row->current, 1, 1);
     layout()->addWidget(row->box);
