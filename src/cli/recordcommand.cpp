@@ -92,6 +92,7 @@ bool RecordRun::connectSensors()
     m_recorder = std::make_unique<Recorder>(m_session.get(), recorderOptions);
     connect(m_recorder.get(), &Recorder::sensorReady, this, &RecordRun::sensorReady);
     connect(m_recorder.get(), &Recorder::sensorRefused, this, &RecordRun::sensorRefused);
+    connect(m_recorder.get(), &Recorder::sensorDelayed, this, &RecordRun::sensorDelayed);
     for (const SensorAddress &address : m_options.sensors) {
         QString holder;
         if (m_recorder->addSensor(address.host, address.port, address.chamber, &holder) ==
@@ -119,6 +120,7 @@ void RecordRun::sensorReady(arcSensor *sensor, const QString &serial)
     Watched &watched = m_watched[sensor];
     watched.wasReady = true;
     watched.refusal.clear();
+    watched.delay.clear();
     const std::shared_ptr<norvexData> store = m_session->store(serial);
     m_printer.say(QStringLiteral("sensor %1 at %2 records into %3/%4")
                       .arg(serial, addressOf(sensor), m_session->path(), store->folderName()));
@@ -130,12 +132,19 @@ void RecordRun::sensorRefused(arcSensor *sensor, const QString &reason)
     if (watched.refusal == reason)
         return;
     watched.refusal = reason;
+    watched.delay.clear();
     m_printer.say(QStringLiteral("norvex-cli: %1 is not recorded: %2").arg(addressOf(sensor), reason));
     const bool hopeless = std::all_of(m_watched.begin(), m_watched.end(), [](const auto &entry) {
         return !entry.second.wasReady && !entry.second.refusal.isEmpty();
     });
     if (hopeless)
         QCoreApplication::quit();
+}
+
+void RecordRun::sensorDelayed(arcSensor *sensor, const QString &reason)
+{
+    m_watched[sensor].delay = reason;
+    m_printer.say(QStringLiteral("norvex-cli: %1 is not recorded yet: %2").arg(addressOf(sensor), reason));
 }
 
 SensorProgress RecordRun::progressOf(arcSensor *sensor)
@@ -145,6 +154,8 @@ SensorProgress RecordRun::progressOf(arcSensor *sensor)
     progress.name = addressOf(sensor);
     if (m_stopped)
         progress.state = QStringLiteral("stopped");
+    else if (!watched.delay.isEmpty())
+        progress.state = QStringLiteral("waiting for its folder");
     else
         progress.state = watched.refusal.isEmpty() ? stateOf(sensor) : QStringLiteral("refused");
     if (m_session->lastSaveMs() > 0)
@@ -193,6 +204,10 @@ ExitCode RecordRun::finish()
         m_console.complain(QStringLiteral("the session could not be saved completely; see the log"));
         return ExitCode::CannotWrite;
     }
+    const bool delayed = std::any_of(m_watched.begin(), m_watched.end(),
+                                     [](const auto &entry) { return !entry.second.delay.isEmpty(); });
+    if (delayed) // said when it began
+        return ExitCode::CannotWrite;
     return reached ? ExitCode::Done : reachedNothing();
 }
 

@@ -26,6 +26,7 @@ private:
     {
         QString shown; // last plain line's state
         QString refusal;
+        QString delay; // why it cannot be stored yet
         RateMeter rate;
         bool wasReady = false;
     };
@@ -34,6 +35,7 @@ private:
     bool connectSensors();
     void sensorReady(arcSensor *sensor, const QString &serial);
     void sensorRefused(arcSensor *sensor, const QString &reason);
+    void sensorDelayed(arcSensor *sensor, const QString &reason);
     void showProgress();
     SensorProgress progressOf(arcSensor *sensor);
     ExitCode finish();

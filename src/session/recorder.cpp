@@ -12,12 +12,7 @@
 #include <QTimer>
 
 #include <algorithm>
-
-namespace {
-
-constexpr int mostFailedFolders = 10; // attempts to make a sensor's folder, a retry wait apart
-
-} // namespace
+#include <utility>
 
 struct Recorder::Connection
 {
@@ -26,7 +21,7 @@ struct Recorder::Connection
     QString expectedSerial;
     QString serial; // once it records
     std::unique_ptr<QLockFile> lock;
-    int failedFolders = 0; // in a row
+    bool wantsFolder = false; // which could not be created so far
 };
 
 Recorder::Recorder(Session *session, const Options &options, const Clock &clock, QObject *parent)
@@ -129,23 +124,35 @@ void Recorder::sensorAnswered(Connection &connection)
         return refuse(connection, CoreText::tr("the sensor with serial %1 is connected already").arg(serial));
     const std::shared_ptr<norvexData> store =
         m_session->addSensor(serial, connection.chamber, sensor->address(), sensor->port());
-    if (!store && ++connection.failedFolders < mostFailedFolders) {
-        // A disk that fails now may do better soon; the sensor keeps its samples meanwhile.
-        logWarning(QStringLiteral("Recorder: the folder of sensor %1 cannot be created yet").arg(serial));
-        sensor->stop();
-        QTimer::singleShot(m_options.timings.retryWait, sensor, &arcSensor::reconnect);
-        return;
-    }
     if (!store)
-        return refuse(connection, CoreText::tr("the folder of sensor %1 cannot be created").arg(serial));
+        return tryFolderLater(connection, serial);
+    connection.wantsFolder = false;
     connection.serial = serial;
     sensor->setExpectedSerial(serial); // from now on another sensor at this address is not downloaded into its store
     sensor->setStore(store);
     emit sensorReady(sensor, serial);
 }
 
+/// A disk that is full now may have room in an hour; the sensor keeps its samples meanwhile.
+void Recorder::tryFolderLater(Connection &connection, const QString &serial)
+{
+    arcSensor *const sensor = connection.sensor;
+    sensor->stop();
+    QTimer::singleShot(m_options.timings.retryWait, sensor, [this, sensor] {
+        const Connection *const waiting = find(sensor);
+        if (waiting && waiting->wantsFolder)
+            sensor->reconnect();
+    });
+    if (std::exchange(connection.wantsFolder, true))
+        return;
+    const QString reason = CoreText::tr("the folder of sensor %1 cannot be created; trying again").arg(serial);
+    logWarning(QStringLiteral("Recorder: %1 waits: %2").arg(sensor->address(), reason));
+    emit sensorDelayed(sensor, reason);
+}
+
 void Recorder::refuse(Connection &connection, const QString &reason)
 {
+    connection.wantsFolder = false;
     connection.sensor->stop();
     logWarning(QStringLiteral("Recorder: refused %1: %2").arg(connection.sensor->address(), reason));
     emit sensorRefused(connection.sensor, reason);
@@ -227,6 +234,7 @@ bool Recorder::isRecording(const arcSensor *sensor) const
 void Recorder::stopConnections()
 {
     for (const auto &connection : m_connections) {
+        connection->wantsFolder = false;
         connection->sensor->stop();
         connection->lock.reset();
     }

@@ -60,6 +60,9 @@ signals:
     void sensorReady(arcSensor *sensor, const QString &serial);
     /// Another serial than the session knows for this address answered, or the serial is connected twice.
     void sensorRefused(arcSensor *sensor, const QString &reason);
+    /// A sensor has said its serial but its folder cannot be created: it keeps its samples and is tried again until
+    /// that succeeds and sensorReady() comes. Said once, not at every try.
+    void sensorDelayed(arcSensor *sensor, const QString &reason);
     /// A sensor of the session was not connected at all.
     void sensorLocked(const QString &serial, const QString &holder);
 
@@ -69,6 +72,7 @@ private:
                          QString *holder);
     Connection *find(const arcSensor *sensor) const;
     void sensorAnswered(Connection &connection);
+    void tryFolderLater(Connection &connection, const QString &serial);
     void refuse(Connection &connection, const QString &reason);
     QString lockPath(const QString &address, quint16 port) const;
 

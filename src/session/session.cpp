@@ -131,11 +131,12 @@ std::shared_ptr<norvexData> Session::addSensor(const QString &serial, const QStr
     return data;
 }
 
-bool Session::removeSensor(const QString &serial)
+bool Session::removeSensor(const QString &serial, bool *saved)
 {
     const std::shared_ptr<norvexData> data = store(serial);
     if (!data)
         return false;
+    bool isSaved = false;
     {
         const QMutexLocker saving(&m_saveLock);
         if (data->hasUnsavedData() && !data->save(path()))
@@ -146,8 +147,13 @@ bool Session::removeSensor(const QString &serial)
             const auto isIt = [&](const SensorEntry &entry) { return entry.data == data; };
             m_sensors.erase(std::remove_if(m_sensors.begin(), m_sensors.end(), isIt), m_sensors.end());
         }
-        saveLocked(); // its records leave the journal, which would bring it back
+        isSaved = saveLocked(); // its records leave the journal, which would bring it back
     }
+    if (!isSaved)
+        logWarning(
+            QStringLiteral("Session::removeSensor: sensor %1 comes back unless a later save succeeds").arg(serial));
+    if (saved)
+        *saved = isSaved;
     emit sensorRemoved(serial);
     return true;
 }

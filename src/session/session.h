@@ -97,8 +97,9 @@ public:
     std::shared_ptr<norvexData> addSensor(const QString &serial, const QString &chamber, const QString &address,
                                           quint16 port);
     /// Saves a sensor and takes it out of the list; its files stay. False when it is not there or could not be saved:
-    /// it then stays, so that nothing recorded is dropped.
-    bool removeSensor(const QString &serial);
+    /// it then stays, so that nothing recorded is dropped. `saved` becomes false when the session cannot be saved
+    /// without it: a session that is opened before a later save succeeds still has it.
+    bool removeSensor(const QString &serial, bool *saved = nullptr);
     void setSensorAddress(const QString &serial, const QString &address, quint16 port);
     void setSensorColour(const QString &serial, const QString &colour);
 

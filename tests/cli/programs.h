@@ -60,13 +60,16 @@ public:
     }
 
     /// Waits until a recorder has found its sensor.
-    static bool isRecording(QProcess &recorder)
+    static bool isRecording(QProcess &recorder) { return says(recorder, "records into"); }
+
+    /// Waits until a program has said this on standard error.
+    static bool says(QProcess &program, const char *text)
     {
         QByteArray said;
-        recorder.setReadChannel(QProcess::StandardError);
-        while (!said.contains("records into") && recorder.waitForReadyRead(patienceMs))
-            said += recorder.readAllStandardError();
-        return said.contains("records into");
+        program.setReadChannel(QProcess::StandardError);
+        while (!said.contains(text) && program.waitForReadyRead(patienceMs))
+            said += program.readAllStandardError();
+        return said.contains(text);
     }
 
     static Result resultOf(QProcess &process, int timeoutMs = patienceMs)

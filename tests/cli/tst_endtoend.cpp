@@ -277,6 +277,26 @@ private slots:
         printer.waitForFinished(5000);
     }
 
+    void aSensorWithoutAFolderIsTheDisksFault()
+    {
+        const QString folder = m_temporary.filePath(QStringLiteral("taken"));
+        QVERIFY(QDir().mkpath(folder));
+        QFile inTheWay(folder + QStringLiteral("/SN7-Default"));
+        QVERIFY(inTheWay.open(QIODevice::WriteOnly));
+        QProcess sensor;
+        const quint16 port = m_programs->startSensor(sensor, {QStringLiteral("--serial"), QStringLiteral("SN7")});
+        QVERIFY(port > 0);
+        QProcess recorder;
+        m_programs->start(recorder, QStringLiteral("norvex-cli"),
+                          {QStringLiteral("record"), QStringLiteral("--session"), folder, QStringLiteral("--sensor"),
+                           QStringLiteral("127.0.0.1:%1").arg(port)});
+        QVERIFY(Programs::says(recorder, "is not recorded yet"));
+        recorder.terminate();
+        QCOMPARE(Programs::resultOf(recorder).code, 14);
+        sensor.terminate();
+        sensor.waitForFinished(5000);
+    }
+
     void anInterruptEndsWithASave()
     {
         QProcess sensor;

@@ -92,6 +92,28 @@ private slots:
         QCOMPARE(second.addSensor(host, 1, {}), Recorder::AddOutcome::Added);
     }
 
+    void aSensorWaitsForItsFolder()
+    {
+        QFile inTheWay(m_session->path() + QStringLiteral("/SN1-Default"));
+        QVERIFY(inTheWay.open(QIODevice::WriteOnly));
+        m_options.timings.retryWait = 5;
+        const auto sensor = started(QStringLiteral("SN1"));
+        Recorder recorder(m_session.get(), m_options);
+        QSignalSpy ready(&recorder, &Recorder::sensorReady);
+        QSignalSpy refused(&recorder, &Recorder::sensorRefused);
+        QSignalSpy delayed(&recorder, &Recorder::sensorDelayed);
+        recorder.addSensor(host, sensor->port(), {});
+        int tries = 0;
+        connect(recorder.connections().at(0), &arcSensor::statusUpdate, this,
+                [&tries](const QString &message) { tries += message == QLatin1String("Connected") ? 1 : 0; });
+        QTRY_VERIFY_WITH_TIMEOUT(tries >= 15, patience);
+        QVERIFY(ready.isEmpty() && refused.isEmpty());
+        QCOMPARE(delayed.size(), 1);
+        QVERIFY(inTheWay.remove());
+        QTRY_COMPARE_WITH_TIMEOUT(ready.size(), 1, patience);
+        QTRY_VERIFY_WITH_TIMEOUT(m_session->store(QStringLiteral("SN1"))->sampleCount() > 0, patience);
+    }
+
     void theSameSensorIsNotRecordedTwice()
     {
         const auto one = started(QStringLiteral("SN1"));

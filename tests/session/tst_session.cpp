@@ -274,6 +274,22 @@ private slots:
         QTEST(Session::folderOf(QString::fromUtf8(QTest::currentDataTag())), "folder");
     }
 
+    void aRemovalThatCannotBeSavedIsToldAndSavedLater()
+    {
+        {
+            const std::unique_ptr<Session> session = Session::create(m_folder, nullptr);
+            session->addSensor(QStringLiteral("SN1"), {}, {}, 80)->addSamples(samplesFrom(0, 3));
+            const QString file = m_folder + QLatin1Char('/') + Session::fileName();
+            QVERIFY(QDir().mkpath(file + QStringLiteral("/inside")));
+            bool saved = true;
+            QVERIFY(session->removeSensor(QStringLiteral("SN1"), &saved));
+            QVERIFY(!saved && session->hasUnsavedData());
+            QVERIFY(QDir(file).removeRecursively());
+            QVERIFY(session->save());
+        }
+        QVERIFY(Session::load(m_folder, nullptr)->sensors().isEmpty());
+    }
+
     void announcesSensors()
     {
         const std::unique_ptr<Session> session = Session::create(m_folder, nullptr);

@@ -112,6 +112,8 @@ SessionForm::SessionForm(const DisplayContext &context, QWidget *parent)
     connect(&m_context.recorder, &Recorder::sensorReady, this, &SessionForm::sensorReady);
     connect(&m_context.recorder, &Recorder::sensorRefused, this,
             [this](arcSensor *, const QString &reason) { emit problem(reason); });
+    connect(&m_context.recorder, &Recorder::sensorDelayed, this,
+            [this](arcSensor *, const QString &reason) { emit problem(reason); });
     connect(&m_context.recorder, &Recorder::sensorLocked, this, [this](const QString &serial, const QString &holder) {
         emit problem(tr("Sensor %1 is not recorded here: another program does it (%2).").arg(serial, holder));
     });
@@ -338,10 +340,17 @@ void SessionForm::removeSensor(const QString &sensor)
         return;
     if (arcSensor *connection = m_context.recorder.connectionOf(sensor))
         m_context.recorder.removeConnection(connection);
-    if (!m_context.session.removeSensor(sensor))
+    bool saved = true;
+    if (!m_context.session.removeSensor(sensor, &saved))
         m_context.prompts.warn(this, tr("Warning"), tr("Sensor %1 could not be removed").arg(sensor),
                                {tr("Its last samples cannot be saved, so it stays in the session. Its recording has "
                                    "ended; is the disk full?"),
+                                QString()});
+    else if (!saved)
+        m_context.prompts.warn(this, tr("Warning"),
+                               tr("Sensor %1 is removed, but the session cannot be saved").arg(sensor),
+                               {tr("The sensor comes back when the session is opened again unless a save succeeds "
+                                   "by then; is the disk full?"),
                                 QString()});
 }
 
