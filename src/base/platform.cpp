@@ -127,13 +127,26 @@ qint64 residentMemory()
 
 #else
 
+namespace {
+
+/// Tries again when it is interrupted, but not for ever: who saves holds locks that others wait for.
+int syncedAfterInterrupts(int (*sync)(int), int descriptor)
+{
+    constexpr int mostTries = 1000;
+    int result = -1;
+    for (int i = 0; i < mostTries && result != 0; ++i) {
+        result = sync(descriptor);
+        if (result != 0 && errno != EINTR)
+            break;
+    }
+    return result;
+}
+
+} // namespace
+
 bool syncFile(const QFile &file)
 {
-    int result = 0;
-    do {
-        result = ::fdatasync(file.handle());
-    } while (result != 0 && errno == EINTR);
-    return result == 0;
+    return syncedAfterInterrupts(&::fdatasync, file.handle()) == 0;
 }
 
 bool syncFolder(const QString &folder)
@@ -141,10 +154,7 @@ bool syncFolder(const QString &folder)
     const int descriptor = ::open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (descriptor < 0)
         return false;
-    int result = 0;
-    do {
-        result = ::fsync(descriptor);
-    } while (result != 0 && errno == EINTR);
+    const int result = syncedAfterInterrupts(&::fsync, descriptor);
     const bool notSupported = result != 0 && errno == EINVAL; // some network shares cannot sync a folder
     ::close(descriptor);
     return result == 0 || notSupported;

@@ -39,6 +39,7 @@ const Fault faults[] = {
     {"short write, once", Action::ShortWrite, 0, false},
     {"short writes, lasting", Action::ShortWrite, 0, true},
     {"interrupted, once", Action::Fail, EINTR, false},
+    {"interrupted, lasting", Action::Fail, EINTR, true},
 };
 constexpr int faultCount = int(sizeof faults / sizeof faults[0]);
 

@@ -8,7 +8,7 @@
 
 // Every fault of the link on every page of a sensor, many sensors at once, beside sensors whose link is good. The
 // recording of a sensor must go on soon after its fault has ended, the good ones must never notice, and memory must not
-// grow.
+// grow. In the last recording all of them are off and back together.
 
 namespace {
 
@@ -86,6 +86,9 @@ QVector<LinkCase> allCases()
     return cases;
 }
 
+/// Of the power of the whole bay, the good sensors too.
+const LinkCase together{QStringLiteral("off@0.1s=1s"), true, Compared::Placed};
+
 class LinkRun
 {
 public:
@@ -93,8 +96,8 @@ public:
     int run();
 
 private:
-    bool batch(int number, const QVector<LinkCase> &cases);
-    QString faults(Bay &bay, const QVector<LinkCase> &cases);
+    bool batch(int number, const QVector<LinkCase> &cases, bool ofAll);
+    QString faults(Bay &bay, const QVector<LinkCase> &cases, bool ofAll);
     QString watchHealthy(Bay &bay, int ms);
     QString waitForReturn(Bay &bay, const QVector<LinkCase> &cases);
     double countedMs(Bay &bay, qint64 ms);
@@ -120,18 +123,22 @@ int LinkRun::run()
     Chance shuffling(m_options.seed, 0);
     for (int i = cases.size() - 1; i > 0; --i)
         std::swap(cases[i], cases[shuffling.below(i + 1)]);
+    const bool endsTogether = together.plan.contains(m_options.only);
+    const int single = (cases.size() + faulty - 1) / faulty;
+    const int batches = single + (endsTogether ? 1 : 0);
     bool goesOn = true;
     for (int number = m_options.first; goesOn && !m_options.isOver(m_batches); ++number, ++m_batches) {
-        const int batches = (cases.size() + faulty - 1) / faulty;
         if (batches == 0 || (number >= batches && m_options.count >= 0))
             break; // without a count it goes round until the time is up
-        goesOn = batch(number, cases.mid(number % batches * faulty, faulty));
+        const int at = number % batches;
+        goesOn = at < single ? batch(number, cases.mid(at * faulty, faulty), false)
+                             : batch(number, QVector<LinkCase>(faulty, together), true);
     }
     say(QStringLiteral(
             "link: %1 of %2 faults in %3 recordings, back after %4 ms at most, longest gap of the others %5 ms, "
             "memory grew by %6 KiB at most and by %7 KiB for a moment, %8 failures")
             .arg(m_cases)
-            .arg(cases.size())
+            .arg(cases.size() + (endsTogether ? faulty : 0))
             .arg(m_batches)
             .arg(m_longestReturnMs)
             .arg(m_longestGapMs)
@@ -141,7 +148,7 @@ int LinkRun::run()
     return m_score.failures() > 0 || m_cases == 0 ? 1 : 0;
 }
 
-bool LinkRun::batch(int number, const QVector<LinkCase> &cases)
+bool LinkRun::batch(int number, const QVector<LinkCase> &cases, bool ofAll)
 {
     Bay::Setup setup;
     setup.sensors = healthy + cases.size();
@@ -158,14 +165,14 @@ bool LinkRun::batch(int number, const QVector<LinkCase> &cases)
         }
         return true;
     });
-    QString problem = begun ? faults(bay, cases) : QStringLiteral("the recording does not begin");
+    QString problem = begun ? faults(bay, cases, ofAll) : QStringLiteral("the recording does not begin");
     if (problem.isEmpty() && !bay.endRecorder())
         problem = QStringLiteral("the last save fails");
     if (problem.isEmpty()) {
         QVector<QPair<int, Compared>> exact;
         for (int i = 0; i < bay.size(); ++i) {
             if (i < healthy)
-                exact.append({i, Compared::All});
+                exact.append({i, ofAll ? together.compared : Compared::All});
             else if (cases.at(i - healthy).exact)
                 exact.append({i, cases.at(i - healthy).compared});
         }
@@ -178,10 +185,12 @@ bool LinkRun::batch(int number, const QVector<LinkCase> &cases)
     return problem.isEmpty() || m_score.failed(number, problem);
 }
 
-QString LinkRun::faults(Bay &bay, const QVector<LinkCase> &cases)
+QString LinkRun::faults(Bay &bay, const QVector<LinkCase> &cases, bool ofAll)
 {
     const qint64 memory = bay.usage().bytes;
     bay.forgetPeak();
+    for (int i = 0; ofAll && i < healthy; ++i)
+        bay.setPlan(i, together.plan);
     for (int i = 0; i < cases.size(); ++i)
         bay.setPlan(healthy + i, cases.at(i).plan);
     const QString problem = watchHealthy(bay, faultMs);

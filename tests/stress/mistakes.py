@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Plants mistakes in a copy of the sources, one at a time, and shows that the torture program finds each.
 
-usage: scripts/mistakes [--list] [NAME...]
+usage: scripts/mistakes [--list | --check] [NAME...]
 """
 
 import pathlib
@@ -53,7 +53,7 @@ MISTAKES = [
      "kill --seconds 60"),
     ("index-without-backup", "data/storesaver.cpp", "if (m_hasBackup && !makeBackup())",
      "if (m_hasBackup && m_indexPath.isEmpty() && !makeBackup())", "power --seconds 60"),
-    ("backup-not-synced", "data/storefiles.cpp", "    if (!platform::syncFile(target))\n        return fail(reason, QStringLiteral(\"cannot be synced\"));\n    return true;",
+    ("backup-not-synced", "data/storefiles.cpp", "    if (!platform::syncFile(target))\n        return fail(reason, CoreText::tr(\"cannot be synced\"));\n    return true;",
      "    return true;", "power --seconds 60"),
     ("unsaved-block-forgotten", "data/datablock.cpp", "m_modified = true; // before", "m_modified = m_samples.size() < 40; // before",
      "kill --seconds 60"),
@@ -104,12 +104,25 @@ def first_failure(arguments):
     return next((line for line in tried.stdout.split("\n") if line.startswith("FAILED")), "")
 
 
+def misplaced(mistake, top):
+    file, text = mistake[1:3]
+    found = (top / "src" / file).read_text().count(text)
+    return "" if found == 1 else "its place in %s is there %d times, not once" % (file, found)
+
+
+def check():
+    """Whether the code is still as the mistakes expect it. Builds nothing."""
+    problems = ["%-34s %s" % (mistake[0], misplaced(mistake, TOP)) for mistake in MISTAKES if misplaced(mistake, TOP)]
+    print("\n".join(problems or ["every mistake has its place"]))
+    return 1 if problems else 0
+
+
 def plant(mistake):
     name, file, text, instead, arguments = mistake
+    if misplaced(mistake, CODE):
+        return misplaced(mistake, CODE)
     path = CODE / "src" / file
     good = path.read_text()
-    if good.count(text) != 1:
-        return "its place in %s is not there any more" % file
     path.write_text(good.replace(text, instead))
     try:
         if not build():
@@ -132,6 +145,8 @@ def main():
     if "--list" in sys.argv:
         print("\n".join(mistake[0] for mistake in MISTAKES))
         return 0
+    if "--check" in sys.argv:
+        return check()
     copy_sources()
     if not build():
         return 1
