@@ -47,6 +47,7 @@ private slots:
     void closingWhileRecordingAsksOnce();
     void removingASensorWithItsMenuOpen();
     void commandsWithoutADisplayedSensor();
+    void everySensorSwitchedOff();
     void commandsActOnTheChosenSensor();
     void theGuide();
     void theRateOfRecording();
@@ -390,6 +391,29 @@ void TestMainWindow::commandsWithoutADisplayedSensor()
     }
     click("actionExportData");
     QCOMPARE(m_prompts->takeShown().size(), 1);
+}
+
+void TestMainWindow::everySensorSwitchedOff()
+{
+    const QString path = folder(QStringLiteral("two"));
+    {
+        const auto session = Session::create(path, nullptr);
+        QVERIFY(session->addSensor(QStringLiteral("S1"), QStringLiteral("PM1"), QString(), 80));
+        QVERIFY(session->addSensor(QStringLiteral("S2"), QStringLiteral("PM2"), QString(), 80));
+        QVERIFY(session->save());
+    }
+    QVERIFY(m_window->openSession(path));
+    SessionForm *const form = m_window->form();
+    const QStringList serials{QStringLiteral("S1"), QStringLiteral("S2")};
+    for (const QString &serial : serials)
+        form->card(serial)->displayToggled();
+    const auto buttons = form->plot()->findChildren<QPushButton *>();
+    const auto offered = [](const QPushButton *button) { return button->text() == QLatin1String("Show All Sensors"); };
+    QTRY_VERIFY_WITH_TIMEOUT(std::any_of(buttons.begin(), buttons.end(), offered), patience);
+    (*std::find_if(buttons.begin(), buttons.end(), offered))->click();
+    for (const QString &serial : serials)
+        QVERIFY(form->card(serial)->isDisplayOn());
+    QVERIFY(form->findChildren<QDialog *>().isEmpty()); // none to connect to yet another one
 }
 
 void TestMainWindow::commandsActOnTheChosenSensor()

@@ -104,7 +104,7 @@ SessionForm::SessionForm(const DisplayContext &context, QWidget *parent)
     connect(m_plot, &arcPlotDisplay::setCurrentDisplayWindow, this, &SessionForm::setCurrentDisplayWindow);
     connect(m_plot, &arcPlotDisplay::yieldView, this, &SessionForm::yieldPlotView);
     connect(m_plot, &arcPlotDisplay::returnToNormalMode, this, &SessionForm::returnToNormalView);
-    connect(m_plot, &arcPlotDisplay::emptyStateButtonClicked, this, &SessionForm::addSensor);
+    connect(m_plot, &arcPlotDisplay::emptyStateButtonClicked, this, &SessionForm::fillEmptyPlot);
     connect(this, &SessionForm::sensorReconnectSuccessful, this, &SessionForm::finishSensorReconnection);
     connect(this, &SessionForm::sensorRemoved, this, &SessionForm::removeSensorWidget);
     connect(&m_context.session, &Session::sensorAdded, this, &SessionForm::addCard);
@@ -376,6 +376,18 @@ void SessionForm::showEmptyState()
                               tr("Connect To Sensor"));
     else
         m_plot->setEmptyState(QString());
+}
+
+void SessionForm::fillEmptyPlot()
+{
+    if (m_cards.isEmpty()) {
+        addSensor();
+        return;
+    }
+    for (dataObjectWidget *card : qAsConst(m_cards)) {
+        if (!card->isDisplayOn())
+            card->displayToggled();
+    }
 }
 
 // --- refreshing

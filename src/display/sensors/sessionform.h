@@ -90,6 +90,7 @@ private:
     void addCard(const QString &serial);
     void sensorReady(arcSensor *sensor, const QString &serial);
     void showEmptyState();
+    void fillEmptyPlot();
     void announceSensors();
     void showChooser();
     void chooseDisplayed(const QString &serial);
