@@ -88,6 +88,7 @@ struct ToEditors
 struct FromEditors
 {
     SensorConfiguration &configuration;
+    const SensorConfiguration &filledIn; // what the controls were filled with last
     const SensorConfiguration &original;
     const QVector<QWidget *> &editors;
 
@@ -102,14 +103,19 @@ struct FromEditors
     {
         // The control rounds; a value that was not touched stays exactly what it was.
         const auto *box = static_cast<QDoubleSpinBox *>(editors[0]);
-        const bool untouched = box->textFromValue(original.*member) == box->textFromValue(box->value());
-        configuration.*member = untouched ? original.*member : box->value();
+        const auto isShown = [box](double value) {
+            const double held = qBound(box->minimum(), value, box->maximum());
+            return box->textFromValue(held) == box->textFromValue(box->value());
+        };
+        configuration.*member = isShown(filledIn.*member)   ? filledIn.*member
+                                : isShown(original.*member) ? original.*member
+                                                            : box->value();
     }
     void operator()(quint8 SensorConfiguration::*member) const
     {
         const bool checked = static_cast<QCheckBox *>(editors[0])->isChecked();
-        const bool was = original.*member == '1';
-        configuration.*member = checked == was ? original.*member : static_cast<quint8>(checked ? '1' : '0');
+        const bool was = filledIn.*member == '1';
+        configuration.*member = checked == was ? filledIn.*member : static_cast<quint8>(checked ? '1' : '0');
     }
     void operator()(const ConfigurationLimits &limits) const
     {
@@ -150,7 +156,7 @@ QScrollArea *scrollArea(QWidget *fields)
 
 reconfigureSensordialog::reconfigureSensordialog(const QString &title, const SensorConfiguration &configuration,
                                                  Prompts &prompts, QWidget *parent)
-    : QDialog(parent), m_prompts(prompts), m_original(configuration)
+    : QDialog(parent), m_prompts(prompts), m_original(configuration), m_filledIn(configuration)
 {
     setObjectName(QStringLiteral("reconfigureSensordialog"));
     setWindowTitle(title);
@@ -300,7 +306,7 @@ SensorConfiguration reconfigureSensordialog::configuration() const
 {
     SensorConfiguration configuration = m_original;
     for (const Row &row : m_rows)
-        std::visit(FromEditors{configuration, m_original, row.editors},
+        std::visit(FromEditors{configuration, m_filledIn, m_original, row.editors},
                    configurationFields()[size_t(row.field)].member);
     return configuration;
 }
@@ -308,6 +314,7 @@ SensorConfiguration reconfigureSensordialog::configuration() const
 void reconfigureSensordialog::setConfiguration(const SensorConfiguration &configuration)
 {
     m_filling = true;
+    m_filledIn = configuration;
     for (const Row &row : qAsConst(m_rows))
         std::visit(ToEditors{configuration, row.editors}, configurationFields()[size_t(row.field)].member);
     m_filling = false;
@@ -326,7 +333,8 @@ void reconfigureSensordialog::valuesChanged()
     const SensorConfiguration now = configuration();
     for (const Row &row : qAsConst(m_rows)) {
         SensorConfiguration onlyThis = m_original;
-        std::visit(FromEditors{onlyThis, m_original, row.editors}, configurationFields()[size_t(row.field)].member);
+        std::visit(FromEditors{onlyThis, m_filledIn, m_original, row.editors},
+                   configurationFields()[size_t(row.field)].member);
         const bool changed = onlyThis != m_original;
         const QString title =
             QCoreApplication::translate("ConfigurationText", configurationTexts()[size_t(row.field)].title);

@@ -51,6 +51,7 @@ private:
 
     Prompts &m_prompts;
     const SensorConfiguration m_original;
+    SensorConfiguration m_filledIn; // what the controls were filled with last; they round
     QVector<Row> m_rows;
     QLabel *m_subject = nullptr;
     QLabel *m_reason = nullptr;

@@ -127,6 +127,21 @@ void TestReconfigureSensordialog::filesAreLoadedAndSaved()
     dialog.loadConfiguration();
     QCOMPARE(dialog.configuration().eventPoints, 777U);
 
+    SensorConfiguration fine;
+    fine.voltageFactor = 0.0001234567; // finer than the control shows
+    fine.signalLock = 'x';
+    const QString finePath = dir.filePath(QStringLiteral("fine.norvexconfig"));
+    QVERIFY(fine.saveToFile(finePath, nullptr));
+    SensorConfiguration stored;
+    QVERIFY(stored.loadFromFile(finePath, nullptr));
+    prompts.paths = QStringList{finePath};
+    reconfigureSensordialog other(QStringLiteral("Configure Sensor"), {}, prompts);
+    other.loadConfiguration();
+    QVERIFY(qAbs(stored.voltageFactor - fine.voltageFactor) < 1e-9);
+    QVERIFY(other.configuration() == stored);
+    spin(other, "sb_voltage_factor")->setValue(0.5);
+    QCOMPARE(other.configuration().voltageFactor, 0.5);
+
     QFile broken(dir.filePath(QStringLiteral("b.norvexconfig")));
     QVERIFY(broken.open(QIODevice::WriteOnly) && broken.write("{\"signal_base_threshold\":") > 0);
     broken.close();
