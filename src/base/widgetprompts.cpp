@@ -12,6 +12,7 @@
 #include <QMessageBox>
 #include <QProcess>
 #include <QPushButton>
+#include <QRegularExpression>
 
 namespace {
 
@@ -24,6 +25,13 @@ void fill(QMessageBox &box, const QString &title, const QString &text, const Pro
     box.setDetailedText(more.details);
     if (auto *label = box.findChild<QLabel *>(QStringLiteral("qt_msgbox_informativelabel")))
         label->setTextFormat(Qt::PlainText); // names from sensors and files are in it
+}
+
+/// Of the first pattern: "png" of "Portable Network Graphics file (*.png)"; empty when it has none.
+QString suffixOf(const QString &filter)
+{
+    static const QRegularExpression pattern(QStringLiteral("\\*\\.(\\w+)"));
+    return pattern.match(filter).captured(1);
 }
 
 /// Makes the folder that was typed, where the usual dialog only says that there is none. Of the same class name as its
@@ -94,6 +102,9 @@ QString WidgetPrompts::saveFile(QWidget *parent, const QString &title, const QSt
     dialog.setAcceptMode(QFileDialog::AcceptSave);
     dialog.setFileMode(QFileDialog::AnyFile);
     dialog.setDefaultSuffix(defaultSuffix);
+    if (!defaultSuffix.isEmpty())
+        QObject::connect(&dialog, &QFileDialog::filterSelected, &dialog,
+                         [&dialog](const QString &chosen) { dialog.setDefaultSuffix(suffixOf(chosen)); });
     dialog.selectFile(QFileInfo(proposedPath).fileName());
     return execNested(dialog) == QDialog::Accepted ? dialog.selectedFiles().value(0) : QString();
 }
