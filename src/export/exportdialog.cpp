@@ -96,6 +96,11 @@ exportDialog::exportDialog(std::shared_ptr<const abstractNorvexData> recording, 
     m_overview = new OverviewReader(m_data, first, last + 1000, overviewColumns, this);
     connect(m_overview, &OverviewReader::updated, this, &exportDialog::showOverview);
     m_overview->start();
+    if (isCounting()) {
+        auto *names = new EventNameReader(m_data, m_setup.filter.userTypes, this);
+        connect(names, &EventNameReader::finished, this, &exportDialog::takeNames);
+        names->start();
+    }
 }
 
 QLabel *exportDialog::whoIsExported() const
@@ -317,9 +322,21 @@ void exportDialog::rangeChanged()
     m_zone->setInterval(static_cast<double>(rangeStart()) / 1000, static_cast<double>(rangeEnd()) / 1000);
     m_plot->replot();
     const bool backwards = rangeEnd() < rangeStart();
-    const int count = backwards ? 0 : eventCount();
-    m_summary->setText(backwards ? tr("The end lies before the start: the files will hold their headers only.")
-                                 : tr("%1 events of the enabled types in the range").arg(count));
+    if (backwards)
+        m_summary->setText(tr("The end lies before the start: the files will hold their headers only."));
+    else if (isCounting())
+        m_summary->setText(m_acceptWhenCounted ? tr("Counting the events; the export starts then...")
+                                               : tr("Counting the events of the enabled types..."));
+    else
+        m_summary->setText(tr("%1 events of the enabled types in the range").arg(eventCount()));
+}
+
+void exportDialog::takeNames(const EventNames &names)
+{
+    m_names = std::make_shared<const EventNames>(names);
+    rangeChanged();
+    if (m_acceptWhenCounted)
+        accept();
 }
 
 void exportDialog::showOverview(const QVector<OverviewReader::Column> &columns)
@@ -340,13 +357,19 @@ int exportDialog::eventCount() const
     request.from = rangeStart();
     request.to = rangeEnd();
     request.toIncluded = isEndUntouched();
+    request.knownNames = m_names;
     return ExportEvents(*m_data, request).count();
 }
 
 void exportDialog::accept()
 {
-    const int count = eventCount();
-    const QString refusal = m_tables ? QString() : exportRefusal(count, exportEvents());
+    const bool limited = !m_tables && exportEvents();
+    m_acceptWhenCounted = limited && isCounting();
+    if (m_acceptWhenCounted) {
+        rangeChanged();
+        return;
+    }
+    const QString refusal = limited ? exportRefusal(eventCount(), true) : QString();
     if (!refusal.isEmpty()) {
         m_prompts.warn(this, tooManyEventsTitle(), refusal);
         return;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "data/abstractnorvexdata.h"
+#include "export/eventnamereader.h"
 #include "export/exportrequest.h"
 #include "export/overviewreader.h"
 
@@ -64,6 +65,8 @@ public:
     quint64 rangeEnd() const;
     /// The end was left at the end of the recording, so the last of it belongs to the export.
     bool isEndUntouched() const;
+    /// What counting the events has found; null before it is done.
+    std::shared_ptr<const EventNames> knownNames() const { return m_names; }
 
 public slots:
     void updateSelection(const QRectF &selection);
@@ -79,6 +82,8 @@ private:
     void addDelimiters(QLayout *row);
     void setRange(quint64 from, quint64 to);
     void rangeChanged();
+    bool isCounting() const { return !m_setup.filter.userTypes.isEmpty() && !m_names; }
+    void takeNames(const EventNames &names);
     int eventCount() const; // in the range, as the filter shows them
     void showOverview(const QVector<OverviewReader::Column> &columns);
 
@@ -88,6 +93,8 @@ private:
     const Setup m_setup;
     Prompts &m_prompts;
     OverviewReader *m_overview = nullptr;
+    std::shared_ptr<const EventNames> m_names;
+    bool m_acceptWhenCounted = false;
     QDateTimeEdit *m_start = nullptr;
     QDateTimeEdit *m_end = nullptr;
     QButtonGroup *m_delimiters = nullptr; // of the fixed files

@@ -11,17 +11,13 @@ namespace {
 
 constexpr quint64 usPerMs = 1000;
 
-/// The name under which an event is exported. A waveform that had to be read for it is kept in the record.
-QString exportedType(const abstractNorvexData &data, const ExportRequest &request, EventRecord &event)
+/// The name under which an event is exported.
+QString exportedType(const abstractNorvexData &data, const ExportRequest &request, const EventRecord &event)
 {
-    if (!request.userTypes.isEmpty()) {
-        if (event.samples.isEmpty())
-            event.samples = data.waveform(keyOf(event));
-        const QString name = eventtype::firstMatch(request.userTypes, event.samples);
-        if (!name.isEmpty())
-            return name;
-    }
-    return eventtype::nameOf(event);
+    const EventKey key = keyOf(event);
+    const bool isKnown = request.knownNames && request.knownNames->contains(key);
+    const QString name = isKnown ? request.knownNames->value(key) : userTypeOf(data, request.userTypes, event);
+    return name.isEmpty() ? eventtype::nameOf(event) : name;
 }
 
 bool isShown(const ExportRequest &request, const QString &type)
@@ -43,6 +39,15 @@ int countOf(const QVector<quint64> &sorted, quint64 before)
 }
 
 } // namespace
+
+QString userTypeOf(const abstractNorvexData &data, const QVector<eventType> &types, const EventRecord &event)
+{
+    const bool measured = event.snapshot1.time != 0 || event.snapshot2.time != 0;
+    const double first = measured ? event.snapshot2.voltage : std::numeric_limits<double>::quiet_NaN();
+    if (!eventtype::canMatch(types, first, event.snapshot1.voltage))
+        return {};
+    return eventtype::firstMatch(types, event.samples.isEmpty() ? data.waveform(keyOf(event)) : event.samples);
+}
 
 ExportRange wholeRecording(const abstractNorvexData &data)
 {

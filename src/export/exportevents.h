@@ -7,6 +7,7 @@
 #include <QVector>
 
 struct ExportRequest;
+struct eventType;
 class abstractNorvexData;
 
 /// A stretch of time that is offered for an export, us since the epoch.
@@ -18,6 +19,10 @@ struct ExportRange
 /// From the first sample or event to the last, cut to the milliseconds that users choose and headers start with; an
 /// event may be later than the newest sample. Both 0 while there is nothing.
 ExportRange wholeRecording(const abstractNorvexData &data);
+
+/// The first of the user's types that an event matches, empty when none does. Reads its waveform when the voltages in
+/// the record leave it possible; the record does not keep it, many of them would fill the memory.
+QString userTypeOf(const abstractNorvexData &data, const QVector<eventType> &types, const EventRecord &event);
 
 /// The end of what is fetched: the request's, or the end of its millisecond for a request that includes it.
 quint64 exportFetchEnd(const ExportRequest &request);

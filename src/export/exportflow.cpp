@@ -59,6 +59,7 @@ ExportJob ExportFlow::jobOf(const exportDialog &dialog, const exportDialog::Setu
     request.from = dialog.rangeStart();
     request.to = dialog.rangeEnd();
     request.toIncluded = dialog.isEndUntouched();
+    request.knownNames = dialog.knownNames();
     request.delimiter = dialog.delimiter();
     request.exportEvents = dialog.exportEvents();
     request.exportRfOn = dialog.exportRfOn();
@@ -76,6 +77,7 @@ ExportJob ExportFlow::jobOf(const exportDialog &dialog, const exportDialog::Setu
     const bool isWhole = request.from == wholeRecording(*m_data).from && request.toIncluded;
     for (const auto &other : setup.others) {
         ExportRequest ofOther = request;
+        ofOther.knownNames.reset();
         if (isWhole) {
             const ExportRange whole = wholeRecording(*other);
             ofOther.from = whole.from;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "data/eventrecord.h"
 #include "events/eventtype.h"
 
 #include <QChar>
@@ -7,6 +8,11 @@
 #include <QStringList>
 #include <QVector>
 #include <QtGlobal>
+
+#include <memory>
+
+/// The user's type of events, empty for one that matches none.
+using EventNames = QHash<EventKey, QString>;
 
 /// What one export writes, as chosen in the dialog or on the command line.
 struct ExportRequest
@@ -26,6 +32,9 @@ struct ExportRequest
     QStringList disabledTypes;
     /// Enabled types: the first that matches an event's waveform gives the event its name.
     QVector<eventType> userTypes;
+    /// What was found with these userTypes in this recording before; the waveforms of other events are read. May be
+    /// null.
+    std::shared_ptr<const EventNames> knownNames;
     /// Names of exportQuantities(): the columns of the samples table, all when empty. Not for the three fixed files.
     QStringList quantities;
     /// Instead of every sample: minimum, mean and maximum over stretches of that many microseconds. Likewise.

@@ -3,6 +3,8 @@
 #include "data/abstractnorvexdata.h"
 #include "data/eventtypelist.h"
 
+#include <QAtomicInt>
+
 #include <algorithm>
 #include <cmath>
 
@@ -20,6 +22,7 @@ public:
     mutable int failingReads = 0; // the next so many reads of samples fail
     mutable int reads = 0;
     mutable int largestRead = 0;
+    mutable QAtomicInt waveformReads; // from any thread
 
     QString sensorSerial() const override { return sensor; }
     QString chamberSerial() const override { return chamber; }
@@ -68,7 +71,11 @@ public:
         }
         return found;
     }
-    QVector<SamplePoint> waveform(const EventKey &event) const override { return waveforms.value(event); }
+    QVector<SamplePoint> waveform(const EventKey &event) const override
+    {
+        ++waveformReads;
+        return waveforms.value(event);
+    }
 
     void addSample(quint64 time, double voltage, double real = 0, double imaginary = 0)
     {

@@ -1,5 +1,6 @@
 #include "export/csvexport.h"
 #include "export/exportdialog.h"
+#include "export/exportevents.h"
 #include "export/exportflow.h"
 #include "export/imageexport.h"
 #include "fakestore.h"
@@ -38,6 +39,7 @@ private slots:
     void rangesAtHand();
     void tooManyEvents_data();
     void tooManyEvents();
+    void waveformsAreReadOnce();
     void choicesAreKept();
     void settingsThatMakeNoSense();
     void whatIsAskedAndWritten();
@@ -211,6 +213,33 @@ void TestExportDialog::tooManyEvents()
                                 "of 1024 columns and won't open this file\n current export limit is 475 events per "
                                 "export.\n Please use the graphical selection tool, or toggle off certain events type "
                                 "to reduce the number of selected events."));
+}
+
+/// Types of the user are told by the waveforms, each in a file of its own.
+void TestExportDialog::waveformsAreReadOnce()
+{
+    m_store->addEvent(start + 30 * second, eventtype::E33, 30); // rises by 29 V
+    eventType strong;
+    strong.name = QStringLiteral("strong");
+    strong.magnitude = 20;
+    exportDialog::Setup with = setup();
+    with.filter.userTypes = {strong};
+    with.filter.disabledTypes = QStringList{strong.name};
+    exportDialog open(m_store, m_store->firstTime(), m_store->lastTime(), with, m_prompts);
+    const auto *summary = control<QLabel>(open, "lb_summary");
+    QVERIFY(summary->text().startsWith(QStringLiteral("Counting")));
+    ok(open);
+    QCOMPARE(open.result(), int(QDialog::Rejected)); // it waits for the count
+    QTRY_COMPARE_WITH_TIMEOUT(open.result(), int(QDialog::Accepted), 20000);
+    QVERIFY2(summary->text().startsWith(QStringLiteral("2 events")), qPrintable(summary->text()));
+    QCOMPARE(m_store->waveformReads.loadAcquire(), 3);
+    control<QDateTimeEdit>(open, "endDateTime")->setDateTime(QDateTime::fromMSecsSinceEpoch(start / 1000 + 15000));
+    QVERIFY(summary->text().startsWith(QStringLiteral("1 events")));
+    ExportRequest request = with.filter;
+    request.to = start + 99 * second;
+    request.knownNames = open.knownNames();
+    QCOMPARE(ExportEvents(*m_store, request).count(), 2);
+    QCOMPARE(m_store->waveformReads.loadAcquire(), 3);
 }
 
 void TestExportDialog::choicesAreKept()
