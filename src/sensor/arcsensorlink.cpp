@@ -28,6 +28,7 @@ arcSensor::Private::Private(arcSensor *owner, const QString &address, quint16 po
     : q(owner), m_timings(timings), m_clock(clock), m_address(address), m_port(port)
 {
     m_retryTimer.setSingleShot(true);
+    m_retryTimer.setTimerType(Qt::PreciseTimer); // a coarse one says that there is more time left than the wait
     m_retryTimer.setInterval(m_timings.retryWait);
     m_verifyTimer.setSingleShot(true);
     m_verifyTimer.setInterval(3 * m_timings.pollPeriod);
