@@ -338,8 +338,11 @@ void SessionForm::removeSensor(const QString &sensor)
             this, tr("Warning"), tr("Remove sensor %1 from the session?").arg(sensor),
             {tr("Its recording ends. What was recorded stays on disk in the session's folder."), QString()}))
         return;
-    if (arcSensor *connection = m_context.recorder.connectionOf(sensor))
+    if (arcSensor *connection = m_context.recorder.connectionOf(sensor)) {
+        if (dataObjectWidget *known = card(sensor))
+            known->disconnectSensor(); // it stays when the last samples cannot be saved
         m_context.recorder.removeConnection(connection);
+    }
     bool saved = true;
     if (!m_context.session.removeSensor(sensor, &saved))
         m_context.prompts.warn(this, tr("Warning"), tr("Sensor %1 could not be removed").arg(sensor),

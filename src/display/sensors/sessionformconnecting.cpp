@@ -82,6 +82,10 @@ void SessionForm::startRecording(const QString &serial, const QString &address, 
         finishSensorReconnection(serial);
     if (connection && outcome == Recorder::AddOutcome::LockedByOther)
         connection->reconnect(); // where it was
+    if (outcome == Recorder::AddOutcome::AlreadyThere)
+        m_context.prompts.warn(this, tr("Warning"),
+                               tr("The sensor at %1, port %2 is being connected already").arg(address).arg(port),
+                               {tr("Its card comes as soon as it answers. Nothing was changed."), QString()});
     if (outcome == Recorder::AddOutcome::LockedByOther)
         m_context.prompts.warn(
             this, tr("Warning"), tr("Sensor %1 is being recorded by another program").arg(serial),
