@@ -11,6 +11,7 @@
 #include "session/appsettings.h"
 
 #include <QApplication>
+#include <QIcon>
 #include <QStandardPaths>
 
 #include <cstdio>
@@ -25,6 +26,7 @@ int main(int argc, char *argv[])
     QApplication::setOrganizationName(AppSettings::organisation());
     QApplication::setOrganizationDomain(AppSettings::domain());
     QApplication::setApplicationName(AppSettings::application());
+    QApplication::setWindowIcon(QIcon(QStringLiteral(":/images/Images/norvex.svg")));
     QApplication::setApplicationVersion(
         QStringLiteral("%1.%2.%3").arg(NORVEX_VERSION_MAJOR).arg(NORVEX_VERSION_MINOR).arg(NORVEX_VERSION_PATCH));
 

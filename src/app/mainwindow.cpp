@@ -31,6 +31,8 @@
 #include <QShortcut>
 #include <QStandardPaths>
 #include <QStorageInfo>
+#include <QStyle>
+#include <QThreadPool>
 #include <QUrl>
 
 namespace {
@@ -80,7 +82,6 @@ MainWindow::MainWindow(const Parts &parts, QWidget *parent) : QMainWindow(parent
 {
     setObjectName(QStringLiteral("MainWindow"));
     setWindowTitle(QStringLiteral("Norvex - RF Event Detector"));
-    setWindowIcon(QIcon(QStringLiteral(":/images/Images/norvex.svg")));
     m_recent = m_parts.settings.recentSessions();
     buildMenus();
     setMenuWidget(buildViewRow());
@@ -199,7 +200,7 @@ QWidget *MainWindow::buildViewRow()
 
 void MainWindow::changeView(int view)
 {
-    m_view = qMax(0, view); // summary and chart have no button in the row
+    m_view = view >= 0 && view <= SessionViews::EventChart ? view : 0; // summary and chart have no button in the row
     const QList<QAbstractButton *> buttons = m_viewButtons->buttons();
     for (QAbstractButton *button : buttons)
         button->setStyleSheet(m_viewButtons->id(button) == m_view ? activeView : otherView);
@@ -240,9 +241,12 @@ void MainWindow::closeEvent(QCloseEvent *event)
         event->ignore();
         return;
     }
-    closeSession();
+    const bool saved = closeSession();
     writeSettings();
     event->accept();
+    if (!saved && !m_ending) // the status bar goes with the window
+        m_parts.prompts.warn(this, tr("Warning"), tr("The last save of %1 was not complete.").arg(m_path),
+                             {tr("Is the disk full or write protected?\n%1").arg(whereTheRestIs()), QString()});
 }
 
 // --- commands
@@ -394,9 +398,13 @@ void MainWindow::restoreWindow()
     resize(qMin(1400, screen.width() * 9 / 10), qMin(900, screen.height() * 9 / 10));
     if (screen.width() < smallScreen.width() || screen.height() < smallScreen.height())
         setWindowState(Qt::WindowMaximized); // every line counts
-    restoreGeometry(m_parts.settings.value(QStringLiteral("window/geometry")).toByteArray());
+    // Where a first window goes the desktop knows best.
+    if (!restoreGeometry(m_parts.settings.value(QStringLiteral("window/geometry")).toByteArray()))
+        return;
+    const int title = style()->pixelMetric(QStyle::PM_TitleBarHeight);
+    const QRect desktop = QGuiApplication::primaryScreen()->availableVirtualGeometry().adjusted(0, title, 0, 0);
     if (!isMaximized() && !isFullScreen())
-        setGeometry(insideOf(QGuiApplication::primaryScreen()->virtualGeometry(), geometry()));
+        setGeometry(insideOf(desktop, geometry()));
 }
 
 void MainWindow::rebuildRecentMenu()
@@ -419,13 +427,37 @@ void MainWindow::refreshStatus()
         return;
     m_status->setSaved(m_session->hasUnsavedData(), m_session->lastSaveMs(), QDateTime::currentMSecsSinceEpoch());
     double bytes = 0;
+    quint64 eventPoints = 0;
     const QVector<SensorEntry> sensors = m_session->sensors();
     for (const SensorEntry &entry : sensors) {
         const double waveforms = double(entry.data->eventCount()) * entry.data->configuration().eventPoints;
         bytes += (double(entry.data->sampleCount()) + waveforms) * bytesPerSample;
+        eventPoints += entry.data->configuration().eventPoints;
     }
+    if (eventPoints != m_eventPoints) // what was counted before was counted with others
+        m_rate = {};
+    m_eventPoints = eventPoints;
     m_rate.note(QDateTime::currentMSecsSinceEpoch(), bytes);
-    m_status->setDisk(bytesAvailable(m_path), m_rate.bytesPerHour());
+    askFreeSpace();
     m_status->setSensors(m_form->connectedSensors(), sensors.size());
     m_status->setTimeMode(timeModeText(m_form->plot()->timeMode()));
+}
+
+/// On a thread of the pool: a folder of a computer that does not answer must not hold up the window.
+void MainWindow::askFreeSpace()
+{
+    if (m_isAskingSpace)
+        return;
+    m_isAskingSpace = true;
+    QThreadPool::globalInstance()->start([window = QPointer<MainWindow>(this), folder = m_path, application = qApp] {
+        const qint64 bytes = bytesAvailable(folder);
+        const auto show = [window, folder, bytes] {
+            if (window) {
+                window->m_isAskingSpace = false;
+                if (folder == window->m_path)
+                    window->m_status->setDisk(bytes, window->m_rate.bytesPerHour());
+            }
+        };
+        QMetaObject::invokeMethod(application, show, Qt::QueuedConnection);
+    });
 }

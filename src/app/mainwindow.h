@@ -98,12 +98,15 @@ private:
 
     std::unique_ptr<Session> loadAside(const QString &folder, FailedRestore failedRestore, SessionError *error);
     void adopt(std::unique_ptr<Session> session);
-    void closeSession();
+    /// False when its last save was not complete.
+    bool closeSession();
+    static QString whereTheRestIs();
     bool mayStopDownloads(const QString &question);
     void rememberSession();
     void writeSettings();
     void rebuildRecentMenu();
     void refreshStatus();
+    void askFreeSpace();
     void sessionMoved(const QString &folder);
 
     const Parts m_parts;
@@ -119,6 +122,8 @@ private:
     AppStatusBar *m_status = nullptr;
     QTimer m_statusTimer;
     RecordingRate m_rate;
+    quint64 m_eventPoints = 0; // of all sensors; m_rate counts with them
+    bool m_isAskingSpace = false;
     QPointer<RecipeForm> m_recipeForm;
     DemoSensor *m_demoSensor = nullptr;
     int m_view = 0;

@@ -105,6 +105,8 @@ void MainWindow::openLastSession()
 
 bool MainWindow::startEmptySession()
 {
+    if (NestedLoop::isAnyRunning())
+        return false;
     QString parent = m_parts.newSessionFolder;
     if (parent.isEmpty())
         parent =
@@ -148,23 +150,29 @@ void MainWindow::adopt(std::unique_ptr<Session> session)
 }
 
 // The order matters: connections stop before the last save, the form goes before what it shows, the session goes last.
-void MainWindow::closeSession()
+bool MainWindow::closeSession()
 {
     if (!m_session)
-        return;
+        return true;
     m_status->showMessage(tr("Saving session..."));
     m_status->repaint();
     m_form->keepState();
     m_recorder->stopConnections();
     delete m_form;
     m_form = nullptr;
-    if (!m_recorder->stop())
-        m_status->addProblem(tr("The last save of %1 was not complete. What the sensors still hold is downloaded again "
-                                "when the session is opened.")
-                                 .arg(m_path));
+    const bool saved = m_recorder->stop();
+    if (!saved)
+        m_status->addProblem(tr("The last save of %1 was not complete. %2").arg(m_path, whereTheRestIs()));
     m_recorder.reset();
     m_session.reset();
     m_status->clearMessage();
+    return saved;
+}
+
+QString MainWindow::whereTheRestIs()
+{
+    return tr("The session's journal keeps what it could still write of the rest, and the next opening of the session "
+              "takes it from there. What the sensors still hold is downloaded again.");
 }
 
 bool MainWindow::mayStopDownloads(const QString &question)
@@ -188,6 +196,8 @@ void MainWindow::loadSession()
 
 void MainWindow::createSession()
 {
+    if (NestedLoop::isAnyRunning())
+        return;
     const QString folder = m_parts.prompts.chooseNewFolder(this, tr("Create Session"), QFileInfo(m_path).path());
     if (folder.isEmpty())
         return;
@@ -208,6 +218,8 @@ void MainWindow::createSession()
 
 void MainWindow::startNewEmptySession()
 {
+    if (NestedLoop::isAnyRunning())
+        return;
     if (mayStopDownloads(tr("Stop the running downloads and start a new session?")))
         startEmptySession();
 }
@@ -247,6 +259,8 @@ void MainWindow::sessionMoved(const QString &folder)
 
 void MainWindow::recoverSession()
 {
+    if (NestedLoop::isAnyRunning())
+        return;
     const QString folder = SessionCare(this, m_parts.prompts).recover(m_path);
     if (!folder.isEmpty() && mayStopDownloads(tr("Stop the running downloads and open the recovered session?")))
         openSession(folder);

@@ -45,6 +45,7 @@ private slots:
     void viewButtons();
     void recordsAndReopensWithEverythingInPlace();
     void closingWhileRecordingAsksOnce();
+    void closingTellsOfAFailedSave();
     void removingASensorWithItsMenuOpen();
     void commandsWithoutADisplayedSensor();
     void everySensorSwitchedOff();
@@ -240,7 +241,11 @@ void TestMainWindow::settingsThatMakeNoSense()
     m_settings->setValue(QStringLiteral("plot/timeMode"), 12);
     m_settings->setValue(QStringLiteral("plot/leftQuantity"), 1000);
     openWindow();
+    QVERIFY(!m_window->testAttribute(Qt::WA_Moved)); // the desktop finds the place
     m_window->openLastSession();
+    QVERIFY(m_window->findChild<QPushButton *>(QStringLiteral("b_view0"))
+                ->styleSheet()
+                .contains(QStringLiteral("#CCFFCC")));
     QCOMPARE(m_window->form()->plot()->span(), quint64(300000000));
     QCOMPARE(m_window->form()->plot()->leftQuantity(), 0);
     QCOMPARE(m_window->form()->plot()->timeMode(), TimeMode::Utc);
@@ -361,6 +366,31 @@ void TestMainWindow::closingWhileRecordingAsksOnce()
     const auto stored = Session::loadReadOnly(path, nullptr);
     QVERIFY(stored && stored->store(QStringLiteral("SN1")));
     QVERIFY(stored->store(QStringLiteral("SN1"))->sampleCount() > 0);
+}
+
+void TestMainWindow::closingTellsOfAFailedSave()
+{
+    const QString path = folder(QStringLiteral("full"));
+    const QDir sensor(path + QStringLiteral("/S1-PM1"));
+    {
+        const auto session = Session::create(path, nullptr);
+        QVERIFY(session->addSensor(QStringLiteral("S1"), QStringLiteral("PM1"), QString(), 80) && session->save());
+    }
+    QVERIFY(m_window->openSession(path));
+    QFile::remove(sensor.filePath(QStringLiteral("index.dat")));
+    QVERIFY(sensor.mkpath(QStringLiteral("index.dat/in the way")));
+    QVector<SamplePoint> samples(20);
+    for (int i = 0; i < samples.size(); ++i)
+        samples[i].time = 1700000000000000ULL + quint64(i) * 1000;
+    QVERIFY(m_window->form()->card(QStringLiteral("S1"))->store()->addSamples(samples));
+    QVERIFY(m_window->close());
+    QCOMPARE(m_prompts->takeShown(),
+             QStringList{QStringLiteral("warn|Warning|The last save of %1 was not complete.").arg(path)});
+
+    QVERIFY(QDir(sensor.filePath(QStringLiteral("index.dat"))).removeRecursively());
+    openWindow();
+    QVERIFY(m_window->openSession(path)); // from the journal
+    QCOMPARE(samplesOf(QStringLiteral("S1")), quint64(20));
 }
 
 void TestMainWindow::removingASensorWithItsMenuOpen()
