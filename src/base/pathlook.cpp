@@ -56,7 +56,7 @@ pathlook::Listing pathlook::list(const QString &folder)
     Listing listing;
     std::error_code error;
     fs::directory_iterator entry(nativePath(folder), error);
-    if (error == std::errc::no_such_file_or_directory)
+    if (error == std::errc::no_such_file_or_directory || error == std::errc::not_a_directory)
         return listing;
     for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
         std::error_code unknown;

@@ -22,7 +22,7 @@ Kind kindOf(const QString &path);
 /// True unless nothing that could ever be read stands there: what was not read may be there all the same.
 bool mayHoldFile(const QString &path);
 
-/// The names in a folder, hidden ones too, symbolic links left out, in no order. None for a folder that is not there.
+/// The names in a folder, hidden ones too, symbolic links left out, in no order. None for what is no folder or not there.
 struct Listing
 {
     QStringList files;

@@ -23,4 +23,7 @@ public:
     /// Asks that every record appended so far is on disk, then calls `done(ok)` once, in the thread of `context` and only
     /// while `context` lives. Requests that arrive during a sync share the next one.
     virtual void whenDurable(QObject *context, std::function<void(bool)> done) = 0;
+
+    /// False while so much waits for a disk that takes nothing that no more should be appended. Any thread.
+    virtual bool takesMore() const { return true; }
 };

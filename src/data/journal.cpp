@@ -28,6 +28,13 @@ Journal::~Journal()
     }
     m_writer->wait();
     const std::lock_guard locker(m_lock); // the writer's last words come before what is destroyed here
+    for (const auto &answer : qAsConst(m_answers))
+        m_waiting.append(answer.first);
+    for (const Waiter &waiter : qAsConst(m_waiting)) {
+        if (waiter.context)
+            QMetaObject::invokeMethod(
+                waiter.context, [done = waiter.done] { done(false); }, Qt::QueuedConnection);
+    }
 }
 
 void Journal::append(const QString &sensorFolder, Record type, const QByteArray &payload)
@@ -49,6 +56,12 @@ void Journal::whenDurable(QObject *context, std::function<void(bool)> done)
         answerLocked(m_durablePosition, false);
     else
         m_wake.notify_all();
+}
+
+bool Journal::takesMore() const
+{
+    const std::lock_guard locker(m_lock);
+    return m_queuedBytes + m_unsyncedBytes < m_timings.backlogBytes;
 }
 
 qint64 Journal::rotate()

@@ -27,7 +27,8 @@
 /// before the rotation then leaves the journal.
 ///
 /// append() may be called from any thread, everything else from the thread the journal lives in, where whenDurable()
-/// answers. The session owns it and takes it from its stores before deleting it; the destructor writes what is left.
+/// answers. The session owns it and takes it from its stores before deleting it; the destructor writes what is left and
+/// answers no to whoever still waits.
 class Journal final : public QObject, public DurableLog
 {
     Q_OBJECT
@@ -35,8 +36,9 @@ class Journal final : public QObject, public DurableLog
 public:
     struct Timings
     {
-        int gatherMs = 500; // a record that nobody asks for is written after this long
-        int retryMs = 1000; // after a failure
+        int gatherMs = 500;                      // a record that nobody asks for is written after this long
+        int retryMs = 1000;                      // after a failure
+        qint64 backlogBytes = 128 * 1024 * 1024; // that are kept for a disk which takes nothing
     };
 
     /// `replayed` names the files of earlier runs whose records are in the stores: the first save takes them away. All
@@ -48,6 +50,7 @@ public:
 
     void append(const QString &sensorFolder, Record type, const QByteArray &payload) override;
     void whenDurable(QObject *context, std::function<void(bool)> done) override;
+    bool takesMore() const override;
 
     /// Begins a new generation and gives the number of the one before. May be called from the saving thread.
     qint64 rotate();
@@ -95,7 +98,8 @@ private:
     private:
         bool takeWork();
         bool writeAll(QString *reason);
-        bool writeEntries(int from, int to, QString *reason);
+        bool writeEntries(int count, QString *reason);
+        qint64 unsyncedBytes() const;
         bool openFile(qint64 generation, QString *reason);
         void closeFile();
         void giveUpFile();
@@ -127,7 +131,8 @@ private:
     QVector<Waiter> m_waiting;
     QVector<QPair<Waiter, bool>> m_answers; // for deliver()
     qint64 m_queuedBytes = 0;
-    qint64 m_generation = 1; // of what is appended now; 0 are the files of earlier runs
+    qint64 m_unsyncedBytes = 0; // of what the writer has taken
+    qint64 m_generation = 1;    // of what is appended now; 0 are the files of earlier runs
     qint64 m_lastPosition = 0;
     qint64 m_durablePosition = 0;
     qint64 m_committed = -1;

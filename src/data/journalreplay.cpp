@@ -252,7 +252,10 @@ ReplayReport replayJournal(const QString &sessionFolder,
 
 void tidyJournal(const QString &sessionFolder, const ReplayReport &report)
 {
-    const QString folder = journalfile::folderOf(sessionFolder) + QLatin1Char('/');
+    const QString place = journalfile::folderOf(sessionFolder);
+    if (pathlook::kindOf(place) == pathlook::Kind::File)
+        platform::replaceFile(place, place + journalfile::keptExtension());
+    const QString folder = place + QLatin1Char('/');
     for (const auto &[name, end] : report.torn) {
         if (end < journalfile::headerSize)
             QFile::remove(folder + name);

@@ -48,5 +48,5 @@ ReplayReport replayJournal(const QString &sessionFolder,
 
 /// After a replay, for those who go on with the session: cuts off a torn end of the newest file (a kill in the middle
 /// of a write), and sets aside under another name a file that is damaged in any other way, or holds records of a sensor
-/// that nobody knows.
+/// that nobody knows. A file in the place of the journal's folder makes way, too.
 void tidyJournal(const QString &sessionFolder, const ReplayReport &report);

@@ -10,8 +10,11 @@
 
 #include <algorithm>
 #include <chrono>
+#include <numeric>
 
 namespace {
+
+constexpr int writeBytes = 1024 * 1024; // at once
 
 bool fail(QString *reason, const QString &text)
 {
@@ -78,46 +81,56 @@ bool Journal::Writer::takeWork()
     m_committed = m_journal.m_committed;
     const auto covered = [this](const Queued &queued) { return queued.generation <= m_committed; };
     m_unsynced.erase(std::remove_if(m_unsynced.begin(), m_unsynced.end(), covered), m_unsynced.end());
+    m_journal.m_unsyncedBytes = unsyncedBytes();
     return !m_journal.m_stop;
+}
+
+qint64 Journal::Writer::unsyncedBytes() const
+{
+    const auto add = [](qint64 bytes, const Queued &queued) { return bytes + queued.entry.payload.size(); };
+    return std::accumulate(m_unsynced.begin(), m_unsynced.end(), qint64(0), add);
 }
 
 bool Journal::Writer::writeAll(QString *reason)
 {
-    int from = 0;
-    while (from < m_unsynced.size()) {
-        int to = from;
-        while (to < m_unsynced.size() && m_unsynced[to].generation == m_unsynced[from].generation)
-            ++to;
-        if (!writeEntries(from, to, reason))
+    while (!m_unsynced.isEmpty()) {
+        int count = 0;
+        while (count < m_unsynced.size() && m_unsynced[count].generation == m_unsynced[0].generation)
+            ++count;
+        if (!writeEntries(count, reason))
             return false;
-        from = to;
+        m_unsynced.remove(0, count); // is on disk, whatever becomes of the next generation
     }
-    m_unsynced.clear();
     return true;
 }
 
-/// Writes and syncs records of one generation.
-bool Journal::Writer::writeEntries(int from, int to, QString *reason)
+/// Writes and syncs the first records, which are of one generation.
+bool Journal::Writer::writeEntries(int count, QString *reason)
 {
-    const qint64 generation = m_unsynced[from].generation;
+    const qint64 generation = m_unsynced[0].generation;
     if (m_fileGeneration != generation) {
         closeFile();
         if (!openFile(generation, reason))
             return false;
     }
     QByteArray bytes;
-    if (m_syncedSize == 0)
+    qint64 size = m_syncedSize;
+    if (size == 0)
         journalfile::appendHeader(bytes, m_header);
-    for (int i = from; i < to; ++i)
-        journalfile::appendEntry(bytes, m_header, static_cast<quint64>(m_syncedSize + bytes.size()),
-                                 m_unsynced[i].entry);
-    if (!::writeAll(m_file, bytes.constData(), bytes.size(), reason))
-        return false;
+    for (int i = 0; i < count; ++i) {
+        journalfile::appendEntry(bytes, m_header, static_cast<quint64>(size + bytes.size()), m_unsynced[i].entry);
+        if (i + 1 < count && bytes.size() < writeBytes)
+            continue;
+        if (!::writeAll(m_file, bytes.constData(), bytes.size(), reason))
+            return false;
+        size += bytes.size();
+        bytes.clear();
+    }
     if (!platform::syncFile(m_file))
         return fail(reason, CoreText::tr("%1 cannot be synced").arg(m_file.fileName()));
     if (m_syncedSize == 0 && !platform::syncFolder(m_folder))
         return fail(reason, CoreText::tr("%1 cannot be synced").arg(m_folder));
-    m_syncedSize += bytes.size();
+    m_syncedSize = size;
     return true;
 }
 
@@ -177,6 +190,7 @@ void Journal::Writer::report(bool written, const QString &reason)
     const std::lock_guard locker(m_journal.m_lock);
     m_journal.m_failing = !written;
     m_journal.m_error = reason;
+    m_journal.m_unsyncedBytes = unsyncedBytes();
     if (written)
         m_journal.m_durablePosition = std::max(m_journal.m_durablePosition, m_askedPosition);
     m_journal.answerLocked(m_journal.m_durablePosition, !written);

@@ -386,6 +386,16 @@ void norvexData::logChange(DurableLog::Record type, const std::function<QByteArr
     log->append(folder, type, payload());
 }
 
+bool norvexData::takesMore() const
+{
+    DurableLog *log = nullptr;
+    {
+        const QMutexLocker locker(&m_dataLock);
+        log = m_log;
+    }
+    return !log || log->takesMore();
+}
+
 void norvexData::whenDurable(QObject *context, std::function<void(bool)> done)
 {
     DurableLog *log = nullptr;

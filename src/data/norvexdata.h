@@ -91,6 +91,8 @@ public:
     void setDurableLog(DurableLog *log);
     /// Calls `done(ok)` in context's thread when everything taken so far is on disk (at once without a log).
     void whenDurable(QObject *context, std::function<void(bool)> done);
+    /// False while the log has so much that the disk does not take that no more should come.
+    bool takesMore() const;
 
     // --- reading
     quint64 firstTime() const override { return m_firstTime; }

@@ -70,9 +70,10 @@ QDateTime StoreReconciler::indexWritten()
     const QString path = m_folderPath + QLatin1Char('/') + datanames::indexFile();
     const QString backup = storefiles::backupPath(path);
     const QFileInfo index(QFileInfo(backup).isFile() ? backup : path);
-    if (!index.exists())
-        cannotRead(index.filePath(), CoreText::tr("it cannot be looked at"));
-    return index.exists() ? index.lastModified() : QDateTime();
+    if (index.exists())
+        return index.lastModified();
+    // Of one that is there and cannot be looked at nobody knows: every block may be newer.
+    return pathlook::mayHoldFile(index.filePath()) ? QDateTime::fromMSecsSinceEpoch(0) : QDateTime();
 }
 
 /// A listed block whose file is not older than the index may hold more than its line says. The last two are looked at

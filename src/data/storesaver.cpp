@@ -103,6 +103,13 @@ bool StoreSaver::makeBackup()
                       platform::syncFolder(m_folderPath);
     if (!made) {
         QFile::remove(storefiles::backupTemporaryPath(m_indexPath));
+        // An index that the system does not open is no use as a backup: it makes way and keeps its content.
+        if (pathlook::kindOf(m_indexPath) == pathlook::Kind::File && !QFile(m_indexPath).open(QIODevice::ReadOnly) &&
+            platform::replaceFile(m_indexPath, m_indexPath + QStringLiteral(".old"))) {
+            logWarning(QStringLiteral("norvexData::save: %1 cannot be opened and is kept as .old").arg(m_indexPath));
+            m_hasBackup = false;
+            return true;
+        }
         logWarning(QStringLiteral("norvexData::save: cannot make the backup %1 %2").arg(backup, reason));
     }
     return made;

@@ -281,7 +281,8 @@ void arcSensor::Private::makeDurable()
         m_durableWait = false;
         if (!ok)
             logWarning(QStringLiteral("arcSensor: the download is not safe on disk, so the sensor keeps it"));
-        m_plan.durable(ok);
+        const bool takesMore = ok || !m_store || m_store->takesMore();
+        m_plan.durable(ok, takesMore ? DownloadPlan::Refusal::TakeMore : DownloadPlan::Refusal::Wait);
         chooseNext();
     };
     if (!m_store) {

@@ -59,12 +59,13 @@ void DownloadPlan::eventTaken(quint64 time)
     m_lastEventTime = time;
 }
 
-void DownloadPlan::durable(bool ok)
+void DownloadPlan::durable(bool ok, Refusal refusal)
 {
     if (m_closing != Closing::WaitsForDisk)
         return;
-    m_closing = ok ? Closing::MayClear : Closing::No;
-    m_frameValid = ok;
+    const bool again = !ok && refusal == Refusal::Wait;
+    m_closing = ok ? Closing::MayClear : again ? Closing::TriesAgain : Closing::No;
+    m_frameValid = ok || again;
     m_pause = !ok;
 }
 
@@ -110,12 +111,14 @@ DownloadStep DownloadPlan::nextConnected()
         m_frameValid = false;
         return {DownloadStep::Clear, quint64(m_points - 1), 0};
     }
-    if (m_frameValid && m_givenUp && m_points > 0)
+    if (m_frameValid && m_givenUp && m_points > 0 && m_closing == Closing::No)
         return closeFrame();
     if (!m_hasStore || m_pause) {
         m_pause = false;
         return {DownloadStep::FrameLater, 0, 0};
     }
+    if (m_closing == Closing::TriesAgain)
+        return closeFrame();
     if (!m_frameValid || m_points < smallestFrame)
         return {DownloadStep::Frame, 0, 0};
     m_state = Downloading;

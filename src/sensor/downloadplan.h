@@ -59,8 +59,11 @@ public:
     void nothingTaken() { ++m_withoutProgress; }
     /// An event record was taken, whether it was stored or dropped.
     void eventTaken(quint64 time);
-    /// The answer to MakeDurable. Without it nothing is cleared and the frame is downloaded again later.
-    void durable(bool ok);
+    enum class Refusal { TakeMore, Wait };
+    /// The answer to MakeDurable. Without it nothing is cleared. Then the frame, grown meanwhile, is downloaded again
+    /// later, or, when no more can be kept in memory, what was taken is offered again later and the sensor keeps the
+    /// rest.
+    void durable(bool ok, Refusal refusal = Refusal::TakeMore);
     /// The indices of the frame no longer name the same samples: nothing of it may be cleared.
     void dropFrame();
     /// Gives up what is left of the frame, which is then cleared. Returns the samples not taken.
@@ -70,7 +73,7 @@ public:
     DownloadStep next();
 
 private:
-    enum class Closing { No, WaitsForDisk, MayClear };
+    enum class Closing { No, WaitsForDisk, TriesAgain, MayClear };
 
     DownloadStep nextConnected();
     DownloadStep nextDownloading();

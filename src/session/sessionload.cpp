@@ -62,7 +62,7 @@ QString restoreFailedText()
 QString unreadableText(const QString &what)
 {
     return CoreText::tr("Cannot read %1\nThe session was not opened: what it holds already would not be known. "
-                        "Nothing in it was changed; try again.")
+                        "Nothing in it was changed; try again, or repair the session.")
         .arg(what);
 }
 

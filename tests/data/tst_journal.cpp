@@ -91,6 +91,8 @@ private slots:
     void deadContextIsNotCalled();
     void failingAndBack();
     void aSaveHelpsWhileFailing();
+    void whatADiskTakesNotIsBounded();
+    void leavesNobodyWaiting();
     void everyCutOfTheNewest();
     void damageIsReportedAndKept_data();
     void damageIsReportedAndKept();
@@ -335,6 +337,38 @@ void TestJournal::aSaveHelpsWhileFailing()
     journal.commit(generation);
     QVERIFY(settle(*store));
     store->setDurableLog(nullptr);
+}
+
+void TestJournal::whatADiskTakesNotIsBounded()
+{
+    const SensorFolder folder;
+    const QString obstacle = folder.session() + QStringLiteral("/journal");
+    QVERIFY(writeFile(obstacle, "in the way"));
+    constexpr int piece = 700 * 1024; // more than is written at once, in the end
+    Journal journal(folder.session(), {5, 5, 3 * piece});
+    for (int i = 0; i < 4; ++i) {
+        QCOMPARE(journal.takesMore(), i < 3);
+        journal.append(folder.name(), DurableLog::Record::Recipe, QByteArray(piece, char('a' + i)));
+        QTest::qWait(10);
+    }
+    QVERIFY(QFile::remove(obstacle));
+    QVERIFY(waitFor([&] { return journal.takesMore(); }));
+    const QByteArray bytes = contentOf(folder.session() + QStringLiteral("/journal/00000001.norvexjournal"));
+    for (int i = 0; i < 4; ++i)
+        QCOMPARE(bytes.mid(bytes.indexOf(QByteArray(1000, char('a' + i))), piece), QByteArray(piece, char('a' + i)));
+}
+
+void TestJournal::leavesNobodyWaiting()
+{
+    const SensorFolder folder;
+    QVERIFY(writeFile(folder.session() + QStringLiteral("/journal"), "in the way"));
+    auto journal = std::make_unique<Journal>(folder.session(), Journal::Timings{60000, 60000});
+    QVector<bool> answers;
+    journal->append(folder.name(), DurableLog::Record::Recipe, "{}");
+    journal->whenDurable(this, [&](bool ok) { answers.append(ok); });
+    journal.reset();
+    QVERIFY(waitFor([&] { return !answers.isEmpty(); }));
+    QCOMPARE(answers, QVector<bool>{false});
 }
 
 void TestJournal::everyCutOfTheNewest()

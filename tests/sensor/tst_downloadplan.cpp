@@ -49,6 +49,8 @@ private:
             m_plan.durable(true);
         else if (word == QLatin1String("not-durable"))
             m_plan.durable(false);
+        else if (word == QLatin1String("not-durable-full"))
+            m_plan.durable(false, DownloadPlan::Refusal::Wait);
         else if (word == QLatin1String("drop"))
             m_plan.dropFrame();
         else if (word == QLatin1String("give-up"))
@@ -142,6 +144,8 @@ void TestDownloadPlan::conversations_data()
         "state 2, data 0+7, state 1, sync, -, -, clear 6");
     row("the disk failed", "frame 7 0, page 7 1, not-durable, wait, frame 7 0",
         "state 2, data 0+7, state 1, sync, frame later, frame, state 2, data 0+7");
+    row("the disk failed and memory is full", "frame 7 0, page 7 1, not-durable-full, wait, frame 9 0, durable, wait",
+        "state 2, data 0+7, state 1, sync, frame later, sync, -, clear 6, frame");
     row("a dropped frame is not cleared", "frame 30 0, page 20 1, drop, frame 40 0",
         "state 2, data 0+20, data 20+10, state 1, frame, state 2, data 0+20");
     row("dropped while the disk works", "frame 7 0, page 7 1, drop, durable",

@@ -29,6 +29,9 @@ private slots:
     void killedAfterASave();
     void whatCannotBeRead_data();
     void whatCannotBeRead();
+    void anIndexThatCannotBeOpened_data();
+    void anIndexThatCannotBeOpened();
+    void aFileInThePlaceOfTheJournal();
     void readOnlySeesTheJournal();
     void cleanEndLeavesNoJournal();
     void lookingLeavesNoJournal();
@@ -104,8 +107,8 @@ void TestSessionJournal::killedAfterASave()
 void TestSessionJournal::whatCannotBeRead_data()
 {
     QTest::addColumn<QString>("name");
-    for (const char *name : {"index.norvex_session", "S2-PM1", "S2-PM1/index.dat", "S2-PM1/index.dat.bakup",
-                             "S2-PM1/config_last.norvexconfig", "S2-PM1/block_1.norvexdata"})
+    for (const char *name :
+         {"index.norvex_session", "S2-PM1", "S2-PM1/config_last.norvexconfig", "S2-PM1/block_1.norvexdata"})
         QTest::newRow(name) << QString::fromLatin1(name);
 }
 
@@ -152,6 +155,51 @@ void TestSessionJournal::whatCannotBeRead()
     QCOMPARE(allOf(*again->store(QStringLiteral("S2"))), samplesFrom(0, 40) + samplesFrom(40, 40));
     again.reset();
     QCOMPARE(journalFiles(broken), QStringList());
+}
+
+void TestSessionJournal::anIndexThatCannotBeOpened()
+{
+    QFETCH(QString, name);
+    const QString folder = fresh();
+    {
+        const auto session = Session::create(folder, nullptr);
+        const auto store = session->addSensor(QStringLiteral("S1"), QStringLiteral("PM1"), QString(), 80);
+        QVERIFY(store->addSamples(samplesFrom(0, 40)));
+        QVERIFY(session->save());
+    }
+    const QString path = folder + QStringLiteral("/S1-PM1/") + name;
+    QVERIFY(!QFile::exists(path) || QFile::remove(path));
+    QVERIFY(QFile::link(path, path)); // the system opens no such thing
+    SessionError error;
+    const auto session = Session::load(folder, &error);
+    QVERIFY2(session, qPrintable(error.text));
+    QCOMPARE(allOf(*session->store(QStringLiteral("S1"))), samplesFrom(0, 40));
+    QVERIFY(QFile::remove(path));
+    QVERIFY(session->store(QStringLiteral("S1"))->addSamples(samplesFrom(40, 40)));
+    QVERIFY(session->save());
+}
+
+void TestSessionJournal::anIndexThatCannotBeOpened_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::newRow("index") << QStringLiteral("index.dat");
+    QTest::newRow("backup") << QStringLiteral("index.dat.bakup");
+}
+
+void TestSessionJournal::aFileInThePlaceOfTheJournal()
+{
+    const QString folder = fresh();
+    QVERIFY(Session::create(folder, nullptr)->save());
+    QFile file(folder + QStringLiteral("/journal"));
+    QVERIFY(file.open(QIODevice::WriteOnly) && file.write("in the way") > 0);
+    file.close();
+    SessionError error;
+    const auto session = Session::load(folder, &error);
+    QVERIFY2(session, qPrintable(error.text));
+    const auto store = session->addSensor(QStringLiteral("S1"), QStringLiteral("PM1"), QString(), 80);
+    QVERIFY(store->addSamples(samplesFrom(0, 40)));
+    QVERIFY(settle(*store));
+    QVERIFY(QFile::exists(folder + QStringLiteral("/journal.kept")));
 }
 
 void TestSessionJournal::readOnlySeesTheJournal()

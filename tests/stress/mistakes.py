@@ -25,7 +25,7 @@ MISTAKES = [
     ("journal-name-not-synced", "data/journalwriter.cpp", "if (m_syncedSize == 0 && !platform::syncFolder(m_folder))",
      "if (m_syncedSize < 0)", "power --seconds 60"),
     ("journal-write-error-ignored", "data/journalwriter.cpp",
-     "if (!::writeAll(m_file, bytes.constData(), bytes.size(), reason))\n        return false;",
+     "if (!::writeAll(m_file, bytes.constData(), bytes.size(), reason))\n            return false;",
      "::writeAll(m_file, bytes.constData(), bytes.size(), reason);", "error --seconds 90"),
     ("journal-sync-error-ignored", "data/journalwriter.cpp",
      "if (!platform::syncFile(m_file))\n        return fail(",
