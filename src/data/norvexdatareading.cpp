@@ -236,10 +236,10 @@ bool norvexData::hasUnsavedData() const
     return std::any_of(list.constBegin(), list.constEnd(), [](const auto &block) { return block->isModified(); });
 }
 
-bool norvexData::save(const QString &sessionFolder)
+bool norvexData::save(const QString &sessionFolder, const Captured &captured)
 {
     const QMutexLocker saving(&m_saveLock);
-    return StoreSaver(*this, *m_saveState, sessionFolder).save();
+    return StoreSaver(*this, *m_saveState, sessionFolder).save(captured);
 }
 
 LoadOutcome norvexData::load(const QString &sessionFolder, LoadMode mode, QString *unreadable)

@@ -26,7 +26,7 @@ StoreSaver::StoreSaver(norvexData &store, SaveState &state, const QString &sessi
     m_folderField = datanames::lineSafe(name).toUtf8();
 }
 
-bool StoreSaver::save()
+bool StoreSaver::save(const norvexData::Captured &captured)
 {
     logDebug(QStringLiteral("--------------- Updating ") + m_indexPath + QStringLiteral("------------------"));
     if (m_store.folderName().isEmpty() || !QFileInfo(m_folderPath).isDir()) {
@@ -41,6 +41,8 @@ bool StoreSaver::save()
     if (m_hasBackup && !makeBackup())
         return false;
     capture();
+    if (captured)
+        captured();
     if (m_state.folderPath != m_folderPath && !startFolder())
         return false;
     const bool configurationWritten = writeConfiguration();

@@ -48,7 +48,7 @@ public:
     StoreSaver(norvexData &store, SaveState &state, const QString &sessionFolder);
 
     /// False when anything could not be written; that part stays unsaved in the store.
-    bool save();
+    bool save(const norvexData::Captured &captured = {});
 
 private:
     void capture();

@@ -220,21 +220,36 @@ bool Session::saveLocked()
     const qint64 generation = m_journal ? m_journal->rotate() : 0;
     const QVector<SensorEntry> entries = sensors();
     const QString folder = path();
-    const QByteArray bytes = fileBytes(entries);
-    QString reason;
-    bool ok = writeFileSafely(folder + QLatin1Char('/') + fileName(), bytes, &reason);
-    {
-        const QMutexLocker locker(&m_sessionLock);
-        m_fileOnDisk = ok ? bytes : QByteArray(); // after a failure it counts as unsaved until it is written
+    QByteArray bytes = fileBytes(entries);
+    bool fileOk = writeSessionFile(bytes);
+    const auto keepTimeLines = [&] { // of what came since
+        QByteArray now = fileBytes(entries);
+        if (now == bytes)
+            return;
+        bytes.swap(now);
+        fileOk = writeSessionFile(bytes);
+    };
+    bool ok = true;
+    for (const SensorEntry &entry : entries) {
+        const bool saved = entry.data->save(folder, keepTimeLines);
+        ok = ok && saved;
     }
-    if (!ok)
-        logWarning(QStringLiteral("Session::save: Unable to write the session file: %1").arg(reason));
-    for (const SensorEntry &entry : entries)
-        ok = entry.data->save(folder) && ok;
+    ok = ok && fileOk;
     if (ok)
         m_lastSaveMs = m_clock.utcMs();
     if (ok && m_journal)
         m_journal->commit(generation);
+    return ok;
+}
+
+bool Session::writeSessionFile(const QByteArray &bytes)
+{
+    QString reason;
+    const bool ok = writeFileSafely(path() + QLatin1Char('/') + fileName(), bytes, &reason);
+    if (!ok)
+        logWarning(QStringLiteral("Session::save: Unable to write the session file: %1").arg(reason));
+    const QMutexLocker locker(&m_sessionLock);
+    m_fileOnDisk = ok ? bytes : QByteArray(); // after a failure it counts as unsaved until it is written
     return ok;
 }
 

@@ -125,6 +125,7 @@ private:
     Session(const QString &folder, bool readOnly, const Clock &clock);
 
     bool saveLocked();
+    bool writeSessionFile(const QByteArray &bytes);
     bool takeFolderLock(SessionError *error);
     bool readSessionFile(SessionError *error, const Progress &progress);
     void loadSensor(const SessionFileSensor &line);

@@ -33,6 +33,7 @@ class TestStoreSaving : public QObject
 
 private slots:
     void filesOfASmallStore();
+    void nothingLaterThanCaptured();
     void emptyStore();
     void roundTrip();
     void nothingUnsavedAfterASave();
@@ -75,6 +76,24 @@ void TestStoreSaving::filesOfASmallStore()
     QCOMPARE(lines.all(), QStringList(QStringLiteral("--------------- Updating ") + folder.index() +
                                       QStringLiteral("------------------")));
     QCOMPARE(contentOf(folder.file(QStringLiteral("block_2.norvexdata"))).size(), 12 + 196);
+}
+
+/// Nothing that comes while a save begins gets to the disk before the time line it is on.
+void TestStoreSaving::nothingLaterThanCaptured()
+{
+    const SensorFolder folder;
+    const auto store = folder.newStore();
+    QStringList before;
+    QVERIFY(store->save(folder.session(), [&] {
+        before = folder.names();
+        store->setTimeLine({true, 1, 1});
+        QVERIFY(store->addEvent(arcAt(start)) && store->addSamples(row(start, 5)));
+    }));
+    QCOMPARE(before, QStringList());
+    QVERIFY(!folder.names().join(QLatin1Char(' ')).contains(QRegularExpression(QStringLiteral("Event|block"))));
+    QVERIFY(store->hasUnsavedData());
+    QVERIFY(store->save(folder.session()));
+    QCOMPARE(everything(*folder.load()), row(start, 5));
 }
 
 void TestStoreSaving::emptyStore()
