@@ -99,8 +99,8 @@ void copyOurs(benchmark::State &state)
 {
     for (auto _ : state) {
         const QTemporaryDir target;
-        SessionCopy copy(recorded().path(), target.filePath(QStringLiteral("copy")), nullptr);
-        if (!copy.begin() || !copy.copy({QStringLiteral("S1-PM1")}))
+        SessionCopy copy(recorded().path(), target.filePath(QStringLiteral("copy")));
+        if (!copy.begin() || !copy.copy({QStringLiteral("S1-PM1")}, nullptr))
             state.SkipWithError("cannot copy");
     }
 }
