@@ -189,10 +189,12 @@ Load downloadAll()
     }
     settle(settleMs);
     Load load;
-    PlotFigure *const figure = world.window.findChild<PlotFigure *>();
-    if (!figure)
+    const QList<PlotFigure *> figures = world.window.findChildren<PlotFigure *>();
+    const auto figure =
+        std::find_if(figures.begin(), figures.end(), [](const PlotFigure *any) { return any->isVisible(); });
+    if (figure == figures.end())
         return load;
-    PaintCount count(figure->plotCanvas());
+    PaintCount count((*figure)->plotCanvas());
     Heartbeat heartbeat;
     settle(loadMs);
     load.longestPauseMs = heartbeat.longest();

@@ -15,6 +15,7 @@ namespace {
 
 constexpr qint64 freshMs = 3 * 500 + 1500; // three missed polls, and what a full frame takes to arrive: grey
 constexpr qint64 shownMs = 60 * 1000;      // then "no data"
+constexpr int mostRows = 2;                // in view
 
 /// "1234.5": four significant places and more, the digits always in the same columns.
 QString fixedNumber(double value, int decimals)
@@ -38,10 +39,19 @@ struct LiveNumbers::Row
 };
 
 LiveNumbers::LiveNumbers(Theme &theme, QWidget *parent, const Clock &clock)
-    : QWidget(parent), m_theme(theme), m_clock(clock)
+    : QScrollArea(parent), m_theme(theme), m_clock(clock)
 {
-    auto *layout = new FlowLayout(this, 0);
+    auto *page = new QWidget;
+    auto *layout = new FlowLayout(page, 0);
     layout->setContentsMargins(0, 0, 0, 0);
+    setWidget(page);
+    setWidgetResizable(true);
+    setFrameShape(QFrame::NoFrame);
+    setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    setFocusPolicy(Qt::NoFocus);
+    setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
+    viewport()->setAutoFillBackground(false);
+    page->setAutoFillBackground(false);
     connect(&m_theme, &Theme::changed, this, [this] {
         for (const auto &row : qAsConst(m_rows))
             style(*row);
@@ -84,7 +94,7 @@ void LiveNumbers::addSensor(const QString &serial, const std::shared_ptr<norvexD
     grid->addLayout(top, 0, 0, 1, 2);
     grid->addWidget(row->voltage, 1, 0);
     grid->addWidget(row->current, 1, 1);
-    layout()->addWidget(row->box);
+    widget()->layout()->addWidget(row->box);
     m_rows.insert(serial, row);
     style(*row);
     fitDigits();
@@ -110,7 +120,7 @@ void LiveNumbers::fitDigits()
         digits.setPointSizeF(font().pointSizeF() * size);
         const int number = QFontMetrics(digits).horizontalAdvance(QStringLiteral("00000.000 V"));
         const int box = 2 * number + fontMetrics().averageCharWidth() * 4;
-        if (size > 1.5 && box * m_rows.size() > width())
+        if (size > 1.5 && box * m_rows.size() > viewport()->width())
             continue;
         for (const auto &row : qAsConst(m_rows)) {
             row->voltage->setFont(digits);
@@ -119,11 +129,26 @@ void LiveNumbers::fitDigits()
         }
         break;
     }
+    updateGeometry();
+}
+
+QSize LiveNumbers::sizeHint() const
+{
+    if (m_rows.isEmpty())
+        return {};
+    const int row = (*m_rows.begin())->box->sizeHint().height();
+    const int all = widget()->layout()->heightForWidth(viewport()->width());
+    return {QScrollArea::sizeHint().width(), qMin(all, mostRows * row)};
+}
+
+QSize LiveNumbers::minimumSizeHint() const
+{
+    return {0, sizeHint().height()};
 }
 
 void LiveNumbers::resizeEvent(QResizeEvent *event)
 {
-    QWidget::resizeEvent(event);
+    QScrollArea::resizeEvent(event);
     fitDigits();
 }
 

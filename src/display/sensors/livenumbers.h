@@ -3,8 +3,8 @@
 #include "base/clock.h"
 
 #include <QHash>
+#include <QScrollArea>
 #include <QString>
-#include <QWidget>
 
 #include <memory>
 
@@ -13,8 +13,9 @@ class norvexData;
 
 /// The big numbers of the live view: voltage, current and event count of each displayed sensor, with unit and age.
 /// A value that is not fresh turns grey and then gives way to "no data": an old number never looks live. Many sensors
-/// stand in several rows, in smaller digits. GUI thread.
-class LiveNumbers : public QWidget
+/// stand in several rows, in smaller digits; two rows are shown and the rest is scrolled to, since the plot needs the
+/// room. GUI thread.
+class LiveNumbers : public QScrollArea
 {
     Q_OBJECT
 
@@ -26,6 +27,9 @@ public:
     void removeSensor(const QString &serial);
     /// Reads the newest samples and shows them.
     void refresh();
+
+    QSize sizeHint() const override;
+    QSize minimumSizeHint() const override;
 
 protected:
     void resizeEvent(QResizeEvent *event) override;
