@@ -81,8 +81,10 @@ void arcPlotDisplay::setSensorColour(const QString &serial, const QColor &colour
 
 void arcPlotDisplay::setConnected(const QString &serial, bool connected, quint64 lastSample)
 {
-    if (PlotSensor *sensor = d->model.sensor(serial))
-        sensor->setConnected(connected, lastSample);
+    PlotSensor *sensor = d->model.sensor(serial);
+    if (!sensor || sensor->connected == connected) // told with every frame
+        return;
+    sensor->setConnected(connected, lastSample);
     d->redrawSoon();
 }
 
