@@ -190,8 +190,9 @@ int main(int argc, char **argv)
     recorder.lockFolder = temporary.filePath(QStringLiteral("locks"));
     MainWindow window({prompts, settings, theme, filter, dictionary, recorder, temporary.path(),
                        RecipeForm::Places{temporary.path(), temporary.filePath(QStringLiteral("Drafts"))}});
-    window.resize(1366, 768);
     window.show();
+    window.setWindowState(Qt::WindowNoState); // it fills a small screen, such as the one that nobody sees
+    window.resize(1366, 768);
     window.openOrCreate(temporary.filePath(QStringLiteral("Bay 3, November")));
     settle(400);
     for (const Theme::Kind kind : {Theme::Kind::Light, Theme::Kind::Dark}) {
