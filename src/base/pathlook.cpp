@@ -51,6 +51,17 @@ bool pathlook::mayHoldFile(const QString &path)
     return kind == Kind::File || kind == Kind::Unknown;
 }
 
+bool pathlook::canBeOpened(const QString &path)
+{
+    return kindOf(path) == Kind::File && QFile(path).open(QIODevice::ReadOnly);
+}
+
+bool pathlook::isNoFile(const QString &path)
+{
+    const Kind kind = kindOf(path);
+    return kind == Kind::Folder || kind == Kind::Other;
+}
+
 pathlook::Listing pathlook::list(const QString &folder)
 {
     Listing listing;

@@ -22,6 +22,12 @@ Kind kindOf(const QString &path);
 /// True unless nothing that could ever be read stands there: what was not read may be there all the same.
 bool mayHoldFile(const QString &path);
 
+/// True for a plain file that the system opens for reading.
+bool canBeOpened(const QString &path);
+
+/// True for what stands there and is no plain file: opening a pipe would block whoever opens it.
+bool isNoFile(const QString &path);
+
 /// The names in a folder, hidden ones too, symbolic links left out, in no order. None for what is no folder or not there.
 struct Listing
 {

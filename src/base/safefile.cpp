@@ -1,6 +1,7 @@
 #include "base/safefile.h"
 
 #include "base/coretext.h"
+#include "base/pathlook.h"
 #include "base/platform.h"
 
 #include <QCoreApplication>
@@ -137,7 +138,7 @@ bool readWholeFile(const QString &path, QByteArray &bytes, qint64 maximumSize, Q
             *error = reason;
         return false;
     };
-    if (QFileInfo::exists(path) && !QFileInfo(path).isFile()) // a pipe would block the reader
+    if (pathlook::isNoFile(path))
         return fail(CoreText::tr("%1 is not a file").arg(path));
     if (!file.open(QIODevice::ReadOnly))
         return fail(file.errorString());

@@ -1,6 +1,7 @@
 #include "data/storefiles.h"
 
 #include "base/coretext.h"
+#include "base/pathlook.h"
 #include "base/platform.h"
 #include "base/safefile.h"
 
@@ -12,12 +13,6 @@
 namespace {
 
 constexpr qint64 pieceSize = 1 << 20;
-
-/// Opening a pipe would block whoever opens it.
-bool isNoFile(const QString &path)
-{
-    return QFileInfo::exists(path) && !QFileInfo(path).isFile();
-}
 
 bool fail(QString *reason, const QString &text)
 {
@@ -43,11 +38,16 @@ QString storefiles::backupTemporaryPath(const QString &indexPath)
     return indexPath + QStringLiteral(".bakup.tmp");
 }
 
+QString storefiles::asidePath(const QString &path)
+{
+    return path + QStringLiteral(".old");
+}
+
 bool storefiles::copyDurably(const QString &from, const QString &to, QString *reason)
 {
     if (QFileInfo(from).isSymLink() || QFileInfo(to).isSymLink())
         return fail(reason, CoreText::tr("is a symbolic link"));
-    if (isNoFile(from) || isNoFile(to))
+    if (pathlook::isNoFile(from) || pathlook::isNoFile(to))
         return fail(reason, CoreText::tr("is not a file"));
     QFile source(from);
     if (!source.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
@@ -88,7 +88,7 @@ bool storefiles::sameContent(const QString &path, const QString &otherPath)
 {
     QFile file(path);
     QFile other(otherPath);
-    if (isNoFile(path) || isNoFile(otherPath))
+    if (pathlook::isNoFile(path) || pathlook::isNoFile(otherPath))
         return false;
     if (!file.open(QIODevice::ReadOnly) || !other.open(QIODevice::ReadOnly) || file.size() != other.size())
         return false;

@@ -13,6 +13,8 @@ QString sensorPath(const QString &sessionFolder, const QString &name);
 QString backupPath(const QString &indexPath);
 /// The name a backup has while it is copied.
 QString backupTemporaryPath(const QString &indexPath);
+/// The name of a file that is in the way and kept.
+QString asidePath(const QString &path);
 
 /// Copies a file's bytes and its modification time over whatever `to` is, and syncs them. A symbolic link is refused.
 bool copyDurably(const QString &from, const QString &to, QString *reason = nullptr);

@@ -23,11 +23,6 @@ using pathlook::Kind;
 
 constexpr qint64 emptyBlockSize = blockfile::headerSize;
 
-bool canBeOpened(const QString &path)
-{
-    return pathlook::kindOf(path) == Kind::File && QFile(path).open(QIODevice::ReadOnly);
-}
-
 } // namespace
 
 StoreLoader::StoreLoader(norvexData &store, const QString &sessionFolder)
@@ -62,12 +57,12 @@ LoadOutcome StoreLoader::loadIndex()
 {
     m_store.m_folderPath = m_folderPath;
     const QString backup = storefiles::backupPath(m_indexPath);
-    const bool useBackup = canBeOpened(backup); // a save was interrupted
+    const bool useBackup = pathlook::canBeOpened(backup); // a save was interrupted
     QByteArray bytes;
     QString reason;
     // One that the system does not open is as good as none: the files say what was stored. When it is given and then
     // not read, the disk is at fault.
-    if (!useBackup && !canBeOpened(m_indexPath))
+    if (!useBackup && !pathlook::canBeOpened(m_indexPath))
         return rebuild();
     if (!readPart(useBackup ? backup : m_indexPath, bytes, indexfile::maximumSize, &reason)) {
         logDebug(QStringLiteral("norvexData::load: %1: %2").arg(m_indexPath, reason));
@@ -96,7 +91,7 @@ bool StoreLoader::mend()
     if (!restoreBackup())
         return false; // the backup may know more than a new index, and a repair may still read it
     const Kind kind = pathlook::kindOf(m_indexPath);
-    if (kind == Kind::Nothing || (kind == Kind::File && !canBeOpened(m_indexPath)))
+    if (kind == Kind::Nothing || (kind == Kind::File && !pathlook::canBeOpened(m_indexPath)))
         m_store.save(m_sessionFolder);
     return true;
 }

@@ -106,8 +106,8 @@ bool StoreSaver::makeBackup()
     if (!made) {
         QFile::remove(storefiles::backupTemporaryPath(m_indexPath));
         // An index that the system does not open is no use as a backup: it makes way and keeps its content.
-        if (pathlook::kindOf(m_indexPath) == pathlook::Kind::File && !QFile(m_indexPath).open(QIODevice::ReadOnly) &&
-            platform::replaceFile(m_indexPath, m_indexPath + QStringLiteral(".old"))) {
+        if (pathlook::kindOf(m_indexPath) == pathlook::Kind::File && !pathlook::canBeOpened(m_indexPath) &&
+            platform::replaceFile(m_indexPath, storefiles::asidePath(m_indexPath))) {
             logWarning(QStringLiteral("norvexData::save: %1 cannot be opened and is kept as .old").arg(m_indexPath));
             m_hasBackup = false;
             return true;
@@ -126,7 +126,7 @@ void StoreSaver::removeBackup(const QVector<QByteArray> &index)
         return;
     logDebug(QStringLiteral("Unable to delete backup file"));
     if (!storefiles::overwrite(backup, index))
-        platform::replaceFile(backup, backup + QStringLiteral(".old"));
+        platform::replaceFile(backup, storefiles::asidePath(backup));
 }
 
 bool StoreSaver::writeConfiguration()

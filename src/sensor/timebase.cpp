@@ -5,7 +5,6 @@
 namespace timebase {
 namespace {
 
-constexpr qint64 allowedLeadUs = 5'000'000;
 constexpr qint64 arrivalJitterMs = 1500;
 constexpr qint64 largestUptimeMs = 4'600'000'000'000'000;
 constexpr qint64 largestRawUs = 4'600'000'000'000'000'000; // leaves room to add and subtract

@@ -21,6 +21,9 @@ qint64 usableUptimeMs(qint64 saidMs);
 /// Sensor times at or past this are counted from the epoch already (the first second of 2000).
 constexpr qint64 absoluteUs = 946'684'800'000'000;
 
+/// What a sensor may be before our clock: its uptime came late to us.
+constexpr qint64 allowedLeadUs = 5'000'000;
+
 /// Whether the sensor has started anew since its time line was last confirmed. When that cannot be told it has: a page
 /// that is stored twice is better than one that is taken for old.
 bool hasRestarted(const SensorTimeLine &last, const TimeBaseCandidate &candidate, qint64 newestRawUs);

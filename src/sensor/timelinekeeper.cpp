@@ -11,8 +11,7 @@ namespace {
 constexpr int mostEarlierLines = 4;
 constexpr qint64 wholeUs = 1000; // times of samples are whole milliseconds
 constexpr qint64 mostGapUs = 60'000'000;
-constexpr qint64 allowedLeadUs = 5'000'000; // of a sensor before our clock, when its uptime came late to us
-constexpr qint64 disorderUs = 1'000'000;    // a fall of times that needs no restart
+constexpr qint64 disorderUs = 1'000'000; // a fall of times that needs no restart
 
 qint64 fraction(qint64 baseUs)
 {
@@ -277,8 +276,8 @@ void TimeLineKeeper::chooseFirst(qint64 oldestRawUs, qint64 newestRawUs, bool co
     const qint64 nowUs = outside.nowUtcMs * 1000;
     const qint64 newestUs = sum(newestRawUs, last.baseUs);
     const bool follows = sum(oldestRawUs, last.baseUs) > qint64(outside.lastTime);
-    const bool goesOn =
-        candidate.uptimeMs < 0 && follows && newestUs > nowUs - mostGapUs && newestUs <= nowUs + allowedLeadUs;
+    const bool goesOn = candidate.uptimeMs < 0 && follows && newestUs > nowUs - mostGapUs &&
+                        newestUs <= nowUs + timebase::allowedLeadUs;
     if (last.known && !contradicted && (goesOn || !timebase::hasRestarted(last, candidate, newestRawUs))) {
         changeTo({true, last.baseUs, std::max<qint64>(candidate.uptimeMs, 0)});
         return;

@@ -128,8 +128,13 @@ private:
     bool writeSessionFile(const QByteArray &bytes);
     bool takeFolderLock(SessionError *error);
     bool readSessionFile(SessionError *error, const Progress &progress);
+    struct LoadedFolder
+    {
+        LoadOutcome outcome = LoadOutcome::Failed;
+        int damagedFiles = 0; // not looked for in a session that is only read
+    };
     void loadSensor(const SessionFileSensor &line);
-    void loadFolder(norvexData &data, LoadOutcome *outcome, int *damagedFiles);
+    LoadedFolder loadFolder(norvexData &data);
     bool openJournal(SessionError *error, FailedRestore failedRestore = FailedRestore::GoOn);
     bool mendFolders(SessionError *error, FailedRestore failedRestore);
     void cannotRead(const QString &what);

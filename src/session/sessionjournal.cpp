@@ -54,11 +54,8 @@ norvexData *Session::storeForReplay(const JournalSensor &sensor)
     data->setChamberSerial(sensor.chamber);
     data->setFolderName(sensor.folder);
     const pathlook::Listing held = pathlook::list(folder);
-    if (!held.complete || !held.files.isEmpty()) {
-        LoadOutcome outcome = LoadOutcome::Failed;
-        int damaged = 0;
-        loadFolder(*data, &outcome, &damaged);
-    }
+    if (!held.complete || !held.files.isEmpty())
+        loadFolder(*data);
     logInfo(QStringLiteral("Session::load: sensor %1 was added after the last save").arg(sensor.serial));
     const QMutexLocker locker(&m_sessionLock);
     SensorEntry entry;

@@ -268,16 +268,17 @@ void Session::cannotRead(const QString &what)
         m_unreadable = what;
 }
 
-void Session::loadFolder(norvexData &data, LoadOutcome *outcome, int *damagedFiles)
+Session::LoadedFolder Session::loadFolder(norvexData &data)
 {
     QString unreadable;
-    *outcome = data.load(m_path, LoadMode::ReadOnly, &unreadable);
+    LoadedFolder loaded{data.load(m_path, LoadMode::ReadOnly, &unreadable), 0};
     cannotRead(unreadable);
     if (m_readOnly)
-        return;
+        return loaded;
     const ReconcileReport report = data.reconcile();
     cannotRead(report.unreadable);
-    *damagedFiles = report.damagedFiles.size();
+    loaded.damagedFiles = report.damagedFiles.size();
+    return loaded;
 }
 
 void Session::loadSensor(const SessionFileSensor &line)
@@ -288,12 +289,10 @@ void Session::loadSensor(const SessionFileSensor &line)
     data->setFolderName(line.folder);
     if (line.timeLineKnown)
         data->setTimeLine({true, line.baseUs, line.uptimeMs});
-    LoadOutcome outcome = LoadOutcome::Failed;
-    int damaged = 0;
-    loadFolder(*data, &outcome, &damaged);
-    QString problem = problemOf(outcome);
-    if (damaged > 0 && problem.isEmpty())
-        problem = CoreText::tr("%n of its files are damaged", nullptr, damaged);
+    const LoadedFolder loaded = loadFolder(*data);
+    QString problem = problemOf(loaded.outcome);
+    if (loaded.damagedFiles > 0 && problem.isEmpty())
+        problem = CoreText::tr("%n of its files are damaged", nullptr, loaded.damagedFiles);
     if (!problem.isEmpty())
         m_loadProblems.append(CoreText::tr("Sensor %1: %2").arg(line.folder, problem));
     if (data->sensorSerial().isEmpty() || store(data->sensorSerial()))
