@@ -1,22 +1,17 @@
-#include "app/mainwindow.h"
 #include "cli/programs.h"
 #include "data/eventtypelist.h"
 #include "data/norvexdata.h"
-#include "display/look/theme.h"
 #include "display/plot/arcplotdisplay.h"
 #include "display/plot/axisrangedialog.h"
 #include "display/sensors/dataobjectwidget.h"
 #include "display/sensors/importtabledialog.h"
 #include "display/sensors/sessionform.h"
-#include "events/eventfilter.h"
 #include "events/eventtypecreator.h"
-#include "events/eventtypenames.h"
 #include "export/exportdialog.h"
 #include "sensor/sensordialog.h"
-#include "session/appsettings.h"
 #include "session/session.h"
 #include "simulator/sensorsimulator.h"
-#include "support/fakeprompts.h"
+#include "support/windowparts.h"
 
 #include <QDateTimeEdit>
 #include <QDialogButtonBox>
@@ -70,15 +65,10 @@ private:
     void bringUp(const QString &state);
     void act(const QString &action);
     QString lost() const;
-    QString folder(const QString &name) const { return m_temporary->filePath(name); }
+    QString folder(const QString &name) const { return m_parts->folder(name); }
     dataObjectWidget *card() const { return m_window->form()->card(serial); }
 
-    std::unique_ptr<QTemporaryDir> m_temporary;
-    std::unique_ptr<AppSettings> m_settings;
-    std::unique_ptr<Theme> m_theme;
-    std::unique_ptr<eventTypeNames> m_dictionary;
-    std::unique_ptr<::eventFilter> m_filter;
-    std::unique_ptr<FakePrompts> m_prompts;
+    std::unique_ptr<WindowParts> m_parts;
     std::unique_ptr<SensorSimulator> m_sensor;
     std::unique_ptr<MainWindow> m_window;
     QString m_path; // of the session that is recorded
@@ -87,24 +77,11 @@ private:
 
 void TestAnyMoment::init()
 {
-    m_temporary = std::make_unique<QTemporaryDir>();
-    m_settings = std::make_unique<AppSettings>(folder(QStringLiteral("settings.ini")));
-    m_theme = std::make_unique<Theme>(Theme::Kind::Light);
-    m_dictionary = std::make_unique<eventTypeNames>(folder(QStringLiteral("eventtypes.txt")));
-    m_filter = std::make_unique<::eventFilter>(*m_dictionary);
-    m_prompts = std::make_unique<FakePrompts>();
+    m_parts = std::make_unique<WindowParts>();
     m_other = folder(QStringLiteral("other"));
     QVERIFY(Session::create(m_other, nullptr)->save());
 
-    Recorder::Options options;
-    options.timings.retryWait = 100;
-    options.timings.pollPeriod = 20;
-    options.timings.dispatchInterval = 1;
-    options.lockFolder = folder(QStringLiteral("locks"));
-    m_window = std::make_unique<MainWindow>(MainWindow::Parts{
-        *m_prompts, *m_settings, *m_theme, *m_filter, *m_dictionary, options, folder(QStringLiteral("new")),
-        RecipeForm::Places{folder(QStringLiteral("recipes")), folder(QStringLiteral("drafts"))}});
-    m_window->show();
+    m_window = m_parts->openWindow();
     record();
 }
 
@@ -181,14 +158,14 @@ void TestAnyMoment::bringUp(const QString &state)
     } else if (state == QLatin1String("reanalysis")) {
         card()->reanalyseData();
     } else if (state == QLatin1String("import")) {
-        m_prompts->paths = QStringList{m_path};
+        m_parts->prompts.paths = QStringList{m_path};
         m_window->importData();
     } else if (state == QLatin1String("table import")) {
         QFile table(folder(QStringLiteral("table.csv")));
         QVERIFY(table.open(QIODevice::WriteOnly));
         table.write("time;voltage;current\n2024-03-01 09:00:00.000;1;2\n2024-03-01 09:00:00.010;1;2\n");
         table.close();
-        m_prompts->paths = QStringList{table.fileName()};
+        m_parts->prompts.paths = QStringList{table.fileName()};
         emit card()->importExtDataRequested();
     } else if (state == QLatin1String("event types")) {
         form->findChild<QPushButton *>(QStringLiteral("b_types"))->click();
@@ -262,7 +239,7 @@ void TestAnyMoment::whateverIsOpen()
     const bool isNested = state.startsWith(QLatin1String("export")) || state == QLatin1String("reanalysis") ||
                           state == QLatin1String("import") || state == QLatin1String("table import");
     bool once = false;
-    m_prompts->during = [&] {
+    m_parts->prompts.during = [&] {
         if (!isBox)
             return;
         if (!std::exchange(once, true))
@@ -360,11 +337,11 @@ void TestAnyMoment::exportsAsTheCommandLineDoes()
     const EventRecord hidden = card()->store()->eventsInRange(0, late.time).constFirst();
     const QString hiddenType = eventtype::nameOf(hidden);
     if (filtered)
-        m_filter->setEnabled(hiddenType, false);
+        m_parts->filter.setEnabled(hiddenType, false);
     quint64 from = 0;
     quint64 to = 0;
     const QString byWindow = folder(QStringLiteral("window.vi.csv"));
-    m_prompts->paths = QStringList{byWindow};
+    m_parts->prompts.paths = QStringList{byWindow};
     QTimer::singleShot(20, m_window.get(), [&] {
         auto *dialog = openDialog<exportDialog>();
         auto *end = dialog->findChild<QDateTimeEdit *>(QStringLiteral("endDateTime"));
@@ -378,7 +355,7 @@ void TestAnyMoment::exportsAsTheCommandLineDoes()
     QVERIFY(to > from);
     QVERIFY(m_window->close());
 
-    const Programs programs(m_temporary->path());
+    const Programs programs(m_parts->temporary.path());
     QStringList arguments{QStringLiteral("export"), m_path, QStringLiteral("--out"),
                           folder(QStringLiteral("cli.vi.csv"))};
     if (!whole)

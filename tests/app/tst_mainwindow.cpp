@@ -1,15 +1,10 @@
-#include "app/mainwindow.h"
 #include "data/norvexdata.h"
-#include "display/look/theme.h"
 #include "display/plot/arcplotdisplay.h"
 #include "display/sensors/dataobjectwidget.h"
 #include "display/sensors/sessionform.h"
-#include "events/eventfilter.h"
-#include "events/eventtypenames.h"
-#include "session/appsettings.h"
 #include "session/session.h"
 #include "simulator/sensorsimulator.h"
-#include "support/fakeprompts.h"
+#include "support/windowparts.h"
 
 #include <QAction>
 #include <QComboBox>
@@ -54,44 +49,20 @@ private slots:
     void theRateOfRecording();
 
 private:
-    void openWindow();
-    QString folder(const QString &name) const { return m_temporary->filePath(name); }
+    QString folder(const QString &name) const { return m_parts->folder(name); }
     QString newSession(const QString &name) const;
     void click(const char *action) const { m_window->findChild<QAction *>(QLatin1String(action))->trigger(); }
     std::unique_ptr<SensorSimulator> startSensor(const QString &serial) const;
     quint64 samplesOf(const QString &serial) const;
 
-    std::unique_ptr<QTemporaryDir> m_temporary;
-    std::unique_ptr<AppSettings> m_settings;
-    std::unique_ptr<Theme> m_theme;
-    std::unique_ptr<eventTypeNames> m_dictionary;
-    std::unique_ptr<::eventFilter> m_filter;
-    std::unique_ptr<FakePrompts> m_prompts;
+    std::unique_ptr<WindowParts> m_parts;
     std::unique_ptr<MainWindow> m_window;
 };
 
 void TestMainWindow::init()
 {
-    m_temporary = std::make_unique<QTemporaryDir>();
-    m_settings = std::make_unique<AppSettings>(folder(QStringLiteral("settings.ini")));
-    m_theme = std::make_unique<Theme>(Theme::Kind::Light);
-    m_dictionary = std::make_unique<eventTypeNames>(folder(QStringLiteral("eventtypes.txt")));
-    m_filter = std::make_unique<::eventFilter>(*m_dictionary);
-    m_prompts = std::make_unique<FakePrompts>();
-    openWindow();
-}
-
-void TestMainWindow::openWindow()
-{
-    Recorder::Options options;
-    options.timings.retryWait = 100;
-    options.timings.pollPeriod = 20;
-    options.timings.dispatchInterval = 1;
-    options.lockFolder = folder(QStringLiteral("locks"));
-    m_window = std::make_unique<MainWindow>(MainWindow::Parts{
-        *m_prompts, *m_settings, *m_theme, *m_filter, *m_dictionary, options, folder(QStringLiteral("new")),
-        RecipeForm::Places{folder(QStringLiteral("recipes")), folder(QStringLiteral("drafts"))}});
-    m_window->show();
+    m_parts = std::make_unique<WindowParts>();
+    m_window = m_parts->openWindow();
 }
 
 void TestMainWindow::cleanup()
@@ -126,8 +97,8 @@ void TestMainWindow::startsWithoutASession()
     m_window->openLastSession();
     QVERIFY(m_window->form());
     QVERIFY(m_window->sessionPath().startsWith(folder(QStringLiteral("new"))));
-    QCOMPARE(m_settings->currentSessionPath(), m_window->sessionPath());
-    QVERIFY(m_prompts->shown.isEmpty());
+    QCOMPARE(m_parts->settings.currentSessionPath(), m_window->sessionPath());
+    QVERIFY(m_parts->prompts.shown.isEmpty());
 }
 
 void TestMainWindow::whatCannotBeLoadedLeavesTheOpenSession_data()
@@ -153,15 +124,15 @@ void TestMainWindow::whatCannotBeLoadedLeavesTheOpenSession()
         QVERIFY(file.open(QIODevice::WriteOnly));
         file.write("GIF89a\0\0\0", 9);
     }
-    m_prompts->paths = QStringList{bad + QStringLiteral("/index.norvex_session")};
+    m_parts->prompts.paths = QStringList{bad + QStringLiteral("/index.norvex_session")};
     click("actionLoadSession");
     if (text.contains(QLatin1String("%1")))
         text = text.arg(bad);
-    QCOMPARE(m_prompts->takeShown(),
+    QCOMPARE(m_parts->prompts.takeShown(),
              (QStringList{QStringLiteral("open|Load a session file|Norvex Session file (*.norvex_session *.dat)"),
                           QStringLiteral("warn|FAILED TO LOAD SESSION|") + text}));
     QCOMPARE(m_window->form(), form);
-    QCOMPARE(m_settings->currentSessionPath(), good);
+    QCOMPARE(m_parts->settings.currentSessionPath(), good);
 }
 
 /// The backup that an interrupted save left cannot be put back. What only the backup knows is there all the same.
@@ -187,7 +158,7 @@ void TestMainWindow::deeperRecovery()
 
     QVERIFY(m_window->openSession(path));
     QCOMPARE(
-        m_prompts->takeShown(),
+        m_parts->prompts.takeShown(),
         QStringList{QStringLiteral(
             "warn|Error in recovery process|There seems to have been an error in saving data, the recovery process "
             "ran into some trouble that might be caused by file access rights (is your session in a write only "
@@ -198,15 +169,15 @@ void TestMainWindow::deeperRecovery()
     QVERIFY(!sensor.exists(QStringLiteral("index.dat.bakup")));
     QVERIFY(m_window->openSession(newSession(QStringLiteral("other"))));
     QVERIFY(m_window->openSession(path));
-    QVERIFY(m_prompts->takeShown().isEmpty());
+    QVERIFY(m_parts->prompts.takeShown().isEmpty());
 }
 
 void TestMainWindow::sessionsAreCreatedAndReopened()
 {
     const QString made = folder(QStringLiteral("made"));
-    m_prompts->paths = QStringList{made};
+    m_parts->prompts.paths = QStringList{made};
     click("actionCreateSession");
-    QCOMPARE(m_prompts->takeShown(), QStringList{QStringLiteral("folder|Create Session|")});
+    QCOMPARE(m_parts->prompts.takeShown(), QStringList{QStringLiteral("folder|Create Session|")});
     QCOMPARE(m_window->sessionPath(), made);
     QVERIFY(QFileInfo::exists(made + QStringLiteral("/index.norvex_session")));
 
@@ -215,13 +186,13 @@ void TestMainWindow::sessionsAreCreatedAndReopened()
     QCOMPARE(m_window->sessionPath(), other);
     QVERIFY(m_window->openSession(made + QStringLiteral("\\index.norvex_session")));
     QCOMPARE(m_window->sessionPath(), made);
-    QVERIFY(m_prompts->shown.isEmpty());
+    QVERIFY(m_parts->prompts.shown.isEmpty());
 
     m_window->form()->plot()->setSpan(30000000);
     m_window->form()->plot()->setTimeMode(TimeMode::Local);
     m_window->changeView(2);
     QVERIFY(m_window->close());
-    openWindow();
+    m_window = m_parts->openWindow();
     m_window->openLastSession();
     QCOMPARE(m_window->sessionPath(), made);
     QCOMPARE(m_window->form()->plot()->span(), quint64(30000000));
@@ -234,13 +205,13 @@ void TestMainWindow::sessionsAreCreatedAndReopened()
 void TestMainWindow::settingsThatMakeNoSense()
 {
     m_window.reset();
-    m_settings->setValue(QStringLiteral("window/view"), 99);
-    m_settings->setValue(QStringLiteral("window/geometry"), QByteArray("rubbish"));
-    m_settings->setValue(QStringLiteral("form/splitter"), 7);
-    m_settings->setValue(QStringLiteral("plot/span"), QStringLiteral("-5 parsecs"));
-    m_settings->setValue(QStringLiteral("plot/timeMode"), 12);
-    m_settings->setValue(QStringLiteral("plot/leftQuantity"), 1000);
-    openWindow();
+    m_parts->settings.setValue(QStringLiteral("window/view"), 99);
+    m_parts->settings.setValue(QStringLiteral("window/geometry"), QByteArray("rubbish"));
+    m_parts->settings.setValue(QStringLiteral("form/splitter"), 7);
+    m_parts->settings.setValue(QStringLiteral("plot/span"), QStringLiteral("-5 parsecs"));
+    m_parts->settings.setValue(QStringLiteral("plot/timeMode"), 12);
+    m_parts->settings.setValue(QStringLiteral("plot/leftQuantity"), 1000);
+    m_window = m_parts->openWindow();
     QVERIFY(!m_window->testAttribute(Qt::WA_Moved)); // the desktop finds the place
     m_window->openLastSession();
     QVERIFY(m_window->findChild<QPushButton *>(QStringLiteral("b_view0"))
@@ -254,8 +225,8 @@ void TestMainWindow::settingsThatMakeNoSense()
     QWidget onLargerDesktop;
     onLargerDesktop.setGeometry(desktop.width() / 4, 0, desktop.width(), desktop.height() * 3 / 4);
     m_window.reset();
-    m_settings->setValue(QStringLiteral("window/geometry"), onLargerDesktop.saveGeometry());
-    openWindow();
+    m_parts->settings.setValue(QStringLiteral("window/geometry"), onLargerDesktop.saveGeometry());
+    m_window = m_parts->openWindow();
     QVERIFY(desktop.contains(m_window->geometry()));
 }
 
@@ -274,8 +245,8 @@ void TestMainWindow::recentSessions()
     QVERIFY(menu->actions().at(5)->isEnabled());
     menu->actions().at(5)->trigger();
     QCOMPARE(m_window->sessionPath(), made.at(5));
-    QCOMPARE(m_settings->recentSessions().first(), made.at(5));
-    QCOMPARE(m_settings->recentSessions().size(), 8);
+    QCOMPARE(m_parts->settings.recentSessions().first(), made.at(5));
+    QCOMPARE(m_parts->settings.recentSessions().size(), 8);
 }
 
 void TestMainWindow::theListOfRecentSessionsShrinks()
@@ -285,10 +256,10 @@ void TestMainWindow::theListOfRecentSessionsShrinks()
     QVERIFY(m_window->openSession(newSession(QStringLiteral("kept"))));
     m_window.reset();
     QDir(gone).removeRecursively();
-    openWindow();
+    m_window = m_parts->openWindow();
     m_window->openLastSession();
     m_window.reset();
-    QCOMPARE(m_settings->recentSessions().size(), 1);
+    QCOMPARE(m_parts->settings.recentSessions().size(), 1);
 }
 
 void TestMainWindow::viewButtons()
@@ -342,7 +313,7 @@ void TestMainWindow::recordsAndReopensWithEverythingInPlace()
     QTRY_VERIFY_WITH_TIMEOUT(samplesOf(QStringLiteral("SN1")) > before, patience); // and goes on by itself
     sensor->setPower(false);
     QTRY_COMPARE_WITH_TIMEOUT(m_window->form()->connectedSensors(), 0, patience);
-    QVERIFY(m_prompts->shown.isEmpty()); // no box for network trouble
+    QVERIFY(m_parts->prompts.shown.isEmpty()); // no box for network trouble
     const quint64 off = samplesOf(QStringLiteral("SN1"));
     sensor->setPower(true);
     QTRY_VERIFY_WITH_TIMEOUT(samplesOf(QStringLiteral("SN1")) > off, patience);
@@ -356,13 +327,13 @@ void TestMainWindow::closingWhileRecordingAsksOnce()
     const QString path = m_window->sessionPath();
     m_window->connectTo(host, sensor->port(), QStringLiteral("Etch"));
     QTRY_VERIFY_WITH_TIMEOUT(samplesOf(QStringLiteral("SN1")) > 0, patience);
-    m_prompts->yes = false;
+    m_parts->prompts.yes = false;
     QVERIFY(!m_window->close());
-    QCOMPARE(m_prompts->takeShown().size(), 1);
+    QCOMPARE(m_parts->prompts.takeShown().size(), 1);
     QVERIFY(m_window->form());
-    m_prompts->yes = true;
+    m_parts->prompts.yes = true;
     QVERIFY(m_window->close());
-    QCOMPARE(m_prompts->takeShown().size(), 1);
+    QCOMPARE(m_parts->prompts.takeShown().size(), 1);
     const auto stored = Session::loadReadOnly(path, nullptr);
     QVERIFY(stored && stored->store(QStringLiteral("SN1")));
     QVERIFY(stored->store(QStringLiteral("SN1"))->sampleCount() > 0);
@@ -384,11 +355,11 @@ void TestMainWindow::closingTellsOfAFailedSave()
         samples[i].time = 1700000000000000ULL + quint64(i) * 1000;
     QVERIFY(m_window->form()->card(QStringLiteral("S1"))->store()->addSamples(samples));
     QVERIFY(m_window->close());
-    QCOMPARE(m_prompts->takeShown(),
+    QCOMPARE(m_parts->prompts.takeShown(),
              QStringList{QStringLiteral("warn|Warning|The last save of %1 was not complete.").arg(path)});
 
     QVERIFY(QDir(sensor.filePath(QStringLiteral("index.dat"))).removeRecursively());
-    openWindow();
+    m_window = m_parts->openWindow();
     QVERIFY(m_window->openSession(path)); // from the journal
     QCOMPARE(samplesOf(QStringLiteral("S1")), quint64(20));
 }
@@ -407,7 +378,7 @@ void TestMainWindow::removingASensorWithItsMenuOpen()
     menu->actions().last()->trigger();
     QTRY_VERIFY(!card);
     QVERIFY(!m_window->form()->displayedSensor());
-    QCOMPARE(m_prompts->takeShown().size(), 1);
+    QCOMPARE(m_parts->prompts.takeShown().size(), 1);
     QTRY_COMPARE_WITH_TIMEOUT(m_window->form()->connectedSensors(), 0, patience);
 }
 
@@ -416,11 +387,11 @@ void TestMainWindow::commandsWithoutADisplayedSensor()
     m_window->openLastSession();
     for (const char *name : {"b_export", "b_snapshot", "b_viewSummary", "b_addRuns", "b_addEvents"}) {
         QTest::mouseClick(m_window->form()->findChild<QPushButton *>(QLatin1String(name)), Qt::LeftButton);
-        QCOMPARE(m_prompts->takeShown(),
+        QCOMPARE(m_parts->prompts.takeShown(),
                  QStringList{QStringLiteral("warn|Warning|No sensor is currently being displayed")});
     }
     click("actionExportData");
-    QCOMPARE(m_prompts->takeShown().size(), 1);
+    QCOMPARE(m_parts->prompts.takeShown().size(), 1);
 }
 
 void TestMainWindow::everySensorSwitchedOff()
@@ -492,10 +463,11 @@ void TestMainWindow::theGuide()
     const QString guide = QCoreApplication::applicationDirPath() + QStringLiteral("/NorvexGuide.pdf");
     click("actionUserGuide");
     if (QFileInfo::exists(guide))
-        QVERIFY(m_prompts->takeShown().first().startsWith(QStringLiteral("url|file://")));
+        QVERIFY(m_parts->prompts.takeShown().first().startsWith(QStringLiteral("url|file://")));
     else
-        QCOMPARE(m_prompts->takeShown(), QStringList{QStringLiteral("warn|Open User Guide|Unable to find User Guide\n"
-                                                                    "Please check Install Folder.")});
+        QCOMPARE(m_parts->prompts.takeShown(),
+                 QStringList{QStringLiteral("warn|Open User Guide|Unable to find User Guide\n"
+                                            "Please check Install Folder.")});
     QTest::ignoreMessage(QtDebugMsg, "URL passed to MainWindow::showHelp():file:///x");
     m_window->showHelp(QUrl(QStringLiteral("file:///x")));
 }

@@ -1,23 +1,18 @@
 #include "app/documentwindow.h"
 #include "app/helppages.h"
 #include "app/importdialog.h"
-#include "app/mainwindow.h"
 #include "data/norvexdata.h"
-#include "display/look/theme.h"
 #include "display/plot/axisrangedialog.h"
 #include "display/plot/timeaxis.h"
 #include "display/sensors/dataobjectwidget.h"
 #include "display/sensors/importtabledialog.h"
 #include "display/sensors/reanalysisresultdialog.h"
 #include "display/sensors/sessionform.h"
-#include "events/eventfilter.h"
 #include "events/eventtypecreator.h"
-#include "events/eventtypenames.h"
-#include "session/appsettings.h"
 #include "session/session.h"
 #include "simulator/sensorsimulator.h"
-#include "support/fakeprompts.h"
 #include "support/pseudotranslator.h"
+#include "support/windowparts.h"
 
 #include <QAbstractItemView>
 #include <QAbstractSpinBox>
@@ -165,7 +160,7 @@ private slots:
     void everyWindowHasAPage() { QVERIFY2(m_withoutHelp.isEmpty(), lines(m_withoutHelp).constData()); }
 
 private:
-    QString folder(const QString &name) const { return m_temporary.filePath(name); }
+    QString folder(const QString &name) const { return m_parts.folder(name); }
     void walk();
     void look(QWidget *window, const QString &name);
     void lookAtHeader(const QHeaderView &header, const QString &name);
@@ -174,12 +169,7 @@ private:
     void whileOpen(const QString &name, const std::function<void()> &open,
                    const std::function<void(QDialog *)> &further = {});
 
-    QTemporaryDir m_temporary;
-    AppSettings m_settings{m_temporary.filePath(QStringLiteral("settings.ini"))};
-    Theme m_theme{Theme::Kind::Light};
-    eventTypeNames m_dictionary;
-    ::eventFilter m_filter{m_dictionary};
-    FakePrompts m_prompts;
+    WindowParts m_parts;
     PseudoTranslator m_language;
     std::unique_ptr<SensorSimulator> m_sensor;
     std::unique_ptr<MainWindow> m_window;
@@ -203,13 +193,8 @@ void TestWindows::initTestCase()
     m_sensor = std::make_unique<SensorSimulator>(options);
     QVERIFY(m_sensor->start());
     m_sensor->preload(3000, 5);
-    Recorder::Options recorder;
-    recorder.lockFolder = folder(QStringLiteral("locks"));
-    m_window = std::make_unique<MainWindow>(MainWindow::Parts{
-        m_prompts, m_settings, m_theme, m_filter, m_dictionary, recorder, folder(QStringLiteral("new")),
-        RecipeForm::Places{folder(QStringLiteral("recipes")), folder(QStringLiteral("drafts"))}});
+    m_window = m_parts.openWindow();
     m_window->resize(1600, 900);
-    m_window->show();
     QVERIFY(m_window->startEmptySession());
     walk();
 }
@@ -291,7 +276,7 @@ void TestWindows::walk()
     whileOpen(QStringLiteral("guide"), [this] { m_window->helpHere(); });
     whileOpen(QStringLiteral("recipes"), [this] { m_window->openRecipeWindow(); });
     const auto show = [this](const QString &name, QDialog &dialog) { whileOpen(name, [&dialog] { dialog.show(); }); };
-    eventTypeCreator creator(m_dictionary, m_prompts, m_window.get());
+    eventTypeCreator creator(m_parts.dictionary, m_parts.prompts, m_window.get());
     show(QStringLiteral("types"), creator);
     ValueRangeDialog values(QStringLiteral("V"), QStringLiteral("V"), {0, 1}, m_window.get());
     show(QStringLiteral("axis"), values);
@@ -412,13 +397,13 @@ void TestWindows::everyWindowIsSeen()
 void TestWindows::everyBoxIsTranslated()
 {
     QStringList said;
-    m_prompts.during = [&] { said << m_prompts.lastMore.informative << m_prompts.lastMore.details; };
+    m_parts.prompts.during = [&] { said << m_parts.prompts.lastMore.informative << m_parts.prompts.lastMore.details; };
     const auto inFolder = [this](const QString &name, const QString &fileName, const QByteArray &bytes) {
         QFile file(folder(name) + QLatin1Char('/') + fileName);
         return QDir().mkpath(folder(name)) && file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
     };
     const auto recover = [this](const QString &name) {
-        m_prompts.paths = QStringList{folder(name)};
+        m_parts.prompts.paths = QStringList{folder(name)};
         m_window->recoverSession();
     };
     QVERIFY(inFolder(QStringLiteral("junk"), Session::fileName(), "junk"));
@@ -427,14 +412,14 @@ void TestWindows::everyBoxIsTranslated()
     QVERIFY(inFolder(QStringLiteral("damaged/S"), QStringLiteral("Event_1.norvexevent"), "junk"));
     QVERIFY(inFolder(QStringLiteral("damaged/S"), QStringLiteral("index.dat"), "Block Data;7\nblock;;\nEvent;;\n"));
     const auto held = Session::create(folder(QStringLiteral("held")), nullptr);
-    m_prompts.takeShown();
+    m_parts.prompts.takeShown();
     for (const char *name : {"none", "junk", "held"})
         QVERIFY(!m_window->openSession(folder(QLatin1String(name))));
     recover(QStringLiteral("empty"));
     recover(QStringLiteral("held"));
     recover(QStringLiteral("damaged"));
-    m_prompts.during = nullptr;
-    said += m_prompts.takeShown().replaceInStrings(QRegularExpression(QStringLiteral("^\\w+\\|")), QString());
+    m_parts.prompts.during = nullptr;
+    said += m_parts.prompts.takeShown().replaceInStrings(QRegularExpression(QStringLiteral("^\\w+\\|")), QString());
     said.removeAll(QString());
     QVERIFY2(said.size() > 12, lines(said).constData());
     QStringList bare;
@@ -462,7 +447,7 @@ void TestWindows::everyPageOfTheHelpIsThere()
 
 void TestWindows::f1OpensThePage()
 {
-    const HelpKey key(m_prompts, nullptr);
+    const HelpKey key(m_parts.prompts, nullptr);
     const auto guideOf = [](QWidget *window) { return window->findChild<DocumentWindow *>(); };
     whileOpen(
         QStringLiteral("connect again"), [this] { m_window->form()->addSensor(); },
