@@ -40,6 +40,7 @@ void checkBinary(const EventWebservice &event, const QByteArray &reply)
     FUZZ_CHECK(event.rawTimeUs == time && event.typeCode == type && event.increment == 1);
     FUZZ_CHECK(event.voltage.size() == samples);
     FUZZ_CHECK(event.missingBytes == std::max<qint64>(0, wanted - reply.size()));
+    FUZZ_CHECK(event.excessBytes == std::max<qint64>(0, reply.size() - wanted));
     in.skipRawData(nameLength);
     for (std::size_t i = 0; i < samples; ++i) {
         qint16 voltage = 0;

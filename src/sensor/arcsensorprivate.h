@@ -2,6 +2,7 @@
 
 #include "sensor/arcsensor.h"
 #include "sensor/downloadplan.h"
+#include "sensor/samplepage.h"
 #include "sensor/sensorrequest.h"
 #include "sensor/sensorworker.h"
 #include "sensor/timelinekeeper.h"
@@ -105,7 +106,8 @@ private:
     void takeSamples(const QByteArray &data, const QUrl &url);
     void takeEvent(const QByteArray &data, const QUrl &url);
     bool isAskedAgain(quint64 index);
-    void storeEvent(const QByteArray &data);
+    bool isCut(const SamplePage &page, quint64 index);
+    bool storeEvent(const QByteArray &data);
     void takeConfiguration(const QByteArray &data);
     void takeRecipe(const QByteArray &data);
     void pageNotFound(eMessage kind, const QUrl &url);
@@ -119,7 +121,7 @@ private:
     TimeLineKeeper::Outside outside() const;
     qint64 parsingBase() const;
     int placePage(QVector<SamplePoint> &points, bool startsFrame);
-    std::optional<qint64> placeEvent(qint64 rawUs, int typeCode);
+    TimeLineKeeper::EventPlace placeEvent(qint64 rawUs, int typeCode);
     void keepTimeLine();
     void confirmTimeLine();
 
@@ -141,7 +143,9 @@ private:
     qint64 m_lastReplyMs = 0;
     qint64 m_statusArrivedMs = 0;
     std::optional<qint32> m_fifoResets;
-    qint64 m_uptimeMs = -1;            // as of m_statusArrivedMs
+    qint64 m_uptimeMs = -1;     // as of m_statusArrivedMs
+    bool m_closesPages = false; // the sensor; what is not closed is cut then
+    std::optional<qint64> m_cutSinceMs;
     std::optional<quint64> m_cutIndex; // of a sample page that was asked for again because it ended early
     std::optional<qint64> m_shortEventSinceMs;
     std::optional<quint64> m_shortEvent;

@@ -10,8 +10,8 @@
 
 namespace {
 
-constexpr int longestText = 255; // of what a sensor says of itself; it may be a megabyte, and is shown in windows
-constexpr qint64 shortEventReplies = 25; // as long as so many replies take at most
+constexpr int longestText = 255;      // of what a sensor says of itself; it may be a megabyte, and is shown in windows
+constexpr qint64 badLinkReplies = 25; // a link may be bad for as long as so many replies take at most
 
 } // namespace
 
@@ -206,13 +206,11 @@ void arcSensor::Private::takeSamples(const QByteArray &data, const QUrl &url)
         nothingTaken();
         return;
     }
-    if (page.looksCut && m_cutIndex != *index) {
-        logDebug(QStringLiteral("arcSensor::parseData: the page ends early, it is asked for once more"));
-        m_cutIndex = *index;
+    if (isCut(page, *index)) {
+        logDebug(QStringLiteral("arcSensor::parseData: the page ends early, it is asked for again"));
         nothingTaken();
         return;
     }
-    m_cutIndex.reset();
     // Where the sensor has restarted within the page it ends here; the rest comes as a page of its own.
     const int count = placePage(page.points, *index == 0);
     if (count == TimeLineKeeper::askStatus) {
@@ -240,30 +238,53 @@ void arcSensor::Private::takeSamples(const QByteArray &data, const QUrl &url)
         retryConnection();
 }
 
+/// The last columns of a page may be missing and nothing but its missing end tells it. A sensor that has closed a page
+/// closes them all, so one without an end is asked for again as long as a link may be bad. Of a sensor that closes none
+/// only pages with a part of their optional columns are, once each.
+bool arcSensor::Private::isCut(const SamplePage &page, quint64 index)
+{
+    if (page.isClosed) {
+        m_closesPages = true;
+        m_cutSinceMs.reset();
+        m_cutIndex.reset();
+        return false;
+    }
+    const qint64 now = m_clock.steadyMs();
+    if (!m_cutSinceMs)
+        m_cutSinceMs = now;
+    m_closesPages = m_closesPages && now - *m_cutSinceMs <= badLinkReplies * m_timings.replyTimeout;
+    const bool again = m_closesPages || (page.looksCut && m_cutIndex != index);
+    m_cutIndex = again ? std::make_optional(index) : std::nullopt;
+    return again;
+}
+
 void arcSensor::Private::takeEvent(const QByteArray &data, const QUrl &url)
 {
     const auto index = sensorrequest::index(url);
     if (!index || !m_plan.expectsEvent(*index) || !m_store)
         return;
     m_event.decode(data, m_timeLines.line().baseUs);
-    if (m_event.missingBytes > 0)
-        logDebug(QStringLiteral("arcSensor: event record %1 is %2 bytes short").arg(*index).arg(m_event.missingBytes));
     if (isAskedAgain(*index)) {
+        logDebug(QStringLiteral("arcSensor: event record %1 is %2 bytes short and %3 too long")
+                     .arg(*index)
+                     .arg(m_event.missingBytes)
+                     .arg(m_event.excessBytes));
         nothingTaken();
         return;
     }
     if (eventtype::code(m_event.typeName) < 0)
         logDebug(QStringLiteral("Invalid event type received: %1").arg(m_event.typeName.left(longestText)));
-    else
-        storeEvent(data);
+    else if (!storeEvent(data))
+        return;
     m_plan.eventTaken(m_event.time);
 }
 
-/// A short record is what a bad link leaves of a good one, so it is asked for again as long as that may last. A sensor
-/// that still sends short ones then means them: from then on each is asked for twice.
+/// A short record is what a bad link leaves of a good one, and a long one of no type that we know is no record, so it
+/// is asked for again as long as that may last. A sensor that still sends such ones then means them: from then on each
+/// is asked for twice.
 bool arcSensor::Private::isAskedAgain(quint64 index)
 {
-    if (m_event.missingBytes == 0) {
+    if (m_event.missingBytes == 0 && (m_event.excessBytes == 0 || eventtype::code(m_event.typeName) >= 0)) {
         m_shortEventSinceMs.reset();
         return false;
     }
@@ -271,11 +292,12 @@ bool arcSensor::Private::isAskedAgain(quint64 index)
     if (!m_shortEventSinceMs)
         m_shortEventSinceMs = now;
     m_shortEventsAreMeant =
-        m_shortEventsAreMeant || now - *m_shortEventSinceMs > shortEventReplies * m_timings.replyTimeout;
+        m_shortEventsAreMeant || now - *m_shortEventSinceMs > badLinkReplies * m_timings.replyTimeout;
     return !m_shortEventsAreMeant || std::exchange(m_shortEvent, index) != index;
 }
 
-void arcSensor::Private::storeEvent(const QByteArray &data)
+/// False when the sensor has to say first how long it has been up.
+bool arcSensor::Private::storeEvent(const QByteArray &data)
 {
     EventRecord record;
     record.typeCode = m_event.typeCode;
@@ -284,10 +306,14 @@ void arcSensor::Private::storeEvent(const QByteArray &data)
         logDebug(
             QStringLiteral("arcSensor: event type %1 came with code %2").arg(m_event.typeName).arg(m_event.typeCode));
     }
-    const auto base = placeEvent(m_event.rawTimeUs, record.typeCode);
-    m_event.decode(data, base.value_or(m_timeLines.line().baseUs));
-    if (!base)
-        return;
+    const TimeLineKeeper::EventPlace place = placeEvent(m_event.rawTimeUs, record.typeCode);
+    if (place.outcome == TimeLineKeeper::EventPlace::AskStatus) {
+        queueStatus();
+        return false;
+    }
+    m_event.decode(data, place.baseUs);
+    if (place.outcome == TimeLineKeeper::EventPlace::Stored)
+        return true;
     record.time = m_event.time;
     record.loaded = true;
     record.samples.resize(int(m_event.voltage.size()));
@@ -300,6 +326,7 @@ void arcSensor::Private::storeEvent(const QByteArray &data)
         sample.currentImaginary = double(m_event.currentImaginary[at]);
     }
     m_store->addEvent(std::move(record));
+    return true;
 }
 
 void arcSensor::Private::takeConfiguration(const QByteArray &data)

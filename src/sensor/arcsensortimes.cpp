@@ -51,13 +51,13 @@ int arcSensor::Private::placePage(QVector<SamplePoint> &points, bool startsFrame
     return count;
 }
 
-std::optional<qint64> arcSensor::Private::placeEvent(qint64 rawUs, int typeCode)
+TimeLineKeeper::EventPlace arcSensor::Private::placeEvent(qint64 rawUs, int typeCode)
 {
     TimeLineKeeper::Outside facts = outside();
     facts.isEventStored = [this, typeCode](qint64 time) { return holdsEvent(*m_store, quint64(time), typeCode); };
-    const std::optional<qint64> base = m_timeLines.placeEvent(rawUs, facts);
+    const TimeLineKeeper::EventPlace place = m_timeLines.placeEvent(rawUs, facts);
     keepTimeLine();
-    return base;
+    return place;
 }
 
 void arcSensor::Private::keepTimeLine()

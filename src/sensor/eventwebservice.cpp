@@ -109,6 +109,7 @@ bool EventWebservice::decode(const QByteArray &reply, qint64 timeBaseUs)
     rawTimeUs = 0;
     increment = 1;
     missingBytes = 0;
+    excessBytes = 0;
     if (reply.startsWith("{\r\n\"Time_us\":") || reply.startsWith("{\r\n\"Event Count\":"))
         decodeText(reply);
     else
@@ -128,7 +129,9 @@ void EventWebservice::decodeBinary(const QByteArray &reply)
     const int nameLength = bytes.at<quint8>(20);
     const QByteArray name = reply.mid(headerSize, nameLength);
     typeName = QString::fromLatin1(name.constData(), int(qstrnlen(name.constData(), uint(name.size()))));
-    missingBytes = std::max(headerSize + nameLength + 6 * samples - reply.size(), 0);
+    const int size = headerSize + nameLength + 6 * samples;
+    missingBytes = std::max(size - reply.size(), 0);
+    excessBytes = std::max(reply.size() - size, 0);
     voltage.assign(std::size_t(samples), 0.0F);
     currentReal.assign(std::size_t(samples), 0.0F);
     currentImaginary.assign(std::size_t(samples), 0.0F);

@@ -380,7 +380,8 @@ private:
             std::fill_n(m_values, n, 0.0);
             scatter(columns[i], n);
         }
-        page.looksCut = !isClosed() && hasPartOfAGroup(n);
+        page.isClosed = isClosed();
+        page.looksCut = !page.isClosed && hasPartOfAGroup(n);
         addBase(page, timeBaseUs);
         page.points = std::move(m_points);
         return page;

@@ -23,7 +23,8 @@ struct SamplePage
     qint64 newestRawUs = 0;      // the newest time before the time base was added; 0 for an empty page
     int ignoredColumns = 0;      // optional columns of another length, read as zeros
     int clampedTimes = 0;        // times before the epoch, set to 0
-    bool looksCut = false;       // it has no closing brace and only some of the optional columns
+    bool isClosed = false;       // it ends with a brace
+    bool looksCut = false;       // it does not, and has only some of the optional columns
 
     bool ok() const { return fault == Fault::None; }
 };

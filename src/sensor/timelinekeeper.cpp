@@ -27,6 +27,12 @@ qint64 sum(qint64 a, qint64 b)
     return a + b;
 }
 
+/// Of a sensor that has run on: what it says, or what it said.
+qint64 confirmedUptimeMs(const SensorTimeLine &line, const TimeBaseCandidate &candidate)
+{
+    return candidate.uptimeMs < 0 ? line.uptimeMs : candidate.uptimeMs;
+}
+
 QVector<SamplePoint> moved(QVector<SamplePoint> points, qint64 byUs)
 {
     for (SamplePoint &point : points)
@@ -116,6 +122,7 @@ void TimeLineKeeper::disconnected()
     changeTo({});
     m_next.reset();
     m_lastRawUs.reset();
+    m_lastEventRawUs.reset();
     m_placed = false;
     m_statusAsked = false;
 }
@@ -253,11 +260,13 @@ int TimeLineKeeper::rank(const SensorTimeLine &line) const
     return int(std::find_if(m_earlier.begin(), m_earlier.end(), same) - m_earlier.begin());
 }
 
-/// What comes now was stored on this line before. When it is not the newest one, that follows.
+/// What comes now was stored on this line before. When it is not the newest one, that follows. A sensor that does not
+/// say its uptime may have restarted or not; its times will tell.
 void TimeLineKeeper::recognised(const SensorTimeLine &line, qint64 newestRawUs, const Outside &outside)
 {
     const SensorTimeLine newest = m_line.known ? m_line : outside.last;
-    const bool restarted = !m_line.known && timebase::hasRestarted(newest, outside.candidate, newestRawUs);
+    const bool restarted = !m_line.known && outside.candidate.uptimeMs >= 0 &&
+                           timebase::hasRestarted(newest, outside.candidate, newestRawUs);
     if (restarted)
         m_next = freshLine(0, true, outside);
     else if (!m_next && rank(line) < rank(newest))
@@ -265,7 +274,7 @@ void TimeLineKeeper::recognised(const SensorTimeLine &line, qint64 newestRawUs, 
     if (m_next && m_next->baseUs == line.baseUs)
         m_next.reset(); // this is it
     const bool confirmed = !restarted && !m_line.known && newest.baseUs == line.baseUs;
-    changeTo({true, line.baseUs, confirmed ? std::max<qint64>(outside.candidate.uptimeMs, 0) : line.uptimeMs});
+    changeTo({true, line.baseUs, confirmed ? confirmedUptimeMs(line, outside.candidate) : line.uptimeMs});
 }
 
 /// Nothing that is stored tells it.
@@ -279,7 +288,7 @@ void TimeLineKeeper::chooseFirst(qint64 oldestRawUs, qint64 newestRawUs, bool co
     const bool goesOn = candidate.uptimeMs < 0 && follows && newestUs > nowUs - mostGapUs &&
                         newestUs <= nowUs + timebase::allowedLeadUs;
     if (last.known && !contradicted && (goesOn || !timebase::hasRestarted(last, candidate, newestRawUs))) {
-        changeTo({true, last.baseUs, std::max<qint64>(candidate.uptimeMs, 0)});
+        changeTo({true, last.baseUs, confirmedUptimeMs(last, candidate)});
         return;
     }
     const SensorTimeLine fresh = freshLine(newestRawUs, contradicted, outside);
@@ -293,25 +302,44 @@ void TimeLineKeeper::chooseFirst(qint64 oldestRawUs, qint64 newestRawUs, bool co
     changeTo(fresh);
 }
 
+/// Behind the event before it on the same line.
+bool TimeLineKeeper::hasFallen(qint64 rawUs) const
+{
+    return m_line.known && !m_next && m_lastEventRawUs && sum(*m_lastEventRawUs, -rawUs) > disorderUs;
+}
+
+TimeLineKeeper::EventPlace TimeLineKeeper::eventTaken(EventPlace::Outcome outcome, qint64 rawUs, qint64 baseUs)
+{
+    m_lastEventRawUs = baseUs == m_line.baseUs ? std::make_optional(rawUs) : std::nullopt;
+    m_statusAsked = false;
+    return {outcome, baseUs};
+}
+
 /// Events of an earlier start can stay in the sensor when its samples have gone.
-std::optional<qint64> TimeLineKeeper::placeEvent(qint64 rawUs, const Outside &outside)
+TimeLineKeeper::EventPlace TimeLineKeeper::placeEvent(qint64 rawUs, const Outside &outside)
 {
     const bool isEarlier = timebase::isBeforeStart(outside.candidate, rawUs, outside.nowUtcMs);
+    const bool fell = hasFallen(rawUs);
     const QVector<SensorTimeLine> lines = knownLines(outside);
-    const bool isPlain = m_line.known && !m_next && !isEarlier && !m_earlierMayCome; // the store refuses what it holds
+    // The store refuses what it holds.
+    const bool isPlain = m_line.known && !m_next && !isEarlier && !m_earlierMayCome && !fell;
     for (const SensorTimeLine &line : lines) {
         if (isPlain || !outside.isEventStored(sum(rawUs, line.baseUs)))
             continue;
         if (!m_line.known)
             recognised(line, rawUs, outside);
-        return std::nullopt;
+        return eventTaken(EventPlace::Stored, rawUs, line.baseUs);
     }
+    if (fell && !isEarlier && !std::exchange(m_statusAsked, true))
+        return {EventPlace::AskStatus, 0}; // a lower uptime ends this connection
+    if (fell && outside.candidate.uptimeMs < 0)
+        m_next = freshLine(rawUs, true, outside);
     if (!m_line.known)
         chooseFirst(rawUs, rawUs, false, outside);
     if (isEarlier && !m_next) {
         const auto before = std::find_if(m_earlier.rbegin(), m_earlier.rend(),
                                          [this](const SensorTimeLine &one) { return one.baseUs != m_line.baseUs; });
-        return before == m_earlier.rend() ? m_line.baseUs : before->baseUs;
+        return eventTaken(EventPlace::On, rawUs, before == m_earlier.rend() ? m_line.baseUs : before->baseUs);
     }
-    return m_next && !isEarlier ? m_next->baseUs : m_line.baseUs;
+    return eventTaken(EventPlace::On, rawUs, m_next && !isEarlier ? m_next->baseUs : m_line.baseUs);
 }

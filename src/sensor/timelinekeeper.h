@@ -58,8 +58,17 @@ public:
     int place(QVector<SamplePoint> &points, qint64 baseUs, bool startsFrame, const Outside &outside);
     /// They were stored.
     void stored(const QVector<SamplePoint> &points);
-    /// The base that an event's time belongs to; nothing when the event is stored already on one of the lines.
-    std::optional<qint64> placeEvent(qint64 rawUs, const Outside &outside);
+    struct EventPlace
+    {
+        enum Outcome {
+            On,        // the line with this base
+            Stored,    // already, on one of the lines
+            AskStatus, // see askStatus
+        };
+        Outcome outcome = On;
+        qint64 baseUs = 0;
+    };
+    EventPlace placeEvent(qint64 rawUs, const Outside &outside);
     /// The sensor runs on.
     void confirm(qint64 uptimeMs) { m_line.uptimeMs = uptimeMs; }
 
@@ -76,16 +85,19 @@ private:
     int rank(const SensorTimeLine &line) const;
     void recognised(const SensorTimeLine &line, qint64 newestRawUs, const Outside &outside);
     void chooseFirst(qint64 oldestRawUs, qint64 newestRawUs, bool contradicted, const Outside &outside);
+    bool hasFallen(qint64 rawUs) const;
+    EventPlace eventTaken(EventPlace::Outcome outcome, qint64 rawUs, qint64 baseUs);
     bool startsAnew(const QVector<SamplePoint> &points, int from, int to, qint64 baseUs, const Outside &outside,
                     bool *ok) const;
     SensorTimeLine freshLine(qint64 newestRawUs, bool apart, const Outside &outside) const;
     void changeTo(const SensorTimeLine &line);
 
     SensorTimeLine m_line;
-    std::optional<SensorTimeLine> m_next; // after the times fall
-    QVector<SensorTimeLine> m_earlier;    // newest last
-    bool m_earlierMayCome = false;        // with the next frame
-    std::optional<qint64> m_lastRawUs;    // stored in this connection
-    bool m_placed = false;                // a page of this connection
-    bool m_statusAsked = false;           // because of the page that comes again
+    std::optional<SensorTimeLine> m_next;   // after the times fall
+    QVector<SensorTimeLine> m_earlier;      // newest last
+    bool m_earlierMayCome = false;          // with the next frame
+    std::optional<qint64> m_lastRawUs;      // stored in this connection
+    std::optional<qint64> m_lastEventRawUs; // taken in this connection, on the present line
+    bool m_placed = false;                  // a page of this connection
+    bool m_statusAsked = false;             // because of the page that comes again
 };

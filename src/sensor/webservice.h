@@ -67,7 +67,8 @@ class EventWebservice final : public Webservice
 public:
     QString page() const override;
     bool decode(const QByteArray &reply) override { return decode(reply, 0); }
-    /// A binary record is never refused: bytes that are missing read as zero, `missingBytes` says how many.
+    /// A binary record is never refused: bytes that are missing read as zero, `missingBytes` says how many; those
+    /// behind its end, `excessBytes`, are not read.
     bool decode(const QByteArray &reply, qint64 timeBaseUs);
 
     quint64 time = 0;      // us, on the connection's time base
@@ -79,6 +80,7 @@ public:
     std::vector<float> currentReal;
     std::vector<float> currentImaginary;
     int missingBytes = 0;
+    int excessBytes = 0;
 
 private:
     void decodeBinary(const QByteArray &reply);

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <atomic>
 #include <map>
+#include <set>
 
 namespace {
 
@@ -68,14 +69,30 @@ QString compare(const LedgerSnapshot &ledger, const norvexData &store)
         lost += std::max(fate.cleared - fate.stored, 0);
         doubled += std::max(fate.stored - fate.generated, 0);
     }
+    const qint64 base = store.timeLine().baseUs;
+    int misplaced = 0;
+    if (ledger.restartsMs.isEmpty()) {
+        std::set<qint64> times;
+        for (const LedgerEntry &entry : ledger.samples)
+            times.insert(base + entry.time * 1000);
+        for (const LedgerEntry &entry : ledger.events)
+            times.insert(base + entry.time);
+        for (const SamplePoint &sample : qAsConst(samples))
+            misplaced += times.count(qint64(sample.time)) == 0 ? 1 : 0;
+        const QVector<EventRecord> events = store.storedEvents(0, ~quint64(0));
+        for (const EventRecord &event : events)
+            misplaced += times.count(qint64(event.time)) == 0 ? 1 : 0;
+    }
     const bool inOrder = std::is_sorted(samples.begin(), samples.end(),
                                         [](const SamplePoint &a, const SamplePoint &b) { return a.time < b.time; });
-    return lost == 0 && doubled == 0 && inOrder ? QString()
-                                                : QStringLiteral("%1 lost, %2 doubled or changed of %3%4")
-                                                      .arg(lost)
-                                                      .arg(doubled)
-                                                      .arg(samples.size())
-                                                      .arg(inOrder ? QString() : QStringLiteral(", not in order"));
+    return lost == 0 && doubled == 0 && misplaced == 0 && inOrder
+               ? QString()
+               : QStringLiteral("%1 lost, %2 doubled or changed of %3, %4 at another time%5")
+                     .arg(lost)
+                     .arg(doubled)
+                     .arg(samples.size())
+                     .arg(misplaced)
+                     .arg(inOrder ? QString() : QStringLiteral(", not in order"));
 }
 
 int clearedEvents(const LedgerSnapshot &ledger)
@@ -128,6 +145,7 @@ void TestNoLoss::faults_data()
                              "data@3=reset-body:700",
                              "data@3=cut",
                              "data@3=cut:2500",
+                             "data@3-5=cut:2500",
                              "data@2=missing-chunks",
                              "data@2=bad-chunks",
                              "data@2=negative-length",
@@ -148,6 +166,8 @@ void TestNoLoss::faults_data()
                              "events@4=500",
                              "events@2-4=empty",
                              "events@2-7=cut:40",
+                             "events@2-7=deep-json",
+                             "events@2-7=duplicate-keys",
                              "frame@1=shrink",
                              "frame@1=big-count",
                              "frame@1=negative-count",
@@ -166,6 +186,7 @@ void TestNoLoss::faults_data()
                              "clear@1=garbage",
                              "clear@1=cut:20",
                              "status@1=404",
+                             "data@3=500;status@2+=cut",
                              "config@*=500",
                              "recipe@*=hang",
                              "info@1=reset",
