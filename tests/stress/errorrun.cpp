@@ -14,6 +14,7 @@ namespace {
 
 constexpr int preloaded = 160;
 constexpr int patienceMs = 25000;
+constexpr int backMs = 5000; // a save begins every 40 ms, and a sensor is tried again after 100
 
 struct Fault
 {
@@ -53,7 +54,7 @@ private:
     bool oneCase(int number);
     bool tryFault(int number, const Fault &fault, quint64 call, bool ofRecovery, bool *reached);
     QString record(Scene &scene, FileCalls &calls, const Fault &fault, bool killMeanwhile);
-    QString goesOn(Scene &scene);
+    QString goesOn(Scene &scene, int ms);
     bool everyCall();
     /// Without a single fault a run by the clock has shown nothing.
     bool mayStillMeet() const { return m_faults == 0 && m_cases < 50 && m_options.count < 0; }
@@ -61,7 +62,8 @@ private:
     const Options &m_options;
     Score m_score;
     int m_cases = 0;
-    int m_faults = 0; // that a call met
+    int m_faults = 0;           // that a call met
+    qint64 m_longestBackMs = 0; // from the end of a fault until the sensor is told to drop more
 };
 
 int ErrorRun::run()
@@ -73,10 +75,11 @@ int ErrorRun::run()
         for (int number = m_options.first; goesOn && (!m_options.isOver(m_cases) || mayStillMeet()); ++number)
             goesOn = oneCase(number);
     }
-    say(QStringLiteral("error: %1 cases, %2 faults met, %3 failures")
+    say(QStringLiteral("error: %1 cases, %2 faults met, %3 failures; back after %4 ms at most")
             .arg(m_cases)
             .arg(m_faults)
-            .arg(m_score.failures()));
+            .arg(m_score.failures())
+            .arg(m_longestBackMs));
     return m_score.failures() > 0 || m_faults == 0 ? 1 : 0;
 }
 
@@ -134,7 +137,7 @@ bool ErrorRun::tryFault(int number, const Fault &fault, quint64 call, bool ofRec
     calls.plan(Action::None, 0);
     if (problem.isEmpty()) {
         scene.startRecorder(&calls);
-        problem = goesOn(scene);
+        problem = goesOn(scene, patienceMs);
         if (problem.isEmpty() && !scene.endRecorder())
             problem = QStringLiteral("the last save fails");
         if (problem.isEmpty())
@@ -150,11 +153,11 @@ bool ErrorRun::tryFault(int number, const Fault &fault, quint64 call, bool ofRec
 }
 
 /// Empty when the sensor is told to drop what it has now and a little more.
-QString ErrorRun::goesOn(Scene &scene)
+QString ErrorRun::goesOn(Scene &scene, int ms)
 {
     scene.watch().update();
     const qint64 wanted = std::max<qint64>(preloaded, scene.watch().generated() + 1);
-    if (scene.waitForCleared(wanted, patienceMs))
+    if (scene.waitForCleared(wanted, ms))
         return {};
     const QProcess &recorder = scene.recorder();
     return recorder.state() == QProcess::NotRunning
@@ -179,14 +182,20 @@ QString ErrorRun::record(Scene &scene, FileCalls &calls, const Fault &fault, boo
     waitFor(60, [&] { return calls.hasActed() || ended(); });
     if (fault.lasting && calls.hasActed())
         scene.recorder().waitForFinished(250); // time to do something wrong
+    const QString meanwhile = scene.judgeMeanwhile().text;
+    if (!meanwhile.isEmpty())
+        return QStringLiteral("meanwhile, ") + meanwhile;
     if (!ended() && killMeanwhile) {
         scene.killRecorder();
         return scene.judge().text;
     }
     calls.endFault();
-    const QString problem = goesOn(scene);
+    QElapsedTimer back;
+    back.start();
+    const QString problem = goesOn(scene, backMs);
     if (!problem.isEmpty())
         return refused() ? scene.judge().text : problem;
+    m_longestBackMs = std::max(m_longestBackMs, back.elapsed());
     if (!scene.endRecorder())
         return QStringLiteral("the last save fails, exit code %1").arg(scene.recorder().exitCode());
     return scene.judge().text;

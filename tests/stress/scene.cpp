@@ -4,6 +4,7 @@
 #include <QDir>
 #include <QThread>
 
+#include <csignal>
 #include <cstring>
 
 namespace {
@@ -122,6 +123,16 @@ bool Scene::killRecorder()
 bool Scene::waitForDeath(int ms)
 {
     return m_recorder->waitForFinished(ms) && m_recorder->exitStatus() == QProcess::CrashExit;
+}
+
+Verdict Scene::judgeMeanwhile()
+{
+    const auto recorder = pid_t(m_recorder->processId());
+    if (recorder <= 0 || ::kill(recorder, SIGSTOP) != 0)
+        return judge(); // it has ended
+    Verdict verdict = judge();
+    ::kill(recorder, SIGCONT);
+    return verdict;
 }
 
 bool Scene::endRecorder()

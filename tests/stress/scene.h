@@ -50,6 +50,8 @@ public:
     QProcess &recorder() { return *m_recorder; }
     /// SIGKILL. True when the process was running until then.
     bool killRecorder();
+    /// Judges what is on disk while the recorder is held still, as a kill at this moment would leave it.
+    Verdict judgeMeanwhile();
     /// Asks for the end and waits for the last save. False when it failed or took too long.
     bool endRecorder();
     /// True when it ended because something killed it.
