@@ -54,7 +54,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
     header.number = size;
     journalfile::Entry entry;
     entry.sensor = QByteArray(bytes, int(std::min<std::size_t>(size, 7)));
-    entry.type = DurableLog::Record(1 + size % 5);
+    entry.type = DurableLog::Record(1 + size % std::size_t(DurableLog::Record::Sensor));
     entry.payload = bytesOf(data, size);
     const QByteArray whole = rewritten(header, {entry, entry});
     readAll(whole.constData(), whole.size());

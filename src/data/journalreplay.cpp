@@ -7,7 +7,6 @@
 #include "base/platform.h"
 #include "data/datanames.h"
 #include "data/eventfile.h"
-#include "data/journalfile.h"
 
 #include <QFile>
 #include <QMap>
@@ -167,42 +166,7 @@ void Replay::replayEntry(const Entry &entry, QString *problem)
         return;
     }
     m_touched.insert(store);
-    const quint64 samplesBefore = store->sampleCount();
-    EventRecord event;
-    Recipe recipe;
-    SensorConfiguration configuration;
-    ByteReader reader(entry.payload.constData(), entry.payload.size());
-    switch (entry.type) {
-    case DurableLog::Record::Samples:
-        if (!store->addSamples(samplesOf(entry.payload))) {
-            m_refused = CoreText::tr("samples of %1 cannot be taken now").arg(QString::fromUtf8(entry.sensor));
-            m_report.unreadable = CoreText::tr("a block of %1 cannot be read").arg(QString::fromUtf8(entry.sensor));
-        }
-        m_report.addedSamples += store->sampleCount() - samplesBefore;
-        break;
-    case DurableLog::Record::Event:
-        if (!eventfile::decode(entry.payload, event, problem))
-            break;
-        m_report.addedEvents += store->addEvent(event) ? 1 : 0;
-        break;
-    case DurableLog::Record::Configuration:
-        if (configuration.fromFileContent(entry.payload))
-            store->setConfiguration(configuration);
-        break;
-    case DurableLog::Record::Recipe:
-        if (recipe.fromJSON(entry.payload))
-            store->setRecipe(recipe);
-        break;
-    case DurableLog::Record::TimeLine: {
-        const qint64 base = reader.take<qint64>();
-        const qint64 uptime = reader.take<qint64>();
-        if (reader.ok())
-            store->setTimeLine({true, base, uptime});
-        break;
-    }
-    case DurableLog::Record::Sensor:
-        break;
-    }
+    ::replayEntry(entry, *store, m_report, problem, &m_refused);
 }
 
 norvexData *Replay::storeOf(const Entry &entry)
@@ -248,6 +212,46 @@ ReplayReport replayJournal(const QString &sessionFolder,
                            const std::function<norvexData *(const JournalSensor &)> &storeOf)
 {
     return Replay(sessionFolder, storeOf).run();
+}
+
+void replayEntry(const Entry &entry, norvexData &store, ReplayReport &report, QString *problem, QString *refused)
+{
+    const quint64 samplesBefore = store.sampleCount();
+    EventRecord event;
+    Recipe recipe;
+    SensorConfiguration configuration;
+    ByteReader reader(entry.payload.constData(), entry.payload.size());
+    switch (entry.type) {
+    case DurableLog::Record::Samples:
+        if (!store.addSamples(samplesOf(entry.payload))) {
+            *refused = CoreText::tr("samples of %1 cannot be taken now").arg(QString::fromUtf8(entry.sensor));
+            report.unreadable = CoreText::tr("a block of %1 cannot be read").arg(QString::fromUtf8(entry.sensor));
+        }
+        report.addedSamples += store.sampleCount() - samplesBefore;
+        break;
+    case DurableLog::Record::Event:
+        if (!eventfile::decode(entry.payload, event, problem))
+            break;
+        report.addedEvents += store.addEvent(event) ? 1 : 0;
+        break;
+    case DurableLog::Record::Configuration:
+        if (configuration.fromFileContent(entry.payload))
+            store.setConfiguration(configuration);
+        break;
+    case DurableLog::Record::Recipe:
+        if (recipe.fromJSON(entry.payload))
+            store.setRecipe(recipe);
+        break;
+    case DurableLog::Record::TimeLine: {
+        const qint64 base = reader.take<qint64>();
+        const qint64 uptime = reader.take<qint64>();
+        if (reader.ok())
+            store.setTimeLine({true, base, uptime});
+        break;
+    }
+    case DurableLog::Record::Sensor:
+        break;
+    }
 }
 
 void tidyJournal(const QString &sessionFolder, const ReplayReport &report)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "data/journalfile.h"
 #include "data/norvexdata.h"
 
 #include <QPair>
@@ -45,6 +46,11 @@ struct JournalSensor
 /// made.
 ReplayReport replayJournal(const QString &sessionFolder,
                            const std::function<norvexData *(const JournalSensor &)> &storeOf);
+
+/// One record of it: gives it to its store and counts what that brought. A payload that is none is left out; `problem`
+/// says why when something is lost with it, `refused` when the store cannot take the record now.
+void replayEntry(const journalfile::Entry &entry, norvexData &store, ReplayReport &report, QString *problem,
+                 QString *refused);
 
 /// After a replay, for those who go on with the session: cuts off a torn end of the newest file (a kill in the middle
 /// of a write), and sets aside under another name a file that is damaged in any other way, or holds records of a sensor
