@@ -129,9 +129,10 @@ public:
     // --- files
     bool hasUnsavedData() const;
     /// Writes modified blocks, new events, the configuration and the index into sessionFolder/folderName(). False when
-    /// any part failed; what failed stays unsaved. `captured` is called when it is settled what is saved and before any of
-    /// it is on disk: whoever keeps the time line writes it now, and no sample or event is ever without its own.
-    using Captured = std::function<void()>;
+    /// any part failed; what failed stays unsaved. `captured` is called when it is settled what is saved and before any
+    /// of it is on disk: whoever keeps the time line writes it now, so that no sample or event is ever without its own,
+    /// and false when that fails, which is then the end of this save.
+    using Captured = std::function<bool()>;
     bool save(const QString &sessionFolder, const Captured &captured = {});
     /// Reads the index and remembers its blocks without reading them; of an interrupted save what was before, and
     /// without an index the folder is scanned. Mends the folder then, unless something could not be read: that is named

@@ -41,8 +41,8 @@ bool StoreSaver::save(const norvexData::Captured &captured)
     if (m_hasBackup && !makeBackup())
         return false;
     capture();
-    if (captured)
-        captured();
+    if (captured && !captured())
+        return false;
     if (m_state.folderPath != m_folderPath && !startFolder())
         return false;
     const bool configurationWritten = writeConfiguration();

@@ -103,6 +103,7 @@ bool SaveAs::moveSession()
         const QMutexLocker locker(&m_session.m_sessionLock);
         m_session.m_path = path;
         m_session.m_fileOnDisk.clear();
+        m_session.m_timeLinesOnDisk.clear();
     };
     auto journal = std::make_unique<Journal>(m_folder, &m_session);
     moveTo(m_folder, journal.get());

@@ -220,18 +220,17 @@ bool Session::saveLocked()
     const qint64 generation = m_journal ? m_journal->rotate() : 0;
     const QVector<SensorEntry> entries = sensors();
     const QString folder = path();
-    QByteArray bytes = fileBytes(entries);
-    bool fileOk = writeSessionFile(bytes);
-    const auto keepTimeLines = [&] { // of what came since
-        QByteArray now = fileBytes(entries);
-        if (now == bytes)
-            return;
-        bytes.swap(now);
-        fileOk = writeSessionFile(bytes);
-    };
+    bool fileOk = writeSessionFile(entries);
     bool ok = true;
     for (const SensorEntry &entry : entries) {
-        const bool saved = entry.data->save(folder, keepTimeLines);
+        // A time line that came since goes before what is on it: without one, the sensor's samples would be stored
+        // again on another.
+        const auto keepTimeLine = [&] {
+            if (!hasTimeLineOnDisk(entry))
+                fileOk = writeSessionFile(entries);
+            return hasTimeLineOnDisk(entry);
+        };
+        const bool saved = entry.data->save(folder, keepTimeLine);
         ok = ok && saved;
     }
     ok = ok && fileOk;
@@ -242,15 +241,40 @@ bool Session::saveLocked()
     return ok;
 }
 
-bool Session::writeSessionFile(const QByteArray &bytes)
+bool Session::writeSessionFile(const QVector<SensorEntry> &sensors)
 {
+    const QHash<QString, qint64> timeLines = timeLinesOf(sensors); // first: what changes now is not taken as written
+    const QByteArray bytes = fileBytes(sensors);
     QString reason;
     const bool ok = writeFileSafely(path() + QLatin1Char('/') + fileName(), bytes, &reason);
     if (!ok)
         logWarning(QStringLiteral("Session::save: Unable to write the session file: %1").arg(reason));
     const QMutexLocker locker(&m_sessionLock);
     m_fileOnDisk = ok ? bytes : QByteArray(); // after a failure it counts as unsaved until it is written
+    if (ok)
+        m_timeLinesOnDisk = timeLines;
     return ok;
+}
+
+QHash<QString, qint64> Session::timeLinesOf(const QVector<SensorEntry> &sensors)
+{
+    QHash<QString, qint64> bases;
+    for (const SensorEntry &entry : sensors) {
+        const SensorTimeLine line = entry.data->timeLine();
+        if (line.known)
+            bases.insert(entry.data->folderName(), line.baseUs);
+    }
+    return bases;
+}
+
+/// As the last file has it that could be written: one that fails later leaves it as it is.
+bool Session::hasTimeLineOnDisk(const SensorEntry &sensor) const
+{
+    const SensorTimeLine line = sensor.data->timeLine();
+    const QString folder = sensor.data->folderName();
+    const QMutexLocker locker(&m_sessionLock);
+    const auto onDisk = m_timeLinesOnDisk.constFind(folder);
+    return !line.known || (onDisk != m_timeLinesOnDisk.constEnd() && *onDisk == line.baseUs);
 }
 
 void Session::unloadIdleBlocks()

@@ -3,6 +3,7 @@
 #include "base/clock.h"
 #include "data/norvexdata.h"
 
+#include <QHash>
 #include <QLockFile>
 #include <QMutex>
 #include <QObject>
@@ -125,7 +126,8 @@ private:
     Session(const QString &folder, bool readOnly, const Clock &clock);
 
     bool saveLocked();
-    bool writeSessionFile(const QByteArray &bytes);
+    bool writeSessionFile(const QVector<SensorEntry> &sensors);
+    bool hasTimeLineOnDisk(const SensorEntry &sensor) const;
     bool takeFolderLock(SessionError *error);
     bool readSessionFile(SessionError *error, const Progress &progress);
     struct LoadedFolder
@@ -145,6 +147,7 @@ private:
     bool isFolderTakenLocked(const QString &folder) const;
     QString freeColourLocked() const;
     static QByteArray fileBytes(const QVector<SensorEntry> &sensors);
+    static QHash<QString, qint64> timeLinesOf(const QVector<SensorEntry> &sensors);
 
     const Clock &m_clock;
     const bool m_readOnly;
@@ -159,5 +162,6 @@ private:
     mutable QMutex m_sessionLock; // guards the rest
     QString m_path;
     QVector<SensorEntry> m_sensors;
-    QByteArray m_fileOnDisk; // what the session file holds
+    QByteArray m_fileOnDisk;                  // what the session file holds
+    QHash<QString, qint64> m_timeLinesOnDisk; // bases by sensor folder, of the last file that was written whole
 };

@@ -257,8 +257,10 @@ bool Session::readSessionFile(SessionError *error, const Progress &progress)
     }
     for (const QString &problem : qAsConst(m_loadProblems))
         logWarning(QStringLiteral("Session::load: %1").arg(problem));
-    if (there)
+    if (there) {
         m_fileOnDisk = fileBytes(m_sensors); // what was read counts as saved; lines left out are kept until a change
+        m_timeLinesOnDisk = timeLinesOf(m_sensors);
+    }
     return true;
 }
 

@@ -90,6 +90,32 @@ private slots:
         QVERIFY2(!session->hasUnsavedData(), "taking a sensor out saves");
     }
 
+    /// What a sensor measured is not on disk before its time line is, and then whatever becomes of the session file.
+    void savedOnlyWithTheTimeLine()
+    {
+        const std::unique_ptr<Session> session = Session::create(m_folder, nullptr);
+        const auto data = session->addSensor(QStringLiteral("SN1"), {}, QStringLiteral("a"), 80);
+        const QString file = m_folder + QStringLiteral("/index.norvex_session");
+        const auto blockSize = [this] {
+            return QFileInfo(m_folder + QStringLiteral("/SN1-Default/block_1.norvexdata")).size();
+        };
+        data->setTimeLine({true, 5, 5});
+        QVERIFY(data->addSamples(samplesFrom(0, 1)));
+        QVERIFY(QDir().mkdir(file)); // the file cannot be written
+        QVERIFY(!session->save());
+        QCOMPARE(blockSize(), qint64(0));
+        QVERIFY(QDir().rmdir(file));
+        QVERIFY(session->save());
+        const qint64 before = blockSize();
+        QVERIFY(before > 0);
+
+        QVERIFY(QFile::remove(file) && QDir().mkdir(file));
+        data->setTimeLine({true, 5, 60'000}); // the sensor runs on
+        QVERIFY(data->addSamples(samplesFrom(1, 1)));
+        QVERIFY(!session->save());
+        QVERIFY(blockSize() > before);
+    }
+
     void createRefusesAFolderWithASession()
     {
         QVERIFY(Session::create(m_folder, nullptr)->save());
