@@ -53,6 +53,7 @@ public:
 private:
     bool oneCase(int number);
     bool tryFault(int number, const Fault &fault, quint64 call, bool ofRecovery, bool *reached);
+    static QString rowOf(const Fault &fault, bool ofRecovery);
     QString record(Scene &scene, FileCalls &calls, const Fault &fault, bool killMeanwhile);
     QString goesOn(Scene &scene, int ms);
     bool everyCall();
@@ -91,22 +92,26 @@ bool ErrorRun::oneCase(int number)
     return tryFault(number, faults[chance.below(faultCount)], call, ofRecovery, nullptr);
 }
 
+QString ErrorRun::rowOf(const Fault &fault, bool ofRecovery)
+{
+    return QLatin1String(ofRecovery ? "recovery, " : "recording, ") + QLatin1String(fault.name);
+}
+
 /// Every fault at every call of a recording and of a recovery.
 bool ErrorRun::everyCall()
 {
     for (const bool ofRecovery : {false, true}) {
         for (const Fault &fault : faults) {
-            const QString what = QLatin1String(ofRecovery ? "recovery, " : "recording, ") + QLatin1String(fault.name);
-            if (!what.contains(m_options.only))
+            if (!rowOf(fault, ofRecovery).contains(m_options.only))
                 continue;
             int missed = 0; // in a row: from one recording to the next the calls differ a little
-            for (quint64 call = 1; missed < 3 && !m_options.isOver(m_cases); ++call) {
+            for (int call = std::max(1, m_options.first); missed < 3 && !m_options.isOver(m_cases); ++call) {
                 bool reached = false;
-                if (!tryFault(m_cases, fault, call, ofRecovery, &reached))
+                if (!tryFault(call, fault, quint64(call), ofRecovery, &reached))
                     return false;
                 missed = reached ? 0 : missed + 1;
             }
-            say(QStringLiteral("every call of a %1: %2 faults met so far").arg(what).arg(m_faults));
+            say(QStringLiteral("every call of a %1: %2 faults met so far").arg(rowOf(fault, ofRecovery)).arg(m_faults));
         }
     }
     return true;
@@ -146,10 +151,13 @@ bool ErrorRun::tryFault(int number, const Fault &fault, quint64 call, bool ofRec
             problem.prepend(QStringLiteral("afterwards, "));
     }
     return problem.isEmpty() ||
-           m_score.failed(number, QStringLiteral("%1 at call %2 (%3)%4: %5")
-                                      .arg(QLatin1String(fault.name))
-                                      .arg(call)
-                                      .arg(what, ofRecovery ? QStringLiteral(" of a recovery") : QString(), problem));
+           m_score.failed(number,
+                          QStringLiteral("%1 at call %2 (%3)%4: %5")
+                                  .arg(QLatin1String(fault.name))
+                                  .arg(call)
+                                  .arg(what, ofRecovery ? QStringLiteral(" of a recovery") : QString(), problem) +
+                              scene.said(),
+                          m_options.every ? rowOf(fault, ofRecovery) : QString());
 }
 
 /// Empty when the sensor is told to drop what it has now and a little more.

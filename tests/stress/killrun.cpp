@@ -101,10 +101,11 @@ bool KillRun::atAnyMoment(int number, Chance &chance)
         m_kills += scene.killRecorder() ? 1 : 0;
         const Verdict verdict = scene.judge();
         if (!verdict.ok())
-            return m_score.failed(number, QStringLiteral("after kill %1: %2").arg(i + 1).arg(verdict.text));
+            return m_score.failed(number,
+                                  QStringLiteral("after kill %1: %2").arg(i + 1).arg(verdict.text) + scene.said());
     }
     const QString problem = recovers(scene, nullptr);
-    return problem.isEmpty() || m_score.failed(number, problem);
+    return problem.isEmpty() || m_score.failed(number, problem + scene.said());
 }
 
 /// Kills a recorder at one file call. False when it ended or idled before it came to that.
@@ -145,11 +146,11 @@ bool KillRun::atFileCalls(int number, Chance &chance)
             story += QStringLiteral("killed %1 %2; ").arg(nameOf(action), calls.what());
         const Verdict verdict = scene.judge();
         if (!verdict.ok())
-            return m_score.failed(number, story + verdict.text);
+            return m_score.failed(number, story + verdict.text + scene.said());
     }
     calls.plan(Action::None, 0);
     const QString problem = recovers(scene, &calls);
-    return problem.isEmpty() || m_score.failed(number, story + problem);
+    return problem.isEmpty() || m_score.failed(number, story + problem + scene.said());
 }
 
 /// Every call of a recording, then every call of a recovery, before, in the middle of and after it.
@@ -157,28 +158,29 @@ bool KillRun::everyCall()
 {
     for (const bool ofRecovery : {false, true}) {
         for (const Action action : {Action::KillBefore, Action::KillMiddle, Action::KillAfter}) {
+            const QString row = QLatin1String(ofRecovery ? "recovery, " : "recording, ") + nameOf(action);
+            if (!row.contains(m_options.only))
+                continue;
             int missed = 0; // in a row: from one recording to the next the calls differ a little
-            for (quint64 call = 1; missed < 3 && !m_options.isOver(m_cases); ++call, ++m_cases) {
+            for (int call = std::max(1, m_options.first); missed < 3 && !m_options.isOver(m_cases); ++call, ++m_cases) {
                 Scene scene(m_options);
                 FileCalls calls(scene.path(QStringLiteral("control")), scene.disk());
                 if (!scene.startSensor(quietSensor))
-                    return m_score.failed(m_cases, QStringLiteral("the sensor does not start"));
-                Chance chance(m_options.seed, call);
+                    return m_score.failed(call, QStringLiteral("the sensor does not start"), row);
+                Chance chance(m_options.seed, quint64(call));
                 if (ofRecovery)
                     atCall(scene, calls, Action::KillAfter, 30 + quint64(chance.below(90)));
-                missed = atCall(scene, calls, action, call) ? 0 : missed + 1;
+                missed = atCall(scene, calls, action, quint64(call)) ? 0 : missed + 1;
                 const QString what =
                     QStringLiteral("killed %1 call %2, %3: ").arg(nameOf(action)).arg(call).arg(calls.what());
                 QString problem = scene.judge().text;
                 calls.plan(Action::None, 0);
                 if (problem.isEmpty())
                     problem = recovers(scene, &calls);
-                if (!problem.isEmpty() && !m_score.failed(m_cases, what + problem))
+                if (!problem.isEmpty() && !m_score.failed(call, what + problem + scene.said(), row))
                     return false;
             }
-            say(QStringLiteral("every call %1: %2 kills at file calls so far")
-                    .arg((ofRecovery ? QStringLiteral("of a recovery, ") : QString()) + nameOf(action))
-                    .arg(m_callKills));
+            say(QStringLiteral("every call of a %1: %2 kills at file calls so far").arg(row).arg(m_callKills));
         }
     }
     return true;

@@ -34,7 +34,7 @@ bool readOptions(Options &options)
         return QCommandLineOption(QLatin1String(name), QLatin1String(description), QStringLiteral("N"));
     };
     parser.addOptions({value("seed", "Another seed, other cases (default 1)."),
-                       value("first", "Number of the first case (default 0)."),
+                       value("first", "Number of the first case, with --every of the first call."),
                        value("count", "How many cases."),
                        value("seconds", "End after this time (default 10 when no count is given)."),
                        value("only", "Only the cases whose name holds this text."),
@@ -70,13 +70,15 @@ void say(const QString &line)
     out << line << '\n';
 }
 
-QString Options::repeating(int number) const
+QString Options::repeating(int number, const QString &row) const
 {
-    QString text = QStringLiteral("norvex-stress %1 --seed %2").arg(command).arg(seed);
-    text += every ? QStringLiteral(" --every") : QStringLiteral(" --first %1 --count 1").arg(number);
+    QString text = QStringLiteral("norvex-stress %1 --seed %2 --first %3 --count 1").arg(command).arg(seed).arg(number);
+    if (every)
+        text += QStringLiteral(" --every");
     if (real)
         text += QStringLiteral(" --real");
-    return only.isEmpty() ? text : text + QStringLiteral(" --only '%1'").arg(only);
+    const QString name = row.isEmpty() ? only : row;
+    return name.isEmpty() ? text : text + QStringLiteral(" --only '%1'").arg(name);
 }
 
 int main(int argc, char **argv)

@@ -17,7 +17,7 @@ struct Options
     bool real = false;  // the waits of the real program, or its command line program, instead of short ones
     bool stop = false;  // at the first failure
     bool keep = false;  // what a failed case leaves on disk
-    QString only;       // cases whose name holds this
+    QString only;       // cases, or rows of cases, whose name holds this
     QString scratch;    // folder for sessions and ledgers
     QElapsedTimer started;
 
@@ -25,8 +25,8 @@ struct Options
     {
         return (count >= 0 && done >= count) || (seconds >= 0 && started.elapsed() >= qint64(seconds) * 1000);
     }
-    /// The command that repeats one case.
-    QString repeating(int number) const;
+    /// The command that repeats one case, the `number`th of `row` when every call is tried.
+    QString repeating(int number, const QString &row = {}) const;
 };
 
 /// A small generator of its own for each case (splitmix64).

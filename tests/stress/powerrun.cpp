@@ -87,7 +87,7 @@ bool PowerRun::recording(int number)
     QString problem = record(scene, calls, chance);
     if (problem.isEmpty())
         problem = playBack(scene, disk, chance);
-    return problem.isEmpty() || m_score.failed(number, problem);
+    return problem.isEmpty() || m_score.failed(number, problem + scene.said());
 }
 
 QString PowerRun::record(Scene &scene, FileCalls &calls, Chance &chance)

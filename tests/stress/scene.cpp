@@ -96,7 +96,7 @@ void Scene::stopSensor()
 void Scene::startRecorder(const FileCalls *calls)
 {
     m_recorder = std::make_unique<QProcess>();
-    m_recorder->setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    m_recorder->setStandardErrorFile(path(QStringLiteral("said")), QIODevice::Append);
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(QStringLiteral("XDG_DATA_HOME"), path(QStringLiteral("data")));
     if (calls)
@@ -152,6 +152,13 @@ bool Scene::waitForCleared(qint64 samples, int ms)
            m_watch.clearedSamples() >= samples;
 }
 
+QString Scene::said() const
+{
+    QFile file(path(QStringLiteral("said")));
+    const QByteArray text = file.open(QIODevice::ReadOnly) ? file.readAll().right(2000).trimmed() : QByteArray();
+    return text.isEmpty() ? QString() : QStringLiteral("\n  the recorder said: ") + QString::fromLocal8Bit(text);
+}
+
 bool waitFor(int ms, const std::function<bool()> &condition)
 {
     QElapsedTimer timer;
@@ -165,9 +172,11 @@ bool waitFor(int ms, const std::function<bool()> &condition)
     return true;
 }
 
-bool Score::failed(int number, const QString &what)
+bool Score::failed(int number, const QString &what, const QString &row)
 {
     ++m_failures;
-    say(QStringLiteral("FAILED case %1: %2\n  repeat with: %3").arg(number).arg(what, m_options.repeating(number)));
+    say(QStringLiteral("FAILED case %1: %2\n  repeat with: %3")
+            .arg(number)
+            .arg(what, m_options.repeating(number, row)));
     return m_failures < (m_options.stop ? 1 : 10);
 }

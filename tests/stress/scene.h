@@ -61,6 +61,8 @@ public:
     bool waitForCleared(qint64 samples, int ms);
 
     Verdict judge() const { return ::judge(session(), ledger()); }
+    /// What the recorders wrote on standard error, to stand behind the words of a failure. Mostly nothing.
+    QString said() const;
     /// The folder whose file calls count, with nothing but the session in it.
     QString disk() const { return m_folder.filePath(QStringLiteral("disk")); }
     QString session() const { return m_folder.filePath(QStringLiteral("disk/session")); }
@@ -85,8 +87,8 @@ class Score
 {
 public:
     explicit Score(const Options &options) : m_options(options) {}
-    /// False ends the run.
-    bool failed(int number, const QString &what);
+    /// False ends the run. `row` as in Options::repeating().
+    bool failed(int number, const QString &what, const QString &row = {});
     int failures() const { return m_failures; }
 
 private:
