@@ -93,6 +93,7 @@ bool RecordRun::connectSensors()
     connect(m_recorder.get(), &Recorder::sensorReady, this, &RecordRun::sensorReady);
     connect(m_recorder.get(), &Recorder::sensorRefused, this, &RecordRun::sensorRefused);
     connect(m_recorder.get(), &Recorder::sensorDelayed, this, &RecordRun::sensorDelayed);
+    connect(m_recorder.get(), &Recorder::sensorLocked, this, &RecordRun::sensorLocked);
     for (const SensorAddress &address : m_options.sensors) {
         QString holder;
         if (m_recorder->addSensor(address.host, address.port, address.chamber, &holder) ==
@@ -108,7 +109,9 @@ bool RecordRun::connectSensors()
     const QVector<arcSensor *> sensors = m_recorder->connections();
     for (arcSensor *sensor : sensors)
         m_watched[sensor];
-    if (m_watched.empty()) {
+    if (m_watched.empty() && m_lockedOut) { // each was named
+        m_failure = ExitCode::Locked;
+    } else if (m_watched.empty()) {
         m_console.complain(QStringLiteral("the session has no sensor to connect to; give one with --sensor"));
         m_failure = ExitCode::Usage;
     }
@@ -145,6 +148,14 @@ void RecordRun::sensorDelayed(arcSensor *sensor, const QString &reason)
 {
     m_watched[sensor].delay = reason;
     m_printer.say(QStringLiteral("norvex-cli: %1 is not recorded yet: %2").arg(addressOf(sensor), reason));
+}
+
+/// The others of the session are recorded all the same.
+void RecordRun::sensorLocked(const QString &serial, const QString &holder)
+{
+    m_lockedOut = true;
+    m_printer.say(
+        QStringLiteral("norvex-cli: the sensor %1 is not recorded: it is recorded by %2").arg(serial, holder));
 }
 
 SensorProgress RecordRun::progressOf(arcSensor *sensor)
@@ -208,7 +219,8 @@ ExitCode RecordRun::finish()
                                      [](const auto &entry) { return !entry.second.delay.isEmpty(); });
     if (delayed) // said when it began
         return ExitCode::CannotWrite;
-    return reached ? ExitCode::Done : reachedNothing();
+    const ExitCode code = reached ? ExitCode::Done : reachedNothing();
+    return m_lockedOut ? ExitCode::Locked : code;
 }
 
 ExitCode RecordRun::reachedNothing()

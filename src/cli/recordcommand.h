@@ -36,6 +36,7 @@ private:
     void sensorReady(arcSensor *sensor, const QString &serial);
     void sensorRefused(arcSensor *sensor, const QString &reason);
     void sensorDelayed(arcSensor *sensor, const QString &reason);
+    void sensorLocked(const QString &serial, const QString &holder);
     void showProgress();
     SensorProgress progressOf(arcSensor *sensor);
     ExitCode finish();
@@ -51,4 +52,5 @@ private:
     QTimer m_progressTimer;
     int m_ticks = 0;
     bool m_stopped = false;
+    bool m_lockedOut = false; // of a sensor of the session
 };

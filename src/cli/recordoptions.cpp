@@ -40,7 +40,8 @@ RecordCommandLine::RecordCommandLine()
     addValue(QStringLiteral("session"), QStringLiteral("DIR"), QStringLiteral("The session folder."));
     addValue(QStringLiteral("sensor"), QStringLiteral("HOST[:PORT][,CHAMBER]"),
              QStringLiteral("A sensor and the chamber it is attached to; may be repeated. Port 80 and chamber Default "
-                            "when not given. Without any, the sensors that the session knows are recorded."));
+                            "when not given. Without any, the sensors that the session knows are recorded, except those "
+                            "that another program records; exit code 11 then."));
     addValue(QStringLiteral("for"), QStringLiteral("SECONDS"), QStringLiteral("End after this time."));
     addValue(QStringLiteral("retry"), QStringLiteral("SECONDS"),
              QStringLiteral("Wait before a lost sensor is tried again (default 10)."));

@@ -297,6 +297,43 @@ private slots:
         sensor.waitForFinished(5000);
     }
 
+    /// Of a session with a sensor that another program records, the others are recorded; the exit code tells.
+    void aSensorThatIsTakenIsNamed()
+    {
+        const QString host = QStringLiteral("127.0.0.1");
+        QProcess taken;
+        QProcess freeOne;
+        const quint16 takenPort = m_programs->startSensor(taken, {QStringLiteral("--serial"), QStringLiteral("SN7")});
+        const quint16 freePort = m_programs->startSensor(freeOne, {QStringLiteral("--serial"), QStringLiteral("SN8")});
+        QVERIFY(takenPort > 0 && freePort > 0);
+        QProcess recorder;
+        m_programs->start(recorder, QStringLiteral("norvex-cli"),
+                          {QStringLiteral("record"), QStringLiteral("--session"),
+                           m_temporary.filePath(QStringLiteral("taking")), QStringLiteral("--sensor"),
+                           QStringLiteral("127.0.0.1:%1").arg(takenPort)});
+        QVERIFY(Programs::isRecording(recorder));
+        for (const bool alone : {true, false}) {
+            const QString folder = m_temporary.filePath(alone ? QStringLiteral("alone") : QStringLiteral("half"));
+            std::unique_ptr<Session> session = Session::create(folder, nullptr);
+            QVERIFY(session);
+            QVERIFY(session->addSensor(QStringLiteral("SN7"), QStringLiteral("Etch 1"), host, takenPort));
+            if (!alone)
+                QVERIFY(session->addSensor(QStringLiteral("SN8"), QStringLiteral("Etch 2"), host, freePort));
+            QVERIFY(session->save());
+            session.reset();
+            const Programs::Result result = m_programs->cli({QStringLiteral("record"), QStringLiteral("--for"),
+                                                             QStringLiteral("1"), QStringLiteral("--session"), folder});
+            QCOMPARE(result.code, 11);
+            QVERIFY2(result.err.contains("SN7 is not recorded: it is recorded by norvex-cli (process "),
+                     result.err.constData());
+            QCOMPARE(result.err.contains("sensor SN8 at 127.0.0.1:"), !alone);
+        }
+        for (QProcess *process : {&recorder, &taken, &freeOne}) {
+            process->terminate();
+            QVERIFY(process->waitForFinished(30000));
+        }
+    }
+
     void anInterruptEndsWithASave()
     {
         QProcess sensor;
@@ -329,7 +366,7 @@ private:
             result = m_programs->cli(
                 QStringList{QStringLiteral("send"), QStringLiteral("--json"), QStringLiteral("--sensor"), address} +
                 what);
-            if (result.code != 12) // not reached, so nothing was sent
+            if (result.code != 12) // not reached, or it did not say that it took it
                 break;
             QTest::qWait(300);
         }
