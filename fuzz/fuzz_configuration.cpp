@@ -1,4 +1,5 @@
 #include "fuzz.h"
+#include "recipe/configurationfile.h"
 #include "recipe/sensorconfiguration.h"
 
 #include <QTextStream>
@@ -31,11 +32,24 @@ void checkFile(const SensorConfiguration &read)
         FUZZ_CHECK(again == read);
 }
 
+/// What is sent to a sensor is what every other reader of the file takes it for.
+void checkStrictly(const QByteArray &bytes)
+{
+    ConfigurationFile file;
+    if (!file.fromContent(bytes) || !file.problems.isEmpty())
+        return;
+    SensorConfiguration read;
+    const bool isRead = read.fromFileContent(bytes);
+    FUZZ_CHECK(isRead || !file.missing.isEmpty());
+    FUZZ_CHECK(!isRead || read == file.configuration);
+}
+
 } // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
     const QByteArray bytes = bytesOf(data, size);
+    checkStrictly(bytes);
     SensorConfiguration read;
     if (!read.configFromJSON(bytes)) {
         read = SensorConfiguration();

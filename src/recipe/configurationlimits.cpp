@@ -84,19 +84,36 @@ const std::array<ConfigurationText, 25> &configurationTexts()
     return texts;
 }
 
+QString configurationTitle(int field)
+{
+    return QCoreApplication::translate("ConfigurationText", configurationTexts()[size_t(field)].title);
+}
+
+QString configurationProblem(int field, double value)
+{
+    const ConfigurationText &text = configurationTexts()[size_t(field)];
+    if (!std::isfinite(value) || value < text.minimum || value > text.maximum) {
+        return CoreText::tr("%1 must lie between %2 and %3 %4")
+            .arg(configurationTitle(field), number(text.minimum), number(text.maximum), QString::fromUtf8(text.unit))
+            .trimmed();
+    }
+    const bool isWhole =
+        !std::holds_alternative<double SensorConfiguration::*>(configurationFields()[size_t(field)].member);
+    const bool hasDecimals = value > std::floor(value);
+    return isWhole && hasDecimals ? CoreText::tr("%1 must be a whole number").arg(configurationTitle(field))
+                                  : QString();
+}
+
 QVector<ConfigurationProblem> configurationProblems(const SensorConfiguration &configuration)
 {
     QVector<ConfigurationProblem> problems;
     for (size_t i = 0; i < configurationFields().size(); ++i) {
-        const ConfigurationText &text = configurationTexts()[i];
         const QVector<double> values = std::visit(Numbers{configuration}, configurationFields()[i].member);
         for (const double value : values) {
-            if (std::isfinite(value) && value >= text.minimum && value <= text.maximum)
+            const QString problem = configurationProblem(int(i), value);
+            if (problem.isEmpty())
                 continue;
-            problems.append({int(i), CoreText::tr("%1 must lie between %2 and %3 %4")
-                                         .arg(QCoreApplication::translate("ConfigurationText", text.title),
-                                              number(text.minimum), number(text.maximum), QString::fromUtf8(text.unit))
-                                         .trimmed()});
+            problems.append({int(i), problem});
             break;
         }
     }

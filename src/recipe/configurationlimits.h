@@ -20,6 +20,12 @@ struct ConfigurationText
 
 const std::array<ConfigurationText, 25> &configurationTexts();
 
+/// The title in the user's language.
+QString configurationTitle(int field);
+/// Why a number is none for this field: it lies outside its range, or has decimals that the field does not take. Empty
+/// when all is well.
+QString configurationProblem(int field, double value);
+
 /// A value that makes no sense to the sensor.
 struct ConfigurationProblem
 {
