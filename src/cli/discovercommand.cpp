@@ -15,7 +15,8 @@ constexpr int maximumWaitMs = 600000;
 
 QString sensorLine(const SensorScanner::Found &sensor)
 {
-    return sensor.serial.leftJustified(20) + QLatin1Char(' ') + sensor.address.toString();
+    const QString serial = sensor.serial.isEmpty() ? QStringLiteral("(no serial)") : sensor.serial;
+    return serial.leftJustified(20) + QLatin1Char(' ') + sensor.address.toString();
 }
 
 QJsonObject resultJson(const SensorScanner &scanner)

@@ -2,6 +2,8 @@
 
 #include <QtEndian>
 
+#include <algorithm>
+
 QByteArray discovery::request(const QHostAddress &from, quint16 replyPort)
 {
     QByteArray datagram(8, '\0');
@@ -12,13 +14,16 @@ QByteArray discovery::request(const QHostAddress &from, quint16 replyPort)
     return datagram;
 }
 
-QString discovery::serialOf(const QByteArray &reply)
+std::optional<QString> discovery::serialOf(const QByteArray &reply)
 {
     if (reply.size() < 8 || !reply.startsWith("RPNORV"))
-        return {};
-    QByteArray serial = reply.mid(6, maximumReply - 6);
-    const int end = serial.indexOf('\0');
+        return std::nullopt;
+    QByteArray bytes = reply.mid(6, maximumReply - 6);
+    const int end = bytes.indexOf('\0');
     if (end >= 0)
-        serial.truncate(end);
-    return QString::fromLatin1(serial).trimmed();
+        bytes.truncate(end);
+    QString serial = QString::fromLatin1(bytes).trimmed();
+    const auto isControl = [](QChar c) { return c.category() == QChar::Other_Control; };
+    std::replace_if(serial.begin(), serial.end(), isControl, QLatin1Char('_'));
+    return serial;
 }

@@ -87,8 +87,9 @@ void SensorScanner::receive()
         QHostAddress sender;
         const qint64 size = m_receiver->readDatagram(datagram.data(), datagram.size(), &sender);
         datagram.truncate(static_cast<int>(qMax<qint64>(0, size)));
-        const Found sensor{discovery::serialOf(datagram), QHostAddress(sender.toIPv4Address())};
-        if (sensor.serial.isEmpty() || m_found.contains(sensor) || m_found.size() >= mostSensors)
+        const std::optional<QString> serial = discovery::serialOf(datagram);
+        const Found sensor{serial.value_or(QString()), QHostAddress(sender.toIPv4Address())};
+        if (!serial || m_found.contains(sensor) || m_found.size() >= mostSensors)
             continue;
         m_found.append(sensor);
         emit sensorFound(sensor.serial, sensor.address);

@@ -32,14 +32,16 @@ void TestSensorScanner::theRequestCarriesAddressAndPort()
 void TestSensorScanner::replies_data()
 {
     QTest::addColumn<QByteArray>("datagram");
-    QTest::addColumn<QString>("serial");
+    QTest::addColumn<QString>("serial"); // null: no reply
     QTest::newRow("good") << QByteArray("RPNORVSN123\0", 12) << QStringLiteral("SN123");
     QTest::newRow("rest after the zero") << QByteArray("RPNORVSN1\0xyz", 13) << QStringLiteral("SN1");
     QTest::newRow("no zero byte") << QByteArray("RPNORVSN123") << QStringLiteral("SN123");
     QTest::newRow("seven bytes") << QByteArray("RPNORVS") << QString();
     QTest::newRow("a request") << QByteArray("RQNORVSN123") << QString();
     QTest::newRow("foreign") << QByteArray("RPABCDSN123") << QString();
-    QTest::newRow("empty serial") << QByteArray("RPNORV\0\0\0", 9) << QString();
+    QTest::newRow("empty serial") << QByteArray("RPNORV\0\0", 8) << QStringLiteral("");
+    QTest::newRow("a screen cleared") << QByteArray("RPNORVS\x1b[2J\x9b\x31m\0", 15) << QStringLiteral("S_[2J_1m");
+    QTest::newRow("lines") << QByteArray("RPNORV\tSN\n1\x7f\r\n\0", 15) << QStringLiteral("SN_1_");
     QTest::newRow("longer than is read") << QByteArray("RPNORV") + QByteArray(500, 'x')
                                          << QString(58, QLatin1Char('x'));
     QTest::newRow("nothing") << QByteArray() << QString();
@@ -48,7 +50,10 @@ void TestSensorScanner::replies_data()
 void TestSensorScanner::replies()
 {
     QFETCH(QByteArray, datagram);
-    QTEST(discovery::serialOf(datagram), "serial");
+    QFETCH(QString, serial);
+    const std::optional<QString> found = discovery::serialOf(datagram);
+    QCOMPARE(found.has_value(), !serial.isNull());
+    QCOMPARE(found.value_or(QString()), serial);
 }
 
 /// Sends towards an address of nobody: a sensor or simulator that listens on this computer is not asked.
@@ -93,10 +98,11 @@ void TestSensorScanner::everyAnswerIsTakenOnceAcrossScans()
         answer(QByteArray("RPNORVB\0", 8)); // both in one wake-up
         answer(QByteArray("RPNORVA\0", 8));
         answer(QByteArray("junk"));
-        QTRY_COMPARE(found.count(), 2);
+        answer(QByteArray("RPNORV\0\0", 8)); // a sensor without a serial number has an address all the same
+        QTRY_COMPARE(found.count(), 3);
         QCOMPARE(found.at(0).at(0).toString(), QStringLiteral("A"));
         QCOMPARE(scanner.found().first().address.toString(), QStringLiteral("127.0.0.1"));
-        QCOMPARE(scanner.found().size(), 2);
+        QCOMPARE(scanner.found().size(), 3);
     }
 }
 
