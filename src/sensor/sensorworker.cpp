@@ -10,7 +10,7 @@
 namespace {
 
 // Nothing in the thread waits; one that is cut off all the same could take the program with it.
-constexpr unsigned long stopWaitMs = 8000;
+constexpr unsigned long stopWaitMs = 2000;
 
 SensorAccess::Request requestFor(const QUrl &url)
 {
