@@ -1,22 +1,17 @@
 #pragma once
 
-#include "data/journalfile.h"
+#include "data/journalscan.h"
 
 #include <QString>
 #include <QStringList>
-
-#include <functional>
 
 /// What a session's journal holds, without replaying it.
 struct JournalCheck
 {
     int files = 0;
     qint64 records = 0;   // good ones; the next opening of the session takes them
-    QStringList problems; // damage; a torn end of the newest file is none
+    QStringList problems; // damage, and files set aside for it; a torn end of the newest file is none
 };
-
-/// Gets a good record; returning false ends the reading.
-using TakeJournalEntry = std::function<bool(const journalfile::Entry &entry)>;
 
 /// Reads every journal file of a session, oldest first, and hands on what can be read, without replaying it. Changes
 /// nothing and holds one record at a time.

@@ -142,3 +142,8 @@ const QString &journalfile::keptExtension()
     static const QString text = QStringLiteral(".kept");
     return text;
 }
+
+quint64 journalfile::keptNumberOf(const QString &fileName)
+{
+    return fileName.endsWith(keptExtension()) ? numberOf(fileName.chopped(keptExtension().size())) : 0;
+}

@@ -37,6 +37,9 @@
 /// | time line     | int64 base in us, int64 uptime in ms                                    |
 /// | sensor        | serial and chamber, each as uint16 length and UTF-8                     |
 ///
+/// A file names a sensor before its first other record, so that each can be read without the ones before it and after a
+/// folder got another name.
+///
 /// Because the checksum covers where a record stands, bytes of another file or of another place are never taken for
 /// one. Pure functions over bytes.
 namespace journalfile {
@@ -88,5 +91,7 @@ quint64 numberOf(const QString &fileName);
 QString folderOf(const QString &sessionFolder);
 /// A journal file that could not be replayed whole is kept under its name with this behind it.
 const QString &keptExtension();
+/// The number of such a file's name, 0 for any other name.
+quint64 keptNumberOf(const QString &fileName);
 
 } // namespace journalfile

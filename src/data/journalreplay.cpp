@@ -7,6 +7,7 @@
 #include "base/platform.h"
 #include "data/datanames.h"
 #include "data/eventfile.h"
+#include "data/journalscan.h"
 
 #include <QFile>
 #include <QMap>
@@ -17,7 +18,6 @@
 namespace {
 
 using journalfile::Entry;
-using journalfile::Found;
 
 QVector<SamplePoint> samplesOf(const QByteArray &payload)
 {
@@ -27,41 +27,20 @@ QVector<SamplePoint> samplesOf(const QByteArray &payload)
     return samples;
 }
 
-/// Reads the file once, into nothing. A piece of a mapped file that the disk does not give would end the program; this
-/// says so, and leaves the rest where the map finds it.
-bool canBeRead(QFile &file, QString *reason)
-{
-    QByteArray piece(1 << 20, Qt::Uninitialized);
-    for (qint64 left = file.size(); left > 0;) {
-        const qint64 got = file.read(piece.data(), piece.size());
-        if (got <= 0) {
-            *reason = got < 0 ? file.errorString() : CoreText::tr("it became shorter while it was read");
-            return false;
-        }
-        left -= got;
-    }
-    return true;
-}
-
 class Replay
 {
 public:
     Replay(const QString &sessionFolder, const std::function<norvexData *(const JournalSensor &)> &storeOf)
-        : m_folder(journalfile::folderOf(sessionFolder)), m_storeOf(storeOf)
+        : m_session(sessionFolder), m_folder(journalfile::folderOf(sessionFolder)), m_storeOf(storeOf)
     {}
 
     ReplayReport run()
     {
-        QMap<quint64, QString> files;
-        const pathlook::Listing names = pathlook::list(m_folder);
+        const JournalNames names = journalNames(m_session);
         if (!names.complete)
             m_report.unreadable = CoreText::tr("%1: the names in it cannot be read").arg(m_folder);
-        for (const QString &name : names.files) {
-            if (journalfile::numberOf(name) > 0)
-                files.insert(journalfile::numberOf(name), name);
-        }
-        for (auto file = files.cbegin(); file != files.cend(); ++file)
-            replayFile(file.value(), std::next(file) == files.cend());
+        for (auto file = names.files.cbegin(); file != names.files.cend(); ++file)
+            replayFile(file.value(), std::next(file) == names.files.cend());
         for (norvexData *store : qAsConst(m_touched))
             store->takeFinishedRuns();
         for (const QString &problem : qAsConst(m_report.problems))
@@ -79,14 +58,13 @@ public:
 
 private:
     void replayFile(const QString &name, bool newest);
-    /// Returns where the good records end; the file's size when all are good.
-    qint64 replayEntries(const char *bytes, qint64 size, const journalfile::Header &header, QString *problem);
     void replayEntry(const Entry &entry, QString *problem);
     void setAside(const QString &name, const QString &problem);
     void leaveForLater(const QString &name, const QString &problem);
     void cannotRead(const QString &name, const QString &reason);
     norvexData *storeOf(const Entry &entry);
 
+    const QString m_session;
     const QString m_folder;
     const std::function<norvexData *(const JournalSensor &)> &m_storeOf;
     ReplayReport m_report;
@@ -100,61 +78,26 @@ void Replay::replayFile(const QString &name, bool newest)
     ++m_report.files;
     m_report.replayed.append(name);
     m_refused.clear();
-    QFile file(m_folder + QLatin1Char('/') + name);
-    QString reason;
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered) || !canBeRead(file, &reason))
-        return cannotRead(name, reason.isEmpty() ? file.errorString() : reason);
-    const qint64 size = file.size();
-    uchar *mapped = size > 0 ? file.map(0, size) : nullptr;
-    if (size > 0 && !mapped)
-        return cannotRead(name, file.errorString());
-    const char *bytes = reinterpret_cast<const char *>(mapped);
-    journalfile::Header header;
     QString problem;
-    qint64 end = 0;
-    // A file that never got its header synced holds nothing that anybody was promised.
-    if (journalfile::decodeHeader(bytes, size, header, &problem))
-        end = replayEntries(bytes, size, header, &problem);
-    else if (newest && size <= journalfile::headerSize)
-        problem.clear();
-    file.unmap(mapped);
-    file.close();
+    const auto take = [&](const Entry &entry) {
+        replayEntry(entry, &problem);
+        return true;
+    };
+    const JournalScan scan = scanJournalFile(m_folder + QLatin1Char('/') + name, newest, take);
+    if (!scan.unreadable.isEmpty())
+        return cannotRead(name, scan.unreadable);
     if (!m_refused.isEmpty())
         return leaveForLater(name, m_refused);
+    if (problem.isEmpty())
+        problem = scan.damage;
     if (!problem.isEmpty())
         return setAside(name, problem);
-    if (end == size)
+    if (scan.goodEnd == scan.size)
         return;
-    if (!newest)
-        return setAside(name, CoreText::tr("it ends in the middle of a record at %1 of %2 bytes").arg(end).arg(size));
     logInfo(QStringLiteral("Journal: %1 was being written when the program ended, %2 bytes are cut off")
                 .arg(name)
-                .arg(size - end));
-    m_report.torn.append({name, end});
-}
-
-qint64 Replay::replayEntries(const char *bytes, qint64 size, const journalfile::Header &header, QString *problem)
-{
-    qint64 offset = journalfile::headerSize;
-    qint64 goodEnd = offset;
-    qint64 firstBad = -1;
-    while (true) {
-        Entry entry;
-        qint64 next = size;
-        const Found found = journalfile::decodeEntry(bytes, size, offset, header, entry, next);
-        if (found == Found::End)
-            return goodEnd;
-        if (found == Found::Invalid) {
-            if (firstBad < 0)
-                firstBad = offset;
-        } else {
-            if (firstBad >= 0)
-                *problem = CoreText::tr("it is damaged at %1 of %2 bytes").arg(firstBad).arg(size);
-            replayEntry(entry, problem);
-            goodEnd = next;
-        }
-        offset = next;
-    }
+                .arg(scan.size - scan.goodEnd));
+    m_report.torn.append({name, scan.goodEnd});
 }
 
 void Replay::replayEntry(const Entry &entry, QString *problem)
@@ -191,6 +134,7 @@ void Replay::setAside(const QString &name, const QString &problem)
 {
     m_report.problems.append(QStringLiteral("%1: %2").arg(name, problem));
     m_report.damaged.append(name);
+    m_report.replayed.removeOne(name); // stays, even when it cannot get another name
 }
 
 void Replay::leaveForLater(const QString &name, const QString &problem)

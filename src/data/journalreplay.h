@@ -18,7 +18,7 @@ struct ReplayReport
     quint64 addedSamples = 0;
     int addedEvents = 0;
     QStringList problems; // in words, of files that were set aside or stay for the next time
-    QStringList replayed; // names of the files whose records the stores have
+    QStringList replayed; // names of the files whose records the stores have, all of them
     QString unreadable;   // the first file that the system could not read, with its reason
 
     // For tidyJournal().

@@ -2,10 +2,12 @@
 
 #include "base/coretext.h"
 #include "base/jobprogress.h"
+#include "base/platform.h"
 #include "base/safefile.h"
 #include "data/datanames.h"
 #include "data/integritycheck.h"
 #include "data/journalcheck.h"
+#include "data/journalfile.h"
 #include "data/storefiles.h"
 #include "session/exclusivelock.h"
 #include "session/session.h"
@@ -45,6 +47,7 @@ private:
     bool repairSensor(const QString &name, const SensorIdentity &identity);
     bool writeSessionFile();
     bool replayJournal();
+    bool moveKeptJournal();
 
     SessionContent m_content;
     const Scope m_scope;
@@ -228,6 +231,20 @@ bool Repairer::replayJournal()
     if (!session->save())
         return stop(Outcome::Failed, CoreText::tr("The session cannot be saved"));
     m_result.outcome = Outcome::Repaired;
+    return moveKeptJournal(); // while the session is locked
+}
+
+bool Repairer::moveKeptJournal()
+{
+    const QString from = journalfile::folderOf(m_content.path) + QLatin1Char('/');
+    const QString to = journalfile::folderOf(m_aside) + QLatin1Char('/');
+    const QStringList names = journalNames(m_content.path).kept;
+    for (const QString &name : names) {
+        if (!QDir().mkpath(to) || !platform::replaceFile(from + name, to + name))
+            return stop(Outcome::Failed, CoreText::tr("cannot move %1 to %2").arg(from + name, to));
+        m_result.problems.append(
+            CoreText::tr("journal file %1: what could not be taken of it is in %2").arg(name, m_aside));
+    }
     return true;
 }
 

@@ -1,4 +1,6 @@
 #include "data/journal.h"
+#include "session/sessioncheck.h"
+#include "session/sessionrepair.h"
 #include "sessionfixture.h"
 
 #include <QtTest>
@@ -8,6 +10,13 @@ namespace {
 QStringList journalFiles(const QString &folder)
 {
     return QDir(folder + QStringLiteral("/journal")).entryList(QDir::Files);
+}
+
+bool isGone(const QString &folder)
+{
+    for (int i = 0; i < 4000 && !journalFiles(folder).isEmpty(); ++i)
+        QThread::msleep(5);
+    return journalFiles(folder).isEmpty();
 }
 
 QVector<SamplePoint> allOf(const norvexData &store)
@@ -27,6 +36,8 @@ private slots:
     void killedBeforeTheFirstSave_data();
     void killedBeforeTheFirstSave();
     void killedAfterASave();
+    void damagedFileThatCannotBeRenamed();
+    void aCheckTellsOfTheJournal();
     void whatCannotBeRead_data();
     void whatCannotBeRead();
     void anIndexThatCannotBeOpened_data();
@@ -102,6 +113,49 @@ void TestSessionJournal::killedAfterASave()
     again = Session::load(killed, nullptr);
     QCOMPARE(again->sensors().size(), 2);
     QCOMPARE(allOf(*again->store(QStringLiteral("S1"))), samplesFrom(0, 40) + samplesFrom(40, 40));
+}
+
+void TestSessionJournal::damagedFileThatCannotBeRenamed()
+{
+    const QString folder = fresh();
+    const auto session = Session::create(folder, nullptr);
+    QVERIFY(session->addSensor(QStringLiteral("S1"), QStringLiteral("PM1"), {}, 80)->addSamples(samplesFrom(0, 40)));
+    QVERIFY(settle(*session->store(QStringLiteral("S1"))));
+    const QString broken = fresh();
+    QVERIFY(copySession(folder, broken));
+    const QString name = broken + QStringLiteral("/journal/00000001.norvexjournal");
+    QFile file(name);
+    QVERIFY(file.open(QIODevice::ReadWrite) && file.seek(12) && file.write("other") == 5);
+    file.close();
+    QVERIFY(QDir().mkpath(name + QStringLiteral(".kept/in the way")));
+    const auto again = Session::load(broken, nullptr);
+    QVERIFY(again->addSensor(QStringLiteral("S2"), QStringLiteral("PM1"), {}, 80)->addSamples(samplesFrom(0, 40)));
+    QVERIFY(again->save());
+    QTest::qWait(20);
+    QVERIFY2(QFile::exists(name), "nothing that could not be taken is removed");
+}
+
+void TestSessionJournal::aCheckTellsOfTheJournal()
+{
+    const QString folder = fresh();
+    QVERIFY(Session::create(folder, nullptr)->save());
+    QVERIFY(!checkSession(folder).isDamaged());
+    const QString journal = folder + QStringLiteral("/journal");
+    QVERIFY(QFile::link(journal, journal)); // the system cannot list it
+    QVERIFY(checkSession(folder).isDamaged());
+    QVERIFY(QFile::remove(journal));
+
+    const QString name = QStringLiteral("/journal/00000003.norvexjournal.kept");
+    QVERIFY(QDir().mkpath(journal));
+    QVERIFY(QFile::copy(folder + QStringLiteral("/index.norvex_session"), folder + name));
+    const SessionCheck check = checkSession(folder);
+    QVERIFY(check.isDamaged());
+    QVERIFY2(check.problems.join(QLatin1Char(' ')).contains(QStringLiteral("00000003.norvexjournal.kept")),
+             qPrintable(check.problems.join(QLatin1Char(' '))));
+    const SessionRepair repair = repairSession(folder);
+    QVERIFY2(repair.outcome == SessionRepair::Outcome::Repaired, qPrintable(repair.reason));
+    QVERIFY(QFile::exists(repair.asideFolder + name));
+    QVERIFY(!checkSession(folder).isDamaged());
 }
 
 void TestSessionJournal::whatCannotBeRead_data()
@@ -260,9 +314,7 @@ void TestSessionJournal::failedSaveKeepsTheJournal()
     QCOMPARE(journalFiles(folder).size(), 1);
     QVERIFY(QDir(index).removeRecursively());
     QVERIFY(session->save());
-    for (int i = 0; i < 200 && !journalFiles(folder).isEmpty(); ++i)
-        QTest::qWait(5);
-    QVERIFY(journalFiles(folder).isEmpty());
+    QVERIFY(isGone(folder));
 }
 
 void TestSessionJournal::removedSensor()
@@ -273,8 +325,7 @@ void TestSessionJournal::removedSensor()
     QVERIFY(store->addSamples(samplesFrom(0, 40)));
     QVERIFY(settle(*store));
     QVERIFY(session->removeSensor(QStringLiteral("S1")));
-    for (int i = 0; i < 200 && !journalFiles(folder).isEmpty(); ++i)
-        QTest::qWait(5);
+    QVERIFY(isGone(folder));
     const QString killed = fresh();
     QVERIFY(copySession(folder, killed));
     QVERIFY2(Session::load(killed, nullptr)->sensors().isEmpty(), "the journal does not bring it back");
