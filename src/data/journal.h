@@ -4,8 +4,10 @@
 #include "data/journalfile.h"
 
 #include <QFile>
+#include <QHash>
 #include <QMap>
 #include <QPointer>
+#include <QSet>
 #include <QStringList>
 #include <QThread>
 #include <QVector>
@@ -100,6 +102,7 @@ private:
         bool writeAll(QString *reason);
         bool writeEntries(int count, QString *reason);
         qint64 unsyncedBytes() const;
+        void introduce(const journalfile::Entry &entry, qint64 size, QByteArray &bytes);
         bool openFile(qint64 generation, QString *reason);
         void closeFile();
         void giveUpFile();
@@ -113,7 +116,9 @@ private:
         bool m_folderIsSafe = false; // it is there and its name is on disk
         qint64 m_fileGeneration = -1;
         qint64 m_syncedSize = 0;
-        QVector<OldFile> m_oldFiles; // closed, not yet committed
+        QSet<QByteArray> m_introduced;           // sensors that the open file names
+        QHash<QByteArray, QByteArray> m_sensors; // the last record about each, by its folder
+        QVector<OldFile> m_oldFiles;             // closed, not yet committed
         QVector<Queued> m_unsynced;
         qint64 m_committed = -1;
         qint64 m_askedPosition = 0;

@@ -36,12 +36,8 @@ Journal::Writer::Writer(Journal &journal, const QString &folder, const QStringLi
         m_header.number = std::max(m_header.number, journalfile::numberOf(name));
     }
     const QStringList names = QDir(folder).entryList(QDir::Files, QDir::Name);
-    for (const QString &name : names) {
-        QString bare = name;
-        if (bare.endsWith(journalfile::keptExtension()))
-            bare.chop(journalfile::keptExtension().size());
-        m_header.number = std::max(m_header.number, journalfile::numberOf(bare));
-    }
+    for (const QString &name : names)
+        m_header.number = std::max({m_header.number, journalfile::numberOf(name), journalfile::keptNumberOf(name)});
 }
 
 void Journal::Writer::run()
@@ -74,6 +70,10 @@ bool Journal::Writer::takeWork()
     m_journal.m_wake.wait_for(locker, wait, [&] {
         return m_journal.m_stop || (!failing && (m_journal.hasWorkLocked() || m_journal.m_committed != m_committed));
     });
+    for (const Queued &queued : qAsConst(m_journal.m_queue)) {
+        if (queued.entry.type == Record::Sensor)
+            m_sensors.insert(queued.entry.sensor, queued.entry.payload);
+    }
     m_unsynced += m_journal.m_queue;
     m_journal.m_queue.clear();
     m_journal.m_queuedBytes = 0;
@@ -118,6 +118,7 @@ bool Journal::Writer::writeEntries(int count, QString *reason)
     if (size == 0)
         journalfile::appendHeader(bytes, m_header);
     for (int i = 0; i < count; ++i) {
+        introduce(m_unsynced[i].entry, size, bytes);
         journalfile::appendEntry(bytes, m_header, static_cast<quint64>(size + bytes.size()), m_unsynced[i].entry);
         if (i + 1 < count && bytes.size() < writeBytes)
             continue;
@@ -134,6 +135,20 @@ bool Journal::Writer::writeEntries(int count, QString *reason)
     return true;
 }
 
+/// A folder may get another name, and an older file that says whose it was is gone after a save: each file names a
+/// sensor before its first record.
+void Journal::Writer::introduce(const journalfile::Entry &entry, qint64 size, QByteArray &bytes)
+{
+    if (m_introduced.contains(entry.sensor))
+        return;
+    m_introduced.insert(entry.sensor);
+    const auto sensor = m_sensors.constFind(entry.sensor);
+    if (sensor == m_sensors.constEnd() || entry.type == Record::Sensor)
+        return;
+    journalfile::appendEntry(bytes, m_header, static_cast<quint64>(size + bytes.size()),
+                             {entry.sensor, Record::Sensor, sensor.value()});
+}
+
 bool Journal::Writer::openFile(qint64 generation, QString *reason)
 {
     if ((!m_folderIsSafe || !QFileInfo(m_folder).isDir()) && !makeFolderSafely(m_folder))
@@ -141,6 +156,7 @@ bool Journal::Writer::openFile(qint64 generation, QString *reason)
     m_folderIsSafe = true;
     ++m_header.number;
     m_syncedSize = 0;
+    m_introduced.clear();
     m_file.setFileName(m_folder + QLatin1Char('/') + journalfile::fileName(m_header.number));
     if (!m_file.open(QIODevice::WriteOnly | QIODevice::NewOnly | QIODevice::Unbuffered))
         return fail(reason, m_file.errorString());

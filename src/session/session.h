@@ -155,7 +155,8 @@ private:
     Journal *m_journal = nullptr; // a child of this, so that it goes along to another thread
     QStringList m_fileProblems;
     QStringList m_loadProblems;
-    QString m_unreadable; // the first thing that a load could not read, with the reason
+    QHash<QString, QString> m_renamedFolders; // of sensors, by the name in the session file
+    QString m_unreadable;                     // the first thing that a load could not read, with the reason
     std::atomic<qint64> m_lastSaveMs{0};
     QMutex m_saveLock; // held for a whole save; taken before sessionLock
 

@@ -35,17 +35,20 @@ void Session::attachLog(const std::shared_ptr<norvexData> &data) const
     data->setDurableLog(m_journal);
 }
 
-/// The store of a sensor folder. A sensor that was added after the last save of the session file is added again.
+/// The store of a sensor folder, which may have got another name since. A sensor that was added after the last save of
+/// the session file is added again.
 norvexData *Session::storeForReplay(const JournalSensor &sensor)
 {
+    const std::shared_ptr<norvexData> known = sensor.serial.isEmpty() ? nullptr : store(sensor.serial);
+    if (known)
+        return known.get();
+    const QString name = m_renamedFolders.value(sensor.folder, sensor.folder);
     for (const SensorEntry &entry : sensors()) {
-        if (entry.data->folderName() == sensor.folder)
+        if (entry.data->folderName() == name)
             return entry.data.get();
     }
     if (sensor.serial.isEmpty())
         return nullptr;
-    if (const std::shared_ptr<norvexData> known = store(sensor.serial))
-        return known.get();
     const QString folder = m_path + QLatin1Char('/') + sensor.folder;
     if (!m_readOnly && !makeFolderSafely(folder))
         return nullptr;

@@ -99,8 +99,9 @@ void addUnlistedFolders(const QString &sessionPath, QVector<SessionFileSensor> &
 
 /// A folder that is not there may have got another name: then the one with the sensor's data is it. Otherwise its
 /// records in the journal would belong to nobody.
-void takeRenamedFolders(const QString &sessionPath, SessionFileContent &content, QString *unreadable)
+QHash<QString, QString> takeRenamedFolders(const QString &sessionPath, SessionFileContent &content, QString *unreadable)
 {
+    QHash<QString, QString> renamed;
     QStringList taken;
     for (const SessionFileSensor &sensor : qAsConst(content.sensors))
         taken.append(sensor.folder);
@@ -114,10 +115,12 @@ void takeRenamedFolders(const QString &sessionPath, SessionFileContent &content,
                 continue;
             content.problems.append(CoreText::tr("the folder %1 is called %2").arg(sensor.folder, name));
             taken.append(name);
+            renamed.insert(sensor.folder, name);
             sensor.folder = name;
             break;
         }
     }
+    return renamed;
 }
 
 /// What keeps from knowing whether there is a session in a folder; empty when nothing does.
@@ -242,7 +245,7 @@ bool Session::readSessionFile(SessionError *error, const Progress &progress)
         setError(error, SessionError::Unreadable, CoreText::tr("Cannot read %1: %2").arg(file, reason));
         return false;
     }
-    takeRenamedFolders(m_path, content, &m_unreadable);
+    m_renamedFolders = takeRenamedFolders(m_path, content, &m_unreadable);
     m_fileProblems = content.problems;
     m_loadProblems = content.problems;
     if (!there || !content.problems.isEmpty())

@@ -36,6 +36,8 @@ private slots:
     void killedBeforeTheFirstSave_data();
     void killedBeforeTheFirstSave();
     void killedAfterASave();
+    void renamedFolders_data();
+    void renamedFolders();
     void damagedFileThatCannotBeRenamed();
     void aCheckTellsOfTheJournal();
     void whatCannotBeRead_data();
@@ -113,6 +115,62 @@ void TestSessionJournal::killedAfterASave()
     again = Session::load(killed, nullptr);
     QCOMPARE(again->sensors().size(), 2);
     QCOMPARE(allOf(*again->store(QStringLiteral("S1"))), samplesFrom(0, 40) + samplesFrom(40, 40));
+}
+
+void TestSessionJournal::renamedFolders_data()
+{
+    QTest::addColumn<QStringList>("names"); // of the folders of S1 and S2
+    QTest::addColumn<bool>("serials");      // the journal names them
+    const QString one = QStringLiteral("S1-PM1");
+    const QString two = QStringLiteral("S2-PM1");
+    const QString other = QStringLiteral("etcher");
+    QTest::newRow("one") << QStringList{other, two} << true;
+    QTest::newRow("exchanged") << QStringList{two, one} << true;
+    QTest::newRow("journal without serials") << QStringList{one, other} << false;
+}
+
+/// The first save took the records away that told of the sensors.
+void TestSessionJournal::renamedFolders()
+{
+    QFETCH(QStringList, names);
+    QFETCH(bool, serials);
+    const QString folder = fresh();
+    const QString killed = fresh();
+    const auto session = Session::create(folder, nullptr);
+    for (int i = 1; i <= 2; ++i)
+        QVERIFY(session->addSensor(QStringLiteral("S%1").arg(i), QStringLiteral("PM1"), {}, 80)
+                    ->addSamples(samplesFrom(i, 40)));
+    QVERIFY(session->save());
+    QVERIFY(isGone(folder));
+    for (int i = 1; i <= 2; ++i) {
+        const auto store = session->store(QStringLiteral("S%1").arg(i));
+        QVERIFY(store->addSamples(samplesFrom(100 * i, 40)));
+        QVERIFY(settle(*store));
+    }
+    QVERIFY(copySession(folder, killed));
+    if (!serials) {
+        QVERIFY(QDir(killed + QStringLiteral("/journal")).removeRecursively());
+        Journal journal(killed);
+        for (int i = 1; i <= 2; ++i) {
+            QByteArray payload(40 * sampleRecordSize(SamplePoint::currentVersion), 0);
+            encodeSamples(samplesFrom(100 * i, 40).constData(), 40, reinterpret_cast<uchar *>(payload.data()));
+            journal.append(QStringLiteral("S%1-PM1").arg(i), DurableLog::Record::Samples, payload);
+        }
+    }
+    for (int i = 1; i <= 2; ++i)
+        QVERIFY(QFile::rename(killed + QStringLiteral("/S%1-PM1").arg(i), killed + QStringLiteral("/%1").arg(i)));
+    for (int i = 1; i <= 2; ++i)
+        QVERIFY(QFile::rename(killed + QStringLiteral("/%1").arg(i), killed + QLatin1Char('/') + names[i - 1]));
+
+    auto again = Session::load(killed, nullptr);
+    QCOMPARE(again->sensors().size(), 2);
+    for (int i = 1; i <= 2; ++i) {
+        const auto store = again->store(QStringLiteral("S%1").arg(i));
+        QCOMPARE(store->folderName(), names[i - 1]);
+        QCOMPARE(allOf(*store), samplesFrom(i, 40) + samplesFrom(100 * i, 40));
+    }
+    again.reset();
+    QCOMPARE(journalFiles(killed), QStringList());
 }
 
 void TestSessionJournal::damagedFileThatCannotBeRenamed()
