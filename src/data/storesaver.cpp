@@ -46,6 +46,7 @@ bool StoreSaver::save(const norvexData::Captured &captured)
     if (m_state.folderPath != m_folderPath && !startFolder())
         return false;
     const bool configurationWritten = writeConfiguration();
+    m_filesOk = configurationWritten; // the index says so and is written all the same
     saveBlocks();
     saveEvents();
     if (!writeIndex(configurationWritten))
@@ -210,8 +211,10 @@ QByteArray StoreSaver::lineOf(const dataBlock &block) const
     return line;
 }
 
+/// An event is saved once its file and the file's name are on disk; until then it stays whole in memory.
 void StoreSaver::saveEvents()
 {
+    QVector<QPair<int, QString>> written; // position, name
     for (const EventList::Unsaved &event : std::as_const(m_unsavedEvents)) {
         QString path;
         do
@@ -224,11 +227,20 @@ void StoreSaver::saveEvents()
             m_filesOk = false;
             continue;
         }
-        const QMutexLocker locker(&m_store.m_dataLock);
-        m_store.m_events.markSaved(event.first, QFileInfo(path).fileName());
+        written.append({event.first, QFileInfo(path).fileName()});
     }
-    if (!m_unsavedEvents.isEmpty() && !platform::syncFolder(m_folderPath))
-        m_filesOk = false;
+    if (written.isEmpty())
+        return;
+    const bool synced = platform::syncFolder(m_folderPath);
+    m_filesOk = m_filesOk && synced;
+    for (const auto &[position, name] : std::as_const(written)) {
+        if (!synced) { // the next save writes it again, under a name that is new to the disk
+            QFile::remove(m_folderPath + QLatin1Char('/') + name);
+            continue;
+        }
+        const QMutexLocker locker(&m_store.m_dataLock);
+        m_store.m_events.markSaved(position, name);
+    }
 }
 
 /// Saving into another folder: the event files go along. What an earlier attempt has copied is recognised.
