@@ -72,7 +72,8 @@ public:
     static std::unique_ptr<Session> load(const QString &folder, SessionError *error, const Progress &progress = {},
                                          const Clock &clock = systemClock(),
                                          FailedRestore failedRestore = FailedRestore::GoOn);
-    /// The same without the lock and without writing anything, for programs that only read.
+    /// The same without the lock and without writing anything, for programs that only read. Another one may be recording
+    /// into the session; what that has on disk at the start of the call is there. May take a few seconds then.
     static std::unique_ptr<Session> loadReadOnly(const QString &folder, SessionError *error,
                                                  const Clock &clock = systemClock());
     /// A trailing session file name is taken off, so that file and folder paths are both accepted.

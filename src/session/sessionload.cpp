@@ -202,14 +202,6 @@ std::unique_ptr<Session> Session::load(const QString &folder, SessionError *erro
     return session;
 }
 
-std::unique_ptr<Session> Session::loadReadOnly(const QString &folder, SessionError *error, const Clock &clock)
-{
-    std::unique_ptr<Session> session(new Session(QDir(folderOf(folder)).absolutePath(), true, clock));
-    if (!session->readSessionFile(error, {}) || !session->openJournal(error))
-        return nullptr;
-    return session;
-}
-
 bool Session::takeFolderLock(SessionError *error)
 {
     LockAttempt attempt = takeLock(m_path + QStringLiteral("/norvex.lock"));

@@ -40,6 +40,7 @@ private slots:
     void renamedFolders();
     void damagedFileThatCannotBeRenamed();
     void aCheckTellsOfTheJournal();
+    void savedWhileItIsRead();
     void whatCannotBeRead_data();
     void whatCannotBeRead();
     void anIndexThatCannotBeOpened_data();
@@ -214,6 +215,35 @@ void TestSessionJournal::aCheckTellsOfTheJournal()
     QVERIFY2(repair.outcome == SessionRepair::Outcome::Repaired, qPrintable(repair.reason));
     QVERIFY(QFile::exists(repair.asideFolder + name));
     QVERIFY(!checkSession(folder).isDamaged());
+}
+
+/// The save comes between the index and the journal.
+void TestSessionJournal::savedWhileItIsRead()
+{
+    const QString folder = fresh();
+    const auto session = Session::create(folder, nullptr);
+    const auto store = session->addSensor(QStringLiteral("S1"), QStringLiteral("PM1"), QString(), 80);
+    QVERIFY(store->addSamples(samplesFrom(0, 40)));
+    QVERIFY(session->save());
+    QVERIFY(store->addSamples(samplesFrom(40, 10000))); // goes on in a second block
+    EventRecord event;
+    event.time = store->lastTime();
+    event.typeCode = eventtype::E11;
+    QVERIFY(store->addEvent(event));
+    QVERIFY(settle(*store));
+    static std::function<void()> save;
+    save = [&] { QVERIFY(session->save() && isGone(folder)); };
+    const auto previous = qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &line) {
+        if (save && line.contains(QStringLiteral("Loaded successfully!")))
+            std::exchange(save, nullptr)();
+    });
+    const auto reader = Session::loadReadOnly(folder, nullptr);
+    qInstallMessageHandler(previous);
+    QVERIFY2(!save, "the save came");
+    const auto read = reader->store(QStringLiteral("S1"));
+    QCOMPARE(allOf(*read), samplesFrom(0, 40) + samplesFrom(40, 10000));
+    QCOMPARE(read->eventCount(), 1);
+    QCOMPARE(reader->loadProblems(), QStringList());
 }
 
 void TestSessionJournal::whatCannotBeRead_data()
