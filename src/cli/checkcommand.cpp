@@ -148,6 +148,8 @@ ExitCode exitCodeOf(SessionRepair::Outcome outcome)
         return ExitCode::Done;
     case SessionRepair::Outcome::Locked:
         return ExitCode::Locked;
+    case SessionRepair::Outcome::CannotWrite:
+        return ExitCode::CannotWrite;
     default:
         return ExitCode::Failed;
     }

@@ -70,7 +70,7 @@ ExitCode importInto(Session &session, const QString &source, const CommandLine &
         console.complain(outcome.reason);
     else if (!saved)
         console.complain(QStringLiteral("the session cannot be saved"));
-    if (!saved)
+    if (!saved || outcome.cannotWrite)
         return ExitCode::CannotWrite;
     return outcome.kind == ImportOutcome::Kind::Done ? ExitCode::Done : ExitCode::Failed;
 }

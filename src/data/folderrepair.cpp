@@ -42,7 +42,8 @@ public:
 private:
     QString pathOf(const QString &name) const { return m_found.path + QLatin1Char('/') + name; }
     QString indexPath() const { return pathOf(datanames::indexFile()); }
-    bool fail(const QString &reason);
+    bool cannotWrite(const QString &reason);
+    bool fail(FolderRepair::Outcome outcome, const QString &reason);
     void note(const QString &file, const QString &text) { m_result.changes.append(file + QStringLiteral(": ") + text); }
     bool isCancelled() const { return m_progress && m_progress->isCancelled(); }
 
@@ -74,9 +75,14 @@ private:
     bool m_configured = false;
 };
 
-bool Repairer::fail(const QString &reason)
+bool Repairer::cannotWrite(const QString &reason)
 {
-    m_result.outcome = FolderRepair::Outcome::Failed;
+    return fail(FolderRepair::Outcome::CannotWrite, reason);
+}
+
+bool Repairer::fail(FolderRepair::Outcome outcome, const QString &reason)
+{
+    m_result.outcome = outcome;
     m_result.reason = reason;
     return false;
 }
@@ -87,7 +93,7 @@ bool Repairer::rewrite(const InspectedBlock &block)
     const bool ok = pieces.copy(pathOf(block.name), block.doubledTimes);
     m_newFiles += pieces.fileNames();
     if (!ok)
-        return fail(QStringLiteral("%1: %2").arg(block.name, pieces.reason()));
+        return cannotWrite(QStringLiteral("%1: %2").arg(block.name, pieces.reason()));
     m_blocks += pieces.written();
     m_toMove.append(block.name);
     m_result.rewritten += pieces.written().isEmpty() ? 0 : 1;
@@ -144,7 +150,7 @@ bool Repairer::rename(const InspectedEvent &event)
     QString reason;
     m_newFiles.append(name);
     if (!storefiles::copyDurably(pathOf(event.summary.fileName()), pathOf(name), &reason))
-        return fail(QStringLiteral("%1: %2").arg(event.summary.fileName(), reason));
+        return cannotWrite(QStringLiteral("%1: %2").arg(event.summary.fileName(), reason));
     m_toMove.append(event.summary.fileName());
     note(event.summary.fileName(), CoreText::tr("is now %1").arg(name));
     EventSummary summary = event.summary;
@@ -160,7 +166,7 @@ bool Repairer::restoreEvent(const EventSummary &listed)
     const QString name = m_numbers.nextEvent();
     QString reason;
     if (!writeFileSafely(pathOf(name), eventfile::encode(record), &reason))
-        return fail(QStringLiteral("%1: %2").arg(name, reason));
+        return cannotWrite(QStringLiteral("%1: %2").arg(name, reason));
     m_newFiles.append(name);
     EventSummary summary = listed;
     summary.otherFile.clear();
@@ -230,18 +236,20 @@ bool Repairer::isAllThere()
     for (const EventSummary &event : m_events)
         names.append(event.fileName());
     if (!QFileInfo(m_found.path).isDir())
-        return fail(CoreText::tr("the folder %1 is not there any more").arg(m_found.path));
+        return fail(FolderRepair::Outcome::Failed,
+                    CoreText::tr("the folder %1 is not there any more").arg(m_found.path));
     const auto lost = std::find_if(names.cbegin(), names.cend(), gone);
-    return lost == names.cend() || fail(CoreText::tr("%1 is not there any more").arg(pathOf(*lost)));
+    return lost == names.cend() ||
+           fail(FolderRepair::Outcome::Failed, CoreText::tr("%1 is not there any more").arg(pathOf(*lost)));
 }
 
 bool Repairer::move(const QString &name)
 {
     if (!QDir().mkpath(m_aside))
-        return fail(CoreText::tr("cannot create the folder %1").arg(m_aside));
+        return cannotWrite(CoreText::tr("cannot create the folder %1").arg(m_aside));
     const QString to = m_aside + QLatin1Char('/') + name;
     if (QFileInfo::exists(to) || !platform::replaceFile(pathOf(name), to))
-        return fail(CoreText::tr("cannot move %1 to %2").arg(name, m_aside));
+        return cannotWrite(CoreText::tr("cannot move %1 to %2").arg(name, m_aside));
     ++m_result.setAside;
     return true;
 }
@@ -268,9 +276,9 @@ bool Repairer::keepIndexes()
         return move(datanames::indexFile());
     QString reason;
     if (!QDir().mkpath(m_aside))
-        return fail(CoreText::tr("cannot create the folder %1").arg(m_aside));
+        return cannotWrite(CoreText::tr("cannot create the folder %1").arg(m_aside));
     if (!storefiles::copyDurably(indexPath(), m_aside + QLatin1Char('/') + datanames::indexFile(), &reason))
-        return fail(QStringLiteral("%1: %2").arg(indexPath(), reason));
+        return cannotWrite(QStringLiteral("%1: %2").arg(indexPath(), reason));
     ++m_result.setAside;
     return true;
 }
@@ -313,7 +321,7 @@ FolderRepair Repairer::run()
     if (!m_found.isDamaged())
         return m_result;
     if (!m_found.isThere && !QDir().mkpath(m_found.path)) { // of a lost folder, at least the sensor stays
-        fail(CoreText::tr("cannot create the folder %1").arg(m_found.path));
+        cannotWrite(CoreText::tr("cannot create the folder %1").arg(m_found.path));
         return m_result;
     }
     if (isCancelled()) {
@@ -333,7 +341,7 @@ FolderRepair Repairer::run()
     if (!moveAside() || !keepIndexes())
         return m_result;
     if (!writeFileSafely(indexPath(), newIndex(), &reason)) {
-        fail(reason);
+        cannotWrite(reason);
         return m_result;
     }
     platform::syncFolder(m_aside);

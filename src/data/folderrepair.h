@@ -23,8 +23,9 @@ struct FolderRepair
     enum class Outcome {
         Sound, // nothing had to be changed
         Repaired,
-        Cancelled, // nothing was changed
-        Failed,    // what could not be done is in `reason`; nothing is lost, and it can be tried again
+        Cancelled,   // nothing was changed
+        CannotWrite, // as Failed, for want of room or of rights
+        Failed,      // what could not be done is in `reason`; nothing is lost, and it can be tried again
     } outcome = Outcome::Sound;
 
     QString reason;

@@ -70,6 +70,7 @@ bool StoreImporter::dropKnown(QVector<SamplePoint> &samples)
             return true;
         }
     }
+    m_cannotRead = true;
     return fail(CoreText::tr("what the store holds already cannot be read"));
 }
 

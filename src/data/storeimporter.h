@@ -30,6 +30,8 @@ public:
     int addedEvents() const { return m_addedEvents; }
     int knownEvents() const { return m_knownEvents; }
     QString reason() const { return m_reason; }
+    /// The failure was that the store's own files cannot be read; else they cannot be written.
+    bool cannotRead() const { return m_cannotRead; }
 
 private:
     bool begin();
@@ -43,6 +45,7 @@ private:
     std::unique_ptr<FileNumbers> m_numbers; // once there is a folder
     QVector<SamplePoint> m_waiting;
     QString m_reason;
+    bool m_cannotRead = false;
     quint64 m_addedSamples = 0;
     quint64 m_knownSamples = 0;
     int m_addedEvents = 0;

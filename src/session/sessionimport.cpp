@@ -63,6 +63,7 @@ public:
 
 private:
     bool stop(Kind kind, const QString &reason = QString());
+    bool importFailed();
     bool begin(const QString &name);
     bool inspect();
     void takeSettings();
@@ -88,6 +89,12 @@ bool Importer::stop(Kind kind, const QString &reason)
     m_outcome.kind = kind;
     m_outcome.reason = reason;
     return false;
+}
+
+bool Importer::importFailed()
+{
+    m_outcome.cannotWrite = !m_importer.cannotRead();
+    return stop(Kind::Failed, m_importer.reason());
 }
 
 bool Importer::begin(const QString &name)
@@ -194,7 +201,7 @@ bool Importer::takeJournal()
     m_outcome.problems += read.problems;
     if (cancelled)
         return stop(Kind::Cancelled);
-    return m_importer.flush() || stop(Kind::Failed, m_importer.reason());
+    return m_importer.flush() || importFailed();
 }
 
 /// A file that could be read a moment ago and cannot now: the disk or the folder is gone.
@@ -218,7 +225,7 @@ bool Importer::takeBlock(const InspectedBlock &block)
     };
     blockscan::scan(m_source + QLatin1Char('/') + block.name, header, take, nullptr);
     if (!ok)
-        return stop(Kind::Failed, m_importer.reason());
+        return importFailed();
     if (m_progress && m_progress->isCancelled())
         return stop(Kind::Cancelled);
     return taken >= block.readable || sourceLost(block.name);
@@ -251,12 +258,12 @@ bool Importer::takeEvents()
         if (!eventfile::read(m_source + QLatin1Char('/') + found.summary.fileName(), event))
             return sourceLost(found.summary.fileName());
         if (!m_importer.takeEvent(event))
-            return stop(Kind::Failed, m_importer.reason());
+            return importFailed();
     }
     // Of an event whose file is lost, what the index says of it is taken.
     for (const LostEvent &lost : m_found.lostEvents) {
         if (!m_importer.takeEvent(recordOf(lost.summary, {})))
-            return stop(Kind::Failed, m_importer.reason());
+            return importFailed();
     }
     return true;
 }
@@ -272,7 +279,7 @@ ImportOutcome Importer::run()
     }
     const bool all = takeJournal() && takeBlocks() && takeEvents();
     if (m_outcome.kind != Kind::Failed && !m_importer.finish() && all)
-        stop(Kind::Failed, m_importer.reason());
+        importFailed();
     m_outcome.samples = m_importer.addedSamples();
     m_outcome.knownSamples = m_importer.knownSamples();
     m_outcome.events = m_importer.addedEvents();

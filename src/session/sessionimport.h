@@ -19,7 +19,8 @@ struct ImportOutcome
     } kind = Kind::Done;
 
     QString reason;
-    quint64 samples = 0; // added
+    bool cannotWrite = false; // what failed was to write into the session
+    quint64 samples = 0;      // added
     quint64 knownSamples = 0;
     int events = 0; // added, runs included
     int knownEvents = 0;

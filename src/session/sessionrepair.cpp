@@ -23,6 +23,13 @@ namespace {
 
 using Outcome = SessionRepair::Outcome;
 
+Outcome outcomeOf(SessionError::Kind kind)
+{
+    return kind == SessionError::Locked        ? Outcome::Locked
+           : kind == SessionError::CannotWrite ? Outcome::CannotWrite
+                                               : Outcome::Failed;
+}
+
 class Repairer
 {
 public:
@@ -73,7 +80,7 @@ bool Repairer::takeLock()
         return stop(Outcome::Locked,
                     CoreText::tr("The session %1 is in use by %2").arg(m_content.path, attempt.holder));
     if (attempt.outcome == LockAttempt::NotWritable)
-        return stop(Outcome::Failed, CoreText::tr("Cannot write into the folder %1").arg(m_content.path));
+        return stop(Outcome::CannotWrite, CoreText::tr("Cannot write into the folder %1").arg(m_content.path));
     m_lock = std::move(attempt.lock);
     return true;
 }
@@ -104,8 +111,10 @@ bool Repairer::repairSensor(const QString &name, const SensorIdentity &identity)
         m_result.sensors.append(sensor);
         m_result.outcome = Outcome::Repaired;
     }
-    if (sensor.repair.outcome == FolderRepair::Outcome::Failed)
-        return stop(Outcome::Failed, CoreText::tr("Sensor %1: %2").arg(name, sensor.repair.reason));
+    const bool cannotWrite = sensor.repair.outcome == FolderRepair::Outcome::CannotWrite;
+    if (cannotWrite || sensor.repair.outcome == FolderRepair::Outcome::Failed)
+        return stop(cannotWrite ? Outcome::CannotWrite : Outcome::Failed,
+                    CoreText::tr("Sensor %1: %2").arg(name, sensor.repair.reason));
     SessionFileSensor line;
     line.folder = name;
     line.serial = found.sensorSerial.isEmpty() ? identity.serial : found.sensorSerial;
@@ -137,7 +146,7 @@ bool Repairer::giveSafeNames()
         if (safe == name)
             continue;
         if (!session.rename(name, safe))
-            return stop(Outcome::Failed, CoreText::tr("Cannot rename the folder %1 to %2").arg(name, safe));
+            return stop(Outcome::CannotWrite, CoreText::tr("Cannot rename the folder %1 to %2").arg(name, safe));
         m_result.problems.append(
             CoreText::tr("the session file cannot list the folder %1, it is called %2 now").arg(name, safe));
         name = safe;
@@ -209,9 +218,9 @@ bool Repairer::writeSessionFile()
     if (QFileInfo::exists(path) &&
         (!QDir().mkpath(m_aside) ||
          !storefiles::copyDurably(path, m_aside + QLatin1Char('/') + Session::fileName(), &reason)))
-        return stop(Outcome::Failed, CoreText::tr("Cannot keep a copy of the session file: %1").arg(reason));
+        return stop(Outcome::CannotWrite, CoreText::tr("Cannot keep a copy of the session file: %1").arg(reason));
     if (!writeFileSafely(path, sessionfile::write(m_lines), &reason))
-        return stop(Outcome::Failed, CoreText::tr("Unable to write the session file: %1").arg(reason));
+        return stop(Outcome::CannotWrite, CoreText::tr("Unable to write the session file: %1").arg(reason));
     m_result.outcome = Outcome::Repaired;
     return true;
 }
@@ -227,9 +236,9 @@ bool Repairer::replayJournal()
     SessionError error;
     const std::unique_ptr<Session> session = Session::load(m_content.path, &error, {}, m_clock);
     if (!session)
-        return stop(Outcome::Failed, error.text);
+        return stop(outcomeOf(error.kind), error.text);
     if (!session->save())
-        return stop(Outcome::Failed, CoreText::tr("The session cannot be saved"));
+        return stop(Outcome::CannotWrite, CoreText::tr("The session cannot be saved"));
     m_result.outcome = Outcome::Repaired;
     return moveKeptJournal(); // while the session is locked
 }
@@ -241,7 +250,7 @@ bool Repairer::moveKeptJournal()
     const QStringList names = journalNames(m_content.path).kept;
     for (const QString &name : names) {
         if (!QDir().mkpath(to) || !platform::replaceFile(from + name, to + name))
-            return stop(Outcome::Failed, CoreText::tr("cannot move %1 to %2").arg(from + name, to));
+            return stop(Outcome::CannotWrite, CoreText::tr("cannot move %1 to %2").arg(from + name, to));
         m_result.problems.append(
             CoreText::tr("journal file %1: what could not be taken of it is in %2").arg(name, m_aside));
     }
@@ -285,18 +294,18 @@ SessionRepair importLooseFiles(const QString &folder, JobProgress *progress, con
     const ImportNames names = proposedNames(folder);
     const std::unique_ptr<Session> session = Session::create(folder, &error, clock);
     if (!session)
-        return fail(error.kind == SessionError::Locked ? Outcome::Locked : Outcome::Failed, error.text);
+        return fail(outcomeOf(error.kind), error.text);
     const auto store = session->addSensor(names.sensor, names.chamber, QString(), 80);
     if (!store)
-        return fail(Outcome::Failed, CoreText::tr("Cannot create a folder in %1").arg(folder));
+        return fail(Outcome::CannotWrite, CoreText::tr("Cannot create a folder in %1").arg(folder));
     const ImportOutcome imported = importSensorFolder(folder, *store, folder, progress);
     result.problems = imported.problems;
     if (imported.kind == ImportOutcome::Kind::Cancelled)
         return fail(Outcome::Cancelled, {});
     if (imported.kind != ImportOutcome::Kind::Done)
-        return fail(Outcome::Failed, imported.reason);
+        return fail(imported.cannotWrite ? Outcome::CannotWrite : Outcome::Failed, imported.reason);
     if (!session->save())
-        return fail(Outcome::Failed, CoreText::tr("The session cannot be saved"));
+        return fail(Outcome::CannotWrite, CoreText::tr("The session cannot be saved"));
     result.outcome = Outcome::Repaired;
     return result;
 }

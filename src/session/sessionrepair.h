@@ -17,8 +17,9 @@ struct SessionRepair
         Repaired, // the session opens, with everything that could be read
         NoData,   // the folder holds nothing to recover
         Cancelled,
-        Locked, // another program has the session open
-        Failed, // `reason` says what could not be done; everything read is still there and it can be tried again
+        Locked,      // another program has the session open
+        CannotWrite, // as Failed, for want of room or of rights
+        Failed,      // `reason` says what could not be done; everything read is still there and it can be tried again
     } outcome = Outcome::Sound;
 
     QString reason;

@@ -66,7 +66,7 @@ void TestFullDisk::import()
                                 QStringLiteral("--sensor"), QStringLiteral("S2"), QStringLiteral("--chamber"),
                                 QStringLiteral("PM2")};
     const Programs::Result failed = m_programs.cliWithoutRoom(arguments, roomForHalfABlock);
-    QCOMPARE(failed.code, 1);
+    QCOMPARE(failed.code, 14);
     QVERIFY2(failed.err.contains("File too large"), failed.err.constData());
     QVERIFY(contentsBelow(path("source")) == before);
     const Programs::Result done = m_programs.cli(arguments);
@@ -81,8 +81,10 @@ void TestFullDisk::repair()
     QVERIFY(QFile::resize(path("damaged/S1-PM1/block_1.norvexdata"), 12 + 196 * 9000));
     const auto before = contentsBelow(path("damaged/S1-PM1"));
     const QStringList arguments{QStringLiteral("check"), path("damaged"), QStringLiteral("--repair")};
+    const Programs::Result locked = m_programs.cliWithoutRoom(arguments, 0); // not even for the lock
+    QCOMPARE(locked.code, 14);
     const Programs::Result failed = m_programs.cliWithoutRoom(arguments, roomForHalfABlock);
-    QCOMPARE(failed.code, 1);
+    QCOMPARE(failed.code, 14);
     QVERIFY2(failed.err.contains("File too large"), failed.err.constData());
     QVERIFY(contentsBelow(path("damaged/S1-PM1")) == before);
     const Programs::Result done = m_programs.cli(arguments);
@@ -101,7 +103,7 @@ void TestFullDisk::recover()
     const auto before = contentsBelow(path("bare"));
     const QStringList arguments{QStringLiteral("recover"), path("bare")};
     const Programs::Result failed = m_programs.cliWithoutRoom(arguments, roomForHalfABlock);
-    QCOMPARE(failed.code, 1);
+    QCOMPARE(failed.code, 14);
     QVERIFY2(failed.err.contains("File too large"), failed.err.constData());
     QVERIFY(contentsBelow(path("bare")).value(block) == before.value(block));
     const Programs::Result done = m_programs.cli(arguments);
