@@ -228,9 +228,9 @@ QPen Theme::curvePen(const QColor &kept, int sensorIndex, bool rightAxis) const
     return pen;
 }
 
-QBrush Theme::runBand(bool odd, int layers) const
+QBrush Theme::runBand(bool odd) const
 {
-    const int alpha = std::max(9, (m_dark ? (odd ? 36 : 22) : (odd ? 40 : 22)) * 2 / (1 + std::max(1, layers)));
+    const int alpha = m_dark ? (odd ? 36 : 22) : (odd ? 40 : 22);
     return QBrush(m_dark ? QColor(120, 180, 90, alpha) : QColor(96, 150, 60, alpha));
 }
 

@@ -55,8 +55,7 @@ public:
     QPen curvePen(const QColor &kept, int sensorIndex, bool rightAxis) const;
 
     // --- runs, events, gaps
-    /// Lighter the more sensors' bands may lie on each other.
-    QBrush runBand(bool odd, int layers = 1) const;
+    QBrush runBand(bool odd) const;
     QPen runEdge() const;
     /// Where a step of a recipe begins, and the level of its mean.
     QPen sectionEdge() const;

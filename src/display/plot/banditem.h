@@ -35,6 +35,9 @@ public:
     void draw(QPainter *painter, const QwtScaleMap &xMap, const QwtScaleMap &yMap, const QRectF &canvas) const override;
 
 private:
+    static QRectF areaOf(const Band &band, const QwtScaleMap &xMap, const QRectF &canvas);
+    void fill(QPainter *painter, const QwtScaleMap &xMap, const QRectF &canvas) const;
+
     QVector<Band> m_bands;
     double m_topMargin = 0;
 };

@@ -1,13 +1,15 @@
 #include "display/plot/legendbar.h"
 
-#include "display/look/flowlayout.h"
-
+#include <QLayout>
 #include <QPainter>
 #include <QToolButton>
 
 #include <numeric>
 
 namespace {
+
+constexpr int mostRows = 4;
+constexpr int entrySpacing = 4;
 
 QIcon lineIcon(const QPen &pen, const QSize &size, double ratio, bool dimmed)
 {
@@ -33,13 +35,9 @@ QIcon lineIcon(const QPen &pen, const QSize &size, double ratio, bool dimmed)
 
 } // namespace
 
-LegendBar::LegendBar(QWidget *parent) : QWidget(parent)
+LegendBar::LegendBar(QWidget *parent) : RowsArea(mostRows, entrySpacing, parent)
 {
-    auto *layout = new FlowLayout(this, 4);
-    layout->setContentsMargins(4, 0, 4, 0);
-    QSizePolicy policy(QSizePolicy::Preferred, QSizePolicy::Minimum);
-    policy.setHeightForWidth(true);
-    setSizePolicy(policy);
+    page()->layout()->setContentsMargins(4, 0, 4, 0);
 }
 
 void LegendBar::show(const PlotModel &model, const Theme &theme)
@@ -63,16 +61,16 @@ void LegendBar::show(const PlotModel &model, const Theme &theme)
 
 void LegendBar::rebuild(const Theme &theme)
 {
-    const auto old = findChildren<QToolButton *>(QString(), Qt::FindDirectChildrenOnly);
+    const auto old = page()->findChildren<QToolButton *>(QString(), Qt::FindDirectChildrenOnly);
     for (QToolButton *button : old) {
-        layout()->removeWidget(button);
+        page()->layout()->removeWidget(button);
         button->hide();
         button->setObjectName(QString());
         button->deleteLater(); // it may be the sender
     }
     const QSize iconSize(fontMetrics().height() * 7 / 4, fontMetrics().height());
     for (const Entry &entry : qAsConst(m_entries)) {
-        auto *button = new QToolButton(this);
+        auto *button = new QToolButton(page());
         button->setObjectName(QStringLiteral("legendEntry"));
         button->setAutoRaise(true);
         button->setCheckable(true);
@@ -92,7 +90,7 @@ void LegendBar::rebuild(const Theme &theme)
                                              "QToolButton:hover, QToolButton:focus { text-decoration: underline; }"));
         connect(button, &QToolButton::clicked, this,
                 [this, serial = entry.serial, axis = entry.axis] { emit toggled(serial, axis); });
-        layout()->addWidget(button);
+        page()->layout()->addWidget(button);
         button->show();
     }
     updateGeometry();

@@ -1,16 +1,15 @@
 #pragma once
 
+#include "display/look/rowsarea.h"
 #include "display/look/theme.h"
 #include "display/plot/plotmodel.h"
-
-#include <QPointer>
-#include <QWidget>
 
 class QToolButton;
 
 /// The legend below a plot: one entry for each sensor and quantity with its line. A click hides the curve and dims the
-/// entry. Entries wrap; the bar is rebuilt only when the curves change. GUI thread.
-class LegendBar : public QWidget
+/// entry. Entries wrap, and more than a few rows of them scroll; the bar is rebuilt only when the curves change. GUI
+/// thread.
+class LegendBar : public RowsArea
 {
     Q_OBJECT
 

@@ -144,7 +144,7 @@ void PlotFigure::showBands(const PlotModel &model, const Theme &theme)
         for (const RunRow &run : sensor->records->runs)
             if (run.record.start < view.to && run.record.end > view.from)
                 bands.append({{run.record.start, run.record.end},
-                              theme.runBand(run.number % 2, visible),
+                              theme.runBand(visible > 1 || run.number % 2),
                               edge,
                               labelled ? tr("Run %1").arg(run.number) : QString(),
                               theme.runText(),

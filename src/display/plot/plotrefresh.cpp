@@ -192,6 +192,7 @@ QImage arcPlotDisplay::Private::render(const QSize &size, qreal scale, Theme::Ki
     picture->plotCanvas()->setPaintAttribute(QwtPlotCanvas::BackingStore, false);
     picture->setPixelRatio(scale);
     auto *entries = new LegendBar(&page);
+    entries->showAllRows();
     layout->addWidget(picture, 1);
     layout->addWidget(entries);
     page.setFixedSize(size);

@@ -3,7 +3,6 @@
 #include "data/norvexdata.h"
 #include "data/valuetype.h"
 #include "display/look/elidedlabel.h"
-#include "display/look/flowlayout.h"
 #include "display/look/readableink.h"
 #include "display/sensors/sensorcardpresenter.h"
 
@@ -39,19 +38,8 @@ struct LiveNumbers::Row
 };
 
 LiveNumbers::LiveNumbers(Theme &theme, QWidget *parent, const Clock &clock)
-    : QScrollArea(parent), m_theme(theme), m_clock(clock)
+    : RowsArea(mostRows, 0, parent), m_theme(theme), m_clock(clock)
 {
-    auto *page = new QWidget;
-    auto *layout = new FlowLayout(page, 0);
-    layout->setContentsMargins(0, 0, 0, 0);
-    setWidget(page);
-    setWidgetResizable(true);
-    setFrameShape(QFrame::NoFrame);
-    setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    setFocusPolicy(Qt::NoFocus);
-    setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
-    viewport()->setAutoFillBackground(false);
-    page->setAutoFillBackground(false);
     connect(&m_theme, &Theme::changed, this, [this] {
         for (const auto &row : qAsConst(m_rows))
             style(*row);
@@ -94,7 +82,7 @@ void LiveNumbers::addSensor(const QString &serial, const std::shared_ptr<norvexD
     grid->addLayout(top, 0, 0, 1, 2);
     grid->addWidget(row->voltage, 1, 0);
     grid->addWidget(row->current, 1, 1);
-    widget()->layout()->addWidget(row->box);
+    page()->layout()->addWidget(row->box);
     m_rows.insert(serial, row);
     style(*row);
     fitDigits();
@@ -132,23 +120,9 @@ void LiveNumbers::fitDigits()
     updateGeometry();
 }
 
-QSize LiveNumbers::sizeHint() const
-{
-    if (m_rows.isEmpty())
-        return {};
-    const int row = (*m_rows.begin())->box->sizeHint().height();
-    const int all = widget()->layout()->heightForWidth(viewport()->width());
-    return {QScrollArea::sizeHint().width(), qMin(all, mostRows * row)};
-}
-
-QSize LiveNumbers::minimumSizeHint() const
-{
-    return {0, sizeHint().height()};
-}
-
 void LiveNumbers::resizeEvent(QResizeEvent *event)
 {
-    QScrollArea::resizeEvent(event);
+    RowsArea::resizeEvent(event);
     fitDigits();
 }
 

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "base/clock.h"
+#include "display/look/rowsarea.h"
 
 #include <QHash>
-#include <QScrollArea>
 #include <QString>
 
 #include <memory>
@@ -15,7 +15,7 @@ class norvexData;
 /// A value that is not fresh turns grey and then gives way to "no data": an old number never looks live. Many sensors
 /// stand in several rows, in smaller digits; two rows are shown and the rest is scrolled to, since the plot needs the
 /// room. GUI thread.
-class LiveNumbers : public QScrollArea
+class LiveNumbers : public RowsArea
 {
     Q_OBJECT
 
@@ -27,9 +27,6 @@ public:
     void removeSensor(const QString &serial);
     /// Reads the newest samples and shows them.
     void refresh();
-
-    QSize sizeHint() const override;
-    QSize minimumSizeHint() const override;
 
 protected:
     void resizeEvent(QResizeEvent *event) override;
