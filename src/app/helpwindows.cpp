@@ -31,6 +31,7 @@ const std::vector<helpwindows::Shortcut> &helpwindows::shortcuts()
         {"Main window", "Ctrl+N", "create a session"},
         {"Main window", "Ctrl+E", "export"},
         {"Main window", "Ctrl+1 … Ctrl+5", "live view, runs view, events view, runs overlay, events overlay"},
+        {"Main window", "F11", "the display only, without sensor column and command buttons; again: with them"},
         {"Main window", "Ctrl+Q", "quit"},
         {"Live view", "Space", "follow or hold"},
         {"Live view", "L", "jump to the newest data"},

@@ -39,6 +39,7 @@ namespace {
 
 const QString activeView = QStringLiteral("background-color: #CCFFCC; color: black;");
 const QString otherView = QStringLiteral("background-color: #D4D4D4; color: black;");
+const QString displayOnlyKey = QStringLiteral("window/displayOnly");
 const QString recipeWindowKey = QStringLiteral("recipe/window");
 constexpr int statusPeriodMs = 1000;
 constexpr int endRetryMs = 20;
@@ -158,6 +159,18 @@ void MainWindow::buildMenus()
     addTheme(tr("Theme of the System"), Theme::Kind::System);
     addTheme(tr("Light Theme"), Theme::Kind::Light);
     addTheme(tr("Dark Theme"), Theme::Kind::Dark);
+    view->addSeparator();
+    m_displayOnly = view->addAction(tr("Display Only"));
+    m_displayOnly->setObjectName(QStringLiteral("actionDisplayOnly"));
+    m_displayOnly->setCheckable(true);
+    m_displayOnly->setShortcut(Qt::Key_F11);
+    m_displayOnly->setToolTip(tr("Give the display the room of the sensor column and of the command buttons"));
+    m_displayOnly->setChecked(m_parts.settings.value(displayOnlyKey).toBool());
+    connect(m_displayOnly, &QAction::toggled, this, [this](bool only) {
+        m_parts.settings.setValue(displayOnlyKey, only);
+        if (m_form)
+            m_form->setDisplayOnly(only);
+    });
 
     QMenu *help = bar->addMenu(tr("&Help"));
     command(help, tr("User Guide"), &MainWindow::displayUserGuide, QStringLiteral("actionUserGuide"));

@@ -119,6 +119,7 @@ private:
     QButtonGroup *m_viewButtons = nullptr;
     QWidget *m_plotTools = nullptr; // the tool bar of the plot in view
     QMenu *m_recentMenu = nullptr;
+    QAction *m_displayOnly = nullptr;
     AppStatusBar *m_status = nullptr;
     QTimer m_statusTimer;
     RecordingRate m_rate;

@@ -132,6 +132,7 @@ void MainWindow::adopt(std::unique_ptr<Session> session)
     m_recorder = std::make_unique<Recorder>(m_session.get(), m_parts.recorder);
     m_form = new SessionForm({*m_session, *m_recorder, m_parts.prompts, m_parts.settings, m_parts.theme, m_parts.filter,
                               m_parts.dictionary});
+    m_form->setDisplayOnly(m_displayOnly->isChecked());
     connect(m_form, &SessionForm::overlayTableUpdated, this, &MainWindow::updateOverlayButtons);
     connect(m_form, &SessionForm::viewRequested, this, &MainWindow::changeView);
     connect(m_form, &SessionForm::problem, m_status, &AppStatusBar::addProblem);

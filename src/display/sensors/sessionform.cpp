@@ -3,7 +3,6 @@
 #include "base/prompts.h"
 #include "data/norvexdata.h"
 #include "data/valuetype.h"
-#include "display/look/flowlayout.h"
 #include "display/look/theme.h"
 #include "display/plot/arcplotdisplay.h"
 #include "display/sensors/dataobjectwidget.h"
@@ -74,12 +73,10 @@ SessionForm::SessionForm(const DisplayContext &context, QWidget *parent)
     ui->columnLayout->setStretch(ui->columnLayout->indexOf(ui->sensorArea), 1);
 
     m_chooser = new SensorChooser;
-    auto *commands = new FlowLayout(ui->commandRow);
-    commands->setContentsMargins(0, 0, 0, 0);
     for (QWidget *command :
          std::initializer_list<QWidget *>{m_chooser, ui->b_export, ui->b_snapshot, ui->b_viewSummary, ui->b_eventChart,
                                           ui->b_addRuns, ui->b_addEvents, ui->progressBar})
-        commands->addWidget(command);
+        ui->commandRow->addWidget(command);
 
     connect(m_chooser, &SensorChooser::chosen, this, &SessionForm::chooseDisplayed);
     connect(ui->b_addSensor, &QPushButton::clicked, this, &SessionForm::addSensor);
@@ -174,6 +171,12 @@ void SessionForm::showView(int view)
     m_plot->jumpToLive();
     if (!m_cards.isEmpty())
         m_plot->setFocus();
+}
+
+void SessionForm::setDisplayOnly(bool only)
+{
+    ui->sensorColumn->setVisible(!only);
+    ui->commandRow->setVisible(!only);
 }
 
 // --- cards

@@ -35,6 +35,8 @@ public:
 
     /// A page of the views by its number, the first five by those of their buttons. The live view follows then.
     void showView(int view);
+    /// Gives the display the room of the sensor column and of the command buttons.
+    void setDisplayOnly(bool only);
 
     arcPlotDisplay *plot() const { return m_plot; }
     SessionViews &views() { return *m_views; }
