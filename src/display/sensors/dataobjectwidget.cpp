@@ -197,7 +197,7 @@ void dataObjectWidget::setConnectionState(int state)
     if (change.startBlinking)
         m_blinkTimer.start();
     if (change.clearProgress)
-        ui->progressBar->setValue(0);
+        showProgress(0);
     if (!change.light.isEmpty())
         showLight(change.light);
     if (change.markConnection) {
@@ -232,7 +232,7 @@ void dataObjectWidget::disconnectSensor()
     m_store->setConnected(false);
     emit connectionChanged(false);
     recipesLost();
-    ui->progressBar->setValue(0);
+    showProgress(0);
     m_presenter.activelyDisconnected();
     if (m_sensor) {
         m_sensor->stop();
@@ -271,7 +271,17 @@ void dataObjectWidget::sensorStatus(const QString &message)
 void dataObjectWidget::updateProgressBar(int samplesDone, int samplesTotal, int eventsDone, int eventsTotal)
 {
     ui->progressBar->setToolTip(SensorCardPresenter::progressTip(samplesDone, samplesTotal, eventsDone, eventsTotal));
-    ui->progressBar->setValue(SensorCardPresenter::progressValue(samplesDone, samplesTotal));
+    showProgress(SensorCardPresenter::progressValue(samplesDone, samplesTotal));
+}
+
+/// A progress bar paints itself at once; many sensors at work would keep the window busy with nothing else.
+void dataObjectWidget::showProgress(int value)
+{
+    if (value == ui->progressBar->value())
+        return;
+    ui->progressBar->setUpdatesEnabled(false);
+    ui->progressBar->setValue(value);
+    ui->progressBar->setUpdatesEnabled(true); // painted with everything else
 }
 
 void dataObjectWidget::refreshTexts()
@@ -283,7 +293,9 @@ void dataObjectWidget::refreshTexts()
     const SensorCardPresenter::Word word =
         m_presenter.word(m_sensor != nullptr, m_sensor ? m_sensor->retryRemainingMs() : -1, age, m_lastProblem);
     ui->lb_state->setText(word.text);
-    ui->lb_state->setStyleSheet(SensorCardPresenter::toneSheet(ui->lb_state->objectName(), word.level));
+    const QString tone = SensorCardPresenter::toneSheet(ui->lb_state->objectName(), word.level);
+    if (ui->lb_state->styleSheet() != tone) // costs more than all the rest
+        ui->lb_state->setStyleSheet(tone);
     QString tip = word.reason;
     if (m_sensor && m_sensor->usesOldDataPage())
         tip += tr("\nOld data page in use: slot 2 and event counts are not sent.");

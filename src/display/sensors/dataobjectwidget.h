@@ -116,6 +116,7 @@ private:
     void updateActions();
     void refreshTexts();
     void showLight(const QString &image);
+    void showProgress(int value);
     void showDisplayStyle();
     void sensorStatus(const QString &message);
     void uploadFinished(int kind, bool ok, const QString &reason);

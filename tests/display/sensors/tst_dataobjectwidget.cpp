@@ -40,6 +40,7 @@ private slots:
     void blinksWhileItDownloads();
     void disconnectedAndConnectedAgain();
     void progress();
+    void aPageCostsLittle();
     void menuInItsOrder();
     void theTwoDisplaysOfData();
     void displayOnAndOff();
@@ -198,6 +199,34 @@ void TestDataObjectWidget::progress()
     emit m_sensor->downloadStatus(20, 50, 3, 10);
     emit m_sensor->stateChange(1);
     QCOMPARE(bar->value(), 0);
+}
+
+/// Many sensors say something at each page: nothing is painted on the spot or styled anew.
+void TestDataObjectWidget::aPageCostsLittle()
+{
+    struct Costs : QObject
+    {
+        bool eventFilter(QObject *, QEvent *event) override
+        {
+            count += event->type() == QEvent::Paint || event->type() == QEvent::StyleChange ? 1 : 0;
+            return false;
+        }
+        int count = 0;
+    } costs;
+    m_window->show();
+    QVERIFY(QTest::qWaitForWindowExposed(m_window.get()));
+    m_card->setConnectionState(1);
+    for (const char *each : {"progressBar", "lb_state"})
+        part<QWidget>(each)->installEventFilter(&costs);
+    for (int done = 10; done < 100; done += 10) {
+        m_card->setConnectionState(2);
+        m_card->updateProgressBar(done, 100, 0, 0);
+        m_card->setConnectionState(1);
+    }
+    QCOMPARE(costs.count, 0);
+    m_card->setConnectionState(2);
+    m_card->updateProgressBar(40, 100, 0, 0);
+    QTRY_VERIFY_WITH_TIMEOUT(costs.count > 0, patience); // but it is painted
 }
 
 void TestDataObjectWidget::menuInItsOrder()
