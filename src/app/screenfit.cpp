@@ -8,10 +8,26 @@
 #include <QEvent>
 #include <QFileDialog>
 #include <QMessageBox>
+#include <QPushButton>
 #include <QScreen>
 #include <QVBoxLayout>
 
 namespace {
+
+/// A box of buttons beside anything, or buttons alone.
+bool isButtonRow(const QLayout &row)
+{
+    int buttons = 0;
+    int items = 0;
+    for (int i = 0; i < row.count(); ++i) {
+        const QWidget *const widget = row.itemAt(i)->widget();
+        if (qobject_cast<const QDialogButtonBox *>(widget))
+            return true;
+        buttons += qobject_cast<const QPushButton *>(widget) ? 1 : 0;
+        items += row.itemAt(i)->spacerItem() ? 0 : 1;
+    }
+    return buttons > 0 && items == buttons;
+}
 
 /// The buttons at the end of a column, to stay in view; nullptr when it ends otherwise.
 QLayoutItem *takeButtons(QLayout *layout)
@@ -20,9 +36,8 @@ QLayoutItem *takeButtons(QLayout *layout)
     QLayoutItem *const last = column && column->count() > 1 ? column->itemAt(column->count() - 1) : nullptr;
     if (!last)
         return nullptr;
-    bool found = qobject_cast<QDialogButtonBox *>(last->widget()) != nullptr;
-    for (int i = 0; last->layout() && i < last->layout()->count(); ++i)
-        found = found || qobject_cast<QDialogButtonBox *>(last->layout()->itemAt(i)->widget());
+    const bool found =
+        last->layout() ? isButtonRow(*last->layout()) : qobject_cast<QDialogButtonBox *>(last->widget()) != nullptr;
     return found ? column->takeAt(column->count() - 1) : nullptr;
 }
 

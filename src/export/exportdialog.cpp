@@ -119,6 +119,7 @@ QLabel *exportDialog::whoIsExported() const
 void exportDialog::buildPlot(const QColor &colour)
 {
     m_plot = new QwtPlot;
+    m_plot->setMinimumHeight(fontMetrics().lineSpacing() * 10); // or the title of the axis is cut
     const QDateTime first = toDate(m_first);
     m_plot->setAxisTitle(QwtPlot::yLeft, axisTitle(tr("Voltage (V)"), font()));
     m_plot->setAxisTitle(QwtPlot::xBottom,

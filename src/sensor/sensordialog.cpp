@@ -101,9 +101,8 @@ SensorDialog::~SensorDialog() = default;
 void SensorDialog::setUp()
 {
     const QHeaderView *const head = ui->sensorTable->horizontalHeader();
-    ui->sensorTable->setMinimumWidth(
-        std::max(fontMetrics().averageCharWidth() * 48,
-                 head->sectionSizeHint(0) + head->sectionSizeHint(1) + 2 * ui->sensorTable->frameWidth()));
+    ui->sensorTable->setMinimumWidth(head->sectionSizeHint(0) + head->sectionSizeHint(1) +
+                                     2 * ui->sensorTable->frameWidth());
     ui->lb_scanResult->setMinimumHeight(fontMetrics().lineSpacing() * 4);
     ui->lb_hint->setMinimumHeight(fontMetrics().lineSpacing() * 3);
     ui->sensorTable->horizontalHeader()->setHighlightSections(false);
@@ -113,6 +112,7 @@ void SensorDialog::setUp()
     ui->sensorSerial->setText(QStringLiteral("- - -"));
     ui->sensorDate->setText(QStringLiteral("- - -"));
     allowAccepting(false);
+    resize(sizeHint().expandedTo({fontMetrics().averageCharWidth() * 104, fontMetrics().lineSpacing() * 26}));
     m_scanTimer.setInterval(scanTickMs);
     connect(ui->scanNetwork, &QPushButton::clicked, this, &SensorDialog::scanNetwork);
     connect(ui->configSensorIP, &QPushButton::clicked, this, &SensorDialog::openIPConfig);

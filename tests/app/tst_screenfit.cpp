@@ -22,19 +22,20 @@ private slots:
     {
         QTest::addColumn<int>("lines");
         QTest::addColumn<int>("width"); // of each
-        QTest::addColumn<bool>("inARow");
+        QTest::addColumn<QString>("buttons");
         QTest::addColumn<bool>("scrolls");
-        QTest::newRow("small") << 5 << 100 << false << false;
-        QTest::newRow("high") << 200 << 100 << false << true;
-        QTest::newRow("wide") << 5 << 4000 << false << true;
-        QTest::newRow("high, its buttons beside others") << 200 << 100 << true << true;
+        QTest::newRow("small") << 5 << 100 << QString() << false;
+        QTest::newRow("high") << 200 << 100 << QString() << true;
+        QTest::newRow("wide") << 5 << 4000 << QString() << true;
+        QTest::newRow("high, its buttons beside others") << 200 << 100 << QStringLiteral("beside others") << true;
+        QTest::newRow("high, buttons without a box") << 200 << 100 << QStringLiteral("plain") << true;
     }
 
     void aDialogStaysOnTheScreen()
     {
         QFETCH(int, lines);
         QFETCH(int, width);
-        QFETCH(bool, inARow);
+        QFETCH(QString, buttons);
         const ScreenFit fit;
         QDialog dialog;
         auto *layout = new QVBoxLayout(&dialog);
@@ -44,21 +45,23 @@ private slots:
             last->setMinimumSize(width, 20);
             layout->addWidget(last);
         }
-        auto *buttons = new QDialogButtonBox(QDialogButtonBox::Ok);
-        if (inARow) {
+        QWidget *const accepting = buttons == QLatin1String("plain")
+                                       ? static_cast<QWidget *>(new QPushButton(QStringLiteral("Add")))
+                                       : new QDialogButtonBox(QDialogButtonBox::Ok);
+        if (!buttons.isEmpty()) {
             auto *row = new QHBoxLayout;
             row->addWidget(new QPushButton(QStringLiteral("Reset")));
-            row->addWidget(buttons);
+            row->addWidget(accepting);
             layout->addLayout(row);
         } else {
-            layout->addWidget(buttons);
+            layout->addWidget(accepting);
         }
         for (int shown = 0; shown < 2; ++shown) { // again is the same
             dialog.show();
             QCoreApplication::processEvents();
             const QSize room = dialog.screen()->availableSize();
             QCOMPARE(dialog.size().boundedTo(room), dialog.size());
-            const QRect ok(buttons->mapTo(&dialog, QPoint()), buttons->size());
+            const QRect ok(accepting->mapTo(&dialog, QPoint()), accepting->size());
             QVERIFY(dialog.rect().contains(ok));
             QTEST(!dialog.findChildren<ScrollFrame *>().isEmpty(), "scrolls");
             if (auto *frame = dialog.findChild<ScrollFrame *>()) {
