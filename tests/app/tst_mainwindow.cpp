@@ -13,7 +13,12 @@
 #include <QMenu>
 #include <QPushButton>
 #include <QScreen>
+#include <QSemaphore>
+#include <QStatusBar>
+#include <QThreadPool>
 #include <QtTest>
+
+#include <algorithm>
 
 namespace {
 
@@ -35,6 +40,9 @@ private slots:
     void deeperRecovery();
     void sessionsAreCreatedAndReopened();
     void settingsThatMakeNoSense();
+    void theWindowIsOnTheScreen_data();
+    void theWindowIsOnTheScreen();
+    void aDiskThatDoesNotAnswer();
     void recentSessions();
     void theListOfRecentSessionsShrinks();
     void viewButtons();
@@ -220,14 +228,52 @@ void TestMainWindow::settingsThatMakeNoSense()
     QCOMPARE(m_window->form()->plot()->span(), quint64(300000000));
     QCOMPARE(m_window->form()->plot()->leftQuantity(), 0);
     QCOMPARE(m_window->form()->plot()->timeMode(), TimeMode::Utc);
+}
 
-    const QRect desktop = QGuiApplication::primaryScreen()->virtualGeometry();
-    QWidget onLargerDesktop;
-    onLargerDesktop.setGeometry(desktop.width() / 4, 0, desktop.width(), desktop.height() * 3 / 4);
+void TestMainWindow::theWindowIsOnTheScreen_data()
+{
+    // The screen without a display is 800 x 600, less than the window would like.
+    QTest::addColumn<QRect>("remembered");
+    QTest::newRow("at the first start") << QRect();
+    QTest::newRow("over the edge") << QRect(200, 0, 800, 450);
+    QTest::newRow("larger than the screen") << QRect(100, 100, 3000, 2000);
+    QTest::newRow("on a screen that is gone") << QRect(5000, -3000, 700, 500);
+}
+
+void TestMainWindow::theWindowIsOnTheScreen()
+{
+    QFETCH(QRect, remembered);
     m_window.reset();
-    m_parts->settings.setValue(QStringLiteral("window/geometry"), onLargerDesktop.saveGeometry());
+    QWidget before;
+    before.setGeometry(remembered);
+    if (remembered.isValid())
+        m_parts->settings.setValue(QStringLiteral("window/geometry"), before.saveGeometry());
+    else
+        m_parts->settings.store().remove(QStringLiteral("window/geometry"));
     m_window = m_parts->openWindow();
+    m_window->openLastSession();
+    const QRect desktop = QGuiApplication::primaryScreen()->virtualGeometry();
     QVERIFY(desktop.contains(m_window->geometry()));
+    QVERIFY(m_window->width() >= desktop.width() / 2 && m_window->height() >= desktop.height() / 2);
+}
+
+void TestMainWindow::aDiskThatDoesNotAnswer()
+{
+    const auto label = [this](const QString &name) {
+        const QList<QLabel *> labels = m_window->statusBar()->findChildren<QLabel *>();
+        const auto found = std::find_if(labels.begin(), labels.end(),
+                                        [&name](const QLabel *each) { return each->accessibleName() == name; });
+        return found == labels.end() ? QString() : (*found)->text();
+    };
+    QThreadPool *const pool = QThreadPool::globalInstance();
+    static QSemaphore answer; // outlives a failure
+    for (int i = 0; i < pool->maxThreadCount(); ++i)
+        pool->start([] { answer.acquire(); });
+    m_window->openLastSession();
+    QTRY_VERIFY_WITH_TIMEOUT(!label(QStringLiteral("Sensors")).isEmpty(), patience); // the window goes on
+    QCOMPARE(label(QStringLiteral("Disk")), QString());
+    answer.release(pool->maxThreadCount());
+    QTRY_VERIFY_WITH_TIMEOUT(label(QStringLiteral("Disk")).contains(QStringLiteral("free")), patience);
 }
 
 void TestMainWindow::recentSessions()

@@ -1,3 +1,4 @@
+#include "base/widgetprompts.h"
 #include "export/csvexport.h"
 #include "export/exportdialog.h"
 #include "export/exportevents.h"
@@ -8,15 +9,20 @@
 
 #include <QApplication>
 #include <QCheckBox>
+#include <QComboBox>
 #include <QDateTimeEdit>
 #include <QDialogButtonBox>
 #include <QFile>
+#include <QFileDialog>
 #include <QImage>
+#include <QImageReader>
 #include <QLabel>
+#include <QLineEdit>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QSignalSpy>
 #include <QTemporaryDir>
+#include <QTimer>
 #include <QtTest>
 #include <qwt_plot.h>
 #include <qwt_plot_picker.h>
@@ -52,6 +58,8 @@ private slots:
     void theProgramEndsMeanwhile();
     void picturesFollowTheNameAlone_data();
     void picturesFollowTheNameAlone();
+    void aNameWithoutSuffixGetsThatOfTheFilter_data();
+    void aNameWithoutSuffixGetsThatOfTheFilter();
 
 private:
     exportDialog::Setup setup();
@@ -409,6 +417,45 @@ void TestExportDialog::picturesFollowTheNameAlone()
     const QString shown = m_prompts.takeShown().first();
     QVERIFY(proposed.isEmpty() || shown == proposed);
     proposed = shown;
+}
+
+void TestExportDialog::aNameWithoutSuffixGetsThatOfTheFilter_data()
+{
+    QTest::addColumn<int>("filter"); // how often it is changed
+    QTest::addColumn<QString>("typed");
+    QTest::addColumn<QString>("made");
+    QTest::addColumn<QByteArray>("format");
+    QTest::newRow("the first filter") << 0 << QStringLiteral("x") << QStringLiteral("x.png") << QByteArray("png");
+    QTest::newRow("JPEG") << 1 << QStringLiteral("x") << QStringLiteral("x.jpeg") << QByteArray("jpeg");
+    QTest::newRow("bitmap") << 2 << QStringLiteral("x") << QStringLiteral("x.bmp") << QByteArray("bmp");
+    QTest::newRow("a suffix counts more")
+        << 1 << QStringLiteral("x.bmp") << QStringLiteral("x.bmp") << QByteArray("bmp");
+}
+
+void TestExportDialog::aNameWithoutSuffixGetsThatOfTheFilter()
+{
+    QFETCH(int, filter);
+    QFETCH(QString, typed);
+    QFETCH(QString, made);
+    WidgetPrompts prompts;
+    QTimer user;
+    connect(&user, &QTimer::timeout, this, [&] {
+        auto *const dialog = qobject_cast<QFileDialog *>(QApplication::activeModalWidget());
+        if (!dialog)
+            return;
+        user.stop();
+        for (int i = 0; i < filter; ++i)
+            QTest::keyClick(dialog->findChild<QComboBox *>(QStringLiteral("fileTypeCombo")), Qt::Key_Down);
+        dialog->findChild<QLineEdit *>(QStringLiteral("fileNameEdit"))->setText(path(typed));
+        dialog->findChild<QDialogButtonBox *>()->button(QDialogButtonBox::Save)->click();
+    });
+    user.start(10);
+    QVERIFY(imageexport::saveImage(nullptr, prompts, m_folder->path(), [] {
+        QImage image(8, 8, QImage::Format_RGB32);
+        image.fill(Qt::red);
+        return image;
+    }));
+    QTEST(QImageReader::imageFormat(path(made)), "format");
 }
 
 QTEST_MAIN(TestExportDialog)
