@@ -8,11 +8,21 @@ namespace {
 
 constexpr qint64 timeLineRefreshMs = 60'000;
 
-bool holdsEvent(const norvexData &store, quint64 time, int typeCode)
+/// A waveform that cannot be read is taken for the same.
+bool isSame(const QVector<SamplePoint> &stored, const EventWebservice &event)
 {
+    return stored.isEmpty() || std::equal(stored.begin(), stored.end(), event.voltage.begin(), event.voltage.end(),
+                                          [](const SamplePoint &a, float b) { return float(a.voltage) == b; });
+}
+
+/// On another line than the present one an event can have this time and type by chance.
+bool holdsEvent(const norvexData &store, const EventWebservice &event, quint64 time, int typeCode)
+{
+    const bool anyWaveform = qint64(time) - event.rawTimeUs == store.timeLine().baseUs;
     const QVector<EventRecord> events = store.storedEvents(time, time + 1);
-    return std::any_of(events.begin(), events.end(),
-                       [typeCode](const EventRecord &event) { return event.typeCode == typeCode; });
+    return std::any_of(events.begin(), events.end(), [&](const EventRecord &stored) {
+        return stored.typeCode == typeCode && (anyWaveform || isSame(store.waveform(keyOf(stored)), event));
+    });
 }
 
 } // namespace
@@ -54,7 +64,9 @@ int arcSensor::Private::placePage(QVector<SamplePoint> &points, bool startsFrame
 TimeLineKeeper::EventPlace arcSensor::Private::placeEvent(qint64 rawUs, int typeCode)
 {
     TimeLineKeeper::Outside facts = outside();
-    facts.isEventStored = [this, typeCode](qint64 time) { return holdsEvent(*m_store, quint64(time), typeCode); };
+    facts.isEventStored = [this, typeCode](qint64 time) {
+        return holdsEvent(*m_store, m_event, quint64(time), typeCode);
+    };
     const TimeLineKeeper::EventPlace place = m_timeLines.placeEvent(rawUs, facts);
     keepTimeLine();
     return place;

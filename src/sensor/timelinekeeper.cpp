@@ -8,7 +8,8 @@
 
 namespace {
 
-constexpr int mostEarlierLines = 4;
+constexpr int mostEarlierLines = 8;
+constexpr int mostEventBases = 64;
 constexpr qint64 wholeUs = 1000; // times of samples are whole milliseconds
 constexpr qint64 mostGapUs = 60'000'000;
 constexpr qint64 disorderUs = 1'000'000; // a fall of times that needs no restart
@@ -227,6 +228,7 @@ TimeLineKeeper::Choice TimeLineKeeper::choose(const QVector<SamplePoint> &stretc
     const qint64 newestRaw = sum(qint64(range.second->time), -baseUs);
     const QVector<SensorTimeLine> lines = knownLines(outside);
     bool contradicted = false;
+    bool contradictsNext = false;
     for (int i = 0; i < lines.size(); ++i) {
         const SensorTimeLine &line = lines[i];
         const Recognition found = outside.recognise(moved(stretch, line.baseUs - baseUs));
@@ -237,6 +239,7 @@ TimeLineKeeper::Choice TimeLineKeeper::choose(const QVector<SamplePoint> &stretc
             return Choice::Made;
         }
         contradicted = contradicted || (i == 0 && found.isOther());
+        contradictsNext = contradictsNext || (m_next && m_next->baseUs == line.baseUs && found.isOther());
     }
     if (!m_line.known) {
         chooseFirst(oldestRaw, newestRaw, contradicted, outside);
@@ -245,7 +248,7 @@ TimeLineKeeper::Choice TimeLineKeeper::choose(const QVector<SamplePoint> &stretc
     if (!m_next && (contradicted || start.fellFar) && !std::exchange(m_statusAsked, true))
         return Choice::AskStatus; // a lower uptime ends this connection
     if (contradicted || start.fellFar || (start.fell && m_next)) {
-        changeTo(m_next ? *m_next : freshLine(newestRaw, true, outside));
+        changeTo(m_next && !contradictsNext ? *m_next : freshLine(newestRaw, true, outside));
         m_next.reset();
     } else if (start.ofFrame && !start.fell) {
         m_earlierMayCome = false; // the sensor has forgotten theirs
@@ -312,6 +315,12 @@ TimeLineKeeper::EventPlace TimeLineKeeper::eventTaken(EventPlace::Outcome outcom
 {
     m_lastEventRawUs = baseUs == m_line.baseUs ? std::make_optional(rawUs) : std::nullopt;
     m_statusAsked = false;
+    if (m_eventBases.isEmpty() || m_eventBases.constLast() != baseUs) {
+        m_eventBases.removeOne(baseUs);
+        m_eventBases.append(baseUs);
+    }
+    if (m_eventBases.size() > mostEventBases)
+        m_eventBases.removeFirst();
     return {outcome, baseUs};
 }
 
@@ -321,14 +330,16 @@ TimeLineKeeper::EventPlace TimeLineKeeper::placeEvent(qint64 rawUs, const Outsid
     const bool isEarlier = timebase::isBeforeStart(outside.candidate, rawUs, outside.nowUtcMs);
     const bool fell = hasFallen(rawUs);
     const QVector<SensorTimeLine> lines = knownLines(outside);
-    // The store refuses what it holds.
-    const bool isPlain = m_line.known && !m_next && !isEarlier && !m_earlierMayCome && !fell;
     for (const SensorTimeLine &line : lines) {
-        if (isPlain || !outside.isEventStored(sum(rawUs, line.baseUs)))
+        if (!outside.isEventStored(sum(rawUs, line.baseUs)))
             continue;
         if (!m_line.known)
             recognised(line, rawUs, outside);
         return eventTaken(EventPlace::Stored, rawUs, line.baseUs);
+    }
+    for (const qint64 base : qAsConst(m_eventBases)) {
+        if (outside.isEventStored(sum(rawUs, base)))
+            return eventTaken(EventPlace::Stored, rawUs, base);
     }
     if (fell && !isEarlier && !std::exchange(m_statusAsked, true))
         return {EventPlace::AskStatus, 0}; // a lower uptime ends this connection

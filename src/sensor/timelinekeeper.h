@@ -95,6 +95,7 @@ private:
     SensorTimeLine m_line;
     std::optional<SensorTimeLine> m_next;   // after the times fall
     QVector<SensorTimeLine> m_earlier;      // newest last
+    QVector<qint64> m_eventBases;           // of all lines with events, latest last; they may stay in the sensor
     bool m_earlierMayCome = false;          // with the next frame
     std::optional<qint64> m_lastRawUs;      // stored in this connection
     std::optional<qint64> m_lastEventRawUs; // taken in this connection, on the present line
