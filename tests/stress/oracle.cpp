@@ -211,6 +211,7 @@ void LedgerWatch::update()
         const QByteArray line = m_rest.mid(from, end - from);
         from = end + 1;
         m_generated += line.startsWith("S ") ? 1 : 0;
+        m_handings += line.startsWith('H') ? 1 : 0;
         if (line.startsWith("HS ")) {
             ++m_pages;
             const QList<QByteArray> fields = line.split(' ');

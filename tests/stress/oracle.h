@@ -62,6 +62,8 @@ public:
     qint64 handedOut() const { return m_handedOut; }
     /// Times that samples were handed out, the same ones or others.
     qint64 pages() const { return m_pages; }
+    /// Times that samples or an event were handed out.
+    qint64 handings() const { return m_handings; }
 
 private:
     QFile m_file;
@@ -71,4 +73,5 @@ private:
     qint64 m_clearedEvents = 0;
     qint64 m_handedOut = 0;
     qint64 m_pages = 0;
+    qint64 m_handings = 0;
 };

@@ -144,12 +144,17 @@ bool Scene::endRecorder()
 
 bool Scene::waitForCleared(qint64 samples, int ms)
 {
-    return waitFor(ms,
-                   [&] {
-                       m_watch.update();
-                       return m_watch.clearedSamples() >= samples || m_recorder->state() == QProcess::NotRunning;
-                   }) &&
-           m_watch.clearedSamples() >= samples;
+    const auto isThere = [&] {
+        m_watch.update();
+        return m_watch.clearedSamples() >= samples || m_recorder->state() == QProcess::NotRunning;
+    };
+    constexpr int most = 10;
+    qint64 before = -1;
+    for (int i = 0; i < most && before < m_watch.handings() && !isThere(); ++i) {
+        before = m_watch.handings();
+        waitFor(ms, isThere);
+    }
+    return m_watch.clearedSamples() >= samples;
 }
 
 QString Scene::said() const

@@ -57,7 +57,8 @@ public:
     /// True when it ended because something killed it.
     bool waitForDeath(int ms);
 
-    /// Waits until the sensor was told to drop at least so much, or the recorder has ended.
+    /// Waits until the sensor was told to drop at least so much, or the recorder has ended. As long as the sensor is
+    /// asked for data the wait begins again, up to ten times: on a busy computer a recorder is slow.
     bool waitForCleared(qint64 samples, int ms);
 
     Verdict judge() const { return ::judge(session(), ledger()); }
