@@ -3,6 +3,11 @@
 #include <QBoxLayout>
 #include <QEvent>
 #include <QScrollBar>
+#include <QSplitter>
+#include <QStackedLayout>
+
+#include <algorithm>
+#include <numeric>
 
 namespace {
 
@@ -15,6 +20,12 @@ int leastHeight(const QWidget &widget, int width);
 /// added up here.
 int leastHeight(const QLayout &layout, int width)
 {
+    if (const auto *stack = qobject_cast<const QStackedLayout *>(&layout)) {
+        int height = 0;
+        for (int i = 0; i < stack->count(); ++i)
+            height = std::max(height, leastHeight(*stack->widget(i), width));
+        return height;
+    }
     const auto *box = qobject_cast<const QBoxLayout *>(&layout);
     if (!box || (box->direction() != QBoxLayout::TopToBottom && box->direction() != QBoxLayout::BottomToTop))
         return layout.hasHeightForWidth() ? layout.minimumHeightForWidth(width) : layout.minimumSize().height();
@@ -36,12 +47,33 @@ int leastHeight(const QLayout &layout, int width)
     return height;
 }
 
+/// The parts of a splitter, each at its own share of the width: a text may wrap there that would not wrap else.
+int leastHeight(const QSplitter &splitter, int width)
+{
+    const QList<int> sizes = splitter.sizes();
+    const int total = std::accumulate(sizes.begin(), sizes.end(), 0);
+    const bool isRow = splitter.orientation() == Qt::Horizontal;
+    int height = 0;
+    for (int i = 0; i < splitter.count(); ++i) {
+        if (splitter.widget(i)->isHidden())
+            continue;
+        if (isRow)
+            height =
+                std::max(height, leastHeight(*splitter.widget(i), total > 0 ? width * sizes.at(i) / total : width));
+        else
+            height += leastHeight(*splitter.widget(i), width) + (i > 0 ? splitter.handleWidth() : 0);
+    }
+    return height;
+}
+
 int leastHeight(const QWidget &widget, int width)
 {
     if (widget.minimumHeight() > 0)
         return widget.minimumHeight(); // what was set counts more than what would be needed, in layouts as well
     int height = widget.minimumSizeHint().height();
-    if (widget.layout())
+    if (const auto *splitter = qobject_cast<const QSplitter *>(&widget))
+        height = std::max(height, leastHeight(*splitter, width));
+    else if (widget.layout())
         height = leastHeight(*widget.layout(), width);
     else if (widget.hasHeightForWidth())
         height = widget.heightForWidth(width);
@@ -76,7 +108,7 @@ void ScrollFrame::resizeEvent(QResizeEvent *event)
 
 bool ScrollFrame::eventFilter(QObject *watched, QEvent *event)
 {
-    if (watched == widget() && event->type() == QEvent::LayoutRequest) {
+    if (watched == widget() && (event->type() == QEvent::LayoutRequest || event->type() == QEvent::Show)) {
         updateGeometry();
         fit();
     }
@@ -92,6 +124,14 @@ QSize ScrollFrame::leastOf(int width) const
 }
 
 void ScrollFrame::fit()
+{
+    const QSize before = widget()->size();
+    fitOnce();
+    if (widget()->size() != before)
+        fitOnce(); // its splitters have other shares now
+}
+
+void ScrollFrame::fitOnce()
 {
     QSize room = maximumViewportSize();
     QSize least = leastOf(room.width());

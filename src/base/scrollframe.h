@@ -22,4 +22,5 @@ protected:
 private:
     QSize leastOf(int width) const;
     void fit();
+    void fitOnce();
 };

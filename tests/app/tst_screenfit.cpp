@@ -8,6 +8,8 @@
 #include <QPushButton>
 #include <QScreen>
 #include <QScrollBar>
+#include <QSplitter>
+#include <QStackedLayout>
 #include <QTextEdit>
 #include <QVBoxLayout>
 #include <QtTest>
@@ -111,6 +113,42 @@ private slots:
         QTEST(frame.verticalScrollBar()->isVisible(), "beside");
         QTEST(frame.horizontalScrollBar()->isVisible(), "below");
         QVERIFY(text->height() >= 100);
+    }
+
+    /// In a column of a splitter a title takes more lines than at the full width.
+    void aTitleThatWrapsIsNotCovered()
+    {
+        auto *content = new QWidget;
+        auto *layout = new QVBoxLayout(content);
+        auto *splitter = new QSplitter;
+        layout->addWidget(splitter);
+        splitter->addWidget(new QTextEdit);
+        auto *column = new QWidget;
+        auto *stack = new QStackedLayout(column);
+        auto *page = new QWidget;
+        stack->addWidget(page);
+        auto *details = new QVBoxLayout(page);
+        auto *title = new QLabel;
+        title->setWordWrap(true);
+        title->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+        title->setText(QStringLiteral("A run of a sensor with a long name in a chamber with a long name"));
+        details->addWidget(title);
+        auto *plot = new QWidget;
+        plot->setMinimumHeight(200);
+        details->addWidget(plot, 1);
+        auto *table = new QWidget;
+        table->setFixedHeight(40);
+        details->addWidget(table);
+        splitter->addWidget(column);
+        splitter->setSizes({200, 200});
+        ScrollFrame frame(content);
+        frame.resize(500, 100);
+        frame.show();
+        QCoreApplication::processEvents();
+        QVERIFY(title->heightForWidth(title->width()) > 2 * title->fontMetrics().lineSpacing() - 2);
+        QVERIFY(title->height() >= title->heightForWidth(title->width()));
+        QVERIFY(plot->height() >= 200 && plot->geometry().bottom() < table->geometry().top());
+        QVERIFY(page->rect().contains(table->geometry()));
     }
 };
 
