@@ -44,6 +44,7 @@ ImportDialog::ImportDialog(const QVector<Folder> &folders, const QStringList &kn
         int column = 1;
         for (QLineEdit *edit : {row.sensor, row.chamber}) {
             edit->setMaxLength(longestName);
+            edit->setCursorPosition(0); // the beginning of a long name is seen
             edit->setMinimumWidth(fontMetrics().averageCharWidth() * 22);
             grid->addWidget(edit, line, column++);
             connect(edit, &QLineEdit::textChanged, this, &ImportDialog::check);

@@ -81,6 +81,7 @@ SensorDialog::SensorDialog(Prompts &prompts, const Surroundings &surroundings, c
     {
         const QSignalBlocker blocker(ui->chamber); // what is shown first is no choice of the user's
         ui->chamber->setText(isNew ? surroundings.setting(chamberKey, defaultChamber) : known.chamber);
+        ui->chamber->setCursorPosition(0); // the beginning of a long name is seen
     }
     ui->sensorAddress->setText(isNew ? surroundings.setting(addressKey, defaultAddress) : known.address);
     if (!isNew) {

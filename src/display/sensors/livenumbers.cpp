@@ -107,7 +107,7 @@ void LiveNumbers::fitDigits()
     for (const double size : {1.8, 1.2}) {
         digits.setPointSizeF(font().pointSizeF() * size);
         const int number = QFontMetrics(digits).horizontalAdvance(QStringLiteral("00000.000 V"));
-        const int box = 2 * number + fontMetrics().averageCharWidth() * 4;
+        const int box = 2 * number + fontMetrics().averageCharWidth() * 5;
         if (size > 1.5 && box * m_rows.size() > viewport()->width())
             continue;
         for (const auto &row : qAsConst(m_rows)) {
