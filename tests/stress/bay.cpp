@@ -49,7 +49,9 @@ bool Bay::startSensors()
 void Bay::setPlan(int number, const QString &plan)
 {
     m_sensors.write(QStringLiteral("%1 %2\n").arg(number).arg(plan).toUtf8());
-    m_sensors.waitForBytesWritten(patienceMs);
+    while (!m_sensors.canReadLine() && m_sensors.waitForReadyRead(patienceMs)) {
+    }
+    m_sensors.readLine();
 }
 
 bool Bay::startRecorder()

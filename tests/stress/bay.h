@@ -26,7 +26,7 @@ public:
 
     bool startSensors();
     bool startRecorder();
-    /// From now on sensor `number` follows this fault plan.
+    /// From now on sensor `number` follows this fault plan: it does when this returns.
     void setPlan(int number, const QString &plan);
     /// Whether anybody listens at the address of a sensor.
     bool isListening(int number) const;

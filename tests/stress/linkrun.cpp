@@ -24,37 +24,37 @@ constexpr qint64 allowedGrowth = 32 << 20;
 struct LinkCase
 {
     QString plan;
-    bool exact = true; // the fault leaves values as they are
-    Compared compared = Compared::All;
+    Compared compared;
+    bool changesSamples = false; // their times too, and nothing tells it
+    bool changesEvents = false;
 };
 
-/// What the page carries is changed and nothing tells it.
-bool changesValues(const QString &fault)
-{
-    static const QStringList faults{QStringLiteral("garble"),     QStringLiteral("nan"),
-                                    QStringLiteral("inf"),        QStringLiteral("overflow"),
-                                    QStringLiteral("times-back"), QStringLiteral("times-equal")};
-    return faults.contains(fault);
-}
-
-/// Values that were changed cannot be compared, but their times when those are as they were. After a wrong uptime the
-/// times may stand on another base. A binary event shows nothing of a change that leaves it long enough, and one of no
-/// known type is dropped.
+/// Values that were changed cannot be compared, but their times when those are as they were. What was handed out with
+/// other times may be there as something else or not at all, and whatever comes after it may stand on another base; but
+/// all that came before and after it has to be there, and no more than the fault can have made up. After a wrong uptime
+/// the times may stand on another base, too.
 LinkCase caseOf(const QString &page, const QString &when, const QString &fault)
 {
     const bool ofAll = page == QLatin1String("all");
     const bool ofEvents = ofAll || page == QLatin1String("events");
+    const bool ofSamples = ofAll || page == QLatin1String("data");
+    const bool isGarbled = fault == QLatin1String("garble");
+    static const QStringList numbers{QStringLiteral("nan"), QStringLiteral("inf"), QStringLiteral("overflow")};
     LinkCase one;
     one.plan = page + QLatin1Char('@') + when + QLatin1Char('=') + fault;
-    const bool ofSamples = page == QLatin1String("data");
-    const bool keepsTimes = ofSamples && !fault.startsWith(QLatin1String("times")) && fault != QLatin1String("garble");
-    one.exact = !changesValues(fault) || !(ofEvents || ofSamples) || keepsTimes;
-    if (ofEvents && (fault == QLatin1String("deep-json") || fault == QLatin1String("duplicate-keys")))
-        one.compared = Compared::SamplesWithoutTimes;
-    else if (changesValues(fault) && ofSamples)
-        one.compared = Compared::SampleTimes;
-    else if (changesValues(fault) && page == QLatin1String("status"))
-        one.compared = Compared::WithoutTimes;
+    one.compared.sampleValues = !(ofSamples && numbers.contains(fault));
+    one.compared.eventValues = !(ofEvents && numbers.contains(fault));
+    one.changesSamples = ofSamples && (isGarbled || fault.startsWith(QLatin1String("times")));
+    one.changesEvents = ofEvents && isGarbled;
+    one.compared.times = !one.changesSamples && !one.changesEvents && !(isGarbled && page == QLatin1String("status"));
+    return one;
+}
+
+LinkCase restartCase(const QString &plan)
+{
+    LinkCase one;
+    one.plan = plan;
+    one.compared.placed = true;
     return one;
 }
 
@@ -82,12 +82,12 @@ QVector<LinkCase> allCases()
           "clear@*=reset;reboot@0.6s=kept", "clear@*=500;reboot@0.5s=kept;reboot@1.1s=kept",
           "clear@50%=hang;reboot@0.4s=kept;reboot@1s", "data@50%=delay:150;clear@*=close;reboot@0.7s=kept",
           "data@30%=cut;clear@70%=reset;reboot@0.6s;reboot@1.2s=kept"})
-        cases.append({QLatin1String(plan), true, Compared::Placed});
+        cases.append(restartCase(QLatin1String(plan)));
     return cases;
 }
 
 /// Of the power of the whole bay, the good sensors too.
-const LinkCase together{QStringLiteral("off@0.1s=1s"), true, Compared::Placed};
+const LinkCase together = restartCase(QStringLiteral("off@0.1s=1s"));
 
 class LinkRun
 {
@@ -96,8 +96,8 @@ public:
     int run();
 
 private:
-    bool batch(int number, const QVector<LinkCase> &cases, bool ofAll);
-    QString faults(Bay &bay, const QVector<LinkCase> &cases, bool ofAll);
+    bool batch(int number, QVector<LinkCase> cases, bool ofAll);
+    QString faults(Bay &bay, QVector<LinkCase> &cases, bool ofAll);
     QString watchHealthy(Bay &bay, int ms);
     QString waitForReturn(Bay &bay, const QVector<LinkCase> &cases);
     double countedMs(Bay &bay, qint64 ms);
@@ -148,7 +148,7 @@ int LinkRun::run()
     return m_score.failures() > 0 || m_cases == 0 ? 1 : 0;
 }
 
-bool LinkRun::batch(int number, const QVector<LinkCase> &cases, bool ofAll)
+bool LinkRun::batch(int number, QVector<LinkCase> cases, bool ofAll)
 {
     Bay::Setup setup;
     setup.sensors = healthy + cases.size();
@@ -169,14 +169,10 @@ bool LinkRun::batch(int number, const QVector<LinkCase> &cases, bool ofAll)
     if (problem.isEmpty() && !bay.endRecorder())
         problem = QStringLiteral("the last save fails");
     if (problem.isEmpty()) {
-        QVector<QPair<int, Compared>> exact;
-        for (int i = 0; i < bay.size(); ++i) {
-            if (i < healthy)
-                exact.append({i, ofAll ? together.compared : Compared::All});
-            else if (cases.at(i - healthy).exact)
-                exact.append({i, cases.at(i - healthy).compared});
-        }
-        problem = bay.judge(exact);
+        QVector<QPair<int, Compared>> all;
+        for (int i = 0; i < bay.size(); ++i)
+            all.append({i, i >= healthy ? cases.at(i - healthy).compared : ofAll ? together.compared : Compared()});
+        problem = bay.judge(all);
         const int sensor = problem.section(QLatin1Char(' '), 1, 1).section(QLatin1Char(':'), 0, 0).toInt();
         if (!problem.isEmpty() && sensor >= healthy)
             problem += QStringLiteral(" with %1").arg(cases.at(sensor - healthy).plan);
@@ -185,8 +181,13 @@ bool LinkRun::batch(int number, const QVector<LinkCase> &cases, bool ofAll)
     return problem.isEmpty() || m_score.failed(number, problem);
 }
 
-QString LinkRun::faults(Bay &bay, const QVector<LinkCase> &cases, bool ofAll)
+QString LinkRun::faults(Bay &bay, QVector<LinkCase> &cases, bool ofAll)
 {
+    bay.updateWatches();
+    for (int i = 0; i < cases.size(); ++i) {
+        cases[i].compared.doubtfulSamples.first = int(bay.watch(healthy + i).clearedSamples());
+        cases[i].compared.doubtfulEvents.first = int(bay.watch(healthy + i).clearedEvents());
+    }
     const qint64 memory = bay.usage().bytes;
     bay.forgetPeak();
     for (int i = 0; ofAll && i < healthy; ++i)
@@ -202,6 +203,13 @@ QString LinkRun::faults(Bay &bay, const QVector<LinkCase> &cases, bool ofAll)
         return QStringLiteral("memory was %1 KiB more for a moment").arg(peak / 1024);
     for (int i = 0; i < cases.size(); ++i)
         bay.setPlan(healthy + i, QString());
+    bay.updateWatches();
+    for (int i = 0; i < cases.size(); ++i) {
+        Compared &compared = cases[i].compared;
+        const LedgerWatch &watch = bay.watch(healthy + i);
+        compared.doubtfulSamples.end = cases[i].changesSamples ? int(watch.handedOut()) : 0;
+        compared.doubtfulEvents.end = cases[i].changesEvents ? int(watch.handedOutEvents()) : 0;
+    }
     const QString late = waitForReturn(bay, cases);
     if (!late.isEmpty())
         return late;
@@ -259,6 +267,10 @@ QString LinkRun::waitForReturn(Bay &bay, const QVector<LinkCase> &cases)
     QVector<qint64> wanted;
     for (int i = healthy; i < bay.size(); ++i)
         wanted.append(bay.watch(i).clearedSamples() + 1);
+    for (int i = 0; i < cases.size(); ++i) {
+        const Compared::Range &doubtful = cases.at(i).compared.doubtfulSamples;
+        wanted[i] = std::max<qint64>(wanted[i], doubtful.end + 1); // beyond doubt
+    }
     QElapsedTimer timer;
     timer.start();
     int missing = 0;

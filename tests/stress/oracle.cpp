@@ -27,16 +27,24 @@ bool hasRestarted(const LedgerSnapshot &ledger)
     return !ledger.samples.isEmpty() && ledger.samples.constFirst().boot != ledger.samples.constLast().boot;
 }
 
-void addLedger(Fates &fates, const QVector<LedgerEntry> &entries, qint64 usPerUnit, bool timed,
-               const QVector<qint64> &restartsMs)
+/// Adds samples or events of a ledger and returns how many of them are in doubt.
+int addLedger(Fates &fates, const QVector<LedgerEntry> &entries, qint64 usPerUnit, const Compared &compared,
+              const QVector<qint64> &restartsMs)
 {
-    for (const LedgerEntry &entry : entries) {
-        Fate &fate = fates[{timed ? entry.time * usPerUnit : 0, entry.typeCode, entry.checksum}];
+    const bool ofEvents = usPerUnit == 1;
+    const bool valued = ofEvents ? compared.eventValues : compared.sampleValues;
+    const Compared::Range &doubtful = ofEvents ? compared.doubtfulEvents : compared.doubtfulSamples;
+    int doubts = 0;
+    for (int i = 0; i < entries.size(); ++i) {
+        const LedgerEntry &entry = entries.at(i);
+        Fate &fate = fates[{compared.times ? entry.time * usPerUnit : 0, entry.typeCode, valued ? entry.checksum : 0}];
         ++fate.generated;
-        fate.cleared += entry.cleared ? 1 : 0;
+        fate.cleared += entry.cleared && !doubtful.contains(i) ? 1 : 0;
+        doubts += doubtful.contains(i) ? 1 : 0;
         if (entry.boot > 0 && int(entry.boot) <= restartsMs.size())
             fate.measuredUs = restartsMs.at(int(entry.boot) - 1) * 1000 + entry.time * usPerUnit;
     }
+    return doubts;
 }
 
 quint32 checksumOf(const QVector<SamplePoint> &waveform)
@@ -52,10 +60,10 @@ quint32 checksumOf(const QVector<SamplePoint> &waveform)
     return waveformChecksum(voltage, real, imaginary);
 }
 
-bool addStored(Fates &fates, const norvexData &store, bool timed, bool withEvents, int &samplesStored)
+bool addStored(Fates &fates, const norvexData &store, const Compared &compared, int &samplesStored)
 {
     const qint64 base = store.timeLine().baseUs;
-    const auto rawTime = [&](quint64 time) { return timed ? qint64(time) - base : 0; };
+    const auto rawTime = [&](quint64 time) { return compared.times ? qint64(time) - base : 0; };
     QVector<SamplePoint> samples;
     if (!store.samplesInRange(0, ~quint64(0), samples))
         return false;
@@ -65,25 +73,12 @@ bool addStored(Fates &fates, const norvexData &store, bool timed, bool withEvent
         fate.storedUs = qint64(time);
     };
     for (const SamplePoint &sample : qAsConst(samples))
-        add(sample.time, -1, sampleChecksum(sample));
+        add(sample.time, -1, compared.sampleValues ? sampleChecksum(sample) : 0);
     samplesStored = samples.size();
-    const QVector<EventRecord> events = withEvents ? store.eventsInRange(0, ~quint64(0)) : QVector<EventRecord>();
+    const QVector<EventRecord> events = store.eventsInRange(0, ~quint64(0));
     for (const EventRecord &event : events)
-        add(event.time, event.typeCode, checksumOf(store.waveform(keyOf(event))));
+        add(event.time, event.typeCode, compared.eventValues ? checksumOf(store.waveform(keyOf(event))) : 0);
     return true;
-}
-
-/// The same with the times alone, as far as they are known.
-Fates withoutValues(const Fates &fates)
-{
-    Fates merged;
-    for (const auto &[identity, fate] : fates) {
-        Fate &one = merged[{std::get<0>(identity), std::get<1>(identity), 0}];
-        one.generated += fate.generated;
-        one.cleared += fate.cleared;
-        one.stored += fate.stored;
-    }
-    return merged;
 }
 
 /// Whether the only one of its values was stored at another time than it was measured at.
@@ -94,22 +89,35 @@ bool isMisplaced(const Fate &fate)
            std::abs(fate.storedUs - fate.measuredUs) > allowedUs;
 }
 
-void conclude(Verdict &verdict, const Fates &fates, Compared compared)
+struct Doubts
 {
+    int samples = 0;
     int events = 0;
+};
+
+void conclude(Verdict &verdict, const Fates &fates, bool placed, const Doubts &doubts)
+{
+    int lostEvents = 0;
+    int doubledSamples = 0;
+    int doubledEvents = 0;
     int misplaced = 0;
     for (const auto &[identity, fate] : fates) {
+        const bool isEvent = std::get<1>(identity) >= 0;
+        const int lost = std::max(fate.cleared - fate.stored, 0);
         verdict.cleared += fate.cleared;
-        verdict.lost += std::max(fate.cleared - fate.stored, 0);
-        verdict.doubled += std::max(fate.stored - fate.generated, 0);
-        misplaced += compared == Compared::Placed && isMisplaced(fate) ? 1 : 0;
-        events += std::get<1>(identity) >= 0 && (fate.cleared > fate.stored || fate.stored > fate.generated) ? 1 : 0;
+        verdict.lost += lost;
+        lostEvents += isEvent ? lost : 0;
+        (isEvent ? doubledEvents : doubledSamples) += std::max(fate.stored - fate.generated, 0);
+        misplaced += placed && isMisplaced(fate) ? 1 : 0;
     }
+    doubledEvents = std::max(doubledEvents - doubts.events, 0);
+    verdict.doubled = std::max(doubledSamples - doubts.samples, 0) + doubledEvents;
     if (verdict.lost > 0 || verdict.doubled > 0)
-        verdict.text = QStringLiteral("%1 lost, %2 doubled or changed (%3 of them events), %4 samples stored")
+        verdict.text = QStringLiteral("%1 lost (%2 events), %3 doubled or changed (%4 events), %5 samples stored")
                            .arg(verdict.lost)
+                           .arg(lostEvents)
                            .arg(verdict.doubled)
-                           .arg(events)
+                           .arg(doubledEvents)
                            .arg(verdict.samples);
     else if (misplaced > 0)
         verdict.text = QStringLiteral("%1 of %2 stored at a wrong time").arg(misplaced).arg(verdict.samples);
@@ -117,29 +125,29 @@ void conclude(Verdict &verdict, const Fates &fates, Compared compared)
 
 } // namespace
 
-Verdict compare(const Session &session, const LedgerSnapshot &ledger, const QString &serial, Compared compared)
+Verdict compare(const Session &session, const LedgerSnapshot &ledger, const QString &serial, const Compared &compared)
 {
     Verdict verdict;
-    const bool byTime = compared == Compared::SampleTimes;
-    bool timed = (compared == Compared::All || byTime) && !hasRestarted(ledger);
-    const QVector<SensorEntry> sensors = session.sensors();
-    for (const SensorEntry &sensor : sensors) // what a crash left may be all but that
-        timed =
-            timed && (sensor.data->timeLine().known || (!serial.isEmpty() && sensor.data->sensorSerial() != serial));
-    const bool withEvents = compared != Compared::SamplesWithoutTimes && !byTime;
+    Compared by = compared;
+    by.times = by.times && !hasRestarted(ledger);
+    QVector<SensorEntry> sensors = session.sensors();
+    const auto isOther = [&](const SensorEntry &sensor) {
+        return !serial.isEmpty() && sensor.data->sensorSerial() != serial;
+    };
+    sensors.erase(std::remove_if(sensors.begin(), sensors.end(), isOther), sensors.end());
+    for (const SensorEntry &sensor : qAsConst(sensors)) // what a crash left may be all but that
+        by.times = by.times && sensor.data->timeLine().known;
     Fates fates;
-    addLedger(fates, ledger.samples, 1000, timed, ledger.restartsMs);
-    if (withEvents)
-        addLedger(fates, ledger.events, 1, timed, ledger.restartsMs);
-    for (const SensorEntry &sensor : sensors) {
-        if (!serial.isEmpty() && sensor.data->sensorSerial() != serial)
-            continue;
-        if (!addStored(fates, *sensor.data, timed, withEvents, verdict.samples)) {
+    Doubts doubts;
+    doubts.samples = addLedger(fates, ledger.samples, 1000, by, ledger.restartsMs);
+    doubts.events = addLedger(fates, ledger.events, 1, by, ledger.restartsMs);
+    for (const SensorEntry &sensor : qAsConst(sensors)) {
+        if (!addStored(fates, *sensor.data, by, verdict.samples)) {
             verdict.text = QStringLiteral("a block cannot be read");
             return verdict;
         }
     }
-    conclude(verdict, byTime ? withoutValues(fates) : fates, compared);
+    conclude(verdict, fates, by.placed, doubts);
     return verdict;
 }
 
@@ -216,6 +224,11 @@ void LedgerWatch::update()
             ++m_pages;
             const QList<QByteArray> fields = line.split(' ');
             m_handedOut = std::max(m_handedOut, fields.value(1).toLongLong() + fields.value(2).toLongLong());
+        }
+        if (line.startsWith("HE ")) {
+            const QList<QByteArray> fields = line.split(' ');
+            m_handedOutEvents =
+                std::max(m_handedOutEvents, fields.value(1).toLongLong() + fields.value(2).toLongLong());
         }
         if (line.startsWith("CS "))
             m_clearedSamples += line.mid(line.lastIndexOf(' ') + 1).toLongLong();

@@ -18,15 +18,31 @@ struct Verdict
     bool ok() const { return text.isEmpty(); }
 };
 
+/// By what samples and events are known again. Times do not do for sensors that restarted or were not understood for a
+/// while, so that not all was placed by the same base; values do not where single ones were changed on the way.
+struct Compared
+{
+    bool times = true;
+    bool sampleValues = true;
+    bool eventValues = true;
+    bool placed = false; // what was measured after a restart lies where it was, as far as one can know over a network
+
+    /// Numbers of what was handed out while a fault changed both unseen: it may be missing, and as much may be there
+    /// that was never measured.
+    struct Range
+    {
+        int first = 0;
+        int end = 0;
+        bool contains(int number) const { return number >= first && number < end; }
+    };
+    Range doubtfulSamples;
+    Range doubtfulEvents;
+};
+
 /// Compares the store of the only sensor, or of the one with `serial`. Only what `ledger` marks as cleared has to be
-/// there. Without times the values alone identify a sample: for sensors that restarted or were not understood for a
-/// while, so that their samples were not all placed by the same base.
-/// Placed: nor are they compared one by one, but what was measured after a restart lies where it was measured, as far
-/// as one who asks over a network can know. SampleTimes: by their times alone, for samples of which single values were
-/// changed on the way; no events.
-enum class Compared { All, Placed, WithoutTimes, SamplesWithoutTimes, SampleTimes };
+/// there.
 Verdict compare(const Session &session, const LedgerSnapshot &ledger, const QString &serial = {},
-                Compared compared = Compared::All);
+                const Compared &compared = {});
 
 /// Reads the ledger and the session folder, and compares.
 Verdict judge(const QString &sessionFolder, const QString &ledgerPath, const QString &serial = {});
@@ -60,6 +76,7 @@ public:
     qint64 clearedEvents() const { return m_clearedEvents; }
     /// Samples that were handed out at least once.
     qint64 handedOut() const { return m_handedOut; }
+    qint64 handedOutEvents() const { return m_handedOutEvents; }
     /// Times that samples were handed out, the same ones or others.
     qint64 pages() const { return m_pages; }
     /// Times that samples or an event were handed out.
@@ -72,6 +89,7 @@ private:
     qint64 m_clearedSamples = 0;
     qint64 m_clearedEvents = 0;
     qint64 m_handedOut = 0;
+    qint64 m_handedOutEvents = 0;
     qint64 m_pages = 0;
     qint64 m_handings = 0;
 };

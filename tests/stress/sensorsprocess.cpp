@@ -27,7 +27,8 @@ bool startOne(std::vector<std::unique_ptr<SensorSimulator>> &sensors, const Simu
 } // namespace
 
 /// sensors FOLDER COUNT RATE ARCS SPEED SEED: simulated sensors, each with a ledger in the folder; prints their ports.
-/// A line "NUMBER PLAN" on standard input gives a sensor another fault plan; the end of the input ends all.
+/// A line "NUMBER PLAN" on standard input gives a sensor another fault plan, which a line says; the end of the input
+/// ends all.
 int runSensors(const QStringList &arguments)
 {
     const FastClock clock(arguments.value(4).toDouble());
@@ -72,6 +73,8 @@ int runSensors(const QStringList &arguments)
         QString error;
         if (!sensors[std::size_t(number)]->setFaultPlan(text.section(QLatin1Char(' '), 1), &error))
             std::fprintf(stderr, "sensors: %s: %s\n", line.c_str(), qPrintable(error));
+        std::printf("done\n");
+        std::fflush(stdout);
     }
     return 0;
 }

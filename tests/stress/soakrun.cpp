@@ -75,10 +75,12 @@ int SoakRun::run()
     if (!problem.isEmpty())
         m_score.failed(0, problem);
     problem = m_bay.endRecorder() ? QString() : QStringLiteral("the last save fails");
+    Compared withoutTimes;
+    withoutTimes.times = false;
     QVector<QPair<int, Compared>> all;
     qint64 samples = 0;
     for (int i = 0; i < sensors; ++i) {
-        all.append({i, Compared::WithoutTimes});
+        all.append({i, withoutTimes});
         samples += m_bay.watch(i).clearedSamples();
     }
     if (problem.isEmpty())
