@@ -17,6 +17,7 @@ bool EventList::addStored(const EventSummary &summary)
 int EventList::addStored(const std::vector<EventSummary> &summaries)
 {
     int refused = 0;
+    m_positions.reserve(size() + static_cast<int>(summaries.size()));
     for (const EventSummary &summary : summaries)
         refused += append({summary, nullptr}) ? 0 : 1;
     for (QVector<ByTime> *order : {&m_events, &m_runs}) {

@@ -40,9 +40,13 @@ struct EventKey
 };
 
 inline EventKey keyOf(const EventRecord &event) { return {event.time, event.typeCode}; }
+/// Mixed with the seed from the start, so that no file can hold many keys of the same hash.
 inline uint qHash(const EventKey &key, uint seed = 0)
 {
-    return ::qHash(key.time, seed) ^ uint(key.typeCode) * 0x9E3779B9U;
+    quint64 bits = key.time * 0x9E3779B97F4A7C15U + (quint64(seed) << 32 | quint32(key.typeCode));
+    bits = (bits ^ bits >> 30) * 0xBF58476D1CE4E5B9U;
+    bits = (bits ^ bits >> 27) * 0x94D049BB133111EBU;
+    return uint(bits ^ bits >> 31);
 }
 
 /// What the run detector reports: one RF-ON period and the recipe that was followed.

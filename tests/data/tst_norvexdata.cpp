@@ -71,6 +71,7 @@ private slots:
     void rollsOver();
     void duplicates_data();
     void duplicates();
+    void craftedTimesShareNoHash();
     void blocksComeWithSamples();
     void newTimeLine();
     void rangesComeInTimeOrder();
@@ -109,6 +110,15 @@ void TestNorvexData::rollsOver()
     QCOMPARE(store.lastTime(), start + 24999000);
     QVERIFY(store.addSamples(row(start + 25000000, 20)));
     QCOMPARE(blockSizes(store), QStringLiteral("10000 10000 5020"));
+}
+
+// An index whose times all share one hash would take hours to open.
+void TestNorvexData::craftedTimesShareNoHash()
+{
+    QSet<uint> hashes;
+    for (quint64 i = 0; i < 10000; ++i)
+        hashes << qHash(EventKey{i << 32 | i, int(i % 3)}, 7) << qHash(EventKey{i << 40, 0}, 7);
+    QVERIFY(hashes.size() > 19900);
 }
 
 void TestNorvexData::duplicates_data()
