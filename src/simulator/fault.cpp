@@ -49,7 +49,7 @@ const FaultType types[] = {
     {"overflow", Layer::Body, Takes::Nothing, {0, "1e400"}, "a value is 1e400", nullptr, bodyfaults::numberReplaced},
     {"missing-column", Layer::Body, Takes::Text, {0, "nPulses"}, "KEY has no line (nPulses)", nullptr, bodyfaults::lineRemoved},
     {"unequal-columns", Layer::Body, Takes::Nothing, {}, "one voltage fewer than times", nullptr, bodyfaults::unequalColumns},
-    {"big-count", Layer::Body, Takes::Number, {2147483647, {}}, "N samples and events in the frame, 65535 points in an event", nullptr, bodyfaults::countsReplaced},
+    {"big-count", Layer::Body, Takes::Number, {2147483648, {}}, "N samples and events in the frame, 65535 points in an event", nullptr, bodyfaults::countsReplaced},
     {"negative-count", Layer::Body, Takes::Nothing, {-1, {}}, "-1 samples and events in the frame", nullptr, bodyfaults::countsReplaced},
     {"shrink", Layer::Body, Takes::Nothing, {}, "half of the samples in the frame", nullptr, bodyfaults::shrunk},
     {"deep-json", Layer::Body, Takes::Number, {100000, {}}, "N nested lists instead of the page", nullptr, bodyfaults::deepJson},
@@ -60,7 +60,7 @@ const FaultType types[] = {
     // clang-format on
 };
 
-constexpr qint64 numberLimit = 2147483647;
+constexpr qint64 numberLimit = 4294967295;
 
 Fault refused(QString *error, const QString &reason)
 {

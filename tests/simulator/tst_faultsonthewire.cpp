@@ -267,7 +267,7 @@ private slots:
         row("nan", "events.cgi?index=0&binary=1", QByteArray("\0\0\xC0\x7F\0\0\xC0\x7F", 8), nothing);
         row("missing-column", dataTarget, "\"P_Period\":", "nPulses");
         row("missing-column:start", "frame.cgi?", "number_of_points", "start");
-        row("big-count", "frame.cgi?", "\"number_of_points\":2147483647,\r\n\"number_of_events\":2147483647\r\n",
+        row("big-count", "frame.cgi?", "\"number_of_points\":2147483648,\r\n\"number_of_events\":2147483648\r\n",
             nothing);
         row("negative-count", "frame.cgi?", "\"number_of_points\":-1,\r\n\"number_of_events\":-1\r\n", nothing);
         row("big-count", "events.cgi?index=0&binary=1",

@@ -59,7 +59,7 @@ bool Bay::startRecorder()
     m_recorder.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     m_recorder.start(QCoreApplication::applicationFilePath(),
                      QStringList{QStringLiteral("recorder"), session(), m_folder.filePath(QStringLiteral("locks")),
-                                 QString::number(m_setup.speed)}
+                                 QString::number(m_setup.speed), QString::number(m_setup.uploadMs)}
                          << m_addresses);
     return m_recorder.waitForStarted();
 }

@@ -15,6 +15,7 @@ class Bay
 public:
     struct Setup
     {
+        int uploadMs = 0; // each sensor is given something every so often
         int sensors = 1;
         int rate = 50;    // samples a second of each sensor's own time
         double arcs = 60; // a minute of RF on

@@ -15,8 +15,11 @@ namespace {
 constexpr int healthy = 4;
 constexpr int faulty = 20;
 constexpr int faultMs = 1500;
-constexpr int longestGapMs = 10000; // of a sensor whose link is good
-constexpr int returnMs = 25000;     // as long as the good ones are read; a busy computer has less time for all
+constexpr int quietMs = 1000;
+constexpr int shortGapMs = 1000; // that a sensor whose link is good may wait, if it does not without any fault
+constexpr int longestGapMs = 10000;
+constexpr int returnMs = 25000; // as long as the good ones are read; a busy computer has less time for all
+constexpr int uploadMs = 400;
 constexpr int stepMs = 1000;
 constexpr int rate = 50; // samples a second
 constexpr qint64 allowedGrowth = 32 << 20;
@@ -69,7 +72,8 @@ QVector<LinkCase> allCases()
             faults.append(name);
     }
     QVector<LinkCase> cases;
-    for (const char *page : {"all", "info", "frame", "clear", "status", "data", "events", "config", "recipe"}) {
+    for (const char *page :
+         {"all", "info", "frame", "clear", "status", "data", "events", "config", "recipe", "trigger", "post"}) {
         for (const QString &fault : qAsConst(faults)) {
             for (const char *when : {"*", "30%"})
                 cases.append(caseOf(QLatin1String(page), QLatin1String(when), fault));
@@ -89,6 +93,33 @@ QVector<LinkCase> allCases()
 /// Of the power of the whole bay, the good sensors too.
 const LinkCase together = restartCase(QStringLiteral("off@0.1s=1s"));
 
+/// How long the sensors whose link is good wait between one clear and the next.
+class GoodSensors
+{
+public:
+    explicit GoodSensors(Bay &bay) : m_bay(bay), m_cleared(healthy, -1), m_since(healthy, 0) { m_timer.start(); }
+    void look();
+    qint64 longestGapMs() const { return m_longestGapMs; }
+
+private:
+    Bay &m_bay;
+    QElapsedTimer m_timer;
+    QVector<qint64> m_cleared;
+    QVector<qint64> m_since;
+    qint64 m_longestGapMs = 0;
+};
+
+void GoodSensors::look()
+{
+    for (int i = 0; i < healthy; ++i) {
+        m_bay.watch(i).update();
+        m_longestGapMs = std::max(m_longestGapMs, m_timer.elapsed() - m_since[i]);
+        if (m_bay.watch(i).clearedSamples() != m_cleared[i])
+            m_since[i] = m_timer.elapsed();
+        m_cleared[i] = m_bay.watch(i).clearedSamples();
+    }
+}
+
 class LinkRun
 {
 public:
@@ -98,8 +129,8 @@ public:
 private:
     bool batch(int number, QVector<LinkCase> cases, bool ofAll);
     QString faults(Bay &bay, QVector<LinkCase> &cases, bool ofAll);
-    QString watchHealthy(Bay &bay, int ms);
-    QString waitForReturn(Bay &bay, const QVector<LinkCase> &cases);
+    QString watchGood(Bay &bay, GoodSensors &good, int ms);
+    QString waitForReturn(Bay &bay, GoodSensors &good, const QVector<LinkCase> &cases);
     double countedMs(Bay &bay, qint64 ms);
 
     const Options &m_options;
@@ -107,6 +138,7 @@ private:
     int m_batches = 0;
     int m_cases = 0;
     qint64 m_goodCleared = 0;
+    qint64 m_allowedGapMs = longestGapMs;
     qint64 m_longestGapMs = 0;
     qint64 m_longestReturnMs = 0;
     qint64 m_mostGrowth = 0;
@@ -154,6 +186,7 @@ bool LinkRun::batch(int number, QVector<LinkCase> cases, bool ofAll)
     setup.sensors = healthy + cases.size();
     setup.rate = rate;
     setup.arcs = 240;
+    setup.uploadMs = uploadMs;
     Bay bay(m_options, setup);
     if (!bay.startSensors() || !bay.startRecorder())
         return m_score.failed(number, QStringLiteral("the processes do not start"));
@@ -183,6 +216,13 @@ bool LinkRun::batch(int number, QVector<LinkCase> cases, bool ofAll)
 
 QString LinkRun::faults(Bay &bay, QVector<LinkCase> &cases, bool ofAll)
 {
+    GoodSensors undisturbed(bay); // a busy computer lets them wait, too
+    m_allowedGapMs = longestGapMs;
+    const QString early = watchGood(bay, undisturbed, quietMs);
+    if (!early.isEmpty())
+        return early;
+    if (!ofAll)
+        m_allowedGapMs = std::max<qint64>(shortGapMs, 5 * undisturbed.longestGapMs());
     bay.updateWatches();
     for (int i = 0; i < cases.size(); ++i) {
         cases[i].compared.doubtfulSamples.first = int(bay.watch(healthy + i).clearedSamples());
@@ -194,7 +234,8 @@ QString LinkRun::faults(Bay &bay, QVector<LinkCase> &cases, bool ofAll)
         bay.setPlan(i, together.plan);
     for (int i = 0; i < cases.size(); ++i)
         bay.setPlan(healthy + i, cases.at(i).plan);
-    const QString problem = watchHealthy(bay, faultMs);
+    GoodSensors good(bay);
+    const QString problem = watchGood(bay, good, faultMs);
     if (!problem.isEmpty())
         return problem;
     const qint64 peak = bay.usage().peak - memory;
@@ -210,7 +251,7 @@ QString LinkRun::faults(Bay &bay, QVector<LinkCase> &cases, bool ofAll)
         compared.doubtfulSamples.end = cases[i].changesSamples ? int(watch.handedOut()) : 0;
         compared.doubtfulEvents.end = cases[i].changesEvents ? int(watch.handedOutEvents()) : 0;
     }
-    const QString late = waitForReturn(bay, cases);
+    const QString late = waitForReturn(bay, good, cases);
     if (!late.isEmpty())
         return late;
     // Events stay in memory until a save has written them, which a busy computer may not have done yet.
@@ -224,28 +265,18 @@ QString LinkRun::faults(Bay &bay, QVector<LinkCase> &cases, bool ofAll)
 }
 
 /// Empty when each of the good sensors is told to drop something again and again.
-QString LinkRun::watchHealthy(Bay &bay, int ms)
+QString LinkRun::watchGood(Bay &bay, GoodSensors &good, int ms)
 {
-    QVector<qint64> cleared(healthy, -1);
-    QVector<qint64> since(healthy, 0);
-    QElapsedTimer timer;
-    timer.start();
-    while (timer.elapsed() < ms) {
-        if (!bay.isRecording())
-            return QStringLiteral("the recorder has ended");
-        for (int i = 0; i < healthy; ++i) {
-            bay.watch(i).update();
-            const qint64 gap = timer.elapsed() - since[i];
-            m_longestGapMs = std::max(m_longestGapMs, gap);
-            if (gap > longestGapMs)
-                return QStringLiteral("the good sensor %1 was not read for %2 ms").arg(i).arg(gap);
-            if (bay.watch(i).clearedSamples() != cleared[i])
-                since[i] = timer.elapsed();
-            cleared[i] = bay.watch(i).clearedSamples();
-        }
-        QThread::msleep(10);
-    }
-    return {};
+    waitFor(ms, [&] {
+        good.look();
+        return good.longestGapMs() > m_allowedGapMs || !bay.isRecording();
+    });
+    m_longestGapMs = std::max(m_longestGapMs, good.longestGapMs());
+    if (!bay.isRecording())
+        return QStringLiteral("the recorder has ended");
+    return good.longestGapMs() > m_allowedGapMs
+               ? QStringLiteral("a good sensor was not read for %1 ms").arg(good.longestGapMs())
+               : QString();
 }
 
 /// Of `ms` since the last call, how much counts: what the good sensors got of it.
@@ -261,7 +292,7 @@ double LinkRun::countedMs(Bay &bay, qint64 ms)
 }
 
 /// Empty when each of the bad sensors is told to drop something that it measured after its fault.
-QString LinkRun::waitForReturn(Bay &bay, const QVector<LinkCase> &cases)
+QString LinkRun::waitForReturn(Bay &bay, GoodSensors &good, const QVector<LinkCase> &cases)
 {
     bay.updateWatches();
     QVector<qint64> wanted;
@@ -280,6 +311,7 @@ QString LinkRun::waitForReturn(Bay &bay, const QVector<LinkCase> &cases)
     bool back = false;
     waitFor(10 * returnMs, [&] {
         bay.updateWatches();
+        good.look();
         const qint64 now = timer.elapsed();
         if (now - before >= stepMs) {
             counted += countedMs(bay, now - before);
@@ -287,13 +319,14 @@ QString LinkRun::waitForReturn(Bay &bay, const QVector<LinkCase> &cases)
         }
         for (missing = 0; missing < wanted.size(); ++missing) {
             if (bay.watch(healthy + missing).clearedSamples() < wanted.at(missing))
-                return counted > returnMs || !bay.isRecording();
+                return counted > returnMs || good.longestGapMs() > m_allowedGapMs || !bay.isRecording();
         }
         return back = true;
     });
     m_longestReturnMs = std::max(m_longestReturnMs, timer.elapsed());
-    if (!bay.isRecording())
-        return QStringLiteral("the recorder has ended");
+    const QString disturbed = watchGood(bay, good, 0);
+    if (!disturbed.isEmpty())
+        return disturbed;
     return back ? QString() : QStringLiteral("the recording does not go on after %1").arg(cases.at(missing).plan);
 }
 

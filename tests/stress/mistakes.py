@@ -71,6 +71,8 @@ MISTAKES = [
      "return same > other && telling && same < 0; }", "link --seconds 90 --only kept"),
     ("reply-without-bound", "sensor/replyparser.h", "headBytes = 64 * 1024;", "headBytes = 2'000'000'000;",
      "link --seconds 60 --only endless"),
+    ("one-keeps-others-waiting", "sensor/arcsensor.cpp", "    d->takeTimeOut();\n",
+     "    d->takeTimeOut();\n    QThread::msleep(300);\n", "link --seconds 60 --only hang"),
 ]
 
 

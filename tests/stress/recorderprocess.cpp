@@ -1,15 +1,37 @@
 #include "base/platform.h"
 #include "fastclock.h"
 #include "options.h"
+#include "sensor/arcsensor.h"
 #include "session/recorder.h"
 #include "session/sensoraddress.h"
 
 #include <QCoreApplication>
+#include <QTimer>
 
 #include <cstdio>
 
-/// recorder SESSION LOCKS SPEED ADDRESS...: records with short waits until it is told to end. With a speed above 1 its
-/// clock runs faster, and it asks and saves less often.
+namespace {
+
+/// Every `ms`, from when its configuration is known, a sensor is given that again or asked for a snapshot, in turns.
+void uploadTo(arcSensor *sensor, std::shared_ptr<norvexData> store, int ms)
+{
+    auto *timer = new QTimer(sensor);
+    QObject::connect(timer, &QTimer::timeout, sensor, [sensor, store = std::move(store), odd = false]() mutable {
+        odd = !odd;
+        if (odd)
+            sensor->postConfiguration(store->configuration());
+        else
+            sensor->triggerSnapshot();
+    });
+    timer->setInterval(ms);
+    QObject::connect(sensor, &arcSensor::configUpdated, timer, qOverload<>(&QTimer::start));
+}
+
+} // namespace
+
+/// recorder SESSION LOCKS SPEED UPLOADS ADDRESS...: records with short waits until it is told to end. With a speed
+/// above 1 its clock runs faster, and it asks and saves less often. Every so many milliseconds, or never for 0, it
+/// uploads something to each sensor.
 int runRecorder(const QStringList &arguments)
 {
     platform::returnLargeMemory();
@@ -32,7 +54,13 @@ int runRecorder(const QStringList &arguments)
         return 3;
     }
     Recorder recorder(session.get(), options, clock);
-    for (int i = 3; i < arguments.size(); ++i) {
+    const int uploadMs = arguments.value(3).toInt();
+    if (uploadMs > 0)
+        QObject::connect(&recorder, &Recorder::sensorReady, &recorder,
+                         [&session, uploadMs](arcSensor *sensor, const QString &serial) {
+                             uploadTo(sensor, session->store(serial), uploadMs);
+                         });
+    for (int i = 4; i < arguments.size(); ++i) {
         SensorAddress address;
         QString reason;
         if (!parseSensorAddress(arguments.at(i), address, &reason) ||

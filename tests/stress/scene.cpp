@@ -108,9 +108,9 @@ void Scene::startRecorder(const FileCalls *calls)
                           {QStringLiteral("record"), QStringLiteral("--session"), session(), QStringLiteral("--sensor"),
                            address, QStringLiteral("--retry"), QStringLiteral("0.3")});
     else
-        m_recorder->start(
-            QCoreApplication::applicationFilePath(),
-            {QStringLiteral("recorder"), session(), path(QStringLiteral("locks")), QStringLiteral("1"), address});
+        m_recorder->start(QCoreApplication::applicationFilePath(),
+                          {QStringLiteral("recorder"), session(), path(QStringLiteral("locks")), QStringLiteral("1"),
+                           QStringLiteral("0"), address});
     m_recorder->waitForStarted();
 }
 
