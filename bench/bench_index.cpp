@@ -1,17 +1,29 @@
 #include "base/platform.h"
+#include "base/safefile.h"
 #include "compare.h"
+#include "data/blockfile.h"
+#include "data/eventfile.h"
 #include "data/indexfile.h"
 #include "data/norvexdata.h"
 #include "data/storefiles.h"
+#include "fileopens.h"
 
+#include <QDateTime>
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
+#include <QHash>
 #include <QTemporaryDir>
 #include <QTextStream>
+
+#include <algorithm>
+#include <functional>
+#include <memory>
 
 namespace {
 
 const QByteArray folder = "S1234-Chamber A";
+constexpr quint64 blockLength = 19998000; // us
 
 EventSummary event(int i)
 {
@@ -40,14 +52,23 @@ void appendLines(QByteArray &out, const std::vector<EventSummary> &list)
         indexfile::appendEvent(out, folder, entry);
 }
 
+QString blockName(int i)
+{
+    return QStringLiteral("block_%1.norvexdata").arg(i + 1);
+}
+
+quint64 firstTime(int block)
+{
+    return 1700000000000000ULL + static_cast<quint64>(block) * 20000000;
+}
+
 QByteArray index(int blocks, int count)
 {
     QByteArray out;
     indexfile::appendHeader(out, {QStringLiteral("S1234"), QStringLiteral("Chamber A"), true, {}});
     indexfile::appendBlockStart(out, blocks);
     for (int i = 0; i < blocks; ++i) {
-        const quint64 first = 1700000000000000ULL + static_cast<quint64>(i) * 20000000;
-        indexfile::appendBlock(out, folder, QStringLiteral("block_%1.norvexdata").arg(i + 1), first, first + 19998000);
+        indexfile::appendBlock(out, folder, blockName(i), firstTime(i), firstTime(i) + blockLength);
     }
     indexfile::appendBlockEnd(out);
     indexfile::appendEventStart(out, count);
@@ -132,14 +153,122 @@ void savedRaw(benchmark::State &state)
     }
 }
 
+constexpr int storedBlocks = 10000;
+constexpr int storedEvents = 100000;
+
+/// A sensor folder as a long recording leaves it, with a file for every line of its index. Its index is a minute newer
+/// than they are.
+class SensorFolder
+{
+public:
+    SensorFolder()
+    {
+        QDir(m_session.path()).mkdir(name());
+        QVector<SamplePoint> samples(2);
+        for (int i = 0; i < storedBlocks; ++i) {
+            samples[0].time = firstTime(i);
+            samples[1].time = firstTime(i) + blockLength;
+            write(blockName(i), blockfile::encodeBlock(samples));
+        }
+        for (int i = 0; i < storedEvents; ++i)
+            write(eventfile::fileName(i + 1), {});
+        write(QStringLiteral("index.dat"), index(storedBlocks, storedEvents));
+        QFile file(indexPath());
+        m_good = m_good && file.open(QIODevice::ReadWrite) &&
+                 file.setFileTime(QDateTime::currentDateTime().addSecs(60), QFileDevice::FileModificationTime);
+    }
+    static QString name() { return QString::fromLatin1(folder); }
+    QString session() const { return m_session.path(); }
+    QString indexPath() const { return path(QStringLiteral("index.dat")); }
+    bool isGood() const { return m_good; }
+
+private:
+    QString path(const QString &file) const { return m_session.filePath(name() + QLatin1Char('/') + file); }
+    void write(const QString &fileName, const QByteArray &bytes)
+    {
+        QFile file(path(fileName));
+        m_good = m_good && file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
+    }
+
+    QTemporaryDir m_session;
+    bool m_good = true;
+};
+
+const SensorFolder &sensorFolder()
+{
+    static const SensorFolder made;
+    return made;
+}
+
+std::unique_ptr<norvexData> opened(benchmark::State &state, LoadMode mode)
+{
+    auto store = std::make_unique<norvexData>();
+    store->setFolderName(SensorFolder::name());
+    const bool isWhole = sensorFolder().isGood() &&
+                         store->load(sensorFolder().session(), mode) == LoadOutcome::Loaded &&
+                         store->blockCount() == storedBlocks && store->eventCount() == storedEvents;
+    if (!isWhole)
+        state.SkipWithError("not all was read");
+    return store;
+}
+
+/// As a session opens it: the folder is looked through afterwards, by the reconciliation.
 void openedOurs(benchmark::State &state)
 {
-    const QByteArray bytes = index(10000, 100000);
+    sensorFolder();
     for (auto _ : state) {
-        const IndexContent content = indexfile::read(bytes);
-        if (content.blocks.size() != 10000 || content.events.size() != 100000)
-            state.SkipWithError("not all was read");
+        auto store = opened(state, LoadMode::ReadOnly);
+        state.PauseTiming(); // how it ends is no part of it
+        store.reset();
+        state.ResumeTiming();
     }
+}
+
+void reconciledOurs(benchmark::State &state)
+{
+    for (auto _ : state) {
+        state.PauseTiming();
+        const auto store = opened(state, LoadMode::ReadOnly);
+        state.ResumeTiming();
+        if (store->reconcile().changedSomething())
+            state.SkipWithError("there was something new");
+    }
+}
+
+/// What is newer than the index, asked of every file of the folder.
+void reconciledPlainly(benchmark::State &state)
+{
+    for (auto _ : state) {
+        const QFileInfo written(sensorFolder().indexPath());
+        const QFileInfoList files = written.dir().entryInfoList(QDir::Files | QDir::Hidden);
+        const auto isNewer = [&](const QFileInfo &file) { return file.lastModified() > written.lastModified(); };
+        if (files.size() != storedBlocks + storedEvents + 1 || std::any_of(files.begin(), files.end(), isNewer))
+            state.SkipWithError("the folder is another");
+    }
+}
+
+int blockFilesOpened(const std::function<void()> &work)
+{
+    fileopens::counted = ".norvexdata";
+    fileopens::count = 0;
+    work();
+    fileopens::counted = nullptr;
+    return fileopens::count;
+}
+
+/// Opening and mending a folder, with everything that belongs to the store itself.
+double openedByLoad(benchmark::State &state)
+{
+    return blockFilesOpened([&] { opened(state, LoadMode::Normal); });
+}
+
+double openedByReconciliation(benchmark::State &state)
+{
+    const auto store = opened(state, LoadMode::Normal);
+    const int files = blockFilesOpened([&] { store->reconcile(); });
+    if (files == 0) // those whose clock may have been wrong
+        state.SkipWithError("the counter sees nothing");
+    return files;
 }
 
 SnapshotSummary snapshotAt(const QStringList &fields, int at)
@@ -148,33 +277,105 @@ SnapshotSummary snapshotAt(const QStringList &fields, int at)
             fields.at(at + 3).toDouble(), fields.at(at + 4).toDouble()};
 }
 
-void openedStream(benchmark::State &state)
+/// The index as it is read line by line.
+struct PlainIndex
 {
-    QByteArray bytes = index(10000, 100000);
-    for (auto _ : state) {
-        std::vector<EventSummary> list;
-        QVector<IndexBlock> blocks;
-        QTextStream stream(&bytes, QIODevice::ReadOnly);
+    QVector<IndexBlock> blocks;
+    std::vector<EventSummary> events;
+
+    bool read(const QString &path)
+    {
+        QFile file(path);
+        if (!file.open(QIODevice::ReadOnly | QIODevice::Text))
+            return false;
+        QTextStream stream(&file);
         stream.setCodec("UTF-8");
         QString line;
         while (stream.readLineInto(&line)) {
             const QStringList fields = line.split(QLatin1Char(';'));
-            if (fields.first() == QLatin1String("block")) {
+            if (fields.first() == QLatin1String("block"))
                 blocks.append(
                     {fields.at(1), fields.at(2), fields.at(3).toULongLong(), fields.at(4).toULongLong(), true});
-            } else if (fields.first() == QLatin1String("Event")) {
-                EventSummary entry;
-                entry.setFileName(fields.at(2));
-                entry.time = fields.at(3).toULongLong();
-                entry.typeCode = eventtype::code(fields.at(4));
-                entry.snapshot2 = snapshotAt(fields, 7);
-                entry.snapshot1 = snapshotAt(fields, 12);
-                entry.snapshot3 = snapshotAt(fields, 17);
-                list.push_back(entry);
-            }
+            else if (fields.first() == QLatin1String("Event"))
+                events.push_back(eventOf(fields));
         }
-        if (blocks.size() != 10000 || list.size() != 100000)
+        return blocks.size() == storedBlocks && int(events.size()) == storedEvents;
+    }
+
+    static EventSummary eventOf(const QStringList &fields)
+    {
+        EventSummary entry;
+        entry.setFileName(fields.at(2));
+        entry.time = fields.at(3).toULongLong();
+        entry.typeCode = eventtype::code(fields.at(4));
+        entry.snapshot2 = snapshotAt(fields, 7);
+        entry.snapshot1 = snapshotAt(fields, 12);
+        entry.snapshot3 = snapshotAt(fields, 17);
+        return entry;
+    }
+};
+
+void readOurs(benchmark::State &state)
+{
+    const QString path = sensorFolder().indexPath();
+    for (auto _ : state) {
+        QByteArray bytes;
+        auto content = std::make_unique<IndexContent>();
+        if (readWholeFile(path, bytes, indexfile::maximumSize))
+            *content = indexfile::read(bytes);
+        if (content->blocks.size() != storedBlocks || int(content->events.size()) != storedEvents)
             state.SkipWithError("not all was read");
+        state.PauseTiming(); // how it ends is no part of it
+        content.reset();
+        state.ResumeTiming();
+    }
+}
+
+void readPlainly(benchmark::State &state)
+{
+    const QString path = sensorFolder().indexPath();
+    for (auto _ : state) {
+        auto index = std::make_unique<PlainIndex>();
+        if (!index->read(path))
+            state.SkipWithError("not all was read");
+        state.PauseTiming();
+        index.reset();
+        state.ResumeTiming();
+    }
+}
+
+/// What a store knows when it is open: the samples of each block by the size of its file, and each event by its key.
+struct PlainStore
+{
+    PlainIndex index;
+    QVector<int> counts;
+    QHash<EventKey, int> positions;
+
+    bool open(const QString &path)
+    {
+        if (!index.read(path))
+            return false;
+        const QDir place = QFileInfo(path).dir();
+        for (const IndexBlock &block : qAsConst(index.blocks)) {
+            const QFileInfo file(place.filePath(block.file));
+            counts.append(file.exists() ? blockfile::countFromSize(file.size()) : 0);
+        }
+        for (std::size_t i = 0; i < index.events.size(); ++i)
+            positions.insert(keyOf(index.events[i]), int(i));
+        return positions.size() == storedEvents && !counts.contains(0);
+    }
+};
+
+void openedPlainly(benchmark::State &state)
+{
+    const QString path = sensorFolder().indexPath();
+    for (auto _ : state) {
+        auto store = std::make_unique<PlainStore>();
+        if (!store->open(path))
+            state.SkipWithError("not all was read");
+        state.PauseTiming();
+        store.reset();
+        state.ResumeTiming();
     }
 }
 
@@ -203,8 +404,13 @@ int main(int argc, char **argv)
     qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {});
     bench::compare("index lines of 10,000 events", 5, "QTextStream", linesOurs, linesStream);
     bench::compare("index of 100,000 events with 1 % new lines, synced", 0.9, "raw write", savedOurs, savedRaw);
-    bench::compare("open an index of 10,000 blocks and 100,000 events", 8, "QTextStream and split", openedOurs,
-                   openedStream);
+    bench::compare("read an index of 10,000 blocks and 100,000 events", 8, "QTextStream and split", readOurs,
+                   readPlainly);
+    bench::compare("open the store of that index", 8, "the same, QFileInfo and QHash", openedOurs, openedPlainly);
+    bench::atMost("block files opened for it", 0, "files", openedByLoad, 1);
+    bench::atMost("block files opened by its reconciliation, nothing newer", 2, "files", openedByReconciliation, 1);
+    bench::compare("reconcile that store with its folder", 1, "QFileInfo of each file", reconciledOurs,
+                   reconciledPlainly);
     bench::growth("open a store, by blocks", 100, openGrowth);
     return bench::run(argc, argv);
 }

@@ -28,7 +28,11 @@ bool canBeOpened(const QString &path);
 /// True for what stands there and is no plain file: opening a pipe would block whoever opens it.
 bool isNoFile(const QString &path);
 
-/// The names in a folder, hidden ones too, symbolic links left out, in no order. None for what is no folder or not there.
+/// The bytes of a file; -1 where none can be seen. One call of the system, for those who ask for many.
+qint64 sizeOf(const QString &path);
+
+/// The names in a folder, hidden ones too, symbolic links left out, in no order. None for what is no folder or not
+/// there.
 struct Listing
 {
     QStringList files;

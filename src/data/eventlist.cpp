@@ -2,67 +2,79 @@
 
 #include <algorithm>
 
-bool EventList::add(std::shared_ptr<const EventRecord> record)
+bool EventList::add(const Record &record)
 {
-    Entry entry{summaryOf(*record), nullptr};
-    entry.record = std::move(record);
-    return insert(std::move(entry));
+    if (!append(summaryOf(*record)))
+        return false;
+    m_records.emplace(size() - 1, record);
+    return true;
 }
 
 bool EventList::addStored(const EventSummary &summary)
 {
-    return insert({summary, nullptr});
+    return append(summary);
 }
 
-int EventList::addStored(const std::vector<EventSummary> &summaries)
+int EventList::addStored(std::vector<EventSummary> &&summaries)
 {
-    int refused = 0;
-    m_positions.reserve(size() + static_cast<int>(summaries.size()));
-    for (const EventSummary &summary : summaries)
-        refused += append({summary, nullptr}) ? 0 : 1;
+    const std::size_t before = m_summaries.size();
+    const std::size_t given = summaries.size();
+    if (before == 0)
+        m_summaries = std::move(summaries);
+    else
+        m_summaries.insert(m_summaries.end(), summaries.begin(), summaries.end());
+    m_positions.reserve(m_summaries.size());
+    m_events.reserve(static_cast<int>(m_summaries.size()));
+    std::size_t kept = before;
+    for (std::size_t i = before; i < m_summaries.size(); ++i) {
+        if (!note(m_summaries[i], static_cast<int>(kept)))
+            continue;
+        if (kept != i)
+            m_summaries[kept] = std::move(m_summaries[i]);
+        ++kept;
+    }
+    m_summaries.resize(kept);
     for (QVector<ByTime> *order : {&m_events, &m_runs}) {
         if (!std::is_sorted(order->cbegin(), order->cend(), isEarlier))
             std::stable_sort(order->begin(), order->end(), isEarlier);
     }
-    return refused;
+    return static_cast<int>(before + given - kept);
 }
 
-bool EventList::insert(Entry entry)
+bool EventList::append(const EventSummary &summary)
 {
-    QVector<ByTime> &order = entry.summary.isRun() ? m_runs : m_events;
-    if (!append(std::move(entry)))
+    if (!note(summary, size()))
         return false;
+    m_summaries.push_back(summary);
+    QVector<ByTime> &order = orderOf(summary);
     const auto last = order.end() - 1;
     std::rotate(std::upper_bound(order.begin(), last, *last, isEarlier), last, order.end());
     return true;
 }
 
-/// Behind all others, wherever its time belongs.
-bool EventList::append(Entry entry)
+/// Puts the event's place behind all others in the order of times, wherever its time belongs. False for one that is
+/// held already.
+bool EventList::note(const EventSummary &summary, int position)
 {
-    const EventKey key = keyOf(entry.summary);
-    if (m_positions.contains(key))
+    if (!m_positions.insert(keyOf(summary), position))
         return false;
-    const ByTime place{key.time, size()};
-    (entry.summary.isRun() ? m_runs : m_events).append(place);
-    m_positions.insert(key, place.position);
-    m_unsaved += entry.record ? 1 : 0;
-    m_highestFileNumber = std::max(m_highestFileNumber, entry.summary.fileNumber);
-    m_entries.push_back(std::move(entry));
+    orderOf(summary).append({summary.time, position});
+    m_highestFileNumber = std::max(m_highestFileNumber, summary.fileNumber);
     return true;
+}
+
+EventList::Record EventList::recordAt(int position) const
+{
+    const auto found = m_records.find(position);
+    return found == m_records.end() ? nullptr : found->second;
 }
 
 void EventList::markSaved(int position, const QString &fileName)
 {
-    Entry &entry = m_entries[static_cast<std::size_t>(position)];
-    entry.summary.setFileName(fileName);
-    m_highestFileNumber = std::max(m_highestFileNumber, entry.summary.fileNumber);
-    if (!entry.record)
-        return;
-    entry.record.reset();
-    --m_unsaved;
-    while (m_firstUnsaved < size() && !at(m_firstUnsaved).record)
-        ++m_firstUnsaved;
+    EventSummary &summary = m_summaries[static_cast<std::size_t>(position)];
+    summary.setFileName(fileName);
+    m_highestFileNumber = std::max(m_highestFileNumber, summary.fileNumber);
+    m_records.erase(position);
 }
 
 QVector<int> EventList::eventsInRange(quint64 from, quint64 to) const
@@ -81,7 +93,7 @@ QVector<int> EventList::runsInRange(quint64 from, quint64 to) const
     for (const ByTime &place : m_runs) {
         if (place.time >= to)
             break;
-        if (at(place.position).summary.endTime() >= from)
+        if (at(place.position).endTime() >= from)
             positions.append(place.position);
     }
     return positions;
@@ -90,9 +102,8 @@ QVector<int> EventList::runsInRange(quint64 from, quint64 to) const
 QVector<EventList::Unsaved> EventList::unsaved() const
 {
     QVector<Unsaved> list;
-    for (int i = m_firstUnsaved; i < size() && list.size() < m_unsaved; ++i) {
-        if (at(i).record)
-            list.append({i, at(i).record});
-    }
+    list.reserve(static_cast<int>(m_records.size()));
+    for (const auto &record : m_records)
+        list.append(record);
     return list;
 }

@@ -1,10 +1,11 @@
 #pragma once
 
+#include "data/eventpositions.h"
 #include "data/eventsummary.h"
 
-#include <QHash>
 #include <QVector>
 
+#include <map>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -14,33 +15,31 @@
 class EventList
 {
 public:
-    struct Entry
-    {
-        EventSummary summary;
-        std::shared_ptr<const EventRecord> record; // until its file is written
-    };
-    using Unsaved = std::pair<int, std::shared_ptr<const EventRecord>>;
+    using Record = std::shared_ptr<const EventRecord>;
+    using Unsaved = std::pair<int, Record>;
 
     /// False, and nothing added, for an event whose time and type are held already.
-    bool add(std::shared_ptr<const EventRecord> record);
+    bool add(const Record &record);
     bool addStored(const EventSummary &summary);
     /// Many at once, in whatever order of time. Returns how many were held already.
-    int addStored(const std::vector<EventSummary> &summaries);
+    int addStored(std::vector<EventSummary> &&summaries);
     /// The event's file is written: the record leaves memory.
     void markSaved(int position, const QString &fileName);
 
-    int size() const { return static_cast<int>(m_entries.size()); }
+    int size() const { return static_cast<int>(m_summaries.size()); }
     int runCount() const { return m_runs.size(); }
     int eventCount() const { return size() - runCount(); }
-    const Entry &at(int position) const { return m_entries[static_cast<std::size_t>(position)]; }
-    int find(const EventKey &key) const { return m_positions.value(key, -1); }
+    const EventSummary &at(int position) const { return m_summaries[static_cast<std::size_t>(position)]; }
+    /// The event itself while it has no file, else nullptr.
+    Record recordAt(int position) const;
+    int find(const EventKey &key) const { return m_positions.find(key); }
 
     /// By time, runs excluded.
     QVector<int> eventsInRange(quint64 from, quint64 to) const;
     /// Runs that overlap from <= t < to, by start.
     QVector<int> runsInRange(quint64 from, quint64 to) const;
     QVector<Unsaved> unsaved() const;
-    bool hasUnsaved() const { return m_unsaved > 0; }
+    bool hasUnsaved() const { return !m_records.empty(); }
     qint32 highestFileNumber() const { return m_highestFileNumber; }
 
 private:
@@ -50,14 +49,14 @@ private:
         int position;
     };
     static bool isEarlier(const ByTime &a, const ByTime &b) { return a.time < b.time; }
-    bool insert(Entry entry);
-    bool append(Entry entry);
+    QVector<ByTime> &orderOf(const EventSummary &summary) { return summary.isRun() ? m_runs : m_events; }
+    bool append(const EventSummary &summary);
+    bool note(const EventSummary &summary, int position);
 
-    std::vector<Entry> m_entries;
-    QHash<EventKey, int> m_positions;
+    std::vector<EventSummary> m_summaries;
+    std::map<int, Record> m_records; // by position, until their files are written
+    EventPositions m_positions;
     QVector<ByTime> m_events; // by time; events of the same time in detection order
     QVector<ByTime> m_runs;
-    int m_firstUnsaved = 0; // every entry before it has its file
-    int m_unsaved = 0;
     qint32 m_highestFileNumber = 0;
 };

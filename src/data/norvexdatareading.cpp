@@ -77,16 +77,16 @@ QVector<EventRecord> norvexData::storedEvents(quint64 from, quint64 to) const
     // In pieces, so that a long list never keeps a recording thread waiting.
     QVector<EventRecord> events;
     events.reserve(positions.size());
-    std::vector<EventList::Entry> entries;
+    std::vector<std::pair<EventSummary, EventList::Record>> entries;
     for (int first = 0; first < positions.size(); first += eventsPerPiece) {
         entries.clear();
         {
             const QMutexLocker locker(&m_dataLock);
             for (int i = first; i < std::min(first + eventsPerPiece, positions.size()); ++i)
-                entries.push_back(m_events.at(positions.at(i)));
+                entries.emplace_back(m_events.at(positions.at(i)), m_events.recordAt(positions.at(i)));
         }
-        for (const EventList::Entry &entry : entries)
-            events.append(entry.record ? *entry.record : recordOf(entry.summary, folder));
+        for (const auto &[summary, record] : entries)
+            events.append(record ? *record : recordOf(summary, folder));
     }
     return events;
 }
@@ -133,12 +133,12 @@ QVector<RunRecord> norvexData::runsInRange(quint64 from, quint64 to) const
         const QMutexLocker locker(&m_dataLock);
         positions = m_events.runsInRange(from, to);
         for (const int position : std::as_const(positions)) {
-            const EventList::Entry &entry = m_events.at(position);
-            const EventRecord event = entry.record ? *entry.record : recordOf(entry.summary, m_folderPath);
-            const bool known = entry.record || m_runs.contains(position);
+            const EventList::Record record = m_events.recordAt(position);
+            const EventRecord event = record ? *record : recordOf(m_events.at(position), m_folderPath);
+            const bool known = record || m_runs.contains(position);
             if (!known)
                 unread.append({runs.size(), event});
-            runs.append(entry.record ? runOf(event) : m_runs.value(position, runOf(event)));
+            runs.append(record ? runOf(event) : m_runs.value(position, runOf(event)));
         }
     }
     for (const auto &[place, event] : std::as_const(unread)) {
@@ -162,10 +162,9 @@ QVector<SamplePoint> norvexData::waveform(const EventKey &key) const
         const int position = m_events.find(key);
         if (position < 0)
             return {};
-        const EventList::Entry &entry = m_events.at(position);
-        if (entry.record)
-            return entry.record->samples;
-        path = recordOf(entry.summary, m_folderPath).filePath;
+        if (const EventList::Record record = m_events.recordAt(position))
+            return record->samples;
+        path = recordOf(m_events.at(position), m_folderPath).filePath;
     }
     EventRecord event;
     QString reason;

@@ -17,6 +17,9 @@
 #include <QSet>
 #include <QTextStream>
 
+#include <algorithm>
+#include <utility>
+
 namespace {
 
 using pathlook::Kind;
@@ -68,7 +71,7 @@ LoadOutcome StoreLoader::loadIndex()
         logDebug(QStringLiteral("norvexData::load: %1: %2").arg(m_indexPath, reason));
         return rebuild();
     }
-    const IndexContent content = indexfile::read(bytes);
+    IndexContent content = indexfile::read(bytes);
     fill(content);
     const QString end =
         content.missesBlocks()
@@ -165,7 +168,8 @@ LoadOutcome StoreLoader::rebuild()
     return LoadOutcome::Recreated;
 }
 
-void StoreLoader::fill(const IndexContent &content)
+/// Takes the events out of `content`.
+void StoreLoader::fill(IndexContent &content)
 {
     if (!content.sensorSerial.isEmpty())
         m_store.m_sensorSerial = content.sensorSerial;
@@ -175,7 +179,7 @@ void StoreLoader::fill(const IndexContent &content)
     if (!content.recipe.isEmpty())
         m_store.m_recipe.fromJSON(content.recipe);
     fillBlocks(content);
-    const int doubled = m_store.m_events.addStored(content.events);
+    const int doubled = m_store.m_events.addStored(std::move(content.events));
     for (const QString &problem : content.problems)
         logWarning(QStringLiteral("norvexData::load: line skipped, %1").arg(problem));
     if (content.skippedLines > 0 || doubled > 0) {
@@ -208,34 +212,44 @@ void StoreLoader::fillConfiguration(const IndexContent &content)
 }
 
 /// The folder of the index, or the recorded one when only that has the file: a session that was put together by hand.
-QString StoreLoader::folderOfBlock(const QString &recordedFolder, const QString &file) const
+/// `size` is that of the file, -1 where none can be seen. Asks the system as little as it can.
+QString StoreLoader::folderOfBlock(const IndexBlock &line, qint64 *size) const
 {
-    if (!datanames::isPlainFileName(recordedFolder) || QFile::exists(m_folderPath + QLatin1Char('/') + file))
+    *size = pathlook::sizeOf(m_folderPath + QLatin1Char('/') + line.file);
+    if (*size >= 0 || !datanames::isPlainFileName(line.folder))
         return m_folderPath;
-    const QString recorded = storefiles::sensorPath(m_sessionFolder, recordedFolder);
-    return QFile::exists(recorded + QLatin1Char('/') + file) ? recorded : m_folderPath;
+    const QString recorded = storefiles::sensorPath(m_sessionFolder, line.folder);
+    *size = pathlook::sizeOf(recorded + QLatin1Char('/') + line.file);
+    return *size >= 0 ? recorded : m_folderPath;
 }
 
 void StoreLoader::fillBlocks(const IndexContent &content)
 {
     QSet<QString> names;
+    names.reserve(content.blocks.size());
+    const auto isNew = [&names](const QString &name) {
+        const int known = names.size();
+        names.insert(name);
+        return names.size() > known;
+    };
     norvexData::Blocks blocks;
+    blocks.reserve(content.blocks.size());
     for (const IndexBlock &line : content.blocks) {
-        const QString folder = folderOfBlock(line.folder, line.file);
-        const QFileInfo file(folder + QLatin1Char('/') + line.file);
-        if (names.contains(line.file) || (file.exists() && file.size() <= emptyBlockSize)) {
-            logWarning(QStringLiteral("norvexData::load: %1 is listed twice or empty").arg(file.filePath()));
+        qint64 size = -1;
+        const QString folder = folderOfBlock(line, &size);
+        const QString path = folder + QLatin1Char('/') + line.file;
+        if ((size >= 0 && size <= emptyBlockSize) || !isNew(line.file)) {
+            logWarning(QStringLiteral("norvexData::load: %1 is listed twice or empty").arg(path));
             continue;
         }
-        names.insert(line.file);
-        if (!file.exists() && pathlook::mayHoldFile(file.filePath()))
-            cannotRead(file.filePath(), CoreText::tr("it cannot be looked at"));
+        if (size < 0 && pathlook::mayHoldFile(path))
+            cannotRead(path, CoreText::tr("it cannot be looked at"));
         auto block = std::make_shared<dataBlock>(m_store.m_clock);
         if (line.timesKnown)
-            block->describe(folder, line.file, line.firstTime, line.lastTime, blockfile::countFromSize(file.size()));
-        else if (!block->fromFile(folder, file.filePath()) && block->count() == 0 &&
-                 pathlook::mayHoldFile(file.filePath()))
-            cannotRead(file.filePath(), CoreText::tr("its times are not known"));
+            block->describe(folder, line.file, line.firstTime, line.lastTime,
+                            blockfile::countFromSize(std::max<qint64>(size, 0)));
+        else if (!block->fromFile(folder, path) && block->count() == 0 && pathlook::mayHoldFile(path))
+            cannotRead(path, CoreText::tr("its times are not known"));
         if (!line.timesKnown && block->count() == 0)
             continue;
         m_store.widenTimes(*block);

@@ -6,6 +6,7 @@
 #include <QDateTime>
 #include <QString>
 
+struct IndexBlock;
 struct IndexContent;
 
 /// One load of a store from its sensor folder: reads the index, or the backup that an interrupted save left, and
@@ -29,10 +30,10 @@ private:
     void cannotRead(const QString &path, const QString &reason);
     void removeLeftovers();
     bool restoreBackup();
-    void fill(const IndexContent &content);
+    void fill(IndexContent &content);
     void fillConfiguration(const IndexContent &content);
     void fillBlocks(const IndexContent &content);
-    QString folderOfBlock(const QString &recordedFolder, const QString &file) const;
+    QString folderOfBlock(const IndexBlock &line, qint64 *size) const;
     qint64 elapsedMs() const;
 
     norvexData &m_store;

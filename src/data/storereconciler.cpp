@@ -35,7 +35,7 @@ ReconcileReport StoreReconciler::run()
     sortBlocks();
     QSet<QString> knownEvents;
     for (int i = 0; i < m_store.m_events.size(); ++i)
-        knownEvents.insert(m_store.m_events.at(i).summary.fileName());
+        knownEvents.insert(m_store.m_events.at(i).fileName());
     for (const QString &name : listing.events) {
         if (!knownEvents.contains(name))
             adoptEvent(name);

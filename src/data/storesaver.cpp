@@ -250,7 +250,7 @@ bool StoreSaver::copyEvents()
         EventSummary event;
         {
             const QMutexLocker locker(&m_store.m_dataLock);
-            event = m_store.m_events.at(position).summary;
+            event = m_store.m_events.at(position);
         }
         if (!event.hasFile())
             continue;
@@ -286,7 +286,7 @@ int StoreSaver::composeEventLines(QByteArray &others)
         {
             const QMutexLocker locker(&m_store.m_dataLock);
             for (int i = from; i < std::min(from + chunk, m_eventCount); ++i)
-                events.append(m_store.m_events.at(i).summary);
+                events.append(m_store.m_events.at(i));
         }
         for (const EventSummary &event : std::as_const(events)) {
             unbroken = unbroken && event.hasFile();
