@@ -40,6 +40,7 @@ private slots:
     void missingBlocks();
     void linesWithoutTimes();
     void staleFolderNames();
+    void anEventListedTwiceCountsOnce();
     void hostileLines();
     void eventsInAnyOrder();
     void leftoversAreRemoved();
@@ -295,6 +296,34 @@ void TestStoreLoading::eventsInAnyOrder()
     for (const EventRecord &event : again.storedEvents(0, ~quint64(0)))
         seconds += (event.time - start) / 1000000;
     QCOMPARE(seconds, QVector<quint64>({0, 1, 2, 3}));
+}
+
+/// Those behind it are still found under their own keys.
+void TestStoreLoading::anEventListedTwiceCountsOnce()
+{
+    const SensorFolder folder;
+    const auto store = folder.newStore();
+    QVector<EventRecord> events;
+    for (int i = 0; i < 100; ++i) {
+        events.append(arcAt(start + quint64(i) * 1000000));
+        store->addEvent(events.constLast());
+    }
+    QVERIFY(store->save(folder.session()));
+    QByteArray index = contentOf(folder.index());
+    const int at = index.lastIndexOf('\n', index.indexOf(";Event_2.")) + 1;
+    const QByteArray second = index.mid(at, index.indexOf('\n', at) + 1 - at);
+    index.replace(second, second + second + second);
+    QVERIFY(writeFile(folder.index(), index));
+    const LogLines lines;
+    norvexData again;
+    again.setFolderName(folder.name());
+    QCOMPARE(again.load(folder.session()), LoadOutcome::Loaded);
+    QVERIFY(lines.hasLineWith(QStringLiteral("2 events listed twice")));
+    QCOMPARE(again.eventCount(), events.size());
+    for (const EventRecord &event : qAsConst(events)) {
+        QVERIFY(!again.addEvent(event));
+        QCOMPARE(again.waveform(keyOf(event)).value(0).time, event.samples.constFirst().time);
+    }
 }
 
 void TestStoreLoading::hostileLines()
