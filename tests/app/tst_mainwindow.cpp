@@ -199,6 +199,7 @@ void TestMainWindow::sessionsAreCreatedAndReopened()
     m_window->form()->plot()->setSpan(30000000);
     m_window->form()->plot()->setTimeMode(TimeMode::Local);
     m_window->changeView(2);
+    click("actionDisplayOnly");
     QVERIFY(m_window->close());
     m_window = m_parts->openWindow();
     m_window->openLastSession();
@@ -208,6 +209,14 @@ void TestMainWindow::sessionsAreCreatedAndReopened()
     QVERIFY(m_window->findChild<QPushButton *>(QStringLiteral("b_view2"))
                 ->styleSheet()
                 .contains(QStringLiteral("#CCFFCC")));
+    QTRY_VERIFY_WITH_TIMEOUT(m_window->form()->isVisible(), patience);
+    for (const bool shown : {false, true}) {
+        for (const char *part : {"sensorColumn", "commandRow"}) {
+            const auto *widget = m_window->form()->findChild<QWidget *>(QLatin1String(part));
+            QTRY_COMPARE_WITH_TIMEOUT(widget->visibleRegion().boundingRect().width() > 100, shown, patience);
+        }
+        click("actionDisplayOnly");
+    }
 }
 
 void TestMainWindow::settingsThatMakeNoSense()

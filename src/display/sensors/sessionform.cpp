@@ -285,8 +285,7 @@ void SessionForm::showChooser()
     QVector<SensorChooser::Entry> displayed;
     for (dataObjectWidget *card : qAsConst(m_cards)) {
         if (m_displayed.contains(card))
-            displayed.append(
-                {card->serial(), card->shownName(), m_context.theme.labelColour(keptColour(card->serial()))});
+            displayed.append({card->serial(), card->shownName(), m_context.theme.themed(keptColour(card->serial()))});
     }
     m_chooser->setSensors(displayed, displayedSensor() ? displayedSensor()->serial() : QString());
 }
