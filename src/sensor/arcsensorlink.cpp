@@ -100,6 +100,7 @@ void arcSensor::Private::close()
     m_plan.disconnected();
     m_candidate = {};
     m_timeLines.disconnected();
+    m_look.release();
     m_fifoResets.reset();
     m_uptimeMs = -1;
     m_dataPage = sensorrequest::dataPage();
@@ -118,6 +119,7 @@ void arcSensor::Private::setStore(std::shared_ptr<norvexData> store)
     m_plan.setHasStore(m_store != nullptr);
     m_candidate = {};
     m_timeLines = {};
+    m_look.release();
     ++m_durableToken;
     m_durableWait = false;
     if (!isUp())
@@ -203,6 +205,7 @@ void arcSensor::Private::connectionLost()
     m_verifyTimer.stop();
     m_candidate = {};
     m_timeLines.disconnected();
+    m_look.release();
     m_fifoResets.reset();
     m_uptimeMs = -1;
     if (m_store)

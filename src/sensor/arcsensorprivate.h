@@ -118,7 +118,7 @@ private:
 
     // --- placing in time
     void takeCandidate();
-    TimeLineKeeper::Outside outside() const;
+    TimeLineKeeper::Outside outside();
     qint64 parsingBase() const;
     int placePage(QVector<SamplePoint> &points, bool startsFrame);
     TimeLineKeeper::EventPlace placeEvent(qint64 rawUs, int typeCode);
@@ -154,6 +154,7 @@ private:
 
     TimeBaseCandidate m_candidate;
     TimeLineKeeper m_timeLines;
+    BlockLook m_look;
 
     int m_depth = 0;
     bool m_emitting = false;

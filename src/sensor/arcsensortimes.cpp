@@ -37,14 +37,14 @@ void arcSensor::Private::takeCandidate()
     m_candidate.utcMs = m_clock.utcMs() - (m_uptimeMs < 0 ? 0 : m_clock.steadyMs() - m_statusArrivedMs);
 }
 
-TimeLineKeeper::Outside arcSensor::Private::outside() const
+TimeLineKeeper::Outside arcSensor::Private::outside()
 {
     TimeLineKeeper::Outside outside;
     outside.last = m_store->timeLine();
     outside.lastTime = m_store->lastTime();
     outside.nowUtcMs = m_clock.utcMs();
     outside.candidate = m_candidate;
-    outside.recognise = [this](const QVector<SamplePoint> &points) { return recognise(*m_store, points); };
+    outside.recognise = [this](const QVector<SamplePoint> &points) { return m_look.recognise(*m_store, points); };
     return outside;
 }
 
@@ -57,6 +57,7 @@ qint64 arcSensor::Private::parsingBase() const
 int arcSensor::Private::placePage(QVector<SamplePoint> &points, bool startsFrame)
 {
     const int count = m_timeLines.place(points, parsingBase(), startsFrame, outside());
+    m_look.pageDone();
     keepTimeLine();
     return count;
 }

@@ -1,7 +1,5 @@
 #include "sensor/timelinekeeper.h"
 
-#include "base/pathlook.h"
-
 #include <algorithm>
 #include <limits>
 #include <utility>
@@ -63,60 +61,7 @@ Recognition recogniseIn(const QVector<SamplePoint> &earlier, const QVector<Sampl
     return found;
 }
 
-/// What is stored at one time. False when that cannot be read now but later: what was in a block whose file is damaged
-/// or gone nobody can tell any more, and waiting for it would end the recording.
-bool readAt(const norvexData &store, quint64 time, QVector<SamplePoint> &stored)
-{
-    bool ok = true;
-    for (const auto &block : store.blocks()) {
-        if (time < block->minimumTime() || time > block->maximumTime() || block->searchRange(stored, time, time + 1))
-            continue;
-        const QString file = block->folder() + QLatin1Char('/') + block->fileName();
-        ok = ok && !block->isLoaded() && !pathlook::mayHoldFile(file);
-    }
-    return ok;
-}
-
-QVector<std::shared_ptr<dataBlock>> unloadedBlocks(const norvexData &store)
-{
-    QVector<std::shared_ptr<dataBlock>> blocks = store.blocks();
-    const auto isLoaded = [](const auto &block) { return block->isLoaded(); };
-    blocks.erase(std::remove_if(blocks.begin(), blocks.end(), isLoaded), blocks.end());
-    return blocks;
-}
-
 } // namespace
-
-/// Asks for each time alone: the times of a page need not be anywhere near each other. A block that was read for this
-/// and did not know them is not kept in memory: after some restarts there is one on every earlier line.
-Recognition recognise(const norvexData &store, const QVector<SamplePoint> &points)
-{
-    const QVector<std::shared_ptr<dataBlock>> unloaded = unloadedBlocks(store);
-    Recognition found;
-    SamplePoint like; // the values of the first that is the same
-    for (const SamplePoint &point : points) {
-        QVector<SamplePoint> stored;
-        found.ok = readAt(store, point.time, stored) && found.ok;
-        if (stored.isEmpty())
-            continue;
-        if (!stored.contains(point)) {
-            ++found.other;
-            continue;
-        }
-        SamplePoint values = point;
-        values.time = like.time;
-        if (found.same++ == 0)
-            like = values;
-        found.telling = found.telling || values != like;
-    }
-    // One alone cannot differ from others; it is no level when anything was measured.
-    found.telling = found.telling || (points.size() == 1 && found.same == 1 && like.voltage != 0);
-    for (const auto &block : unloaded) {
-        if (found.same == 0 && block->isLoaded() && !block->isModified())
-            block->unload();
-    }
-    return found;
-}
 
 void TimeLineKeeper::disconnected()
 {

@@ -1,26 +1,13 @@
 #pragma once
 
 #include "data/samplepoint.h"
+#include "sensor/recognition.h"
 #include "sensor/timebase.h"
 
 #include <QVector>
 
 #include <functional>
 #include <optional>
-
-/// How samples, placed on some time line, stand to what is stored already.
-struct Recognition
-{
-    bool ok = true;       // false: what is stored could not be read
-    int same = 0;         // stored with the same values
-    int other = 0;        // something else is stored at this time
-    bool telling = false; // the same ones are no constant level
-
-    bool isSame() const { return same > other && telling; }
-    bool isOther() const { return other > same; }
-};
-
-Recognition recognise(const norvexData &store, const QVector<SamplePoint> &points);
 
 /// On which time line the samples and events of one sensor belong, as a value. A sensor that starts anew counts its
 /// time from 0 again; its samples then must neither be taken for old ones nor old ones for new. What is stored already

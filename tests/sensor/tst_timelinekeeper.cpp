@@ -101,14 +101,14 @@ public:
 private:
     static constexpr int interval = 20;
 
-    TimeLineKeeper::Outside outside() const
+    TimeLineKeeper::Outside outside()
     {
         TimeLineKeeper::Outside outside;
         outside.last = m_store.timeLine();
         outside.lastTime = m_store.lastTime();
         outside.nowUtcMs = hostMs + m_nowMs;
         outside.candidate = m_candidate;
-        outside.recognise = [this](const QVector<SamplePoint> &some) { return recognise(m_store, some); };
+        outside.recognise = [this](const QVector<SamplePoint> &some) { return m_look.recognise(m_store, some); };
         outside.isEventStored = [this](qint64 time) {
             const QVector<EventRecord> events = m_store.storedEvents(quint64(time), quint64(time) + 1);
             return !events.isEmpty() && int(events.first().samples.first().voltage) == m_event.value;
@@ -177,6 +177,7 @@ private:
 
     std::mt19937 m_random;
     norvexData m_store;
+    BlockLook m_look;
     TimeLineKeeper m_keeper;
     TimeBaseCandidate m_candidate;
     qint64 m_nowMs = 1'000'000;
@@ -200,6 +201,7 @@ private slots:
     void restartsLoseAndDoubleNothing_data();
     void restartsLoseAndDoubleNothing();
     void lostBlocksHoldNothingUp();
+    void blocksLookedIntoLeaveMemory();
     void unknownUptimeGoesOn_data();
     void unknownUptimeGoesOn();
 };
@@ -219,7 +221,7 @@ void TestTimeLineKeeper::restartsLoseAndDoubleNothing()
 {
     QFETCH(bool, keepsMemory);
     QFETCH(bool, unseen);
-    for (unsigned seed = 1; seed <= 100; ++seed) {
+    for (unsigned seed = 1; seed <= 40; ++seed) {
         Bench bench(seed);
         for (int round = 0; round < 30; ++round) {
             bench.measure(1 + bench.below(bench.oneIn(3) ? 300 : 60));
@@ -239,7 +241,6 @@ void TestTimeLineKeeper::restartsLoseAndDoubleNothing()
     }
 }
 
-// A block file that somebody deletes, or that gets damaged, must not end the recording at the next restart.
 void TestTimeLineKeeper::unknownUptimeGoesOn_data()
 {
     QTest::addColumn<int>("leadMs");
@@ -269,6 +270,7 @@ void TestTimeLineKeeper::unknownUptimeGoesOn()
     QTEST(keeper.line().baseUs == base, "goesOn");
 }
 
+// A block file that somebody deletes, or that gets damaged, must not end the recording at the next restart.
 void TestTimeLineKeeper::lostBlocksHoldNothingUp()
 {
     const QTemporaryDir session;
@@ -292,11 +294,51 @@ void TestTimeLineKeeper::lostBlocksHoldNothingUp()
     const QString block = session.filePath(QStringLiteral("S1-Default/block_%1.norvexdata"));
     QVERIFY(QFile::remove(block.arg(1)));
     QVERIFY(QFile::resize(block.arg(2), QFileInfo(block.arg(2)).size() - 1));
+    BlockLook look;
     for (const quint64 base : {1, 2, 3}) {
-        const Recognition found = recognise(store, points(base * 1000));
+        const Recognition found = look.recognise(store, points(base * 1000));
         QVERIFY(found.ok);
         QCOMPARE(found.same, base == 1 ? 0 : int(base)); // of the damaged one two are left
     }
+}
+
+void TestTimeLineKeeper::blocksLookedIntoLeaveMemory()
+{
+    const QTemporaryDir session;
+    norvexData store;
+    store.setFolderName(QStringLiteral("S1-Default"));
+    QVERIFY(QDir(session.path()).mkdir(store.folderName()));
+    for (int base = 1; base <= 7; ++base) { // a block each
+        QVector<SamplePoint> points(2);
+        points[0].time = quint64(base) * 1000;
+        points[1].time = points[0].time + 100;
+        store.setTimeLine({true, base, 0});
+        QVERIFY(store.addSamples(points));
+    }
+    QVERIFY(store.save(session.path()));
+    store.unloadIdleBlocks(true);
+    const auto blocks = store.blocks();
+    const auto loaded = [&blocks] {
+        return std::count_if(blocks.begin(), blocks.end() - 1, [](const auto &block) { return block->isLoaded(); });
+    };
+    QCOMPARE(loaded(), 0);
+    const auto between = [](int base) {
+        QVector<SamplePoint> points(1);
+        points[0].time = quint64(base) * 1000 + 50;
+        return points;
+    };
+    BlockLook look;
+    for (int page = 0; page < 3; ++page) {
+        look.recognise(store, between(2));
+        look.pageDone();
+        QCOMPARE(loaded(), 1); // the next page does not have to read it again
+    }
+    for (int base = 1; base <= 6; ++base)
+        look.recognise(store, between(base));
+    QCOMPARE(loaded(), 4);
+    look.pageDone();
+    look.pageDone(); // no look between
+    QCOMPARE(loaded(), 0);
 }
 
 QTEST_APPLESS_MAIN(TestTimeLineKeeper)

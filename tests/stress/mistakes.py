@@ -67,7 +67,7 @@ MISTAKES = [
      "if (!last.known || candidate.uptimeMs < 0 || candidate.uptimeMs < last.uptimeMs)\n        return true;",
      "if (last.known)\n        return false;\n    if (!last.known || candidate.uptimeMs < 0)\n        return true;",
      "link --seconds 90 --only reboot"),
-    ("stored-samples-not-recognised", "sensor/timelinekeeper.h", "return same > other && telling; }",
+    ("stored-samples-not-recognised", "sensor/recognition.h", "return same > other && telling; }",
      "return same > other && telling && same < 0; }", "link --seconds 90 --only kept"),
     ("reply-without-bound", "sensor/replyparser.h", "headBytes = 64 * 1024;", "headBytes = 2'000'000'000;",
      "link --seconds 60 --only endless"),
