@@ -142,6 +142,7 @@ private:
     qint64 m_statusAskedMs = 0; // steady clock
     qint64 m_lastReplyMs = 0;
     qint64 m_statusArrivedMs = 0;
+    qint64 m_statusWaitMs = 0; // until then
     std::optional<qint32> m_fifoResets;
     qint64 m_uptimeMs = -1;     // as of m_statusArrivedMs
     bool m_closesPages = false; // the sensor; what is not closed is cut then

@@ -164,6 +164,7 @@ void arcSensor::Private::takeStatus(const QByteArray &data)
     const bool restarted = m_uptimeMs >= 0 && uptimeMs >= 0 && uptimeMs < m_uptimeMs;
     m_uptimeMs = uptimeMs;
     m_statusArrivedMs = m_clock.steadyMs();
+    m_statusWaitMs = m_statusArrivedMs - m_statusAskedMs;
     later([this] { emit q->statusUpdate(QStringLiteral("New Status")); });
     if (restarted) {
         logInfo(QStringLiteral("arcSensor: the sensor has restarted"));

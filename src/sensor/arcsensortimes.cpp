@@ -34,6 +34,7 @@ void arcSensor::Private::takeCandidate()
     // The uptime came a little earlier; what is kept of it must be what was said, since it is compared again later.
     m_candidate.known = true;
     m_candidate.uptimeMs = m_uptimeMs;
+    m_candidate.waitMs = m_statusWaitMs;
     m_candidate.utcMs = m_clock.utcMs() - (m_uptimeMs < 0 ? 0 : m_clock.steadyMs() - m_statusArrivedMs);
 }
 

@@ -27,14 +27,15 @@ bool hasRestarted(const SensorTimeLine &last, const TimeBaseCandidate &candidate
     if (!countsFromStart)
         return false;
     // A sensor that was off for a while can be past its old uptime again. It then started later than its base by at
-    // least that uptime; half of it leaves room for clocks that drift.
-    const qint64 startedMs = candidate.utcMs - candidate.uptimeMs;
+    // least that uptime; half of it leaves room for clocks that drift. On a busy computer a reply can lie there for
+    // seconds, which are no part of that.
+    const qint64 startedMs = candidate.utcMs - candidate.waitMs - candidate.uptimeMs;
     return startedMs - last.baseUs / 1000 > std::max(last.uptimeMs / 2, arrivalJitterMs);
 }
 
 bool isBeforeStart(const TimeBaseCandidate &candidate, qint64 newestRawUs, qint64 nowUtcMs)
 {
-    const qint64 upMs = candidate.uptimeMs + nowUtcMs - candidate.utcMs;
+    const qint64 upMs = candidate.uptimeMs + candidate.waitMs + nowUtcMs - candidate.utcMs;
     return candidate.uptimeMs >= 0 && newestRawUs < absoluteUs && newestRawUs / 1000 - upMs > arrivalJitterMs;
 }
 

@@ -11,6 +11,7 @@ struct TimeBaseCandidate
     bool known = false;
     qint64 utcMs = 0;     // of the host, when the uptime was read
     qint64 uptimeMs = -1; // as the sensor said it, -1 when it did not
+    qint64 waitMs = 0;    // from asking until it was read: it may be so much older
 };
 
 namespace timebase {

@@ -85,15 +85,18 @@ void TestTimeBase::settled()
 // Over hours of reconnecting with replies that are late by different times the samples keep their times.
 void TestTimeBase::reconnectsKeepTimes()
 {
-    SensorTimeLine last;
-    qint64 base = 0;
-    for (int i = 1; i <= 100; ++i) {
-        const qint64 uptime = i * 300 * second;
-        const qint64 lateMs = (i * 37) % 900;
-        const TimeBaseCandidate candidate{true, (now + uptime) / ms + lateMs, uptime / ms};
-        last = timebase::settle(last, candidate, uptime - second, candidate.utcMs);
-        base = i == 1 ? last.baseUs : base;
-        QCOMPARE(last.baseUs, base);
+    for (const bool busy : {false, true}) { // a busy computer looks at a reply seconds after it has come
+        SensorTimeLine last;
+        qint64 base = 0;
+        for (int i = 1; i <= 100; ++i) {
+            const qint64 uptime = i * (busy ? 1 : 300) * second;
+            const qint64 lateMs = busy ? (i * 3700) % 9000 : (i * 37) % 900;
+            const TimeBaseCandidate candidate{true, (now + uptime) / ms + lateMs, uptime / ms, busy ? lateMs + 20 : 0};
+            QVERIFY(!timebase::isBeforeStart(candidate, uptime + lateMs * ms, candidate.utcMs));
+            last = timebase::settle(last, candidate, uptime - second, candidate.utcMs);
+            base = i == 1 ? last.baseUs : base;
+            QCOMPARE(last.baseUs, base);
+        }
     }
 }
 
