@@ -100,6 +100,7 @@ QString AppStatusBar::diskText(qint64 freeBytes, double bytesPerHour)
 void AppStatusBar::setDisk(qint64 freeBytes, double bytesPerHour)
 {
     m_disk->setText(diskText(freeBytes, bytesPerHour));
+    fit();
 }
 
 void AppStatusBar::setSensors(int connected, int all)
@@ -128,6 +129,7 @@ void AppStatusBar::addProblem(const QString &text)
     }
     m_problem->setText(m_problems.size() == 1 ? tr("1 problem") : tr("%1 problems").arg(m_problems.size()));
     m_problem->setToolTip(text.toHtmlEscaped());
+    fit();
 }
 
 void AppStatusBar::showProblems()

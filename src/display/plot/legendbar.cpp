@@ -1,5 +1,8 @@
 #include "display/plot/legendbar.h"
 
+#include "display/look/lowscreen.h"
+
+#include <QApplication>
 #include <QLayout>
 #include <QPainter>
 #include <QToolButton>
@@ -9,6 +12,7 @@
 namespace {
 
 constexpr int mostRows = 4;
+constexpr int mostRowsOnLowScreen = 2;
 constexpr int entrySpacing = 4;
 
 QIcon lineIcon(const QPen &pen, const QSize &size, double ratio, bool dimmed)
@@ -35,7 +39,8 @@ QIcon lineIcon(const QPen &pen, const QSize &size, double ratio, bool dimmed)
 
 } // namespace
 
-LegendBar::LegendBar(QWidget *parent) : RowsArea(mostRows, entrySpacing, parent)
+LegendBar::LegendBar(QWidget *parent)
+    : RowsArea(isLowScreen(QApplication::fontMetrics()) ? mostRowsOnLowScreen : mostRows, entrySpacing, parent)
 {
     page()->layout()->setContentsMargins(4, 0, 4, 0);
 }

@@ -3,6 +3,7 @@
 #include "base/prompts.h"
 #include "data/norvexdata.h"
 #include "data/valuetype.h"
+#include "display/look/lowscreen.h"
 #include "display/look/theme.h"
 #include "display/plot/arcplotdisplay.h"
 #include "display/sensors/dataobjectwidget.h"
@@ -65,8 +66,7 @@ SessionForm::SessionForm(const DisplayContext &context, QWidget *parent)
     m_plot = new arcPlotDisplay(m_context.theme);
     liveLayout->addWidget(m_plot, 1);
     // Where there is no room for both, the plot is what is seen first.
-    const bool isLow = QGuiApplication::primaryScreen()->availableSize().height() < fontMetrics().lineSpacing() * 30;
-    liveLayout->insertWidget(isLow ? 1 : 0, m_numbers);
+    liveLayout->insertWidget(isLowScreen(fontMetrics()) ? 1 : 0, m_numbers);
     m_views = new SessionViews(m_context, ui->displayStack, live, m_plot, this);
 
     ui->columnLayout->addWidget(new EventFilterBox(m_context, m_views->records()));
