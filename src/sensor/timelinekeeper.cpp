@@ -269,7 +269,8 @@ TimeLineKeeper::EventPlace TimeLineKeeper::eventTaken(EventPlace::Outcome outcom
     return {outcome, baseUs};
 }
 
-/// Events of an earlier start can stay in the sensor when its samples have gone.
+/// Events of an earlier start can stay in the sensor when its samples have gone: that one is recognised on a line before
+/// the last says nothing of the samples that come.
 TimeLineKeeper::EventPlace TimeLineKeeper::placeEvent(qint64 rawUs, const Outside &outside)
 {
     const bool isEarlier = timebase::isBeforeStart(outside.candidate, rawUs, outside.nowUtcMs);
@@ -278,7 +279,7 @@ TimeLineKeeper::EventPlace TimeLineKeeper::placeEvent(qint64 rawUs, const Outsid
     for (const SensorTimeLine &line : lines) {
         if (!outside.isEventStored(sum(rawUs, line.baseUs)))
             continue;
-        if (!m_line.known)
+        if (!m_line.known && line.baseUs == outside.last.baseUs)
             recognised(line, rawUs, outside);
         return eventTaken(EventPlace::Stored, rawUs, line.baseUs);
     }

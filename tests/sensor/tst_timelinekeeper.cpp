@@ -204,6 +204,7 @@ private slots:
     void blocksLookedIntoLeaveMemory();
     void unknownUptimeGoesOn_data();
     void unknownUptimeGoesOn();
+    void leftoverEventsPlaceNoSamples();
 };
 
 void TestTimeLineKeeper::restartsLoseAndDoubleNothing_data()
@@ -268,6 +269,37 @@ void TestTimeLineKeeper::unknownUptimeGoesOn()
     TimeLineKeeper keeper;
     QCOMPARE(keeper.place(points, base, true, outside), 1);
     QTEST(keeper.line().baseUs == base, "goesOn");
+}
+
+/// A sensor that has restarted may hold an event of before for long. At every reconnect it comes first.
+void TestTimeLineKeeper::leftoverEventsPlaceNoSamples()
+{
+    constexpr qint64 leftoverUs = 50'000'000;
+    const qint64 oldBase = (hostMs - 100'000) * 1000;
+    TimeLineKeeper::Outside outside;
+    outside.last = {true, oldBase, 60'000};
+    outside.lastTime = quint64(oldBase + 60'000'000);
+    outside.nowUtcMs = hostMs;
+    outside.candidate = {true, hostMs, 10'000};
+    outside.recognise = [](const QVector<SamplePoint> &) { return Recognition(); };
+    outside.isEventStored = [&](qint64 time) { return time == oldBase + leftoverUs; };
+    TimeLineKeeper keeper;
+    const auto place = [&](quint64 rawUs) {
+        QVector<SamplePoint> points(1);
+        points[0].time = quint64(outside.last.baseUs) + rawUs;
+        return keeper.place(points, outside.last.baseUs, true, outside);
+    };
+    QCOMPARE(place(9'000'000), 1);
+    const SensorTimeLine line = keeper.line();
+    QCOMPARE(line.baseUs / 1000, hostMs - 10'000);
+    keeper.disconnected();
+    outside.last = line;
+    outside.lastTime = quint64(line.baseUs + 9'000'000);
+    outside.nowUtcMs += 60'000;
+    outside.candidate = {true, outside.nowUtcMs, 70'000};
+    QVERIFY(keeper.placeEvent(leftoverUs, outside).outcome == TimeLineKeeper::EventPlace::Stored);
+    QCOMPARE(place(69'000'000), 1);
+    QCOMPARE(keeper.line().baseUs, line.baseUs);
 }
 
 // A block file that somebody deletes, or that gets damaged, must not end the recording at the next restart.
