@@ -14,10 +14,44 @@
 #include <QIcon>
 #include <QStandardPaths>
 
+#include <algorithm>
 #include <cstdio>
+#include <cstring>
+#include <iterator>
+
+namespace {
+
+constexpr const char *questions[] = {"-h", "--help", "-v", "--version"};
+
+QString versionText()
+{
+    return QStringLiteral("%1.%2.%3").arg(NORVEX_VERSION_MAJOR).arg(NORVEX_VERSION_MINOR).arg(NORVEX_VERSION_PATCH);
+}
+
+/// Help and version are told where there is no display, too.
+bool tellsWithoutDisplay(int argc, char *argv[])
+{
+    const auto asks = [](const char *word) {
+        return std::any_of(std::begin(questions), std::end(questions),
+                           [word](const char *question) { return std::strcmp(word, question) == 0; });
+    };
+    if (argc < 2 || std::none_of(argv + 1, argv + argc, asks))
+        return false;
+    const QCoreApplication application(argc, argv);
+    QCoreApplication::setApplicationVersion(versionText());
+    const CommandLine line = parseCommandLine(QCoreApplication::arguments());
+    if (!line.finished || line.exitCode != 0)
+        return false;
+    std::fputs(line.message.toLocal8Bit().constData(), stdout);
+    return true;
+}
+
+} // namespace
 
 int main(int argc, char *argv[])
 {
+    if (tellsWithoutDisplay(argc, argv))
+        return 0;
     QApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
     QApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
     QApplication::setHighDpiScaleFactorRoundingPolicy(Qt::HighDpiScaleFactorRoundingPolicy::PassThrough);
@@ -27,8 +61,7 @@ int main(int argc, char *argv[])
     QApplication::setOrganizationDomain(AppSettings::domain());
     QApplication::setApplicationName(AppSettings::application());
     QApplication::setWindowIcon(QIcon(QStringLiteral(":/images/Images/norvex.svg")));
-    QApplication::setApplicationVersion(
-        QStringLiteral("%1.%2.%3").arg(NORVEX_VERSION_MAJOR).arg(NORVEX_VERSION_MINOR).arg(NORVEX_VERSION_PATCH));
+    QApplication::setApplicationVersion(versionText());
 
     const CommandLine line = parseCommandLine(QApplication::arguments());
     if (!line.message.isEmpty())

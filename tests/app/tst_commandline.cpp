@@ -1,6 +1,9 @@
 #include "app/commandline.h"
 
+#include <QProcess>
 #include <QtTest>
+
+#include <utility>
 
 class TestCommandLine : public QObject
 {
@@ -35,6 +38,25 @@ private slots:
         QVERIFY(line.finished);
         QCOMPARE(line.exitCode, 2);
         QVERIFY(!line.message.isEmpty());
+    }
+
+    /// As on a server: the platform that needs a display, and none.
+    void helpNeedsNoDisplay()
+    {
+        QProcess program;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
+        environment.remove(QStringLiteral("DISPLAY"));
+        program.setProcessEnvironment(environment);
+        for (const auto &[argument, text] :
+             {std::pair("--help", "SESSION_DIR"), std::pair("-h", "--connect"), std::pair("--version", "norvex 1.")}) {
+            program.start(QCoreApplication::applicationDirPath() + QStringLiteral("/norvex"),
+                          {QLatin1String(argument)});
+            QVERIFY(program.waitForFinished(20000));
+            QCOMPARE(program.exitStatus(), QProcess::NormalExit);
+            QCOMPARE(program.exitCode(), 0);
+            QVERIFY(program.readAllStandardOutput().contains(text));
+        }
     }
 
 private:
