@@ -122,6 +122,7 @@ private:
     qint64 parsingBase() const;
     int placePage(QVector<SamplePoint> &points, bool startsFrame);
     TimeLineKeeper::EventPlace placeEvent(qint64 rawUs, int typeCode);
+    std::optional<qint64> findEvent(int typeCode, qint64 beforeUs);
     void keepTimeLine();
     void confirmTimeLine();
 

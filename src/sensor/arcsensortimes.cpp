@@ -15,6 +15,12 @@ bool isSame(const QVector<SamplePoint> &stored, const EventWebservice &event)
                                           [](const SamplePoint &a, float b) { return float(a.voltage) == b; });
 }
 
+/// What an index says of an event has few digits.
+bool isNear(double stored, float value)
+{
+    return qAbs(stored - double(value)) <= 1e-4 * qMax(1.0, qAbs(double(value)));
+}
+
 /// On another line than the present one an event can have this time and type by chance.
 bool holdsEvent(const norvexData &store, const EventWebservice &event, quint64 time, int typeCode)
 {
@@ -69,9 +75,27 @@ TimeLineKeeper::EventPlace arcSensor::Private::placeEvent(qint64 rawUs, int type
     facts.isEventStored = [this, typeCode](qint64 time) {
         return holdsEvent(*m_store, m_event, quint64(time), typeCode);
     };
+    facts.findEvent = [this, typeCode](qint64 beforeUs) { return findEvent(typeCode, beforeUs); };
     const TimeLineKeeper::EventPlace place = m_timeLines.placeEvent(rawUs, facts);
     keepTimeLine();
     return place;
+}
+
+/// By its waveform. Once one is found its line is known, and the next ones on it are not searched for.
+std::optional<qint64> arcSensor::Private::findEvent(int typeCode, qint64 beforeUs)
+{
+    const auto [least, most] = std::minmax_element(m_event.voltage.begin(), m_event.voltage.end());
+    if (beforeUs <= 0 || least == most || *least == *most)
+        return std::nullopt; // a constant waveform tells nothing
+    const QVector<EventRecord> events = m_store->storedEvents(0, quint64(beforeUs));
+    const auto found = std::find_if(events.rbegin(), events.rend(), [&](const EventRecord &stored) {
+        if (stored.typeCode != typeCode || !isNear(stored.snapshot2.voltage, m_event.voltage.front()) ||
+            !isNear(stored.snapshot3.voltage, m_event.voltage.back()))
+            return false;
+        const QVector<SamplePoint> waveform = m_store->waveform(keyOf(stored));
+        return !waveform.isEmpty() && isSame(waveform, m_event);
+    });
+    return found == events.rend() ? std::nullopt : std::make_optional(qint64(found->time));
 }
 
 void arcSensor::Private::keepTimeLine()

@@ -260,6 +260,7 @@ TimeLineKeeper::EventPlace TimeLineKeeper::eventTaken(EventPlace::Outcome outcom
 {
     m_lastEventRawUs = baseUs == m_line.baseUs ? std::make_optional(rawUs) : std::nullopt;
     m_statusAsked = false;
+    m_eventsPlaced = m_eventsPlaced || outcome == EventPlace::On;
     if (m_eventBases.isEmpty() || m_eventBases.constLast() != baseUs) {
         m_eventBases.removeOne(baseUs);
         m_eventBases.append(baseUs);
@@ -269,8 +270,8 @@ TimeLineKeeper::EventPlace TimeLineKeeper::eventTaken(EventPlace::Outcome outcom
     return {outcome, baseUs};
 }
 
-/// Events of an earlier start can stay in the sensor when its samples have gone: that one is recognised on a line before
-/// the last says nothing of the samples that come.
+/// Events of an earlier start can stay in the sensor when its samples have gone: that one is recognised on a line
+/// before the last says nothing of the samples that come.
 TimeLineKeeper::EventPlace TimeLineKeeper::placeEvent(qint64 rawUs, const Outside &outside)
 {
     const bool isEarlier = timebase::isBeforeStart(outside.candidate, rawUs, outside.nowUtcMs);
@@ -287,6 +288,12 @@ TimeLineKeeper::EventPlace TimeLineKeeper::placeEvent(qint64 rawUs, const Outsid
         if (outside.isEventStored(sum(rawUs, base)))
             return eventTaken(EventPlace::Stored, rawUs, base);
     }
+    // The lines of before this program started are not known; what the sensor holds of them comes first.
+    const qint64 startedUs = (outside.candidate.utcMs - outside.candidate.uptimeMs) * 1000;
+    const bool isSought = isEarlier && !m_eventsPlaced && outside.findEvent;
+    const std::optional<qint64> found = isSought ? outside.findEvent(startedUs) : std::nullopt;
+    if (found)
+        return eventTaken(EventPlace::Stored, rawUs, sum(*found, -rawUs));
     if (fell && !isEarlier && !std::exchange(m_statusAsked, true))
         return {EventPlace::AskStatus, 0}; // a lower uptime ends this connection
     if (fell && outside.candidate.uptimeMs < 0)

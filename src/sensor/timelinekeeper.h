@@ -30,6 +30,8 @@ public:
         TimeBaseCandidate candidate;
         std::function<Recognition(const QVector<SamplePoint> &)> recognise;
         std::function<bool(qint64 time)> isEventStored;
+        /// Where the same event is stored before this time, on whatever line.
+        std::function<std::optional<qint64>(qint64 beforeUs)> findEvent;
     };
 
     /// Known once something of this connection was placed.
@@ -83,6 +85,7 @@ private:
     std::optional<SensorTimeLine> m_next;   // after the times fall
     QVector<SensorTimeLine> m_earlier;      // newest last
     QVector<qint64> m_eventBases;           // of all lines with events, latest last; they may stay in the sensor
+    bool m_eventsPlaced = false;            // by this object, as new ones
     bool m_earlierMayCome = false;          // with the next frame
     std::optional<qint64> m_lastRawUs;      // stored in this connection
     std::optional<qint64> m_lastEventRawUs; // taken in this connection, on the present line

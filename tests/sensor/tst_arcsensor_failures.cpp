@@ -38,6 +38,7 @@ private slots:
     void reconnectKeepsTimesAndDoublesNothing_data();
     void reconnectKeepsTimesAndDoublesNothing();
     void restartedSensorGetsANewTimeLine();
+    void eventOfAnEarlierStartIsKnown();
     void claimsBeyondReason();
     void unreadablePagesLoseNothing();
 };
@@ -304,6 +305,30 @@ void TestArcSensorFailures::restartedSensorGetsANewTimeLine()
     WAIT_FOR(peer.clears.size() >= 2);
     QVERIFY(c.store->timeLine().baseUs > base + 50'000'000);
     QCOMPARE(c.times().size(), 40);
+}
+
+/// The sensor kept it over a restart, and so did the session over one of the program.
+void TestArcSensorFailures::eventOfAnEarlierStartIsKnown()
+{
+    FakeSensor peer;
+    peer.produce(20);
+    peer.events = {{5'000'000'000, 0, "E11"}, {6'000'000'000, 0, "E11"}, {1'050'000, 0, "E11"}};
+    Connection c(peer);
+    c.link.stop();
+    const quint64 earlier = quint64(QDateTime::currentMSecsSinceEpoch() - 90'000'000) * 1000;
+    for (const quint64 time : {earlier, earlier + 1'000'000'000}) {
+        EventRecord event;
+        event.time = time;
+        event.loaded = true;
+        event.samples.resize(2);
+        event.samples[0].voltage = 7;
+        event.samples[1].voltage = 1;
+        QVERIFY(c.store->addEvent(event));
+    }
+    c.link.reconnect();
+    WAIT_FOR(!peer.clears.isEmpty());
+    QCOMPARE(c.times().size(), 20);
+    QCOMPARE(c.store->eventCount(), 3);
 }
 
 void TestArcSensorFailures::claimsBeyondReason()
