@@ -169,7 +169,7 @@ void replayEntry(const Entry &entry, norvexData &store, ReplayReport &report, QS
     case DurableLog::Record::Samples:
         if (!store.addSamples(samplesOf(entry.payload))) {
             *refused = CoreText::tr("samples of %1 cannot be taken now").arg(QString::fromUtf8(entry.sensor));
-            report.unreadable = CoreText::tr("a block of %1 cannot be read").arg(QString::fromUtf8(entry.sensor));
+            report.unreadable = CoreText::tr("%1: a block cannot be read").arg(QString::fromUtf8(entry.sensor));
         }
         report.addedSamples += store.sampleCount() - samplesBefore;
         break;
