@@ -289,8 +289,11 @@ void SimulatedSensor::takeSnapshot()
 {
     const QMutexLocker locker(&m_mutex);
     advanceLocked();
-    // Two triggers in one millisecond stay two events.
-    m_lastSnapshotUs = std::max(uptimeMsLocked() * 1000, m_lastSnapshotUs + 1);
+    // Two triggers in one millisecond stay two events, and who clears the samples until now does not clear this.
+    qint64 nowUs = uptimeMsLocked() * 1000;
+    if (!m_samples.empty() && qint64(m_samples.back().time) == nowUs)
+        ++nowUs;
+    m_lastSnapshotUs = std::max(nowUs, m_lastSnapshotUs + 1);
     storeEventLocked(m_model.snapshot(m_lastSnapshotUs));
     m_ledger.flush();
 }

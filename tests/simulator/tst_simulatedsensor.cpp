@@ -165,6 +165,12 @@ private slots:
         QCOMPARE(int(ledger.events[0].typeCode), int(eventtype::Snapshot));
         QCOMPARE(ledger.events[0].time, qint64(25000));
         QCOMPARE(ledger.events[1].time, qint64(25001));
+
+        bench.clock.now += 5; // a sample comes, is counted and cleared, all in the millisecond of a snapshot
+        QCOMPARE(bench.frame(), QStringLiteral("3/2"));
+        sensor.takeSnapshot();
+        sensor.clearUpTo(2);
+        QCOMPARE(bench.frame(), QStringLiteral("0/1"));
     }
 
     void rebootStartsTheClockAgain_data()
