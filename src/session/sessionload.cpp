@@ -270,9 +270,7 @@ Session::LoadedFolder Session::loadFolder(norvexData &data)
     QString unreadable;
     LoadedFolder loaded{data.load(m_path, LoadMode::ReadOnly, &unreadable), 0};
     cannotRead(unreadable);
-    if (m_readOnly)
-        return loaded;
-    const ReconcileReport report = data.reconcile();
+    const ReconcileReport report = data.reconcile(); // or the journal gives what newer blocks hold once more
     cannotRead(report.unreadable);
     loaded.damagedFiles = report.damagedFiles.size();
     return loaded;

@@ -41,6 +41,7 @@ private slots:
     void damagedFileThatCannotBeRenamed();
     void aCheckTellsOfTheJournal();
     void savedWhileItIsRead();
+    void killedBetweenBlockAndIndex();
     void whatCannotBeRead_data();
     void whatCannotBeRead();
     void anIndexThatCannotBeOpened_data();
@@ -244,6 +245,30 @@ void TestSessionJournal::savedWhileItIsRead()
     QCOMPARE(allOf(*read), samplesFrom(0, 40) + samplesFrom(40, 10000));
     QCOMPARE(read->eventCount(), 1);
     QCOMPARE(reader->loadProblems(), QStringList());
+}
+
+/// What a block holds already and the journal still has is there once, also for one who only reads.
+void TestSessionJournal::killedBetweenBlockAndIndex()
+{
+    const QString folder = fresh();
+    const QString killed = fresh();
+    const auto session = Session::create(folder, nullptr);
+    const auto store = session->addSensor(QStringLiteral("S1"), QStringLiteral("PM1"), QString(), 80);
+    QVERIFY(store->addSamples(samplesFrom(0, 40)));
+    QVERIFY(session->save());
+    QVERIFY(store->addSamples(samplesFrom(40, 20)));
+    QVERIFY(settle(*store));
+    QVERIFY(copySession(folder, killed));
+    QVERIFY(session->save());
+    const QString block = QStringLiteral("/S1-PM1/block_1.norvexdata");
+    QVERIFY(QFile::remove(killed + block) && QFile::copy(folder + block, killed + block));
+    QFile index(killed + QStringLiteral("/S1-PM1/index.dat"));
+    QVERIFY(index.open(QIODevice::ReadWrite));
+    QVERIFY(index.setFileTime(QDateTime::currentDateTime().addSecs(-10), QFileDevice::FileModificationTime));
+
+    const auto reader = Session::loadReadOnly(killed, nullptr);
+    QVERIFY(reader);
+    QCOMPARE(allOf(*reader->store(QStringLiteral("S1"))), samplesFrom(0, 40) + samplesFrom(40, 20));
 }
 
 void TestSessionJournal::whatCannotBeRead_data()
