@@ -254,9 +254,9 @@ void TestSessionJournal::killedBetweenBlockAndIndex()
     const QString killed = fresh();
     const auto session = Session::create(folder, nullptr);
     const auto store = session->addSensor(QStringLiteral("S1"), QStringLiteral("PM1"), QString(), 80);
-    QVERIFY(store->addSamples(samplesFrom(0, 40)));
+    QVERIFY(store->addSamples(samplesFrom(0, 9990)));
     QVERIFY(session->save());
-    QVERIFY(store->addSamples(samplesFrom(40, 20)));
+    QVERIFY(store->addSamples(samplesFrom(9990, 20)));
     QVERIFY(settle(*store));
     QVERIFY(copySession(folder, killed));
     QVERIFY(session->save());
@@ -268,7 +268,7 @@ void TestSessionJournal::killedBetweenBlockAndIndex()
 
     const auto reader = Session::loadReadOnly(killed, nullptr);
     QVERIFY(reader);
-    QCOMPARE(allOf(*reader->store(QStringLiteral("S1"))), samplesFrom(0, 40) + samplesFrom(40, 20));
+    QCOMPARE(allOf(*reader->store(QStringLiteral("S1"))), samplesFrom(0, 9990) + samplesFrom(9990, 20));
 }
 
 void TestSessionJournal::whatCannotBeRead_data()
