@@ -28,7 +28,7 @@ arcPlotDisplay::Private::Private(arcPlotDisplay *display, Theme &windowTheme)
     layout->addWidget(legend);
     layout->addWidget(cursors);
     cursors->hide();
-    figure->setMinimumSize(figure->fontMetrics().averageCharWidth() * 36, figure->fontMetrics().lineSpacing() * 9);
+    figure->setMinimumSize(figure->fontMetrics().averageCharWidth() * 36, figure->fontMetrics().lineSpacing() * 7);
     overlay = new PlotOverlay(theme, figure->plotCanvas());
     interaction = new PlotInteraction(figure, this);
 
