@@ -345,7 +345,7 @@ private slots:
 
     void plannedAbsenceAndOtherSerial()
     {
-        Bench bench("off@0s=60ms;serial@0s=SN2");
+        Bench bench("off@0s=600ms;serial@0s=SN2");
         QTRY_COMPARE_WITH_TIMEOUT(bench.see("info.cgi?").end, QString(), patienceMs);
         QTRY_VERIFY_WITH_TIMEOUT(bench.see("info.cgi?").body().contains("\"SN2\""), patienceMs);
         QCOMPARE(bench.simulator->storedSamples(), 40);
