@@ -249,6 +249,7 @@ void reconciledPlainly(benchmark::State &state)
 
 int blockFilesOpened(const std::function<void()> &work)
 {
+    sensorFolder(); // its making opens every one of them
     fileopens::counted = ".norvexdata";
     fileopens::count = 0;
     work();

@@ -27,9 +27,12 @@ inline void note(const char *path)
         ++count;
 }
 
-inline mode_t modeOf(int flags, va_list arguments)
+/// What an open call does with its arguments, the last of which only a file that is made has.
+template <typename Function>
+int opened(Function *real, const char *path, int flags, va_list arguments)
 {
-    return (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
+    note(path);
+    return real(path, flags, (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0);
 }
 
 } // namespace fileopens
@@ -39,10 +42,9 @@ extern "C" int open(const char *path, int flags, ...)
     static const auto real = fileopens::next(&::open, "open");
     va_list arguments;
     va_start(arguments, flags);
-    const mode_t mode = fileopens::modeOf(flags, arguments);
+    const int file = fileopens::opened(real, path, flags, arguments);
     va_end(arguments);
-    fileopens::note(path);
-    return real(path, flags, mode);
+    return file;
 }
 
 extern "C" int open64(const char *path, int flags, ...)
@@ -50,8 +52,7 @@ extern "C" int open64(const char *path, int flags, ...)
     static const auto real = fileopens::next(&::open64, "open64");
     va_list arguments;
     va_start(arguments, flags);
-    const mode_t mode = fileopens::modeOf(flags, arguments);
+    const int file = fileopens::opened(real, path, flags, arguments);
     va_end(arguments);
-    fileopens::note(path);
-    return real(path, flags, mode);
+    return file;
 }
