@@ -277,7 +277,7 @@ void arcSensor::Private::takeEvent(const QByteArray &data, const QUrl &url)
         logDebug(QStringLiteral("Invalid event type received: %1").arg(m_event.typeName.left(longestText)));
     else if (!storeEvent(data))
         return;
-    m_plan.eventTaken(m_event.time);
+    m_plan.eventTaken(m_event.time, quint64(m_event.rawTimeUs) << 8 | quint8(m_event.typeCode));
 }
 
 /// A short record is what a bad link leaves of a good one, and a long one of no type that we know is no record, so it

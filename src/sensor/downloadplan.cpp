@@ -1,6 +1,7 @@
 #include "sensor/downloadplan.h"
 
 #include <algorithm>
+#include <utility>
 
 void DownloadPlan::connected()
 {
@@ -31,6 +32,11 @@ void DownloadPlan::frameArrived(qint32 points, qint32 events)
     m_dataIndex = 0;
     m_eventIndex = 0;
     m_allowance = 0;
+    m_mayMove = events > manyEvents && m_lostTrack < mostLostTrack;
+    m_looksAtFirst = false;
+    m_names.clear();
+    m_unmoved = 0;
+    m_lookAfter = eventStep;
     m_largestPage = 0;
     m_crumbs = 0;
     m_givenUp = false;
@@ -52,11 +58,37 @@ void DownloadPlan::pageStored(int n, quint64 firstTime)
         raiseAllowance();
 }
 
-void DownloadPlan::eventTaken(quint64 time)
+void DownloadPlan::eventTaken(quint64 time, quint64 name)
 {
+    if (std::exchange(m_looksAtFirst, false)) {
+        firstEventIs(name);
+        return;
+    }
     m_withoutProgress = 0;
     ++m_eventIndex;
     m_lastEventTime = time;
+    if (m_mayMove)
+        m_names.append(name);
+}
+
+/// What stands at index 0 now says how many events have gone since the last look.
+void DownloadPlan::firstEventIs(quint64 name)
+{
+    const int gone = m_names.indexOf(name);
+    if (gone < 0) { // more than were taken; or the reply is wrong
+        ++m_lostTrack;
+        dropFrame();
+    } else if (gone == 0) {
+        m_unmoved = m_eventIndex;
+        m_lookAfter = std::min(2 * m_lookAfter, eventStep);
+    } else {
+        m_unmoved = std::max(0, m_unmoved - gone);
+        m_names = m_names.mid(gone, m_unmoved);
+        m_events -= gone;
+        m_eventIndex = m_unmoved;
+        m_allowance = std::min(m_events, m_eventIndex + eventStep);
+        m_lookAfter = std::max(m_lookAfter / 2, 1);
+    }
 }
 
 void DownloadPlan::durable(bool ok, Refusal refusal)
@@ -85,6 +117,8 @@ qint32 DownloadPlan::giveUpFrame()
     m_dataIndex = quint64(m_points);
     m_eventIndex = m_events;
     m_allowance = m_events;
+    m_mayMove = false;
+    m_looksAtFirst = false;
     m_givenUp = true;
     return left;
 }
@@ -109,6 +143,7 @@ DownloadStep DownloadPlan::nextConnected()
     if (m_closing == Closing::MayClear) {
         m_closing = Closing::No;
         m_frameValid = false;
+        m_lostTrack = 0;
         return {DownloadStep::Clear, quint64(m_points - 1), 0};
     }
     if (m_frameValid && m_givenUp && m_points > 0 && m_closing == Closing::No)
@@ -129,6 +164,11 @@ DownloadStep DownloadPlan::nextConnected()
 
 DownloadStep DownloadPlan::nextDownloading()
 {
+    const qint32 unsure = m_mayMove ? m_eventIndex - m_unmoved : 0;
+    if (unsure > 0 && (unsure >= m_lookAfter || m_eventIndex >= m_allowance)) {
+        m_looksAtFirst = true;
+        return {DownloadStep::Event, 0, 0};
+    }
     if (m_eventIndex < m_allowance)
         return {DownloadStep::Event, quint64(m_eventIndex), 0};
     if (m_dataIndex < quint64(m_points))

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QtGlobal>
+#include <QVector>
 
 /// What a connection asks its sensor for next.
 struct DownloadStep
@@ -25,6 +25,10 @@ struct DownloadStep
 ///
 /// Indices advance only for what was stored. A frame is downloaded once and cleared once: it becomes valid when it is
 /// decoded and stops being so when its clear is asked for, when it is dropped, and on disconnect.
+///
+/// A sensor whose memory of events is full lets the oldest one go for each new one, and all others move down by one
+/// index: the next one asked for would then be skipped, and cleared. Of a frame with many events the first is therefore
+/// looked at again after each group, what moved meanwhile is read again, and the next groups are smaller.
 class DownloadPlan
 {
 public:
@@ -33,6 +37,8 @@ public:
     static constexpr qint32 smallestFrame = 7;    // samples; with fewer the frame is asked for again
     static constexpr quint64 pageLimit = 20;      // samples
     static constexpr qint32 eventStep = 10;       // records
+    static constexpr qint32 manyEvents = 100;     // from which on the memory may be full
+    static constexpr int mostLostTrack = 3;       // frames, then the events are taken as they come
     static constexpr int mostWithoutProgress = 5; // replies in a row
 
     State state() const { return m_state; }
@@ -52,13 +58,17 @@ public:
     /// A decoded frame; taken in the connected state only.
     void frameArrived(qint32 points, qint32 events);
     bool expectsData(quint64 index) const { return m_state == Downloading && index == m_dataIndex; }
-    bool expectsEvent(quint64 index) const { return m_state == Downloading && index == quint64(m_eventIndex); }
+    bool expectsEvent(quint64 index) const
+    {
+        return m_state == Downloading && index == quint64(m_looksAtFirst ? 0 : m_eventIndex);
+    }
     /// A page of n samples was stored, the first of which has this time.
     void pageStored(int n, quint64 firstTime);
     /// A reply that brought nothing: unreadable, refused by the store, or a page that is not there.
     void nothingTaken() { ++m_withoutProgress; }
-    /// An event record was taken, whether it was stored or dropped.
-    void eventTaken(quint64 time);
+    /// An event record was taken, whether it was stored or dropped. The sensor calls it by `name`: its own time and the
+    /// type, say.
+    void eventTaken(quint64 time, quint64 name);
     enum class Refusal { TakeMore, Wait };
     /// The answer to MakeDurable. Without it nothing is cleared. Then the frame, grown meanwhile, is downloaded again
     /// later, or, when no more can be kept in memory, what was taken is offered again later and the sensor keeps the
@@ -79,6 +89,7 @@ private:
     DownloadStep nextDownloading();
     DownloadStep closeFrame();
     void raiseAllowance();
+    void firstEventIs(quint64 name);
 
     State m_state = Disconnected;
     bool m_hasStore = false;
@@ -92,6 +103,12 @@ private:
     qint32 m_eventIndex = 0;
     qint32 m_allowance = 0;
     quint64 m_lastEventTime = 0;
+    bool m_mayMove = false;      // the events, under the download
+    bool m_looksAtFirst = false; // event 0 is asked for once more
+    QVector<quint64> m_names;    // of the events taken, when they may move
+    qint32 m_unmoved = 0;        // of these stood at their indices when they were taken
+    qint32 m_lookAfter = 0;      // as many more
+    int m_lostTrack = 0;         // frames in a row in which none of these was the first one any more
     int m_withoutProgress = 0;
     int m_largestPage = 0; // of the frame
     int m_crumbs = 0;      // pages in a row that were smaller, though the frame goes on

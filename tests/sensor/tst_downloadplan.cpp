@@ -1,5 +1,6 @@
 #include "sensor/downloadplan.h"
 
+#include <QSet>
 #include <QtTest>
 
 namespace {
@@ -44,7 +45,7 @@ private:
         else if (word == QLatin1String("bad"))
             m_plan.nothingTaken();
         else if (word == QLatin1String("event"))
-            m_plan.eventTaken(quint64(number(1)));
+            m_plan.eventTaken(quint64(number(1)), quint64(number(1)));
         else if (word == QLatin1String("durable"))
             m_plan.durable(true);
         else if (word == QLatin1String("not-durable"))
@@ -112,6 +113,8 @@ private slots:
     void conversations_data();
     void conversations();
     void eventsInTens();
+    void manyEventsMayMove_data();
+    void manyEventsMayMove();
     void stuckAfterFive();
     void expectsTheCurrentIndexOnly();
     void givenUpSamples();
@@ -195,6 +198,59 @@ void TestDownloadPlan::eventsInTens()
         QCOMPARE(talk.play(QStringLiteral("event 900")), QStringLiteral("event %1").arg(i + 1));
     QCOMPARE(talk.play(QStringLiteral("event 900")), QStringLiteral("state 1, sync"));
     QCOMPARE(talk.play(QStringLiteral("durable")), QStringLiteral("clear 59"));
+}
+
+void TestDownloadPlan::manyEventsMayMove_data()
+{
+    QTest::addColumn<int>("repliesPerEvent");
+    QTest::newRow("nothing new") << 1000000;
+    QTest::newRow("now and then") << 37;
+    QTest::newRow("in each group") << 5;
+    QTest::newRow("as fast as they are read") << 1; // this ends as well
+}
+
+// The memory of a sensor is full, so each new event drives the oldest out while they are downloaded. What has not gone
+// when the frame is cleared was read.
+void TestDownloadPlan::manyEventsMayMove()
+{
+    QFETCH(int, repliesPerEvent);
+    constexpr int capacity = 200;
+    QVector<quint64> memory;
+    for (int i = 0; i < capacity; ++i)
+        memory.append(quint64(i + 1));
+    DownloadPlan plan;
+    plan.setHasStore(true);
+    plan.connected();
+    QSet<quint64> read;
+    quint64 lastOfFrame = 0;
+    int requests = 0;
+    for (DownloadStep step = plan.next(); step.ask != DownloadStep::Clear; step = plan.next()) {
+        QVERIFY(++requests < 10 * capacity);
+        QVERIFY(!plan.isStuck());
+        switch (step.ask) {
+        case DownloadStep::Frame:
+            plan.frameArrived(400, capacity);
+            lastOfFrame = memory.last();
+            break;
+        case DownloadStep::Event:
+            QVERIFY(plan.expectsEvent(step.index));
+            read.insert(memory.at(int(step.index)));
+            plan.eventTaken(memory.at(int(step.index)), memory.at(int(step.index)));
+            break;
+        case DownloadStep::Data:
+            plan.pageStored(int(step.limit), step.index);
+            break;
+        default:
+            QCOMPARE(int(step.ask), int(DownloadStep::MakeDurable));
+            plan.durable(true);
+        }
+        if (requests % repliesPerEvent == 0) {
+            memory.append(memory.last() + 1);
+            memory.removeFirst();
+        }
+    }
+    for (const quint64 event : qAsConst(memory))
+        QVERIFY2(event > lastOfFrame || read.contains(event), qPrintable(QString::number(event)));
 }
 
 void TestDownloadPlan::stuckAfterFive()

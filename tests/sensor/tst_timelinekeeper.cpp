@@ -162,7 +162,7 @@ private:
         event.samples[0].voltage = m_event.value;
         if (place.outcome == TimeLineKeeper::EventPlace::On)
             m_store.addEvent(event);
-        m_plan.eventTaken(event.time);
+        m_plan.eventTaken(event.time, quint64(m_event.raw));
     }
 
     /// As sensors do: events up to the first that is later than the last sample.
