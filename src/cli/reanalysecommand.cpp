@@ -3,6 +3,7 @@
 #include "cli/commandline.h"
 #include "cli/jobrunner.h"
 #include "data/reanalysis.h"
+#include "recipe/configurationfile.h"
 #include "session/session.h"
 
 #include <QJsonArray>
@@ -39,8 +40,7 @@ QString toText(const QString &folder, const reanalysis::Outcome &outcome)
     return text;
 }
 
-ExitCode reanalyse(const Session &session, const SensorConfiguration &configuration, const CommandLine &line,
-                   Console &console)
+ExitCode reanalyse(const Session &session, const ConfigurationFile &file, const CommandLine &line, Console &console)
 {
     QJsonArray sensors;
     QString text;
@@ -48,9 +48,11 @@ ExitCode reanalyse(const Session &session, const SensorConfiguration &configurat
     for (const SensorEntry &entry : entries) {
         if (line.isSet(QStringLiteral("sensor")) && entry.data->sensorSerial() != line.value(QStringLiteral("sensor")))
             continue;
+        ConfigurationFile completed = file;
+        completed.completeFrom(entry.data->configuration());
         reanalysis::Outcome outcome;
         runJob(console, [&](JobProgress &progress) {
-            outcome = reanalysis::run(*entry.data, session.path(), configuration, &progress);
+            outcome = reanalysis::run(*entry.data, session.path(), completed.configuration, &progress);
         });
         if (outcome.kind == reanalysis::Outcome::Kind::Cancelled) {
             console.complain(QStringLiteral("cancelled"));
@@ -81,7 +83,8 @@ ExitCode runReanalyse(const QStringList &arguments, Console &console)
     CommandLine line(QStringLiteral("reanalyse DIR --config FILE [--sensor SERIAL] [--json]"),
                      QStringLiteral("Classifies the stored events of a session again with another configuration and "
                                     "writes the\nresult to \"reanalysis.dat\" in each sensor folder. The events and "
-                                    "the sensors' configuration stay\nas they are. Prints how many events changed "
+                                    "the sensors' configuration stay\nas they are. What the file does not carry is "
+                                    "taken from the sensor's own. Prints how many\nevents changed "
                                     "from which class to which."));
     line.addValue(QStringLiteral("config"), QStringLiteral("FILE"), QStringLiteral("Configuration file."));
     line.addValue(QStringLiteral("sensor"), QStringLiteral("SERIAL"), QStringLiteral("Only this sensor."));
@@ -92,17 +95,19 @@ ExitCode runReanalyse(const QStringList &arguments, Console &console)
     if (parsed != CommandLine::Outcome::Run)
         return console.stopped(line, parsed == CommandLine::Outcome::ShowHelp);
 
-    SensorConfiguration configuration;
+    ConfigurationFile file;
     QString reason;
-    if (!configuration.loadFromFile(line.value(QStringLiteral("config")), &reason)) {
-        console.complain(QStringLiteral("%1: %2").arg(line.value(QStringLiteral("config")), reason));
+    if (!file.read(line.value(QStringLiteral("config")), &reason))
+        file.problems = QStringList{reason};
+    for (const QString &problem : qAsConst(file.problems))
+        console.complain(QStringLiteral("%1: %2").arg(line.value(QStringLiteral("config")), problem));
+    if (!file.problems.isEmpty())
         return ExitCode::Failed;
-    }
     SessionError error;
     const std::unique_ptr<Session> session = Session::loadReadOnly(line.positional(0), &error);
     if (!session) {
         console.complain(error.text);
         return ExitCode::Failed;
     }
-    return reanalyse(*session, configuration, line, console);
+    return reanalyse(*session, file, line, console);
 }

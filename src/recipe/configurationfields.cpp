@@ -1,5 +1,9 @@
 #include "recipe/configurationfields.h"
 
+#include <QTextStream>
+
+#include <algorithm>
+
 namespace {
 
 using Configuration = SensorConfiguration;
@@ -44,4 +48,25 @@ const std::array<ConfigurationField, 25> &configurationFields()
         field("ignore_time_after_start", "IgnoreTimeAfterOn", &Configuration::ignoreTimeAfterStart),
     }};
     return fields;
+}
+
+QJsonValue configurationValue(const QJsonObject &object, const ConfigurationField &field)
+{
+    const QJsonValue value = object.value(field.readKey);
+    return value.isUndefined() ? object.value(field.writtenKey) : value;
+}
+
+void readConfigurationLines(QTextStream &stream, const std::function<void(int, const QStringList &)> &take)
+{
+    QString line;
+    while (stream.readLineInto(&line)) {
+        if (line.contains(QLatin1String("End Config")) || line.contains(QLatin1String("End Block Config")))
+            break;
+        const auto &fields = configurationFields();
+        const auto named = std::find_if(fields.begin(), fields.end(), [&line](const ConfigurationField &field) {
+            return !field.label.isEmpty() && line.contains(field.label);
+        });
+        if (named != fields.end())
+            take(int(named - fields.begin()), line.split(QLatin1Char(';')));
+    }
 }

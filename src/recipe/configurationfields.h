@@ -2,10 +2,15 @@
 
 #include "recipe/sensorconfiguration.h"
 
+#include <QJsonObject>
 #include <QLatin1String>
+#include <QStringList>
 
 #include <array>
+#include <functional>
 #include <variant>
+
+class QTextStream;
 
 /// The two integers of the frequency window, written together.
 struct ConfigurationLimits
@@ -30,3 +35,10 @@ struct ConfigurationField
 
 /// Every field in the order in which a sensor's reply is read.
 const std::array<ConfigurationField, 25> &configurationFields();
+
+/// A field of a ".norvexconfig" file's object. What this program sends to a sensor is also what it stores, so either
+/// name counts, that of reading first.
+QJsonValue configurationValue(const QJsonObject &object, const ConfigurationField &field);
+/// Hands over what stands in the lines of the text form, up to their end or a line with "End Config" or "End Block
+/// Config": the index of the field, and the cells of its line, the label first.
+void readConfigurationLines(QTextStream &stream, const std::function<void(int, const QStringList &)> &take);

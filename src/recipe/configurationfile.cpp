@@ -88,8 +88,7 @@ QVector<Numbers> valuesOf(const QJsonObject &object)
 {
     QVector<Numbers> values;
     for (const ConfigurationField &field : configurationFields()) {
-        const QJsonValue read = object.value(field.readKey);
-        const QJsonValue value = read.isUndefined() ? object.value(field.writtenKey) : read;
+        const QJsonValue value = configurationValue(object, field);
         Numbers numbers;
         const QJsonArray pair = value.toArray();
         if (valuesOf(field) > 1 && pair.size() == valuesOf(field))
@@ -104,21 +103,12 @@ QVector<Numbers> valuesOf(const QJsonObject &object)
 QVector<Numbers> valuesOf(QTextStream &lines)
 {
     QVector<Numbers> values(static_cast<int>(configurationFields().size()));
-    QString line;
-    while (lines.readLineInto(&line)) {
-        if (line.contains(QLatin1String("End Config")) || line.contains(QLatin1String("End Block Config")))
-            break;
-        for (int i = 0; i < values.size(); ++i) {
-            const ConfigurationField &field = configurationFields()[static_cast<std::size_t>(i)];
-            if (field.label.isEmpty() || !line.contains(field.label))
-                continue;
-            const QStringList cells = line.split(QLatin1Char(';'));
-            values[i].clear();
-            for (int cell = 1; cell <= valuesOf(field); ++cell)
-                values[i].append(numberIn(cells.value(cell), isWhole(field)));
-            break;
-        }
-    }
+    readConfigurationLines(lines, [&values](int index, const QStringList &cells) {
+        const ConfigurationField &field = configurationFields()[static_cast<std::size_t>(index)];
+        values[index].clear();
+        for (int cell = 1; cell <= valuesOf(field); ++cell)
+            values[index].append(numberIn(cells.value(cell), isWhole(field)));
+    });
     return values;
 }
 

@@ -146,10 +146,10 @@ struct Equal
     }
 };
 
-bool readObject(SensorConfiguration &configuration, const QJsonObject &object)
+bool readObject(SensorConfiguration &configuration, const QJsonObject &object, bool eitherName = false)
 {
     for (const ConfigurationField &field : configurationFields()) {
-        const QJsonValue value = object.value(field.readKey);
+        const QJsonValue value = eitherName ? configurationValue(object, field) : object.value(field.readKey);
         if (!std::visit(JsonReader{configuration, value}, field.member))
             return false;
     }
@@ -160,30 +160,11 @@ bool readObject(SensorConfiguration &configuration, const QJsonObject &object)
 int readLines(SensorConfiguration &configuration, QTextStream &stream)
 {
     int taken = 0;
-    QString line;
-    while (stream.readLineInto(&line)) {
-        if (line.contains(QLatin1String("End Config")) || line.contains(QLatin1String("End Block Config")))
-            break;
-        for (const ConfigurationField &field : configurationFields()) {
-            if (field.label.isEmpty() || !line.contains(field.label))
-                continue;
-            const QStringList cells = line.split(QLatin1Char(';'));
-            std::visit(TextReader{configuration, cells}, field.member);
-            ++taken;
-            break;
-        }
-    }
+    readConfigurationLines(stream, [&](int index, const QStringList &cells) {
+        std::visit(TextReader{configuration, cells}, configurationFields()[static_cast<std::size_t>(index)].member);
+        ++taken;
+    });
     return taken;
-}
-
-// What this program sends to a sensor is also what it stores, so the name of the signal lock is mapped back.
-QJsonObject withReadKeys(QJsonObject object)
-{
-    for (const ConfigurationField &field : configurationFields()) {
-        if (!object.contains(field.readKey) && object.contains(field.writtenKey))
-            object.insert(field.readKey, object.value(field.writtenKey));
-    }
-    return object;
 }
 
 } // namespace
@@ -241,7 +222,7 @@ bool SensorConfiguration::fromFileContent(const QByteArray &bytes)
     bool ok = false;
     const QJsonDocument document = parseJson(bytes);
     if (document.isObject()) {
-        ok = readObject(read, withReadKeys(document.object()));
+        ok = readObject(read, document.object(), true);
     } else {
         QTextStream stream(bytes);
         stream.setCodec("UTF-8");

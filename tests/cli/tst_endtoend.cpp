@@ -1,3 +1,4 @@
+#include "data/datanames.h"
 #include "programs.h"
 #include "recipe/recipe.h"
 #include "session/session.h"
@@ -173,6 +174,7 @@ private slots:
         const Programs::Result check = m_programs->cli({QStringLiteral("check"), folder});
         QVERIFY2(check.code == 0, check.out.constData());
         exportsWhatWasRecorded(folder, *data);
+        looksAtEventsAgain(folder);
         damageIsFound(folder);
         saysWhatTheStoreHolds(json.value(QStringLiteral("sensors")).toArray().at(0).toObject(), *data);
     }
@@ -428,6 +430,35 @@ private:
         QCOMPARE(m_programs->cli(command + QStringList{QStringLiteral("--force")}).code, 0);
         QCOMPARE(m_programs->cli(command + QStringList{QStringLiteral("--sensor"), QStringLiteral("SN9")}).code, 1);
         partsMakeTheWhole(folder, data);
+    }
+
+    /// With the limits of a file, which need not carry all of them; nothing in it is guessed.
+    void looksAtEventsAgain(const QString &folder)
+    {
+        const QString sensorFolder = folder + QStringLiteral("/SN500-Etch 1/");
+        const QString ownPath = sensorFolder + datanames::lastConfig() + configFileExtension();
+        SensorConfiguration own;
+        QVERIFY(own.loadFromFile(ownPath));
+        own.eventPoints = 321;
+        QVERIFY(own.saveToFile(ownPath));
+        const QString path = m_temporary.filePath(QStringLiteral("limits.norvexconfig"));
+        const auto reanalyse = [&](const char *content) {
+            QFile file(path);
+            return file.open(QIODevice::WriteOnly) && file.write(content) >= 0 && file.flush()
+                       ? m_programs->cli({QStringLiteral("reanalyse"), folder, QStringLiteral("--config"), path})
+                       : Programs::Result();
+        };
+        QCOMPARE(reanalyse("").code, 1);
+        const Programs::Result wrong = reanalyse("{\"event_points\": \"many\"}");
+        QCOMPARE(wrong.code, 1);
+        QVERIFY2(wrong.err.contains("Points per event"), wrong.err.constData());
+        const QString written = sensorFolder + QStringLiteral("reanalysis.dat");
+        QVERIFY(!QFile::exists(written));
+        const Programs::Result done = reanalyse("{\"event_min_amplitude_3\": 77}");
+        QVERIFY2(done.code == 0, done.err.constData());
+        const QList<QByteArray> lines = linesOf(written);
+        QVERIFY(lines.contains("Event3 Min Amplitude;77"));
+        QVERIFY(lines.contains("Event Points;321"));
     }
 
     /// Two ranges that meet hold every sample once.
