@@ -52,7 +52,7 @@ void PlotFigure::applyTheme(const Theme &theme)
     ThemedPlot::applyTheme(theme);
     m_markers->setOutline(theme.markerOutline());
     for (SectionItem *item : m_sections)
-        item->setPens(theme.sectionEdge(), theme.sectionLevel(), theme.mutedText());
+        item->setPens(theme.sectionEdge(), theme.sectionLevel(), theme.mutedText(), theme.canvas());
     m_themed = true;
 }
 

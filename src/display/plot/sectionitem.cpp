@@ -2,10 +2,17 @@
 
 #include <QFontMetricsF>
 #include <QPainter>
+#include <QPainterPath>
 #include <qwt_scale_map.h>
 
 #include <algorithm>
 #include <cmath>
+
+namespace {
+
+constexpr double haloWidth = 4;
+
+} // namespace
 
 SectionItem::SectionItem()
 {
@@ -14,11 +21,12 @@ SectionItem::SectionItem()
     setItemAttribute(QwtPlotItem::AutoScale, false);
 }
 
-void SectionItem::setPens(const QPen &edge, const QPen &level, const QColor &ink)
+void SectionItem::setPens(const QPen &edge, const QPen &level, const QColor &ink, const QColor &ground)
 {
     m_edge = edge;
     m_level = level;
     m_ink = ink;
+    m_ground = ground;
 }
 
 void SectionItem::draw(QPainter *painter, const QwtScaleMap &xMap, const QwtScaleMap &yMap, const QRectF &canvas) const
@@ -44,8 +52,14 @@ void SectionItem::draw(QPainter *painter, const QwtScaleMap &xMap, const QwtScal
         const QString text = metrics.elidedText(section.label, Qt::ElideRight, room);
         if (text.size() < std::min(3, section.label.size()))
             continue;
+        const QPointF at(left + 4, canvas.top() + m_topMargin + metrics.ascent());
+        QPainterPath letters;
+        letters.addText(at, painter->font(), text);
+        painter->save();
+        painter->setRenderHint(QPainter::Antialiasing);
+        painter->strokePath(letters, QPen(m_ground, haloWidth, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+        painter->restore();
         painter->setPen(m_ink);
-        painter->drawText(QRectF(left + 4, canvas.top() + m_topMargin, room, metrics.height()),
-                          Qt::AlignLeft | Qt::AlignVCenter, text);
+        painter->drawText(at, text);
     }
 }

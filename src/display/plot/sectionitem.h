@@ -22,7 +22,8 @@ public:
     int rtti() const override { return QwtPlotItem::Rtti_PlotUserItem + 4; }
     void setSections(QVector<Section> sections) { m_sections = std::move(sections); }
     const QVector<Section> &sections() const { return m_sections; }
-    void setPens(const QPen &edge, const QPen &level, const QColor &ink);
+    /// Names are written in `ink` and set apart from a curve below them by `ground`.
+    void setPens(const QPen &edge, const QPen &level, const QColor &ink, const QColor &ground);
     void setNamed(bool named) { m_named = named; }
     /// Height left free above the names.
     void setTopMargin(double pixels) { m_topMargin = pixels; }
@@ -34,6 +35,7 @@ private:
     QPen m_edge;
     QPen m_level;
     QColor m_ink;
+    QColor m_ground;
     bool m_named = false;
     double m_topMargin = 0;
 };
