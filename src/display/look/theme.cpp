@@ -2,6 +2,7 @@
 
 #include "base/inks.h"
 #include "data/eventtypelist.h"
+#include "display/look/themedstyle.h"
 
 #include <QApplication>
 #include <QEvent>
@@ -86,8 +87,10 @@ void Theme::decide()
 
 void Theme::applyToApplication()
 {
-    m_applied = true;
     m_applying = true;
+    if (!m_applied)
+        QApplication::setStyle(new ThemedStyle);
+    m_applied = true;
     QApplication::setPalette(palette());
     m_applying = false;
 }

@@ -24,7 +24,7 @@ public:
     Kind kind() const { return m_kind; }
     void setKind(Kind kind);
     bool isDark() const { return m_dark; }
-    /// Gives the application this theme's palette; again by itself whenever the theme changes.
+    /// Gives the application its style and this theme's palette, which follows by itself whenever the theme changes.
     void applyToApplication();
     /// A palette for one widget, for pictures that use another theme than the windows.
     QPalette palette() const;
@@ -95,7 +95,7 @@ private:
 
     Kind m_kind;
     bool m_dark = false;
-    bool m_applied = false;  // the application wears our palette
+    bool m_applied = false;  // the application wears our style and palette
     bool m_applying = false; // the palette change on its way is our own
     QPalette m_systemPalette;
 };

@@ -1,8 +1,11 @@
 #include "data/eventtypelist.h"
 #include "display/look/theme.h"
+#include "display/look/themedstyle.h"
 
 #include <QApplication>
+#include <QPainter>
 #include <QSignalSpy>
+#include <QStyleOptionButton>
 #include <QTest>
 
 class TestTheme : public QObject
@@ -15,6 +18,7 @@ private slots:
     void eventClassesAreDistinct();
     void palettesFollowTheKind();
     void systemPaletteIsFollowed();
+    void anEmptyBoxIsSeen();
 };
 
 void TestTheme::coloursContrast_data()
@@ -77,6 +81,25 @@ void TestTheme::systemPaletteIsFollowed()
     QCOMPARE(changes.count(), 1);
     QVERIFY(theme.isDark());
     QApplication::setPalette(before);
+}
+
+void TestTheme::anEmptyBoxIsSeen()
+{
+    const Theme theme(Theme::Kind::Dark);
+    const ThemedStyle style;
+    for (const auto element : {QStyle::PE_IndicatorCheckBox, QStyle::PE_IndicatorRadioButton}) {
+        QImage picture(15, 15, QImage::Format_RGB32);
+        picture.fill(theme.window());
+        QPainter painter(&picture);
+        QStyleOptionButton option;
+        option.rect = picture.rect();
+        option.palette = theme.palette();
+        option.state = QStyle::State_Enabled | QStyle::State_Off;
+        style.drawPrimitive(element, &option, &painter);
+        painter.end();
+        QVERIFY2(Theme::contrast(picture.pixelColor(0, 7), theme.window()) >= 3,
+                 qPrintable(picture.pixelColor(0, 7).name()));
+    }
 }
 
 QTEST_MAIN(TestTheme)
