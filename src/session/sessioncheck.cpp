@@ -45,15 +45,26 @@ SessionContent contentOfSession(const QString &folder)
     return content;
 }
 
+namespace {
+
+/// A recording writes its session file with its first save; until then the journal holds everything.
+bool isBeforeFirstSave(const SessionContent &content, const JournalCheck &journal)
+{
+    return journal.records > 0 && content.notListed.isEmpty() &&
+           !QFileInfo::exists(content.path + QLatin1Char('/') + Session::fileName());
+}
+
+} // namespace
+
 SessionCheck checkSession(const QString &folder, JobProgress *progress)
 {
     const SessionContent content = contentOfSession(folder);
     SessionCheck check;
     check.session = content.path;
-    check.problems = content.problems;
     check.notListed = content.notListed;
     check.isListSound = content.problems.isEmpty();
     const JournalCheck journal = checkJournal(check.session);
+    check.problems = isBeforeFirstSave(content, journal) ? QStringList() : content.problems;
     check.problems += journal.problems;
     check.journalRecords = journal.records;
 

@@ -197,6 +197,12 @@ void TestSessionJournal::damagedFileThatCannotBeRenamed()
 
 void TestSessionJournal::aCheckTellsOfTheJournal()
 {
+    const QString unsaved = fresh();
+    const auto recording = Session::create(unsaved, nullptr);
+    QVERIFY(recording->addSensor(QStringLiteral("S1"), QStringLiteral("PM1"), {}, 80)->addSamples(samplesFrom(0, 40)));
+    QTRY_VERIFY_WITH_TIMEOUT(checkSession(unsaved).journalRecords > 0, 20000);
+    QVERIFY2(!checkSession(unsaved).isDamaged(), "the first save writes the session file");
+
     const QString folder = fresh();
     QVERIFY(Session::create(folder, nullptr)->save());
     QVERIFY(!checkSession(folder).isDamaged());
