@@ -175,7 +175,9 @@ QString SoakRun::look(Chance &chance)
         m_moment[sensor] = QStringLiteral("%1 at %2 ms").arg(moment.mid(1)).arg(m_timer.elapsed());
     }
     m_last = m_bay.usage();
-    if (m_timer.elapsed() < m_seconds * 1000 / 4)
+    // A busy computer takes longer until all of them are connected.
+    const bool isStarting = std::any_of(m_read.begin(), m_read.end(), [](qint64 read) { return read <= 0; });
+    if (isStarting || m_timer.elapsed() < m_seconds * 1000 / 4)
         m_first = m_last;
     m_bytes.append({hours(), m_last.bytes});
     return lookAtGaps();
