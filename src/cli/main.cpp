@@ -5,6 +5,8 @@
 #include <QCoreApplication>
 #include <QStandardPaths>
 
+#include <cstdio>
+
 namespace {
 
 const Command commands[] = {
@@ -76,8 +78,12 @@ int main(int argc, char **argv)
     QCoreApplication::setApplicationVersion(
         QStringLiteral("%1.%2.%3").arg(NORVEX_VERSION_MAJOR).arg(NORVEX_VERSION_MINOR).arg(NORVEX_VERSION_PATCH));
     Console console;
-    const ExitCode code = dispatch(QCoreApplication::arguments().mid(1), console);
+    ExitCode code = dispatch(QCoreApplication::arguments().mid(1), console);
     console.out.flush();
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) { // half a result must not look like a whole one
+        console.complain(QStringLiteral("the results cannot be written to the standard output"));
+        code = code == ExitCode::Done ? ExitCode::CannotWrite : code;
+    }
     console.err.flush();
     return int(code);
 }
