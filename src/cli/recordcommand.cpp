@@ -55,6 +55,12 @@ bool RecordRun::openSession()
 {
     SessionError error;
     const bool known = Session::holdsSession(Session::folderOf(m_options.session));
+    if (!known && m_options.sensors.isEmpty()) {
+        m_console.complain(
+            QStringLiteral("there is no session in %1 yet; say with --sensor what to record").arg(m_options.session));
+        m_failure = ExitCode::Usage;
+        return false;
+    }
     const auto load = [this, &error](FailedRestore failedRestore) {
         return Session::load(m_options.session, &error, {}, systemClock(), failedRestore);
     };
@@ -107,8 +113,15 @@ bool RecordRun::connectSensors()
     if (m_options.sensors.isEmpty())
         m_recorder->connectAll();
     const QVector<arcSensor *> sensors = m_recorder->connections();
-    for (arcSensor *sensor : sensors)
-        m_watched[sensor];
+    for (arcSensor *sensor : sensors) {
+        Watched &watched = m_watched[sensor];
+        connect(sensor, &arcSensor::statusUpdate, this, [&watched](const QString &message) {
+            if (message == QLatin1String("Connection timed out"))
+                watched.isSilent = true;
+            else if (message == QLatin1String("Disconnected"))
+                watched.isSilent = false;
+        });
+    }
     if (m_watched.empty() && m_lockedOut) { // each was named
         m_failure = ExitCode::Locked;
     } else if (m_watched.empty()) {
@@ -229,14 +242,20 @@ ExitCode RecordRun::reachedNothing()
                                      [](const auto &entry) { return !entry.second.refusal.isEmpty(); });
     if (refused)
         return ExitCode::Unusable;
-    const bool listens = std::any_of(m_watched.begin(), m_watched.end(), [](const auto &entry) {
-        return somethingListens(entry.first->address(), entry.first->port());
-    });
-    if (listens) {
-        m_console.complain(QStringLiteral("something answered, but not as a sensor does"));
-        return ExitCode::Unusable;
+    bool isSilent = false;
+    for (const auto &entry : m_watched) {
+        if (!somethingListens(entry.first->address(), entry.first->port()))
+            continue;
+        if (!entry.second.isSilent) {
+            m_console.complain(QStringLiteral("something answered, but not as a sensor does"));
+            return ExitCode::Unusable;
+        }
+        isSilent = true;
     }
-    m_console.complain(QStringLiteral("no sensor could be reached; check address, port, power and firewall"));
+    if (isSilent)
+        m_console.complain(QStringLiteral("something is there, but it does not answer in time"));
+    else
+        m_console.complain(QStringLiteral("no sensor could be reached; check address, port, power and firewall"));
     return ExitCode::Unreachable;
 }
 

@@ -29,6 +29,7 @@ private:
         QString delay; // why it cannot be stored yet
         RateMeter rate;
         bool wasReady = false;
+        bool isSilent = false; // the last attempt ended without an answer
     };
 
     bool openSession();

@@ -15,6 +15,8 @@
 #include <QJsonObject>
 #include <QTimer>
 
+#include <utility>
+
 namespace {
 
 constexpr int deadlineMs = 15000;
@@ -32,13 +34,13 @@ QStringList contradictionsOf(const SensorConfiguration &configuration)
 
 SendCommandLine::SendCommandLine()
     : CommandLine(
-          QStringLiteral("send --sensor HOST[:PORT] (--recipe FILE | --config FILE | --snapshot)"),
+          QStringLiteral("send --sensor HOST[:PORT] (--recipe FILE | --config FILE | --snapshot) [--json]"),
           QStringLiteral("Sends one thing to a sensor and waits for its answer. A recording of the same sensor "
                          "goes on\nmeanwhile. A recipe that breaks a step rule or lies outside the sensor's frequency "
                          "range is not\nsent, nor a configuration with a value that makes no sense. What a "
                          "configuration file does not\ncarry keeps the value that it has in the sensor. Exit code 12 "
-                         "when the sensor cannot be reached or\ndoes not answer, 13 when it answers but does not take "
-                         "it."))
+                         "when the sensor cannot be reached or\ndoes not answer, 13 when it answers but does not "
+                         "confirm it."))
 {
     addValue(QStringLiteral("sensor"), QStringLiteral("HOST[:PORT]"), QStringLiteral("The sensor."));
     addValue(QStringLiteral("recipe"), QStringLiteral("FILE"), QStringLiteral("A .recipe file."));
@@ -57,6 +59,9 @@ CommandLine::Outcome SendCommandLine::parse(const QStringList &arguments, SendOp
     QString reason;
     if (!parseSensorAddress(value(QStringLiteral("sensor")), options.sensor, &reason))
         return complain(reason);
+    if (!options.sensor.chamber.isEmpty())
+        return complain(QStringLiteral("--sensor needs HOST[:PORT] without a chamber, not '%1'")
+                            .arg(value(QStringLiteral("sensor"))));
     const bool recipe = isSet(QStringLiteral("recipe"));
     const bool config = isSet(QStringLiteral("config"));
     const bool snapshot = isSet(QStringLiteral("snapshot"));
@@ -126,12 +131,15 @@ QStringList SendRun::readConfiguration()
 /// The first answer decides: a connection that fails before it stands is not waited for.
 void SendRun::statusChanged(const QString &message)
 {
-    m_timedOut = message == QLatin1String("Connection timed out");
+    const bool wasSilent = std::exchange(m_timedOut, message == QLatin1String("Connection timed out"));
     if (message == QLatin1String("Connected")) {
         upload();
     } else if (message == QLatin1String("Reconnecting") && !m_asked) {
         const QString place = QStringLiteral("%1:%2").arg(m_options.sensor.host).arg(m_options.sensor.port);
-        if (somethingListens(m_options.sensor.host, m_options.sensor.port))
+        const bool listens = somethingListens(m_options.sensor.host, m_options.sensor.port);
+        if (listens && wasSilent)
+            finish(ExitCode::Unreachable, {QStringLiteral("%1 does not answer in time").arg(place)});
+        else if (listens)
             finish(ExitCode::Unusable, {QStringLiteral("%1 answers, but not as a sensor does").arg(place)});
         else
             finish(ExitCode::Unreachable, {QStringLiteral("%1 cannot be reached").arg(place)});
@@ -213,7 +221,7 @@ void SendRun::uploadFinished(bool ok, const QString &reason)
         finish(ExitCode::Unreachable,
                {QStringLiteral("the sensor did not say whether it took the %1: %2").arg(what(), reason)});
     } else {
-        finish(codeOfSilence(), {QStringLiteral("the sensor did not take the %1: %2").arg(what(), reason)});
+        finish(codeOfSilence(), {QStringLiteral("the sensor has not confirmed the %1: %2").arg(what(), reason)});
     }
 }
 

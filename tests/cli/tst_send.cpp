@@ -102,6 +102,8 @@ private slots:
         QTest::newRow("an error") << "post@*=500" << false << 13;
         QTest::newRow("no such page") << "post@*=404" << false << 13;
         QTest::newRow("closed") << "post@*=close" << false << 13;
+        QTest::newRow("silent from the start") << "all@*=hang" << false << 12;
+        QTest::newRow("no sensor") << "all@*=garbage" << false << 13;
         QTest::newRow("own values do not come") << "config@*=hang" << true << 12;
         QTest::newRow("own values are refused") << "config@*=500" << true << 13;
         QTest::newRow("own values are none") << "config@*=deep-json" << true << 13;
