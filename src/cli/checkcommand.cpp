@@ -161,9 +161,10 @@ ExitCode repairAndPrint(const CommandLine &line, RepairFunction function, Consol
 {
     SessionRepair repair;
     runJob(console, [&](JobProgress &progress) { repair = function(line.positional(0), &progress, systemClock()); });
-    if (line.isSet(QStringLiteral("json")))
+    const bool looked = repair.outcome != SessionRepair::Outcome::Locked && QDir(repair.session).exists();
+    if (looked && line.isSet(QStringLiteral("json")))
         console.out << QJsonDocument(toJson(repair)).toJson();
-    else
+    else if (looked)
         console.out << toText(repair);
     if (repair.outcome == SessionRepair::Outcome::Cancelled)
         console.complain(QStringLiteral("cancelled; what was repaired so far stays"));

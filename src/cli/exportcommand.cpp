@@ -154,8 +154,11 @@ ExitCode exportSensors(const Session &session, const QVector<SensorEntry> &senso
             return ExitCode::CannotWrite;
         }
     }
-    if (options.out.isEmpty())
-        QDir().mkpath(exportFolder(session.path()));
+    if (options.out.isEmpty() && !QDir().mkpath(exportFolder(session.path()))) {
+        console.complain(QStringLiteral("the folder %1 cannot be created; give a file with --out")
+                             .arg(exportFolder(session.path())));
+        return ExitCode::CannotWrite;
+    }
     ExportOutcome outcome;
     runJob(console, [&](JobProgress &progress) { outcome = job.run(now, progressInto(progress)); });
     return report(outcome, options.json, console);

@@ -4,6 +4,7 @@
 #include "data/eventtypelist.h"
 #include "export/exporttables.h"
 
+#include <QFileInfo>
 #include <QHash>
 
 namespace {
@@ -99,6 +100,8 @@ CommandLine::Outcome ExportCommandLine::parse(const QStringList &arguments, Expo
     options.rfOn = !isSet(QStringLiteral("no-rfon"));
     options.force = isSet(QStringLiteral("force"));
     options.json = isSet(QStringLiteral("json"));
+    if (options.out.endsWith(QLatin1Char('/')) || QFileInfo(options.out).isDir())
+        return complain(QStringLiteral("--out needs the name of a file; '%1' is a folder").arg(options.out));
     QString reason;
     if (options.hasFrom && !timetext::parse(value(QStringLiteral("from")), options.from, &reason))
         return complain(reason);

@@ -59,7 +59,8 @@ ExitCode reanalyse(const Session &session, const ConfigurationFile &file, const 
             return ExitCode::Failed;
         }
         if (outcome.kind == reanalysis::Outcome::Kind::Failed) {
-            console.complain(outcome.reason);
+            console.complain(QStringLiteral("%1/%2 cannot be written: %3")
+                                 .arg(entry.data->folderName(), reanalysis::fileName(), outcome.reason));
             return ExitCode::CannotWrite;
         }
         sensors.append(toJson(entry.data->folderName(), outcome));

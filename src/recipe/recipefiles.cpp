@@ -56,7 +56,12 @@ QString recipefiles::pathFor(const QString &folder, const QString &recipeName)
 bool recipefiles::load(const QString &path, Recipe &recipe, QString &reason)
 {
     QByteArray bytes;
-    if (!readWholeFile(withExtension(path), bytes, maximumFileSize, &reason))
+    const QString file = withExtension(path);
+    if (file != path && QFileInfo(path).isFile() && !QFileInfo::exists(file)) {
+        reason = CoreText::tr("The name of a recipe file ends in %1.").arg(recipenames::fileExtension());
+        return false;
+    }
+    if (!readWholeFile(file, bytes, maximumFileSize, &reason))
         return false;
     Recipe loaded;
     if (!loaded.loadFromFile(path)) {

@@ -228,7 +228,8 @@ private slots:
         row("help", QStringLiteral("--help"), 0);
         row("unknown command", QStringLiteral("fly"), 2);
         row("record without a session", QStringLiteral("record --sensor 127.0.0.1"), 2);
-        row("record without a sensor", QStringLiteral("record --session ") + none, 2);
+        row("record without a sensor",
+            QStringLiteral("record --session ") + m_temporary.filePath(QStringLiteral("typo")), 2);
         row("record into a file",
             QStringLiteral("record --sensor 127.0.0.1:1 --for 1 --session ") + file.fileName() + QStringLiteral("/x"),
             14);
@@ -237,6 +238,8 @@ private slots:
         row("info of too much", QStringLiteral("info a b"), 2);
         row("export of nothing", QStringLiteral("export /nowhere/at/all"), 1);
         row("check of nothing", QStringLiteral("check /nowhere/at/all"), 1);
+        row("repair of nothing", QStringLiteral("check --repair /nowhere/at/all"), 1);
+        row("recovery of nothing", QStringLiteral("recover --json /nowhere/at/all"), 1);
         row("discover for ever", QStringLiteral("discover --wait -1"), 2);
         row("recipe to do nothing with", QStringLiteral("recipe bake /nowhere"), 2);
         row("recipe from nowhere", QStringLiteral("recipe show /nowhere"), 1);
@@ -257,6 +260,18 @@ private slots:
         const bool validates = arguments.contains(QStringLiteral("validate")); // what is broken is its result
         QVERIFY2(result.code == 0 || validates || result.out.isEmpty(), "stdout carries results only");
         QCOMPARE(result.code != 0, !result.err.isEmpty());
+        QVERIFY2(!QFileInfo::exists(m_temporary.filePath(QStringLiteral("typo"))), "a wrong name makes no folder");
+    }
+
+    void resultsThatCannotBeWritten()
+    {
+        QFile full(QStringLiteral("/dev/full"));
+        if (!full.exists())
+            QSKIP("no device that is always full");
+        QProcess program;
+        program.setStandardOutputFile(full.fileName());
+        m_programs->start(program, QStringLiteral("norvex-cli"), {QStringLiteral("--help")});
+        QCOMPARE(Programs::resultOf(program).code, 14);
     }
 
     void somethingElseAnswers()

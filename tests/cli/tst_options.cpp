@@ -112,6 +112,7 @@ private slots:
         QTest::newRow("two things") << "send --sensor a --snapshot --recipe x" << int(SendOptions::Nothing);
         QTest::newRow("nowhere") << "send --snapshot" << int(SendOptions::Nothing);
         QTest::newRow("two sensors") << "send --snapshot --sensor a --sensor b" << int(SendOptions::Nothing);
+        QTest::newRow("a chamber") << "send --snapshot --sensor a,Etch1" << int(SendOptions::Nothing);
         QTest::newRow("no sensor address") << "send --snapshot --sensor a:b" << int(SendOptions::Nothing);
     }
 
@@ -162,7 +163,7 @@ private slots:
              {"--format excel", "--format tidy --delimiter ,", "--bin 1s", "--quantities voltage_V",
               "--format tidy --bin 1", "--format tidy --bin 0s", "--format tidy --bin 99999999999999h",
               "--types E11,E99", "--format tidy --quantities volts", "--format tidy --quantities voltage_V,", "--run 0",
-              "--run 1 --to 5"})
+              "--run 1 --to 5", "--out /", "--out none/", "--out ."})
             QTest::newRow(line) << QStringLiteral("export s ") + QLatin1String(line);
     }
 
