@@ -130,6 +130,7 @@ private slots:
     void restarts();
     void switchedOffAndOn();
     void storeReplaced();
+    void fullEventMemory();
 };
 
 void TestNoLoss::faults_data()
@@ -334,6 +335,35 @@ void TestNoLoss::storeReplaced()
     link.stop();
     QCOMPARE(compare(sensor.ledger(), *store), QString());
     QCOMPARE(store->eventCount(), clearedEvents(sensor.ledger()));
+}
+
+// New events drive the oldest out while they are downloaded, and all others get another index.
+void TestNoLoss::fullEventMemory()
+{
+    SimulatorOptions options = slowSensor();
+    options.eventCapacity = 150;
+    SensorSimulator sensor(options);
+    QVERIFY(sensor.start());
+    sensor.preload(200, 200);
+    const auto store = makeStore();
+    arcSensor link(QStringLiteral("127.0.0.1"), sensor.port(), quick());
+    link.setStore(store);
+    int requests = 0;
+    connect(&link, &arcSensor::downloadStatus, &link, [&] {
+        if (++requests % 8 == 0 && requests < 130)
+            sensor.preload(1, 1);
+    });
+    QVERIFY(waitUntil([&] { return requests > 130 && sensor.storedSamples() < 7; }, patience));
+    link.stop();
+    const LedgerSnapshot ledger = sensor.ledger();
+    QCOMPARE(compare(ledger, *store), QString());
+    QVERIFY(clearedEvents(ledger) > 100);
+    int missed = 0;
+    for (const LedgerEntry &event : ledger.events) {
+        const quint64 time = quint64(store->timeLine().baseUs + event.time);
+        missed += event.cleared && store->storedEvents(time, time + 1).isEmpty();
+    }
+    QCOMPARE(missed, 0);
 }
 
 QTEST_GUILESS_MAIN(TestNoLoss)
