@@ -233,7 +233,9 @@ ExitCode RecordRun::finish()
     if (delayed) // said when it began
         return ExitCode::CannotWrite;
     const ExitCode code = reached ? ExitCode::Done : reachedNothing();
-    return m_lockedOut ? ExitCode::Locked : code;
+    const bool lockedOut = std::any_of(m_watched.begin(), m_watched.end(),
+                                       [this](const auto &entry) { return m_recorder->isLockedOut(entry.first); });
+    return m_lockedOut || lockedOut ? ExitCode::Locked : code;
 }
 
 ExitCode RecordRun::reachedNothing()

@@ -19,8 +19,10 @@ struct Recorder::Connection
     arcSensor *sensor = nullptr; // child of the recorder
     QString chamber;
     QString expectedSerial;
-    QString serial; // once it records
-    std::unique_ptr<QLockFile> lock;
+    QString serial;                        // once it records
+    std::unique_ptr<QLockFile> lock;       // of its address
+    std::unique_ptr<QLockFile> serialLock; // once it has said its serial
+    bool isLockedOut = false;
     bool wantsFolder = false; // which could not be created so far
 };
 
@@ -122,6 +124,8 @@ void Recorder::sensorAnswered(Connection &connection)
                                     [&](const auto &other) { return other->serial == serial; });
     if (isTwin)
         return refuse(connection, CoreText::tr("the sensor with serial %1 is connected already").arg(serial));
+    if (!takeSerialLock(connection, serial))
+        return;
     const std::shared_ptr<norvexData> store =
         m_session->addSensor(serial, connection.chamber, sensor->address(), sensor->port());
     if (!store)
@@ -131,6 +135,19 @@ void Recorder::sensorAnswered(Connection &connection)
     sensor->setExpectedSerial(serial); // from now on another sensor at this address is not downloaded into its store
     sensor->setStore(store);
     emit sensorReady(sensor, serial);
+}
+
+/// The same sensor has more than one address when names count: two programs that both clear would each miss what the
+/// other has taken. Two sensors that say the same serial have different ports on one computer.
+bool Recorder::takeSerialLock(Connection &connection, const QString &serial)
+{
+    connection.serialLock.reset(); // of an earlier answer
+    LockAttempt attempt = takeLock(lockPath(QStringLiteral("serial-") + serial, connection.sensor->port()));
+    connection.serialLock = std::move(attempt.lock);
+    connection.isLockedOut = attempt.outcome == LockAttempt::HeldByOther;
+    if (connection.isLockedOut)
+        refuse(connection, CoreText::tr("the sensor with serial %1 is recorded by %2").arg(serial, attempt.holder));
+    return !connection.isLockedOut;
 }
 
 /// A disk that is full now may have room in an hour; the sensor keeps its samples meanwhile.
@@ -231,12 +248,19 @@ bool Recorder::isRecording(const arcSensor *sensor) const
     return connection && !connection->serial.isEmpty();
 }
 
+bool Recorder::isLockedOut(const arcSensor *sensor) const
+{
+    const Connection *const connection = find(sensor);
+    return connection && connection->isLockedOut;
+}
+
 void Recorder::stopConnections()
 {
     for (const auto &connection : m_connections) {
         connection->wantsFolder = false;
         connection->sensor->stop();
         connection->lock.reset();
+        connection->serialLock.reset();
     }
 }
 

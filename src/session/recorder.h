@@ -23,7 +23,7 @@ public:
     {
         LinkTimings timings;
         int savePeriodMs = 10000;
-        QString lockFolder; // of the per-address locks; empty for the user's own
+        QString lockFolder; // of the locks by address and by serial; empty for the user's own
     };
 
     /// The session must outlive the recorder.
@@ -48,6 +48,8 @@ public:
 
     /// True when a sensor at this connection has said its serial and records into the session.
     bool isRecording(const arcSensor *sensor) const;
+    /// True when what answered there was refused because another program records it, at an address of another name.
+    bool isLockedOut(const arcSensor *sensor) const;
 
     /// Stops every connection; what they brought is still to be saved.
     void stopConnections();
@@ -58,7 +60,8 @@ public:
 signals:
     /// The sensor at a connection has said its serial and records into its store.
     void sensorReady(arcSensor *sensor, const QString &serial);
-    /// Another serial than the session knows for this address answered, or the serial is connected twice.
+    /// Another serial than the session knows for this address answered, or the serial is recorded already, here or by
+    /// another program.
     void sensorRefused(arcSensor *sensor, const QString &reason);
     /// A sensor has said its serial but its folder cannot be created: it keeps its samples and is tried again until
     /// that succeeds and sensorReady() comes. Said once, not at every try.
@@ -73,6 +76,7 @@ private:
     Connection *find(const arcSensor *sensor) const;
     void sensorAnswered(Connection &connection);
     void tryFolderLater(Connection &connection, const QString &serial);
+    bool takeSerialLock(Connection &connection, const QString &serial);
     void refuse(Connection &connection, const QString &reason);
     QString lockPath(const QString &address, quint16 port) const;
 

@@ -92,6 +92,29 @@ private slots:
         QCOMPARE(second.addSensor(host, 1, {}), Recorder::AddOutcome::Added);
     }
 
+    /// Both would clear, and each would miss what the other has taken.
+    void aSensorHasOneRecorderUnderEveryName()
+    {
+        const auto sensor = started(QStringLiteral("SN1"));
+        const auto session = Session::create(m_temporary->filePath(QStringLiteral("other")), nullptr);
+        Recorder first(m_session.get(), m_options);
+        QSignalSpy ready(&first, &Recorder::sensorReady);
+        first.addSensor(host, sensor->port(), {});
+        QTRY_COMPARE_WITH_TIMEOUT(ready.size(), 1, patience);
+        Recorder second(session.get(), m_options);
+        QSignalSpy refused(&second, &Recorder::sensorRefused);
+        QSignalSpy late(&second, &Recorder::sensorReady);
+        QCOMPARE(second.addSensor(QStringLiteral("127.1"), sensor->port(), {}), Recorder::AddOutcome::Added);
+        QTRY_COMPARE_WITH_TIMEOUT(refused.size() + late.size(), 1, patience);
+        QVERIFY(late.isEmpty() && session->sensors().isEmpty());
+        arcSensor *const connection = second.connections().at(0);
+        QVERIFY(second.isLockedOut(connection));
+        QVERIFY(first.stop());
+        connection->reconnect();
+        QTRY_COMPARE_WITH_TIMEOUT(late.size(), 1, patience);
+        QVERIFY(!second.isLockedOut(connection));
+    }
+
     void aSensorWaitsForItsFolder()
     {
         QFile inTheWay(m_session->path() + QStringLiteral("/SN1-Default"));
