@@ -232,10 +232,29 @@ ExitCode RecordRun::finish()
                                      [](const auto &entry) { return !entry.second.delay.isEmpty(); });
     if (delayed) // said when it began
         return ExitCode::CannotWrite;
-    const ExitCode code = reached ? ExitCode::Done : reachedNothing();
+    const ExitCode code = reached ? tellLeftOut() : reachedNothing();
     const bool lockedOut = std::any_of(m_watched.begin(), m_watched.end(),
                                        [this](const auto &entry) { return m_recorder->isLockedOut(entry.first); });
     return m_lockedOut || lockedOut ? ExitCode::Locked : code;
+}
+
+/// Of several sensors some were recorded.
+ExitCode RecordRun::tellLeftOut()
+{
+    ExitCode code = ExitCode::Done;
+    for (const auto &[sensor, watched] : m_watched) {
+        if (watched.wasReady || m_recorder->isLockedOut(sensor))
+            continue;
+        if (!watched.refusal.isEmpty()) { // said when it came
+            code = code == ExitCode::Done ? ExitCode::Unusable : code;
+            continue;
+        }
+        m_console.complain(QStringLiteral("%1:%2 was never reached and is not recorded")
+                               .arg(sensor->address())
+                               .arg(sensor->port()));
+        code = ExitCode::Unreachable;
+    }
+    return code;
 }
 
 ExitCode RecordRun::reachedNothing()

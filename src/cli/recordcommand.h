@@ -41,6 +41,7 @@ private:
     void showProgress();
     SensorProgress progressOf(arcSensor *sensor);
     ExitCode finish();
+    ExitCode tellLeftOut();
     ExitCode reachedNothing();
 
     const RecordOptions m_options;

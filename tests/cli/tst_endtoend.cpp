@@ -314,6 +314,23 @@ private slots:
         sensor.waitForFinished(5000);
     }
 
+    /// Who records a bay is told that one of it is missing.
+    void aSensorThatIsNotReachedIsNamed()
+    {
+        QProcess sensor;
+        const quint16 port = m_programs->startSensor(sensor, {});
+        QVERIFY(port > 0);
+        const Programs::Result result =
+            m_programs->cli({QStringLiteral("record"), QStringLiteral("--for"), QStringLiteral("1"),
+                             QStringLiteral("--session"), m_temporary.filePath(QStringLiteral("bay")),
+                             QStringLiteral("--sensor"), QStringLiteral("127.0.0.1:%1").arg(port),
+                             QStringLiteral("--sensor"), QStringLiteral("127.0.0.1:1")});
+        QCOMPARE(result.code, 12);
+        QVERIFY2(result.err.contains("127.0.0.1:1 was never reached"), result.err.constData());
+        sensor.terminate();
+        sensor.waitForFinished(5000);
+    }
+
     /// Of a session with a sensor that another program records, the others are recorded; the exit code tells.
     void aSensorThatIsTakenIsNamed()
     {
