@@ -64,7 +64,7 @@ qint64 arcSensor::Private::parsingBase() const
 int arcSensor::Private::placePage(QVector<SamplePoint> &points, bool startsFrame)
 {
     const int count = m_timeLines.place(points, parsingBase(), startsFrame, outside());
-    m_look.pageDone();
+    m_look.pageDone(count > 0 && points.constFirst().time > m_store->lastTime());
     keepTimeLine();
     return count;
 }

@@ -72,9 +72,9 @@ Recognition BlockLook::recognise(const norvexData &store, const QVector<SamplePo
     return found;
 }
 
-void BlockLook::pageDone()
+void BlockLook::pageDone(bool isLaterThanAll)
 {
-    if (!std::exchange(m_looked, false))
+    if (!std::exchange(m_looked, false) || isLaterThanAll)
         release();
 }
 

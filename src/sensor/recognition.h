@@ -33,8 +33,9 @@ public:
     BlockLook &operator=(const BlockLook &) = delete;
 
     Recognition recognise(const norvexData &store, const QVector<SamplePoint> &points);
-    /// A page is placed. When nobody looked for its samples, nobody will for the next one's.
-    void pageDone();
+    /// A page is placed. When nobody looked for its samples, or they are later than all that is stored, nobody will look
+    /// for the next one's.
+    void pageDone(bool isLaterThanAll = false);
     void release();
 
 private:

@@ -371,6 +371,9 @@ void TestTimeLineKeeper::blocksLookedIntoLeaveMemory()
     look.pageDone();
     look.pageDone(); // no look between
     QCOMPARE(loaded(), 0);
+    look.recognise(store, between(2));
+    look.pageDone(true);
+    QCOMPARE(loaded(), 0);
 }
 
 QTEST_APPLESS_MAIN(TestTimeLineKeeper)
