@@ -2,6 +2,7 @@
 
 #include "base/inks.h"
 #include "data/eventtypelist.h"
+#include "display/look/colours.h"
 #include "display/look/themedstyle.h"
 
 #include <QApplication>
@@ -31,12 +32,6 @@ double luminance(const QColor &colour)
 {
     const auto part = [](double c) { return c <= 0.03928 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4); };
     return 0.2126 * part(colour.redF()) + 0.7152 * part(colour.greenF()) + 0.0722 * part(colour.blueF());
-}
-
-QColor mixed(const QColor &a, const QColor &b, double share)
-{
-    const auto part = [share](double x, double y) { return x + (y - x) * share; };
-    return QColor::fromRgbF(part(a.redF(), b.redF()), part(a.greenF(), b.greenF()), part(a.blueF(), b.blueF()));
 }
 
 QColor withAlpha(QColor colour, int alpha)
@@ -80,9 +75,7 @@ void Theme::setKind(Kind kind)
 
 void Theme::decide()
 {
-    const bool systemIsDark =
-        m_systemPalette.color(QPalette::Window).lightness() < m_systemPalette.color(QPalette::WindowText).lightness();
-    m_dark = m_kind == Kind::Dark || (m_kind == Kind::System && systemIsDark);
+    m_dark = m_kind == Kind::Dark || (m_kind == Kind::System && ::isDark(m_systemPalette));
 }
 
 void Theme::applyToApplication()

@@ -1,5 +1,7 @@
 #include "display/look/themedstyle.h"
 
+#include "display/look/colours.h"
+
 #include <QPainter>
 #include <QStyleOption>
 
@@ -8,17 +10,8 @@ namespace {
 /// Between the window and its text, nearer to the window for what cannot be used.
 QColor edgeOf(const QStyleOption &option)
 {
-    const QColor window = option.palette.color(QPalette::Window);
-    const QColor text = option.palette.color(QPalette::WindowText);
-    const double share = option.state & QStyle::State_Enabled ? 0.6 : 0.4;
-    const auto part = [share](double from, double to) { return from + (to - from) * share; };
-    return QColor::fromRgbF(part(window.redF(), text.redF()), part(window.greenF(), text.greenF()),
-                            part(window.blueF(), text.blueF()));
-}
-
-bool isDark(const QPalette &palette)
-{
-    return palette.color(QPalette::Window).lightness() < palette.color(QPalette::WindowText).lightness();
+    return mixed(option.palette.color(QPalette::Window), option.palette.color(QPalette::WindowText),
+                 option.state & QStyle::State_Enabled ? 0.6 : 0.4);
 }
 
 } // namespace
